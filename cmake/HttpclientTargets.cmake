@@ -1,0 +1,30 @@
+# SPDX-License-Identifier: Apache-2.0
+# Settings that every target of this project shares: language level, warnings, sanitizers.
+
+function(httpclient_target_settings target)
+  target_compile_features(${target} PUBLIC cxx_std_17)
+  set_target_properties(${target} PROPERTIES CXX_EXTENSIONS OFF)
+  target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor)
+  if(HTTPCLIENT_WERROR)
+    target_compile_options(${target} PRIVATE -Werror)
+  endif()
+  if(HTTPCLIENT_SANITIZE)
+    target_compile_options(${target} PRIVATE -fsanitize=${HTTPCLIENT_SANITIZE} -fno-omit-frame-pointer
+                                             -fno-sanitize-recover=all)
+    target_link_options(${target} PRIVATE -fsanitize=${HTTPCLIENT_SANITIZE})
+  endif()
+endfunction()
+
+# A shared library of the package: versioned, found beside its neighbours wherever the tree is moved.
+function(httpclient_shared_library target)
+  httpclient_target_settings(${target})
+  set_target_properties(${target} PROPERTIES
+    VERSION ${PROJECT_VERSION}
+    SOVERSION ${PROJECT_VERSION_MAJOR}
+    CXX_VISIBILITY_PRESET hidden
+    VISIBILITY_INLINES_HIDDEN ON
+    INSTALL_RPATH "$ORIGIN"
+    LIBRARY_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/lib"
+    EXPORT_NAME ${target})
+  add_library(httpclient::${target} ALIAS ${target})
+endfunction()
