@@ -69,9 +69,9 @@ public:
     /// Raises both limits, each on its own; lower values are ignored.
     void ResizeConnPool(unsigned int maxConnNum, unsigned int maxConnCategory);
     /// @return the limit of connections per address (not a count).
-    int GetConnPoolSize();
+    unsigned int GetConnPoolSize();
     /// @return the limit of addresses (not a count).
-    int GetConnAddrSize();
+    unsigned int GetConnAddrSize();
     /// Sets how long, in seconds, a connection may stay idle. 0 or less: every idle one is closed at the next sweep.
     void SetRlsTime(std::int64_t seconds);
 
