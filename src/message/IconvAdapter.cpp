@@ -1,0 +1,245 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "message/IconvAdapter.h"
+
+#include "message/IconvCharsets.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <string_view>
+
+namespace iconvadapter {
+namespace {
+
+constexpr std::size_t kFailed = static_cast<std::size_t>(-1);
+
+/// What follows a set's name.
+struct Suffixes {
+    bool ignore = false;
+};
+
+bool EndsWith(std::string_view text, std::string_view upperSuffix) {
+    if (text.size() <= upperSuffix.size()) // a suffix alone is no suffix
+        return false;
+    text.remove_prefix(text.size() - upperSuffix.size());
+    return std::equal(text.begin(), text.end(), upperSuffix.begin(), [](char a, char b) {
+        return (a >= 'a' && a <= 'z' ? static_cast<char>(a - 'a' + 'A') : a) == b;
+    });
+}
+
+Suffixes StripSuffixes(std::string_view& name) {
+    constexpr std::string_view kTranslit = "//TRANSLIT";
+    constexpr std::string_view kIgnore = "//IGNORE";
+    Suffixes suffixes;
+    for (;;) {
+        if (EndsWith(name, kTranslit)) {
+            name.remove_suffix(kTranslit.size());
+        } else if (EndsWith(name, kIgnore)) {
+            name.remove_suffix(kIgnore.size());
+            suffixes.ignore = true;
+        } else {
+            return suffixes;
+        }
+    }
+}
+
+const Charset* FindLimited(std::string_view name) {
+    constexpr std::size_t kLongestName = 55; // GNU libiconv's limit, suffixes included
+    return name.size() > kLongestName ? nullptr : (static_cast<void>(StripSuffixes(name)), FindCharset(name));
+}
+
+/// The bytes that are left to write to.
+struct Output {
+    unsigned char* at;
+    std::size_t room;
+    int error = 0; ///< the first thing that went wrong
+
+    bool Write(const void* bytes, std::size_t count) {
+        if (count > room) {
+            error = E2BIG;
+            return false;
+        }
+        std::memcpy(at, bytes, count);
+        Advance(count);
+        return true;
+    }
+    void Advance(std::size_t count) {
+        at += count;
+        room -= count;
+    }
+};
+
+class Conversion {
+public:
+    Conversion(std::unique_ptr<Decoder> decoder, std::unique_ptr<Encoder> encoder, bool keepsAscii,
+               bool ignore)
+        : m_decoder(std::move(decoder)), m_encoder(std::move(encoder)), m_keepsAscii(keepsAscii),
+          m_ignore(ignore) {}
+
+    void SetFallbacks(const iconv_fallbacks& fallbacks) { m_fallbacks = fallbacks; }
+
+    std::size_t Convert(const unsigned char*& in, std::size_t& left, Output& out) {
+        std::size_t replaced = 0;
+        while (left > 0) {
+            CopyAscii(in, left, out);
+            if (left == 0)
+                break;
+            std::size_t used = 0;
+            if (!Step(in, left, used, out, replaced))
+                return kFailed;
+            in += used;
+            left -= used;
+        }
+        return replaced;
+    }
+
+private:
+    /// Copies the ASCII that the input begins with.
+    void CopyAscii(const unsigned char*& in, std::size_t& left, Output& out) const {
+        if (!m_keepsAscii)
+            return;
+        const std::size_t most = std::min(left, out.room);
+        std::size_t count = 0;
+        while (count < most && in[count] < 0x80)
+            ++count;
+        out.Write(in, count);
+        in += count;
+        left -= count;
+    }
+
+    bool Step(const unsigned char* in, std::size_t left, std::size_t& used, Output& out,
+              std::size_t& replaced) {
+        const Decoded decoded = m_decoder->Decode(in, left);
+        used = decoded.used;
+        switch (decoded.status) {
+        case DecodeStatus::Character:
+            return WriteCharacter(decoded.character, out, replaced);
+        case DecodeStatus::Shift:
+            return true;
+        case DecodeStatus::Incomplete:
+            return Fail(out, EINVAL);
+        case DecodeStatus::Invalid:
+            used = m_decoder->InvalidUnit();
+            return ReplaceInput(in, used, out, replaced);
+        }
+        return Fail(out, EINVAL);
+    }
+
+    bool WriteCharacter(char32_t character, Output& out, std::size_t& replaced) {
+        const Encoded encoded = m_encoder->Encode(character, out.at, out.room);
+        if (encoded.status == EncodeStatus::NoRoom)
+            return Fail(out, E2BIG);
+        if (encoded.status == EncodeStatus::Unrepresentable)
+            return ReplaceCharacter(character, out, replaced);
+        out.Advance(encoded.written);
+        return true;
+    }
+
+    bool ReplaceInput(const unsigned char* in, std::size_t count, Output& out, std::size_t& replaced) {
+        if (m_ignore)
+            return true; // dropped, and not counted
+        if (m_fallbacks.mb_to_uc_fallback == nullptr)
+            return Fail(out, EILSEQ);
+        Replacement replacement{*this, out};
+        m_fallbacks.mb_to_uc_fallback(reinterpret_cast<const char*>(in), count, WriteCharacters, &replacement,
+                                      m_fallbacks.data);
+        ++replaced;
+        return out.error == 0;
+    }
+
+    bool ReplaceCharacter(char32_t character, Output& out, std::size_t& replaced) {
+        if (character >> 7U == 0xE0000 >> 7U)
+            return true; // language tags are dropped in silence
+        ++replaced;
+        if (m_ignore)
+            return true;
+        if (m_fallbacks.uc_to_mb_fallback == nullptr)
+            return Fail(out, EILSEQ);
+        // The replacement is bytes of the target set and bypasses the encoder, whatever its shift state.
+        m_fallbacks.uc_to_mb_fallback(character, WriteBytes, &out, m_fallbacks.data);
+        return out.error == 0;
+    }
+
+    static bool Fail(Output& out, int error) {
+        out.error = error;
+        return false;
+    }
+
+    struct Replacement {
+        Conversion& conversion;
+        Output& out;
+    };
+    static void WriteCharacters(const unsigned int* buf, std::size_t buflen, void* callback_arg) {
+        auto& [conversion, out] = *static_cast<Replacement*>(callback_arg);
+        std::size_t uncounted = 0; // the undecodable input is counted, not what becomes of its replacement
+        for (std::size_t i = 0; i < buflen && out.error == 0; ++i)
+            conversion.WriteCharacter(buf[i], out, uncounted);
+    }
+    static void WriteBytes(const char* buf, std::size_t buflen, void* callback_arg) {
+        auto& out = *static_cast<Output*>(callback_arg);
+        if (out.error == 0)
+            out.Write(buf, buflen);
+    }
+
+    const std::unique_ptr<Decoder> m_decoder;
+    const std::unique_ptr<Encoder> m_encoder;
+    const bool m_keepsAscii;
+    const bool m_ignore;
+    iconv_fallbacks m_fallbacks{};
+};
+
+std::unique_ptr<Conversion> Open(std::string_view to, std::string_view from) {
+    const Charset* const target = FindLimited(to);
+    const Charset* const source = FindLimited(from);
+    if (target == nullptr || source == nullptr) {
+        errno = EINVAL;
+        return nullptr;
+    }
+    auto decoder = MakeDecoder(*source);
+    auto encoder = MakeEncoder(*target);
+    if (!decoder || !encoder)
+        return nullptr;
+    const bool keepsAscii = KeepsAscii(*source) && KeepsAscii(*target);
+    return std::make_unique<Conversion>(std::move(decoder), std::move(encoder), keepsAscii,
+                                        StripSuffixes(to).ignore);
+}
+
+} // namespace
+} // namespace iconvadapter
+
+using iconvadapter::Conversion;
+
+iconv_t libiconv_open(const char* tocode, const char* fromcode) {
+    try {
+        if (auto conversion = iconvadapter::Open(tocode, fromcode))
+            return conversion.release();
+    } catch (const std::bad_alloc&) {
+        errno = ENOMEM;
+    }
+    return reinterpret_cast<iconv_t>(-1); // NOLINT(performance-no-int-to-ptr): the interface's way to say no
+}
+
+std::size_t libiconv(iconv_t cd, char** inbuf, std::size_t* inbytesleft, char** outbuf,
+                     std::size_t* outbytesleft) {
+    auto in = reinterpret_cast<const unsigned char*>(*inbuf);
+    iconvadapter::Output out{reinterpret_cast<unsigned char*>(*outbuf), *outbytesleft};
+    const std::size_t result = static_cast<Conversion*>(cd)->Convert(in, *inbytesleft, out);
+    *inbuf += in - reinterpret_cast<const unsigned char*>(*inbuf);
+    *outbuf = reinterpret_cast<char*>(out.at);
+    *outbytesleft = out.room;
+    if (result == iconvadapter::kFailed)
+        errno = out.error;
+    return result;
+}
+
+int libiconvctl(iconv_t cd, int request, void* argument) {
+    if (request != ICONV_SET_FALLBACKS) {
+        errno = EINVAL;
+        return -1;
+    }
+    const auto* fallbacks = static_cast<const iconv_fallbacks*>(argument);
+    static_cast<Conversion*>(cd)->SetFallbacks(fallbacks != nullptr ? *fallbacks : iconv_fallbacks{});
+    return 0;
+}
