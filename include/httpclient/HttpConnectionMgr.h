@@ -47,15 +47,16 @@ public:
     /// Stops the pool's thread and destroys the pool. Plain connections are closed. TLS connections are left
     /// alone on purpose, so that a worker that still holds one stays safe.
     ///
-    /// Not for a callback, nor while another thread uses the pool: a plain connection that is lent out would be
-    /// closed under its borrower. The host stops its own sends first.
+    /// Not for a callback, nor while another thread uses the pool: a plain connection that is lent out would
+    /// be closed under its borrower. The host stops its own sends first.
     static void Finalize();
 
     /// Lends a connection; the oldest idle one of the address if there is one.
     /// @param domain host name or address.
     /// @param port the port, written into the address as a signed number.
     /// @param bSSL true: a TLS connection.
-    /// @return the connection, the caller's own until ReleaseConn(); null when the host is empty or a limit is
+    /// @return the connection, the caller's own until ReleaseConn(); null when the host is empty or a limit
+    /// is
     ///         reached. Does not wait.
     CHttpConnection* GetConn(const std::string& domain, unsigned int port, bool bSSL);
     /// Takes a connection back.
@@ -72,7 +73,8 @@ public:
     unsigned int GetConnPoolSize();
     /// @return the limit of addresses (not a count).
     unsigned int GetConnAddrSize();
-    /// Sets how long, in seconds, a connection may stay idle. 0 or less: every idle one is closed at the next sweep.
+    /// Sets how long, in seconds, a connection may stay idle. 0 or less: every idle one is closed at the next
+    /// sweep.
     void SetRlsTime(std::int64_t seconds);
 
     /// @cond INTERNAL
@@ -90,6 +92,9 @@ public:
 
 private:
     CHttpConnectionMgr();
+    CHttpConnection* GetConnOfNewAddress(std::string addr, const std::string& domain, unsigned int port,
+                                         bool bSSL);
+    void StopThread();
 
     ACE_RW_Thread_Mutex m_PoolLock;
     ConnMap m_mapHttpConn;

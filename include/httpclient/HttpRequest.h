@@ -62,8 +62,8 @@ public:
     bool addParam(const std::string& name, const std::string& value);
     /// Adds a query parameter with a list of values unless the name exists (then the old values stay).
     ///
-    /// @warning Braces choose the wrong overload: `addParam("k", {"a", "b"})` is read as one std::string made of
-    /// two pointers. Write `addParam("k", std::vector<std::string>{"a", "b"})`.
+    /// @warning Braces choose the wrong overload: `addParam("k", {"a", "b"})` is read as one std::string made
+    /// of two pointers. Write `addParam("k", std::vector<std::string>{"a", "b"})`.
     /// @note An empty vector is stored, and makes getParamsAppendInURL() answer "" for the whole request.
     /// @return false when @p name is empty or consists of spaces (0x20) only; true otherwise.
     bool addParam(const std::string& name, std::vector<std::string> values);
@@ -77,8 +77,8 @@ public:
     /// @return a copy of the values at that position; empty when out of range.
     std::vector<std::string> getParam(unsigned int index) const;
     /// Renders all parameters as name=value pairs joined by "&", with a leading "?" for GET and DELETE only.
-    /// Names go out as they are; each value is converted from the request's Accept-Charset (GBK when unset) to
-    /// UTF-8 and then percent-escaped. A value that cannot be converted goes out empty.
+    /// Names go out as they are; each value is converted from the request's Accept-Charset (GBK when unset)
+    /// to UTF-8 and then percent-escaped. A value that cannot be converted goes out empty.
     /// @return the text; "" when there are no parameters, or when one that has no values is met.
     std::string getParamsAppendInURL() const;
     /// @return the number of parameter names (not of values).
@@ -86,7 +86,8 @@ public:
     /// @return a copy of all parameters, name to values.
     std::map<std::string, std::vector<std::string>> getRequestParams() const;
 
-    /// Sets the cookie text, which a synchronous send hands to libcurl (CURLOPT_COOKIE). It is no header entry.
+    /// Sets the cookie text, which a synchronous send hands to libcurl (CURLOPT_COOKIE). It is no header
+    /// entry.
     void setCustomCookieParam(const std::string& cookie);
     /// @return the cookie text.
     std::string getCustomCookieParam() const;
@@ -103,7 +104,8 @@ public:
     bool setContentLanguage(const std::string& language);
     /// @return the header entry "Content-Language".
     std::string getContentLanguage() const;
-    /// Sets the body. It is sent up to its first NUL byte (CURLOPT_POSTFIELDS), and by synchronous sends only.
+    /// Sets the body. It is sent up to its first NUL byte (CURLOPT_POSTFIELDS), and by synchronous sends
+    /// only.
     /// @return true.
     bool setContent(const std::string& body);
     /// @return the body.
@@ -140,7 +142,8 @@ public:
     /// Percent-escapes every byte but letters, digits, "-", ".", "_" and "~" (curl_easy_escape).
     /// @return the escaped text; "" for "" and when libcurl cannot escape it.
     std::string encodeParam(const std::string& text) const;
-    /// Undoes percent-escapes (curl_easy_unescape). The result ends before the first NUL byte, "%00" included.
+    /// Undoes percent-escapes (curl_easy_unescape). The result ends before the first NUL byte, "%00"
+    /// included.
     /// @return the plain text; "" for "" and when libcurl cannot unescape it.
     std::string decodeParam(const std::string& text);
     /// Converts text between character sets. Undecodable bytes and unrepresentable characters become "?".

@@ -22,8 +22,8 @@ public:
     /// @return a request with this path, body and verb and the content type "application/json". To give it
     ///         another content type, remove that header entry first.
     /// @throw std::bad_alloc when memory is exhausted.
-    static std::unique_ptr<CHttpRequest> MakeRequestPtr(const std::string& urlPath, const std::string& content,
-                                                        HTTPOPERATIONTYPE verb);
+    static std::unique_ptr<CHttpRequest> MakeRequestPtr(const std::string& urlPath,
+                                                        const std::string& content, HTTPOPERATIONTYPE verb);
     /// As MakeRequestPtr(), with the header entry "X-Request-Id" = @p requestId besides.
     static std::unique_ptr<CHttpRequest> MakeRequestPtrWithRouter(const std::string& urlPath,
                                                                   const std::string& requestId,
