@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file
+/// Owners of what libcurl hands out.
+#pragma once
+
+#include <memory>
+
+#include <curl/curl.h>
+
+struct CurlEasyCleanup {
+    void operator()(CURL* curl) const { curl_easy_cleanup(curl); }
+};
+/// Owns an easy handle.
+using CurlEasyPtr = std::unique_ptr<CURL, CurlEasyCleanup>;
+
+struct CurlMultiCleanup {
+    void operator()(CURLM* multi) const { curl_multi_cleanup(multi); }
+};
+/// Owns a multi handle.
+using CurlMultiPtr = std::unique_ptr<CURLM, CurlMultiCleanup>;
+
+struct CurlSlistFree {
+    void operator()(curl_slist* list) const { curl_slist_free_all(list); }
+};
+/// Owns a header list.
+using CurlSlistPtr = std::unique_ptr<curl_slist, CurlSlistFree>;
+
+struct CurlTextFree {
+    void operator()(char* text) const { curl_free(text); }
+};
+/// Owns a text that libcurl allocated.
+using CurlTextPtr = std::unique_ptr<char, CurlTextFree>;

@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file
+/// Keeps signals away from the library's own threads.
+#pragma once
+
+#include <csignal>
+
+/// While it lives, threads that this thread starts are started with all signals blocked, so that the host's
+/// signals are delivered to the host's threads and interrupt no wait of ours. Faults stay unblocked: the
+/// kernel ends a process that faults with the signal blocked, whatever handler the host has.
+class SignalBlock {
+public:
+    SignalBlock() {
+        sigset_t blocked;
+        sigfillset(&blocked);
+        for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGABRT})
+            sigdelset(&blocked, fault);
+        pthread_sigmask(SIG_SETMASK, &blocked, &m_previous);
+    }
+    ~SignalBlock() { pthread_sigmask(SIG_SETMASK, &m_previous, nullptr); }
+    SignalBlock(const SignalBlock&) = delete;
+    SignalBlock& operator=(const SignalBlock&) = delete;
+
+private:
+    sigset_t m_previous{};
+};
