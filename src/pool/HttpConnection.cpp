@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "pool/HttpConnection.h"
+
+#include <ctime>
+#include <utility>
+
+CHttpConnection::CHttpConnection(std::string address, int port)
+    : m_strAddress(std::move(address)), m_nPort(port), m_pCurl(curl_easy_init()),
+      m_pCurlM(curl_multi_init()) {}
+
+CHttpConnection::~CHttpConnection() {
+    m_pCurl.reset(); // before the multi handle, which the members' own order would close first
+    m_pCurlM.reset();
+}
+
+CURL* CHttpConnection::GetCurl() const {
+    return m_pCurl.get();
+}
+
+CURLM* CHttpConnection::GetCurlM() const {
+    return m_pCurlM.get();
+}
+
+bool CHttpConnection::IsIdle() const {
+    return m_bIdle;
+}
+
+void CHttpConnection::SetIdle(bool idle) {
+    m_bIdle = idle;
+}
+
+std::int64_t CHttpConnection::GetFreeTime() const {
+    return m_nFreeTime;
+}
+
+void CHttpConnection::SetFreeTime(std::int64_t freeTime) {
+    m_nFreeTime = freeTime;
+}
+
+std::int64_t CHttpConnection::GetFreeTimeDiff() const {
+    return static_cast<std::int64_t>(time(nullptr)) - m_nFreeTime;
+}

@@ -1,0 +1,151 @@
+// SPDX-License-Identifier: Apache-2.0
+// Lending, taking back, and the limits. How the pool starts, sweeps and stops is in IdleReclamation.cpp.
+#include <httpclient/HttpConnectionMgr.h>
+
+#include <ctime>
+#include <memory>
+
+#include <ace/Guard_T.h>
+
+#include "pool/HttpConnection.h"
+#include "pool/HttpsConnection.h"
+#include "support/Trace.h"
+
+std::atomic<CHttpConnectionMgr*> CHttpConnectionMgr::m_pInstance{nullptr};
+ACE_Thread_Mutex CHttpConnectionMgr::m_HttpConnectionMgr_Mutex;
+
+namespace {
+
+// The lock is only ever taken for writing. Should taking it fail, the operation runs all the same.
+using PoolGuard = ACE_Write_Guard<ACE_RW_Thread_Mutex>;
+
+/// The address key; the port is written as a signed number.
+std::string AddressKey(const std::string& domain, unsigned int port) {
+    return domain + ":" + std::to_string(static_cast<int>(port));
+}
+
+CHttpConnection* FirstIdle(const CHttpConnectionMgr::ConnList& list) {
+    for (CHttpConnection* conn : list)
+        if (conn->IsIdle())
+            return conn;
+    return nullptr;
+}
+
+/// Appends a new connection, lent out as it is made.
+CHttpConnection* AppendNew(CHttpConnectionMgr::ConnList& list, const std::string& domain, unsigned int port,
+                           bool bSSL) {
+    std::unique_ptr<CHttpConnection> conn;
+    if (bSSL)
+        conn = std::make_unique<CHttpsConnection>(domain, static_cast<int>(port));
+    else
+        conn = std::make_unique<CHttpConnection>(domain, static_cast<int>(port));
+    list.push_back(conn.get());
+    return conn.release();
+}
+
+/// Raises a limit; limits never shrink. @return whether it was raised.
+bool Raise(std::uint32_t& limit, unsigned int value) {
+    if (value <= limit)
+        return false;
+    limit = value;
+    return true;
+}
+
+} // namespace
+
+CHttpConnectionMgr* CHttpConnectionMgr::Instance() {
+    CHttpConnectionMgr* instance = m_pInstance.load(std::memory_order_acquire);
+    if (instance != nullptr)
+        return instance;
+    const ACE_Guard<ACE_Thread_Mutex> guard(m_HttpConnectionMgr_Mutex);
+    instance = m_pInstance.load(std::memory_order_relaxed);
+    if (instance == nullptr) {
+        instance = new CHttpConnectionMgr;
+        m_pInstance.store(instance, std::memory_order_release);
+    }
+    return instance;
+}
+
+CHttpConnectionMgr::ConnList* CHttpConnectionMgr::GetConnList(const std::string& addr, bool bSSL) {
+    if (addr.empty())
+        return nullptr;
+    const ConnMap& connPool = bSSL ? m_mapHttpsConn : m_mapHttpConn;
+    const auto entry = connPool.find(addr);
+    return entry == connPool.end() ? nullptr : entry->second;
+}
+
+CHttpConnection* CHttpConnectionMgr::GetConn(const std::string& domain, unsigned int port, bool bSSL) {
+    if (domain.empty()) {
+        Trace(TraceLevel::Error, "CHttpConnectionMgr::GetConn, domain is empty, return nullptr");
+        return nullptr;
+    }
+    std::string addr = AddressKey(domain, port);
+    const PoolGuard guard(m_PoolLock);
+
+    ConnList* list = GetConnList(addr, bSSL);
+    if (list == nullptr)
+        return GetConnOfNewAddress(std::move(addr), domain, port, bSSL);
+    if (CHttpConnection* idle = FirstIdle(*list)) {
+        idle->SetIdle(false);
+        idle->SetFreeTime(0);
+        return idle;
+    }
+    if (list->size() >= m_MaxConnNum) {
+        Trace(TraceLevel::Progress,
+              "CHttpConnectionMgr::GetConn, no idle connection, and connections number reached the upper "
+              "limit,maxconn is %d",
+              m_MaxConnNum);
+        return nullptr;
+    }
+    return AppendNew(*list, domain, port, bSSL);
+}
+
+CHttpConnection* CHttpConnectionMgr::GetConnOfNewAddress(std::string addr, const std::string& domain,
+                                                         unsigned int port, bool bSSL) {
+    ConnMap& connPool = bSSL ? m_mapHttpsConn : m_mapHttpConn;
+    // Deliberately without a message, unlike the limit per address.
+    if (connPool.size() >= m_MaxConnCategory)
+        return nullptr;
+    auto list = std::make_unique<ConnList>();
+    std::unique_ptr<CHttpConnection> conn(AppendNew(*list, domain, port, bSSL));
+    connPool.emplace(std::move(addr), list.get());
+    static_cast<void>(list.release()); // the map's from here on, as is the connection in it
+    return conn.release();
+}
+
+void CHttpConnectionMgr::ReleaseConn(CHttpConnection* conn) {
+    const PoolGuard guard(m_PoolLock);
+    conn->SetIdle(true);
+    conn->SetFreeTime(static_cast<std::int64_t>(time(nullptr)));
+}
+
+void CHttpConnectionMgr::SetMaxConnPerAddr(unsigned int maxConnNum) {
+    const PoolGuard guard(m_PoolLock);
+    if (Raise(m_MaxConnNum, maxConnNum))
+        Trace(TraceLevel::Progress, "CHttpConnectionMgr::SetMaxConnPerAddr, m_MaxConnNum=%u", m_MaxConnNum);
+}
+
+void CHttpConnectionMgr::SetMaxConnAddr(unsigned int maxConnCategory) {
+    const PoolGuard guard(m_PoolLock);
+    if (Raise(m_MaxConnCategory, maxConnCategory))
+        Trace(TraceLevel::Progress, "CHttpConnectionMgr::SetMaxConnAddr, m_MaxConnCategory=%u",
+              m_MaxConnCategory);
+}
+
+void CHttpConnectionMgr::ResizeConnPool(unsigned int maxConnNum, unsigned int maxConnCategory) {
+    const PoolGuard guard(m_PoolLock);
+    Raise(m_MaxConnNum, maxConnNum);
+    Raise(m_MaxConnCategory, maxConnCategory);
+    Trace(TraceLevel::Progress, "CHttpConnectionMgr::ResizeConnPool, m_MaxConnNum=%u, m_MaxConnCategory=%u",
+          m_MaxConnNum, m_MaxConnCategory);
+}
+
+unsigned int CHttpConnectionMgr::GetConnPoolSize() {
+    const PoolGuard guard(m_PoolLock);
+    return m_MaxConnNum;
+}
+
+unsigned int CHttpConnectionMgr::GetConnAddrSize() {
+    const PoolGuard guard(m_PoolLock);
+    return m_MaxConnCategory;
+}

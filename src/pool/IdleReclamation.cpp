@@ -1,0 +1,153 @@
+// SPDX-License-Identifier: Apache-2.0
+// The pool's own thread: how it starts, what it sweeps, and how it stops.
+#include <httpclient/HttpConnectionMgr.h>
+
+#include <memory>
+#include <new>
+#include <utility>
+#include <vector>
+
+#include <ace/Dev_Poll_Reactor.h>
+#include <ace/Guard_T.h>
+#include <ace/High_Res_Timer.h>
+#include <ace/Reactor.h>
+#include <ace/Thread_Manager.h>
+#include <ace/Timer_Queue.h>
+
+#include "pool/HttpConnection.h"
+#include "support/SignalBlock.h"
+#include "support/Trace.h"
+
+namespace {
+
+constexpr time_t FIRST_SWEEP_SECONDS = 1;
+constexpr time_t SWEEP_INTERVAL_SECONDS = 20;
+constexpr int WITHOUT_HANDLE_CLOSE = 1;
+
+using PoolGuard = ACE_Write_Guard<ACE_RW_Thread_Mutex>;
+
+/// Where the TLS connections of destroyed pools stay reachable. They are deliberately never closed: a worker
+/// may still hold one, and leak checkers need not mind them.
+std::vector<CHttpConnectionMgr::ConnMap>& ABANDONED = *new std::vector<CHttpConnectionMgr::ConnMap>;
+
+void Abandon(CHttpConnectionMgr::ConnMap&& connections) noexcept {
+    try {
+        if (!connections.empty())
+            ABANDONED.push_back(std::move(connections));
+    } catch (const std::bad_alloc&) {
+        return; // then they stay open without being reachable
+    }
+}
+
+} // namespace
+
+CHttpConnectionMgr::CHttpConnectionMgr() : ACE_Task_Base(nullptr) {
+    try {
+        const int ret = Initialize();
+        if (ret != 0)
+            Trace(TraceLevel::Error, "CHttpConnectionMgr::CHttpConnectionMgr Initialize error!,ret=%d", ret);
+    } catch (...) {
+        StopThread();
+        delete m_pReactor;
+        throw;
+    }
+}
+
+int CHttpConnectionMgr::Initialize() {
+    // A manager of the pool's own, so that the destructor waits for this thread and no other.
+    thr_mgr(new ACE_Thread_Manager);
+    if (m_pReactor == nullptr) {
+        auto poll = std::make_unique<ACE_Dev_Poll_Reactor>();
+        m_pReactor = new ACE_Reactor(poll.get(), true);
+        static_cast<void>(poll.release()); // the reactor's
+    }
+    // Monotonic, so that changes of the system time leave the period alone.
+    if (m_pReactor->timer_queue() != nullptr)
+        m_pReactor->timer_queue()->gettimeofday(&ACE_High_Res_Timer::gettimeofday_hr);
+    m_pReactor->reset_reactor_event_loop();
+    const long timer = m_pReactor->schedule_timer(this, nullptr, ACE_Time_Value(FIRST_SWEEP_SECONDS),
+                                                  ACE_Time_Value(SWEEP_INTERVAL_SECONDS));
+    if (timer == -1) {
+        m_pReactor->cancel_timer(this, WITHOUT_HANDLE_CLOSE);
+        Trace(TraceLevel::Error, "CHttpConnectionMgr::Initialize() inittimer failed error!");
+        return -1;
+    }
+    // A signal that interrupts the reactor would make ACE print on standard error.
+    const SignalBlock block;
+    return activate();
+}
+
+int CHttpConnectionMgr::svc() {
+    Trace(TraceLevel::Progress, "CHttpConnectionMgr::svc in "); // the trailing blank belongs to the text
+    m_pReactor->owner(ACE_OS::thr_self());
+    while (m_pReactor->reactor_event_loop_done() == 0)
+        m_pReactor->run_reactor_event_loop();
+    Trace(TraceLevel::Progress, "CHttpConnectionMgr::svc out");
+    return 0;
+}
+
+int CHttpConnectionMgr::handle_timeout(const ACE_Time_Value& /*now*/, const void* /*arg*/) {
+    const PoolGuard guard(m_PoolLock);
+    HandeConnPool(m_mapHttpConn);
+    HandeConnPool(m_mapHttpsConn);
+    return 0; // keeps the timer scheduled
+}
+
+void CHttpConnectionMgr::HandeConnPool(ConnMap& connPool) const {
+    for (auto entry = connPool.begin(); entry != connPool.end();) {
+        ConnList& list = *entry->second;
+        for (auto conn = list.begin(); conn != list.end();) {
+            const std::int64_t idleSeconds = (*conn)->GetFreeTimeDiff();
+            if ((*conn)->IsIdle() && m_releasedtime <= idleSeconds) {
+                delete *conn;
+                conn = list.erase(conn);
+            } else {
+                ++conn;
+            }
+        }
+        if (list.empty()) {
+            delete entry->second;
+            entry = connPool.erase(entry);
+        } else {
+            ++entry;
+        }
+    }
+}
+
+void CHttpConnectionMgr::SetRlsTime(std::int64_t seconds) {
+    const PoolGuard guard(m_PoolLock);
+    m_releasedtime = seconds;
+    Trace(TraceLevel::Progress, "CHttpConnectionMgr::SetRlsTime, m_releasedtime=%ld", m_releasedtime);
+}
+
+void CHttpConnectionMgr::StopThread() {
+    if (m_pReactor != nullptr) {
+        m_pReactor->end_reactor_event_loop();
+        m_pReactor->cancel_timer(this, WITHOUT_HANDLE_CLOSE);
+    }
+    if (ACE_Thread_Manager* manager = thr_mgr()) {
+        manager->wait();
+        delete manager;
+        thr_mgr(nullptr);
+    }
+}
+
+CHttpConnectionMgr::~CHttpConnectionMgr() {
+    StopThread(); // first, so that no sweep runs during what follows
+    const PoolGuard guard(m_PoolLock);
+    for (auto& [addr, list] : m_mapHttpConn) {
+        for (CHttpConnection* conn : *list)
+            delete conn;
+        delete list;
+    }
+    m_mapHttpConn.clear();
+    delete m_pReactor;
+    m_pReactor = nullptr;
+    Abandon(std::move(m_mapHttpsConn)); // deliberately not deleted
+}
+
+void CHttpConnectionMgr::Finalize() {
+    const ACE_Guard<ACE_Thread_Mutex> guard(m_HttpConnectionMgr_Mutex);
+    // Unpublished first, so that a thread that comes late waits for a new pool and never sees a dying one.
+    delete m_pInstance.exchange(nullptr, std::memory_order_acq_rel);
+}
