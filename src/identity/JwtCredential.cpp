@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: Apache-2.0
+// The process's JWT. Its text is never logged, nor is the directory that it lies in.
+#include "identity/HttpSiaToken.h"
+
+#include <json/value.h>
+#include <ovexcommon/OvexCommonUtils.h>
+
+#include "identity/AuthConfig.h"
+#include "support/JsonFile.h"
+#include "support/Trace.h"
+
+int CHttpSiaToken::LoadJWTFile() {
+    const std::string fileName = "jwt_" + OvexCommonUtils::Ovexgetenv("APP_NAME") + ".json";
+    try {
+        Json::Value root;
+        switch (ReadJsonFile(AuthConfigPath(fileName), false, root)) {
+        case JsonFileResult::NotOpened:
+            Trace(TraceLevel::Error, "open %s failed.", fileName.c_str());
+            return -1;
+        case JsonFileResult::NotParsed:
+            Trace(TraceLevel::Error, "load %s failed.", fileName.c_str());
+            return -1;
+        case JsonFileResult::Ok:
+            break;
+        }
+        m_strJwt = root["jwt"].asString();
+        Trace(TraceLevel::Progress, "load %s successfully, jwt length: %d", fileName.c_str(),
+              static_cast<int>(m_strJwt.size()));
+        return 0;
+    } catch (...) {
+        Trace(TraceLevel::Error, "parse %s catch an exception.", fileName.c_str());
+        return -1;
+    }
+}
+
+std::string CHttpSiaToken::GetJwt() const {
+    return m_strJwt;
+}

@@ -1,0 +1,76 @@
+// SPDX-License-Identifier: Apache-2.0
+// The service URL configuration: loading, and matching of URL paths.
+#include "identity/HttpSiaToken.h"
+
+#include <json/value.h>
+
+#include "identity/AuthConfig.h"
+#include "support/JsonFile.h"
+#include "support/Trace.h"
+
+namespace {
+
+/// Removes one "/" from the end, if there is one.
+void StripSlash(std::string& text) {
+    if (!text.empty() && text.back() == '/')
+        text.pop_back();
+}
+
+/// Matches a pattern without "*". Deliberate: the path loses one final "/" and stays so for later patterns.
+bool MatchesExactly(std::string pattern, std::string& path) {
+    StripSlash(path);
+    StripSlash(pattern);
+    return path == pattern;
+}
+
+/// Matches a pattern with "*" at the given position; what follows the "*" is ignored.
+bool MatchesPrefix(const std::string& pattern, std::string::size_type star, const std::string& path) {
+    return path.compare(0, star, pattern, 0, star) == 0;
+}
+
+bool Matches(const std::string& pattern, std::string& path) {
+    const std::string::size_type star = pattern.find('*');
+    return star == std::string::npos ? MatchesExactly(pattern, path) : MatchesPrefix(pattern, star, path);
+}
+
+} // namespace
+
+int CHttpSiaToken::LoadServiceUrlConf() {
+    try {
+        Json::Value root;
+        switch (ReadJsonFile(AuthConfigPath("service_url_config.json"), false, root)) {
+        case JsonFileResult::NotOpened:
+            Trace(TraceLevel::Error, "open service_url_config.json failed.");
+            return -1;
+        case JsonFileResult::NotParsed:
+            Trace(TraceLevel::Error, "load service_url_config.json failed.");
+            return -1;
+        case JsonFileResult::Ok:
+            break;
+        }
+        // Deliberate: what was stored before a fault stays.
+        for (const std::string& name : root.getMemberNames()) {
+            if (name.empty() || root[name]["type"].asString() != "sia")
+                continue;
+            m_mapServiceUrl[name] = root[name]["service"].asString();
+        }
+        Trace(TraceLevel::Progress, "load service_url_config.json successfully, sia url count: %d",
+              static_cast<int>(m_mapServiceUrl.size()));
+        return 0;
+    } catch (...) {
+        Trace(TraceLevel::Error, "parse service_url_config.json catch an exception.");
+        return -1;
+    }
+}
+
+std::string CHttpSiaToken::GetServiceNameByUrl(const std::string& url, bool bSiaAccess) {
+    if (bSiaAccess)
+        return "ServiceIdentityAccessService";
+    if (url.empty() || m_mapServiceUrl.empty())
+        return "";
+    std::string path = url.substr(0, url.find('?'));
+    for (const auto& [pattern, service] : m_mapServiceUrl)
+        if (Matches(pattern, path))
+            return service;
+    return "";
+}

@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: Apache-2.0
+// The exchange with the token service: the process's JWT for a service's token.
+#include "identity/HttpSiaToken.h"
+
+#include <json/value.h>
+#include <ovexcommon/JsonReader.h>
+#include <ovexcommon/SysConfReader.h>
+
+#include <httpclient/HttpClient.h>
+#include <httpclient/HttpRequest.h>
+#include <httpclient/HttpResponse.h>
+
+#include "identity/AuthConfig.h"
+#include "support/MaintenanceService.h"
+#include "support/Trace.h"
+
+namespace {
+
+constexpr unsigned int CONNECT_TIMEOUT_SECONDS = 60;
+constexpr int STATUS_OK = 200;
+/// Twelve hours from receipt, whatever the service says.
+constexpr time_t TOKEN_LIFE_SECONDS = 43200;
+
+/// Sends the exchange's request. @return its status.
+int Send(const std::string& service, const std::string& jwt, CHttpResponse& response) {
+    CHttpRequest request;
+    request.setUrlPath(g_strSiaTokenPath);
+    request.setVerb(HTTPOPERATION_POST);
+    request.setContentType("application/json");
+    Json::Value body;
+    body["jwt"] = jwt;
+    body["domain"] = service;
+    request.setContent(body.toStyledString());
+
+    CHttpClient client;
+    client.setConnectTimeout(CONNECT_TIMEOUT_SECONDS);
+    client.setDomain(Ovexcommon::SysConfReader::Instance()->getMaintenanceIPAddress());
+    client.setPort(MAINTENANCE_PORT);
+    client.setScheme("https");
+    client.setSSLSupport();
+    client.synSendRequest(request, response, true);
+    return response.getStatusCode();
+}
+
+} // namespace
+
+int CHttpSiaToken::RequestSiaToken(const std::string& service, SiaToken& out) {
+    const std::string jwt = GetJwt();
+    if (jwt.empty())
+        return -1;
+    try {
+        CHttpResponse response;
+        const int status = Send(service, jwt, response);
+        Json::Value answer;
+        if (status != STATUS_OK || !JsonReader(true).parse(response.getResponseBody(), answer)) {
+            Trace(TraceLevel::Error, "request sia token failed. status: %d", status);
+            return -1;
+        }
+        out.token = answer["token"].asString();
+        out.expire_at = time(nullptr) + TOKEN_LIFE_SECONDS;
+        // Through an int: the text's %d is fixed.
+        Trace(TraceLevel::Progress, "request sia token successfully. token length: %d, expire_at: %d",
+              static_cast<int>(out.token.size()), static_cast<int>(out.expire_at));
+        return 0;
+    } catch (...) {
+        Trace(TraceLevel::Error, "request sia token catch an exception.");
+        return -1;
+    }
+}
