@@ -1,0 +1,136 @@
+// SPDX-License-Identifier: Apache-2.0
+// The caller's side of an asynchronous send. The worker's is in AsyncOperation.cpp.
+#include "client/HttpClientImp.h"
+
+#include <memory>
+#include <utility>
+
+#include <ace/OS_NS_Thread.h>
+
+#include <httpclient/HttpRequest.h>
+#include <httpclient/HttpResponse.h>
+
+#include "client/AsyncOperation.h"
+#include "client/ConnectionWait.h"
+#include "pool/HttpConnection.h"
+#include "support/CurlOwners.h"
+#include "support/SignalBlock.h"
+#include "support/Trace.h"
+
+namespace {
+
+/// Answers a request that no worker was started for, on the caller's thread.
+void AnswerFailure(void (*callback)(const CHttpResponse&)) noexcept {
+    try {
+        CHttpResponse response;
+        response.setStatusCode(-1);
+        callback(response);
+    } catch (...) {
+        return; // what the caller's function throws stays with it
+    }
+}
+
+/// Sets what the verb needs. @return whether the verb can be sent.
+bool SetVerb(CURL* curl, HTTPOPERATIONTYPE verb, const std::string& content) {
+    switch (verb) {
+    case HTTPOPERATION_GET:
+    case HTTPOPERATION_HEAD: // deliberately goes out as GET
+        return true;
+    case HTTPOPERATION_PUT:
+        curl_easy_setopt(curl, CURLOPT_CUSTOMREQUEST, "PUT");
+        curl_easy_setopt(curl, CURLOPT_POSTFIELDS, content.c_str());
+        return true;
+    case HTTPOPERATION_POST:
+        curl_easy_setopt(curl, CURLOPT_POST, 1L);
+        curl_easy_setopt(curl, CURLOPT_POSTFIELDS, content.c_str());
+        return true;
+    case HTTPOPERATION_DELETE:
+        curl_easy_setopt(curl, CURLOPT_CUSTOMREQUEST, "DELETE");
+        return true;
+    default:
+        return false;
+    }
+}
+
+/// @return whether a detached worker was started, whose record and all in it then are.
+bool StartWorker(AsyncOperationArgs* record) {
+    const SignalBlock block; // a signal delivered to the worker would end its wait, and with it the transfer
+    return ACE_OS::thr_create(DoAsyncOperation, record, THR_NEW_LWP | THR_DETACHED, nullptr) == 0;
+}
+
+} // namespace
+
+void CHttpClientImp::asynSendRequest(const CHttpRequest& request, void (*callback)(const CHttpResponse&),
+                                     bool bSSL) {
+    if (m_strDomain.empty()) {
+        AnswerFailure(callback);
+        Trace(TraceLevel::Error, "CHttpClientImp::asynSendRequest, domain is empty!");
+        return;
+    }
+    Trace(TraceLevel::Progress, "HTTP asynSendRequest begin");
+    try {
+        // Deliberate: always a TLS connection of the pool, whatever bSSL says.
+        ConnectionReturn conn(WaitForConnection(m_strDomain, m_nPort, true,
+                                                "asynSendRequest, no idle conn now, wait 3s and retry..."));
+        if (conn.get() == nullptr) {
+            const int size = getConnPoolSize();
+            AnswerFailure(callback);
+            Trace(TraceLevel::Error,
+                  "asynSendRequest::HTTP get connection from pool failed! current size is %d", size);
+            return;
+        }
+        AsynSendOnConnection(request, callback, bSSL, conn);
+    } catch (...) {
+        AnswerFailure(callback); // memory is exhausted
+    }
+    Trace(TraceLevel::Progress, "HTTP asynSendRequest end");
+}
+
+void CHttpClientImp::AsynSendOnConnection(const CHttpRequest& request, void (*callback)(const CHttpResponse&),
+                                          bool bSSL, ConnectionReturn& conn) {
+    CURL* easy = conn.get()->GetCurl();
+    std::string url = GetUrl(request);
+    Trace(TraceLevel::Detail, "HTTP asynSendRequest URL is: %s", url.c_str());
+
+    // The request's own body is deliberately not consulted.
+    const HTTPOPERATIONTYPE verb = request.getVerb();
+    std::string content;
+    if (request.getParamNums() > 0) {
+        if (verb == HTTPOPERATION_GET || verb == HTTPOPERATION_DELETE)
+            url += request.getParamsAppendInURL();
+        else
+            content = request.getParamsAppendInURL();
+    }
+
+    // Deliberate: the reset takes the TLS options with it that the connection was made with.
+    if (easy != nullptr)
+        curl_easy_reset(easy);
+    curl_easy_setopt(easy, CURLOPT_URL, url.c_str());
+    CurlSlistPtr list(AppendSlist(request));
+    if (list)
+        curl_easy_setopt(easy, CURLOPT_HTTPHEADER, list.get());
+
+    auto record = std::make_unique<AsyncOperationArgs>();
+    record->bSSL = bSSL;
+    record->ptrSList = list.get();
+    record->ptrHttpConn = conn.get();
+    record->mcurl = conn.get()->GetCurlM();
+    record->pfnCallback = callback;
+    record->strContent = std::move(content);
+
+    const std::string encoding = request.getAcceptEncoding();
+    if (!encoding.empty())
+        SetDecodingHttpResponse(encoding); // deliberately without effect: there is no current handle here
+    curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT, static_cast<long>(m_nConnectTimeout));
+    curl_easy_setopt(easy, CURLOPT_TIMEOUT, static_cast<long>(m_nRequestTimeout));
+    if (SetVerb(easy, verb, record->strContent))
+        record->curl = easy;
+
+    if (!StartWorker(record.get())) {
+        Trace(TraceLevel::Error, "asynSendRequest::failed to spawn the thread DoAsyncOperation !");
+        return; // the owners here take everything back
+    }
+    conn.release();
+    static_cast<void>(list.release());
+    static_cast<void>(record.release());
+}

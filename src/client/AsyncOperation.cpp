@@ -1,0 +1,137 @@
+// SPDX-License-Identifier: Apache-2.0
+// The worker's side of an asynchronous send.
+#include "client/AsyncOperation.h"
+
+#include <memory>
+
+#include <sys/select.h>
+
+#include <httpclient/HttpResponse.h>
+
+#include "client/ConnectionWait.h"
+#include "client/CurlCallbacks.h"
+#include "client/ResponseInfo.h"
+#include "support/CurlOwners.h"
+#include "support/Trace.h"
+
+namespace {
+
+constexpr time_t WAIT_WITHOUT_TIMER_SECONDS = 5;
+
+/// Deliberately only logs: the worker carries on with what it has.
+void ReportMissing(const AsyncOperationArgs& args) {
+    if (args.curl == nullptr)
+        Trace(TraceLevel::Error, "HTTP DoAsyncOperation curl is nullptr.");
+    if (args.mcurl == nullptr)
+        Trace(TraceLevel::Error, "HTTP DoAsyncOperation mcurl is nullptr.");
+    if (args.ptrSList == nullptr)
+        Trace(TraceLevel::Error, "HTTP DoAsyncOperation ptrSList is nullptr.");
+    if (args.ptrHttpConn == nullptr)
+        Trace(TraceLevel::Error, "HTTP DoAsyncOperation ptrHttpConn is nullptr.");
+}
+
+void SetWorkerOptions(const AsyncOperationArgs& args, std::string& head, std::string& body) {
+    curl_easy_setopt(args.curl, CURLOPT_HEADERDATA, &head);
+    curl_easy_setopt(args.curl, CURLOPT_HEADERFUNCTION, &OnCurlWrite);
+    curl_easy_setopt(args.curl, CURLOPT_WRITEFUNCTION, &OnCurlWrite);
+    curl_easy_setopt(args.curl, CURLOPT_WRITEDATA, &body);
+    if (args.bSSL && args.pszCaInfo != nullptr) {
+        curl_easy_setopt(args.curl, CURLOPT_SSL_VERIFYPEER, 1L);
+        curl_easy_setopt(args.curl, CURLOPT_CAINFO, args.pszCaInfo);
+    } else if (args.bSSL) {
+        curl_easy_setopt(args.curl, CURLOPT_SSL_VERIFYPEER, 0L);
+        curl_easy_setopt(args.curl, CURLOPT_SSL_VERIFYHOST, 0L);
+    }
+    curl_easy_setopt(args.curl, CURLOPT_NOSIGNAL, 1L);
+}
+
+/// Pauses until libcurl wants to be called again. @return false when the pause failed.
+bool Pause(CURLM* multi) {
+    int maxfd = -1;
+    long timeout = -1;
+    fd_set readSet;
+    fd_set writeSet;
+    fd_set errorSet;
+    FD_ZERO(&readSet);
+    FD_ZERO(&writeSet);
+    FD_ZERO(&errorSet);
+    timeval tv{WAIT_WITHOUT_TIMER_SECONDS, 0};
+    curl_multi_timeout(multi, &timeout);
+    InitTimeStruct(timeout, tv);
+    curl_multi_fdset(multi, &readSet, &writeSet, &errorSet, &maxfd);
+    // Deliberate: a count of 0 watches no descriptor, so that each pass is a timed pause and a perform.
+    return select(0, &readSet, &writeSet, &errorSet, &tv) != -1;
+}
+
+/// Drives the transfer to its end; pauses at least once, even when the first perform has ended it.
+void Drive(CURLM* multi) {
+    int running = 1;
+    if (curl_multi_perform(multi, &running) != CURLM_OK)
+        return;
+    do {
+        if (!Pause(multi))
+            return;
+        curl_multi_perform(multi, &running);
+    } while (running != 0);
+}
+
+/// Runs the transfer and fills the response.
+void Transfer(const AsyncOperationArgs& args, CHttpResponse& response) {
+    std::string head;
+    std::string body;
+    SetWorkerOptions(args, head, body);
+    curl_multi_add_handle(args.mcurl, args.curl);
+    Drive(args.mcurl);
+    curl_multi_remove_handle(args.mcurl, args.curl);
+
+    // How the transfer ended is not looked at: libcurl's status tells, 0 when there was no response.
+    long status = -1;
+    curl_easy_getinfo(args.curl, CURLINFO_RESPONSE_CODE, &status);
+    const std::string type = ResponseContentType(args.curl);
+    const double length = KnownContentLength(ResponseContentLength(args.curl, -1.0), body);
+    response.setStatusCode(static_cast<int>(status));
+    response.setResponseHead(head);
+    response.setResponseBody(body);
+    response.setContentType(type);
+    response.setContentLen(length);
+}
+
+/// Runs the transfer and calls the caller's function, exactly once.
+void TransferAndCallBack(const AsyncOperationArgs& args) {
+    CHttpResponse response;
+    try {
+        Transfer(args, response);
+    } catch (...) {
+        response.setStatusCode(-1); // memory is exhausted: what there is of the response is no answer
+    }
+    args.pfnCallback(response);
+}
+
+} // namespace
+
+void* DoAsyncOperation(void* args) {
+    if (args == nullptr)
+        return nullptr;
+    // Destroyed in reverse order: the connection is given back before list and record go.
+    const std::unique_ptr<AsyncOperationArgs> record(static_cast<AsyncOperationArgs*>(args));
+    const CurlSlistPtr list(record->ptrSList);
+    const ConnectionReturn conn(record->ptrHttpConn);
+    ReportMissing(*record);
+    try {
+        TransferAndCallBack(*record);
+    } catch (...) {
+        return nullptr; // what the caller's function throws must not end the process
+    }
+    return nullptr;
+}
+
+void InitTimeStruct(long ms, timeval& tv) {
+    if (ms < 0)
+        return;
+    tv.tv_sec = ms / 1000;
+    if (tv.tv_sec > 1) {
+        tv.tv_sec = 1; // tv_usec deliberately stays as it was
+        return;
+    }
+    tv.tv_usec = (ms % 1000) * 1000;
+}

@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "client/ConnectionWait.h"
+
+#include <cerrno>
+#include <ctime>
+#include <utility>
+
+#include <httpclient/HttpConnectionMgr.h>
+
+#include "support/Trace.h"
+
+namespace {
+
+constexpr int MAX_TRIES = 100;
+constexpr time_t RETRY_SECONDS = 3;
+
+/// A signal does not shorten the wait.
+void SleepBeforeRetry() {
+    timespec wait{RETRY_SECONDS, 0};
+    timespec rest{};
+    while (nanosleep(&wait, &rest) == -1 && errno == EINTR)
+        wait = rest;
+}
+
+} // namespace
+
+CHttpConnection* WaitForConnection(const std::string& domain, int port, bool bSSL,
+                                   const char* failureMessage) {
+    for (int i = 0; i < MAX_TRIES; ++i) {
+        CHttpConnection* conn =
+            CHttpConnectionMgr::Instance()->GetConn(domain, static_cast<unsigned int>(port), bSSL);
+        if (conn != nullptr)
+            return conn;
+        Trace(TraceLevel::Error, failureMessage);
+        SleepBeforeRetry();
+    }
+    return nullptr;
+}
+
+ConnectionReturn::~ConnectionReturn() {
+    if (m_pConn == nullptr)
+        return;
+    try {
+        CHttpConnectionMgr::Instance()->ReleaseConn(m_pConn);
+    } catch (...) {
+        return; // the pool was finalized meanwhile and cannot be made anew
+    }
+}
+
+CHttpConnection* ConnectionReturn::release() {
+    return std::exchange(m_pConn, nullptr);
+}

@@ -1,0 +1,29 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file
+/// How both ways of sending wait for a connection of the pool.
+#pragma once
+
+#include <string>
+
+class CHttpConnection;
+
+/// Asks the pool for a connection, up to 100 times, 3 s apart; the last failure is followed by its 3 s, too.
+/// @param failureMessage logged after each failed try.
+/// @return null when all tries failed.
+CHttpConnection* WaitForConnection(const std::string& domain, int port, bool bSSL,
+                                   const char* failureMessage);
+
+/// Gives a borrowed connection back when it goes out of scope.
+class ConnectionReturn {
+public:
+    explicit ConnectionReturn(CHttpConnection* conn) : m_pConn(conn) {}
+    ~ConnectionReturn();
+    ConnectionReturn(const ConnectionReturn&) = delete;
+    ConnectionReturn& operator=(const ConnectionReturn&) = delete;
+
+    CHttpConnection* get() const { return m_pConn; }
+    CHttpConnection* release();
+
+private:
+    CHttpConnection* m_pConn;
+};

@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "client/CurlCallbacks.h"
+
+#include <limits>
+#include <new>
+#include <string>
+
+#include "support/Trace.h"
+
+namespace {
+
+constexpr size_t WRITE_ERROR = static_cast<size_t>(-1);
+
+/// The product, or the largest number there is, which no string can take.
+size_t SaturatingProduct(size_t size, size_t count) {
+    size_t product = 0;
+    return __builtin_mul_overflow(size, count, &product) ? std::numeric_limits<size_t>::max() : product;
+}
+
+} // namespace
+
+size_t OnCurlWrite(char* data, size_t size, size_t count, void* user) {
+    if (data == nullptr || user == nullptr)
+        return WRITE_ERROR;
+    try {
+        static_cast<std::string*>(user)->append(data, SaturatingProduct(size, count));
+    } catch (const std::bad_alloc&) {
+        return WRITE_ERROR; // an exception that crossed libcurl would leave the handle unusable
+    }
+    return count;
+}
+
+int OnCurlDebug(CURL* /*curl*/, curl_infotype type, char* data, size_t /*size*/, void* /*user*/) {
+    if (type == CURLINFO_TEXT)
+        Trace(TraceLevel::Detail, "== Info: %s", data);
+    return 0;
+}

@@ -1,0 +1,133 @@
+// SPDX-License-Identifier: Apache-2.0
+// The synchronous send.
+#include "client/HttpClientImp.h"
+
+#include <stdexcept>
+
+#include <httpclient/HttpRequest.h>
+#include <httpclient/HttpResponse.h>
+
+#include "client/ConnectionWait.h"
+#include "client/CurlCallbacks.h"
+#include "client/ResponseInfo.h"
+#include "identity/HttpSiaToken.h"
+#include "pool/HttpConnection.h"
+#include "support/CurlOwners.h"
+#include "support/Trace.h"
+
+namespace {
+
+constexpr int FORBIDDEN = 403;
+
+/// Clears the current handle when the send that borrowed it ends, however it ends.
+class HandleReset {
+public:
+    explicit HandleReset(CURL*& handle) : m_handle(handle) {}
+    ~HandleReset() { m_handle = nullptr; }
+    HandleReset(const HandleReset&) = delete;
+    HandleReset& operator=(const HandleReset&) = delete;
+
+private:
+    CURL*& m_handle;
+};
+
+/// The body to send: the request's own, else its parameters where they do not belong into the URL.
+std::string ComposeContent(const CHttpRequest& request, HTTPOPERATIONTYPE verb, std::string& url) {
+    std::string content;
+    if (request.getParamNums() > 0) {
+        const std::string params = request.getParamsAppendInURL();
+        if (verb == HTTPOPERATION_GET || verb == HTTPOPERATION_DELETE)
+            url += params;
+        else
+            content = params;
+    }
+    std::string body = request.getContent();
+    return body.empty() ? content : body;
+}
+
+} // namespace
+
+CHttpConnection* CHttpClientImp::GetHttpConnection(bool bSSL) {
+    CHttpConnection* conn = WaitForConnection(m_strDomain, m_nPort, bSSL,
+                                              "synSendRequest::no idle conn now, wait 3s and retry...");
+    if (conn != nullptr)
+        m_curl = conn->GetCurl();
+    return conn;
+}
+
+int CHttpClientImp::SendRequest(const CHttpRequest& request, HTTPOPERATIONTYPE verb, const std::string& url,
+                                const std::string& content, std::string& response, bool bSSL) {
+    const CurlSlistPtr list(AppendSlist(request));
+    switch (verb) {
+    case HTTPOPERATION_GET:
+        return SendGetRequest(url, response, list.get(), bSSL);
+    case HTTPOPERATION_PUT:
+        return SendPutRequest(url, content, response, list.get(), bSSL);
+    case HTTPOPERATION_POST:
+        return SendPostRequest(url, content, response, list.get(), bSSL);
+    case HTTPOPERATION_DELETE:
+        return SendDeleteRequest(url, response, list.get(), bSSL);
+    case HTTPOPERATION_HEAD:
+        return SendHeadRequest(url, response, list.get(), bSSL);
+    default:
+        return -1;
+    }
+}
+
+int CHttpClientImp::synSendRequest(const CHttpRequest& request, CHttpResponse& response, bool bSSL) {
+    try {
+        if (m_strDomain.empty()) {
+            Trace(TraceLevel::Error, "HTTP synSendRequest, domain is empty!");
+            return -1;
+        }
+        const HandleReset reset(m_curl);
+        const ConnectionReturn conn(GetHttpConnection(bSSL));
+        if (conn.get() == nullptr) {
+            Trace(TraceLevel::Error, "synSendRequest::HTTP get connection from pool failed!");
+            return -1;
+        }
+        return SynSendOnConnection(request, response, bSSL);
+    } catch (const std::length_error&) {
+        throw; // a text beyond the maximum size of strings is the one thing that is let out
+    } catch (...) {
+        return -1;
+    }
+}
+
+int CHttpClientImp::SynSendOnConnection(const CHttpRequest& request, CHttpResponse& response, bool bSSL) {
+    std::string url = GetUrl(request);
+    // "sync" where the operation says "syn": the text is fixed.
+    Trace(TraceLevel::Detail, "HTTP syncSendRequest URL is: %s", url.c_str());
+    const HTTPOPERATIONTYPE verb = request.getVerb();
+    const std::string content = ComposeContent(request, verb, url);
+
+    std::string head;
+    GetResponseHead(head);
+    if (m_curl != nullptr) {
+        curl_easy_setopt(m_curl, CURLOPT_DEBUGFUNCTION, &OnCurlDebug);
+        curl_easy_setopt(m_curl, CURLOPT_VERBOSE, 1L);
+        curl_easy_setopt(m_curl, CURLOPT_COOKIE, request.getCustomCookieParam().c_str()); // even when empty
+    }
+    const std::string encoding = request.getAcceptEncoding();
+    if (!encoding.empty())
+        SetDecodingHttpResponse(encoding);
+
+    std::string body;
+    int status = SendRequest(request, verb, url, content, body, bSSL);
+    if (status == FORBIDDEN &&
+        CHttpSiaToken::Instance()->EraseTokenFromBuf(request.getUrlPath(), m_bSiaAccess) == 0) {
+        Trace(TraceLevel::Progress, "HTTP synSendRequest, response code is 403, retry to SendRequest");
+        // Deliberate: body and head keep the text of the refused try, that of this one is appended.
+        status = SendRequest(request, verb, url, content, body, bSSL);
+    }
+    if (status == -1)
+        return -1;
+
+    response.setStatusCode(status);
+    response.setResponseBody(body);
+    const std::string type = GetResponseCntType();
+    response.setContentLen(KnownContentLength(GetResponseCntLength(), body));
+    response.setContentType(type);
+    response.setResponseHead(head);
+    return status;
+}
