@@ -1,0 +1,9 @@
+// SPDX-License-Identifier: Apache-2.0
+// A host on that platform.
+#include <httpclient/HttpClient.h>
+
+int main() {
+    CHttpClient client;
+    client.setDomain(""); // refused with a log line
+    return 0;
+}

@@ -1,0 +1,9 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+#include <json/value.h>
+#include <string>
+class JsonReader {
+public:
+    explicit JsonReader(bool flag);
+    bool parse(const std::string& text, Json::Value& value);
+};
