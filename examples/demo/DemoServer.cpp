@@ -1,0 +1,143 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "demo/DemoServer.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <stdexcept>
+
+#include <fmt/format.h>
+#include <httplib.h>
+
+namespace demo {
+namespace {
+
+using httplib::Request;
+using httplib::Response;
+
+constexpr const char* TEXT = "text/plain; charset=UTF-8";
+constexpr size_t THREADS = 64; // each open connection holds one
+constexpr size_t REQUESTS_PER_CONNECTION = 1'000'000;
+constexpr size_t LARGEST_BODY = 64 * 1024 * 1024;
+
+/// What arrived, nearly as it came (a name's letters and the order of the headers are httplib's).
+void Echo(const Request& request, Response& response) {
+    std::string text = fmt::format("{} {}\n", request.method, request.target);
+    for (const auto& [name, value] : request.headers) {
+        text += fmt::format("{}: {}\n", name, value);
+    }
+    text += "\n" + request.body;
+    response.set_content(text, TEXT);
+}
+
+void Chunked(const Request&, Response& response) {
+    response.set_chunked_content_provider(TEXT, [](size_t, httplib::DataSink& sink) {
+        for (const std::string piece : {"one, ", "two, ", "three\n"}) {
+            sink.write(piece.data(), piece.size());
+        }
+        sink.done();
+        return true;
+    });
+}
+
+/// No length and no chunks: the end of the connection is the end of the body.
+void UntilClose(const Request&, Response& response) {
+    response.set_header("Connection", "close");
+    response.set_content_provider(TEXT, [](size_t, httplib::DataSink& sink) {
+        const std::string body = "this ends where the connection ends\n";
+        sink.write(body.data(), body.size());
+        sink.done();
+        return true;
+    });
+}
+
+/// Long and dull, so that it is worth compressing; httplib does so when the client accepts it.
+void Gzip(const Request&, Response& response) {
+    std::string text;
+    for (int line = 1; line <= 100; ++line) {
+        text += "All work and no play makes a dull text.\n";
+    }
+    response.set_content(text, TEXT);
+}
+
+void Cookie(const Request& request, Response& response) {
+    response.set_content(
+        request.has_header("Cookie") ? request.get_header_value("Cookie") + "\n" : "no cookie\n", TEXT);
+}
+
+void Forbidden(const Request&, Response& response) {
+    response.status = 403;
+    response.set_content("You shall not pass.\n", TEXT);
+}
+
+/// The number at the end of the path, as the route's expression has caught it.
+size_t NumberIn(const Request& request) {
+    return std::strtoul(request.matches[1].str().c_str(), nullptr, 10);
+}
+
+void Status(const Request& request, Response& response) {
+    response.status = static_cast<int>(NumberIn(request));
+    response.set_content(fmt::format("This is a {}.\n", response.status), TEXT);
+}
+
+void Slow(const Request& request, Response& response) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(NumberIn(request)));
+    response.set_content("Sorry to have kept you waiting.\n", TEXT);
+}
+
+void Bytes(const Request& request, Response& response) {
+    response.set_content(std::string(std::min(NumberIn(request), LARGEST_BODY), 'x'),
+                         "application/octet-stream");
+}
+
+void AddPages(httplib::Server& server) {
+    server.Get("/",
+               [](const Request&, Response& response) { response.set_content(DemoServer::Index(), TEXT); });
+    server.Get("/echo", Echo).Put("/echo", Echo).Post("/echo", Echo).Delete("/echo", Echo);
+    server.Get("/gzip", Gzip);
+    server.Get("/chunked", Chunked);
+    server.Get("/until-close", UntilClose);
+    server.Get("/cookie", Cookie);
+    server.Get("/forbidden", Forbidden);
+    server.Get(R"(/status/([2-5]\d\d))", Status);
+    server.Get(R"(/slow/(\d{1,5}))", Slow);
+    server.Get(R"(/bytes/(\d{1,8}))", Bytes);
+}
+
+} // namespace
+
+std::string DemoServer::Index() {
+    return "/echo            GET, PUT, POST, DELETE, HEAD: says what arrived\n"
+           "/gzip            a long text, compressed for those who accept it\n"
+           "/chunked         a text in chunks\n"
+           "/until-close     a text that ends with the connection\n"
+           "/cookie          says the cookie it got\n"
+           "/forbidden       403\n"
+           "/status/N        that status\n"
+           "/slow/MS         answers after so many milliseconds\n"
+           "/bytes/N         so many bytes\n";
+}
+
+DemoServer::DemoServer(int port) : m_server(std::make_unique<httplib::Server>()) {
+    m_server->new_task_queue = [] { return new httplib::ThreadPool(THREADS); };
+    m_server->set_keep_alive_max_count(REQUESTS_PER_CONNECTION);
+    m_server->set_tcp_nodelay(true);
+    AddPages(*m_server);
+
+    const std::string host = "127.0.0.1";
+    m_port = port == 0 ? m_server->bind_to_any_port(host) : (m_server->bind_to_port(host, port) ? port : -1);
+    if (m_port <= 0) {
+        throw std::runtime_error(fmt::format("cannot listen on {}:{}", host, port));
+    }
+    m_thread = std::thread([this] { m_server->listen_after_bind(); });
+    while (!m_server->is_running()) { // it does not stop what has not begun
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+}
+
+DemoServer::~DemoServer() {
+    m_server->stop();
+    m_thread.join();
+}
+
+} // namespace demo

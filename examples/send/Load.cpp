@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "send/Load.h"
+
+#include "send/RequestMaker.h"
+#include "send/Sender.h"
+
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+
+namespace sender {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+constexpr std::chrono::milliseconds REDRAW_EVERY{100};
+
+/// The work that the threads share.
+class Work {
+public:
+    Work(const Options& options, const CHttpRequest& request, const std::atomic<bool>& stop)
+        : m_options(options), m_request(request), m_stop(stop) {}
+
+    void RunThread() {
+        Tally own;
+        const auto client = MakeClient(m_options);
+        while (!m_stop && m_taken++ < m_options.repeat) {
+            own.Add(SendAndWait(*client, m_request, m_options.target.Tls()));
+            ++m_done;
+        }
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_tally.Add(own);
+        ++m_finishedThreads;
+        m_finished.notify_all();
+    }
+
+    /// Draws until every thread is through.
+    void Watch(ProgressBar& progress) {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        while (!m_finished.wait_for(lock, REDRAW_EVERY,
+                                    [this] { return m_finishedThreads == m_options.threads; })) {
+            progress.Draw(m_done);
+        }
+    }
+
+    Tally TakeTally() { return std::move(m_tally); }
+
+private:
+    const Options& m_options;
+    const CHttpRequest& m_request;
+    const std::atomic<bool>& m_stop;
+    std::atomic<std::uint64_t> m_taken{0};
+    std::atomic<std::uint64_t> m_done{0};
+    std::mutex m_mutex; ///< guards what follows
+    std::condition_variable m_finished;
+    unsigned int m_finishedThreads = 0;
+    Tally m_tally;
+};
+
+} // namespace
+
+LoadResult RunLoad(const Options& options, const CHttpRequest& request, ProgressBar& progress,
+                   const std::atomic<bool>& stop) {
+    // With fewer connections than threads some would wait 3 s at a time for one; a lower number changes
+    // nothing.
+    MakeClient(options)->resizeConnPool(options.threads, 1);
+
+    Work work(options, request, stop);
+    const auto start = Clock::now();
+    std::vector<std::thread> threads;
+    for (unsigned int count = 0; count < options.threads; ++count) {
+        threads.emplace_back([&work] { work.RunThread(); });
+    }
+    work.Watch(progress);
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    return {work.TakeTally(), Clock::now() - start};
+}
+
+} // namespace sender

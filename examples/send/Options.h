@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "send/Url.h"
+
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <httpclient/HttpOperationType.h>
+
+namespace sender {
+
+/// What the command line asks for, files read and everything checked.
+struct Options {
+    Target target;
+    HTTPOPERATIONTYPE verb = HTTPOPERATION_GET;
+    std::map<std::string, std::string> headers; ///< those of --charset and --accept-encoding among them
+    std::map<std::string, std::vector<std::string>> parameters;
+    std::string body;
+    std::string cookie;
+    unsigned int connectTimeout = 10;
+    unsigned int requestTimeout = 30;
+
+    unsigned int repeat = 1;
+    unsigned int threads = 1;
+
+    bool showHead = false;
+    bool quiet = false;
+    bool verbose = false;
+    std::string outputFile; ///< "" for standard output
+};
+
+/// Reads the command line.
+/// @return nothing when it asked for help, which is then on standard output.
+/// @throw UsageError for what cannot be sent as it is asked for.
+std::optional<Options> ParseOptions(int argc, const char* const* argv);
+
+} // namespace sender

@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "send/Load.h"
+#include "send/Options.h"
+#include "send/Sender.h"
+
+#include <ostream>
+#include <string>
+
+namespace sender {
+
+/// What the program tells its caller's script.
+enum ExitCode : int {
+    EXIT_OK = 0,
+    EXIT_NO_ANSWER = 1,
+    EXIT_USAGE = 2,
+    EXIT_OUTPUT = 3,
+    EXIT_CLIENT_ERROR = 4, ///< 4xx
+    EXIT_SERVER_ERROR = 5, ///< 5xx
+};
+
+ExitCode ExitCodeOf(const Outcome& outcome);
+/// The worst of all: no answer, then 5xx, then 4xx. A run without any request is no answer.
+ExitCode ExitCodeOf(const Tally& tally);
+
+/// One line: status, length, type, character set and time; or that there was no answer, and from where.
+std::string Describe(const Outcome& outcome, const Target& target);
+/// Counts, rates and times, a few lines.
+std::string Describe(const LoadResult& result, const Options& options);
+
+/// Writes the answer where the options want it.
+/// @param standardOutput for when they name no file.
+/// @throw OutputError when it cannot be written in full.
+void WriteAnswer(const Outcome& outcome, const Options& options, std::ostream& standardOutput);
+
+} // namespace sender
