@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include <ace/ACE.h>
 #include <ace/INET_Addr.h>
 #include <ace/SOCK_Connector.h>
 #include <ace/SOCK_Stream.h>
@@ -29,7 +30,7 @@ template <typename Note> bool Move(ACE_SOCK_Stream& from, ACE_SOCK_Stream& to, c
     }
     const auto size = static_cast<size_t>(count);
     note(buffer.data(), size);
-    return to.send_n(buffer.data(), size) == count;
+    return ACE::send_n(to.get_handle(), buffer.data(), size, MSG_NOSIGNAL) == count;
 }
 
 } // namespace

@@ -48,8 +48,7 @@ void WarnOfGuessedCharset(const Options& options, const CHttpRequest& request) {
     for (const auto& [name, values] : options.parameters) {
         if (request.getAcceptCharset().empty() && !std::all_of(values.begin(), values.end(), IsAscii)) {
             std::cerr << "note: the value of \"" << name
-                      << "\" is taken as GBK; --charset UTF-8 if it is in UTF-8
-                         ";
+                      << "\" is taken as GBK; --charset UTF-8 if it is in UTF-8\n";
         }
     }
 }

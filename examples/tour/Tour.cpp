@@ -1,0 +1,135 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tour/Tour.h"
+
+#include <fmt/format.h>
+
+#include <httpclient/HttpClient.h>
+#include <httpclient/HttpClientWrap.h>
+#include <httpclient/HttpRequest.h>
+#include <httpclient/HttpResponse.h>
+
+namespace tour {
+namespace {
+
+constexpr unsigned int CONNECT_TIMEOUT = 5;
+constexpr unsigned int REQUEST_TIMEOUT = 5;
+
+std::string Describe(const CHttpRequest& request) {
+    std::string text = NameOf(request.getVerb()) + " " + request.getUrlPath();
+    for (const auto& [name, values] : request.getRequestParams()) {
+        for (const std::string& value : values) {
+            text += fmt::format("  parameter {}={}", name, value);
+        }
+    }
+    for (const auto& [name, value] : request.getRequestHead()) {
+        text += fmt::format("  header {}: {}", name, value);
+    }
+    if (!request.getCustomCookieParam().empty()) {
+        text += "  cookie " + request.getCustomCookieParam();
+    }
+    if (!request.getContent().empty()) {
+        text += "  body " + request.getContent();
+    }
+    return text;
+}
+
+std::string Describe(const Exchange& exchange) {
+    if (exchange.status < 0) {
+        return fmt::format("{}: no answer", exchange.status);
+    }
+    return fmt::format("{}  {:.0f} bytes  {}", exchange.status, exchange.length, exchange.type);
+}
+
+} // namespace
+
+std::unique_ptr<CHttpClient> Tour::NewClient() const {
+    return HttpClientWrap::MakeClientPtr("127.0.0.1", CONNECT_TIMEOUT, REQUEST_TIMEOUT, Port(), false);
+}
+
+Exchange Tour::Transfer(CHttpClient& client, const CHttpRequest& request, CHttpResponse& response) {
+    m_relay.Take(); // what an earlier connection may have left
+    Exchange exchange;
+    exchange.status = client.synSendRequest(request, response, false);
+    auto traffic = m_relay.Take();
+    exchange.sent = std::move(traffic.sent);
+    exchange.received = std::move(traffic.received);
+    exchange.head = response.getResponseHead();
+    exchange.body = response.getResponseBody();
+    exchange.type = response.getContentType();
+    exchange.charset = response.getCharset();
+    exchange.length = response.getContentLen();
+    return exchange;
+}
+
+Exchange Tour::Send(CHttpClient& client, const CHttpRequest& request, CHttpResponse& response) {
+    m_transcript.Asked(Describe(request));
+    Exchange exchange = Transfer(client, request, response);
+    m_transcript.Wire('>', exchange.sent);
+    m_transcript.Wire('<', exchange.received);
+    m_transcript.Result(Describe(exchange));
+    return exchange;
+}
+
+Exchange Tour::Send(CHttpClient& client, const CHttpRequest& request) {
+    CHttpResponse response;
+    return Send(client, request, response);
+}
+
+Exchange Tour::SendUnseen(CHttpClient& client, const CHttpRequest& request) {
+    CHttpResponse response;
+    return Transfer(client, request, response);
+}
+
+void Tour::ExpectText(const std::string& what, const std::string& promised, const std::string& found) {
+    Expect(what, promised == found);
+    if (promised != found) {
+        Note("promised " + Visible(promised));
+        Note("found    " + Visible(found));
+    }
+}
+
+void Tour::ExpectNumber(const std::string& what, double promised, double found) {
+    ExpectText(what, fmt::format("{}", promised), fmt::format("{}", found));
+}
+
+std::unique_ptr<CHttpRequest> NewRequest(HTTPOPERATIONTYPE verb, const std::string& path) {
+    auto request = std::make_unique<CHttpRequest>();
+    request->setVerb(verb);
+    request->setUrlPath(path);
+    return request;
+}
+
+std::string NameOf(HTTPOPERATIONTYPE verb) {
+    switch (verb) {
+    case HTTPOPERATION_GET:
+        return "GET";
+    case HTTPOPERATION_PUT:
+        return "PUT";
+    case HTTPOPERATION_POST:
+        return "POST";
+    case HTTPOPERATION_DELETE:
+        return "DELETE";
+    case HTTPOPERATION_HEAD:
+        return "HEAD";
+    case HTTPOPERATION_NOT_SET:
+        break;
+    }
+    return "(no verb)";
+}
+
+std::string FirstLine(const std::string& bytes) {
+    return bytes.substr(0, bytes.find("\r\n"));
+}
+
+std::string BodyOf(const std::string& bytes) {
+    const size_t end = bytes.find("\r\n\r\n");
+    return end == std::string::npos ? "" : bytes.substr(end + 4);
+}
+
+bool HasLine(const std::string& bytes, const std::string& line) {
+    const size_t end = bytes.find("\r\n\r\n");
+    const std::string head = bytes.substr(0, end == std::string::npos ? end : end + 2);
+    return head.find("\r\n" + line + "\r\n") != std::string::npos;
+}
+
+} // namespace tour

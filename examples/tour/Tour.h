@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "demo/DemoServer.h"
+#include "demo/RecordingRelay.h"
+#include "tour/Transcript.h"
+
+#include <memory>
+#include <string>
+
+#include <httpclient/HttpOperationType.h>
+
+class CHttpClient;
+class CHttpRequest;
+class CHttpResponse;
+
+namespace tour {
+
+/// One request and its answer, with the bytes that went over the wire.
+struct Exchange {
+    int status = 0; ///< what the send returned
+    std::string sent;
+    std::string received;
+    std::string head;
+    std::string body;
+    std::string type;
+    std::string charset;
+    double length = 0;
+};
+
+/// What a stop works with: a server, a relay before it that records the wire, and the transcript.
+///
+/// Every stop gets a tour of its own, and with it an address that no pooled connection belongs to yet.
+class Tour {
+public:
+    explicit Tour(Transcript& transcript) : m_transcript(transcript), m_relay(m_server.Port()) {}
+
+    /// @return a client for the server, by way of the relay.
+    std::unique_ptr<CHttpClient> NewClient() const;
+    /// Where NewClient() goes, on 127.0.0.1.
+    int Port() const { return m_relay.Port(); }
+    /// How many connections have been made to the server so far.
+    int Connections() const { return m_relay.Connections(); }
+
+    /// Sends, and writes down what was asked, what went over the wire and what came back.
+    Exchange Send(CHttpClient& client, const CHttpRequest& request);
+    /// As Send(), into a response of the caller's.
+    Exchange Send(CHttpClient& client, const CHttpRequest& request, CHttpResponse& response);
+    /// As Send() without the transcript, for what need not be seen again.
+    Exchange SendUnseen(CHttpClient& client, const CHttpRequest& request);
+
+    void Note(const std::string& text) { m_transcript.Note(text); }
+    void Result(const std::string& text) { m_transcript.Result(text); }
+    /// Checks a promise.
+    void Expect(const std::string& what, bool holds) { m_transcript.Checked(what, holds); }
+    /// Checks that a text is what was promised; shows both when it is not.
+    void ExpectText(const std::string& what, const std::string& promised, const std::string& found);
+    /// Checks that a number is what was promised; shows both when it is not.
+    void ExpectNumber(const std::string& what, double promised, double found);
+
+private:
+    Exchange Transfer(CHttpClient& client, const CHttpRequest& request, CHttpResponse& response);
+
+    Transcript& m_transcript;
+    demo::DemoServer m_server;
+    demo::RecordingRelay m_relay; ///< goes before the server, which waits for connections to end
+};
+
+/// @return a request for this verb and path and nothing else.
+std::unique_ptr<CHttpRequest> NewRequest(HTTPOPERATIONTYPE verb, const std::string& path);
+/// @return a verb's name.
+std::string NameOf(HTTPOPERATIONTYPE verb);
+/// @return the first line of a request or an answer.
+std::string FirstLine(const std::string& bytes);
+/// @return what follows the empty line.
+std::string BodyOf(const std::string& bytes);
+/// @return true when the message has this line in its head, line end left out.
+bool HasLine(const std::string& bytes, const std::string& line);
+
+} // namespace tour

@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tour/Stop.h"
+#include "tour/Tour.h"
+
+#include <httpclient/HttpClient.h>
+#include <httpclient/HttpRequest.h>
+
+namespace tour {
+namespace {
+
+void Show(Tour& tour) {
+    const auto client = tour.NewClient();
+    const Exchange head = tour.Send(*client, *NewRequest(HTTPOPERATION_HEAD, "/bytes/1234"));
+    tour.ExpectText("HEAD is what the server reads", "HEAD /bytes/1234 HTTP/1.1", FirstLine(head.sent));
+    tour.ExpectNumber("the status is returned", 200, head.status);
+    tour.ExpectNumber("the length is that of the body which GET would get", 1234, head.length);
+
+    // A connection keeps the settings of its last transfer, deliberately: after HEAD it asks for no bodies.
+    tour.Note("The same connection again, with GET:");
+    const Exchange get = tour.Send(*client, *NewRequest(HTTPOPERATION_GET, "/bytes/20"));
+    tour.ExpectNumber("the GET after it is answered", 200, get.status);
+}
+
+const Stop stop(20, "HEAD asks for the head alone", Show);
+
+} // namespace
+} // namespace tour

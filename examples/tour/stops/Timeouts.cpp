@@ -1,0 +1,29 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tour/Stop.h"
+#include "tour/Tour.h"
+
+#include <chrono>
+
+#include <httpclient/HttpClient.h>
+#include <httpclient/HttpRequest.h>
+
+namespace tour {
+namespace {
+
+void Show(Tour& tour) {
+    const auto client = tour.NewClient();
+    client->setRequestTimeout(1);
+    const auto start = std::chrono::steady_clock::now();
+    const Exchange slow = tour.Send(*client, *NewRequest(HTTPOPERATION_GET, "/slow/1500"));
+    const std::chrono::duration<double> waited = std::chrono::steady_clock::now() - start;
+    tour.ExpectNumber("an answer that takes longer than the request time-out is given up", -1, slow.status);
+    tour.Expect("no sooner than that", waited.count() >= 0.99);
+
+    tour.ExpectNumber("the next request is answered", 200,
+                      tour.Send(*client, *NewRequest(HTTPOPERATION_GET, "/bytes/5")).status);
+}
+
+const Stop stop(110, "A time-out ends the wait for a slow answer, and nothing else", Show);
+
+} // namespace
+} // namespace tour
