@@ -16,8 +16,14 @@ namespace {
 using CurlUrl = std::unique_ptr<CURLU, decltype(&curl_url_cleanup)>;
 using CurlText = std::unique_ptr<char, decltype(&curl_free)>;
 
+/// A URL as it may be shown: without the credentials that it may hold.
+std::string Shown(const std::string& url) {
+    const size_t at = url.rfind('@');
+    return at == std::string::npos ? url : "…" + url.substr(at);
+}
+
 [[noreturn]] void Refuse(const std::string& url, const std::string& why) {
-    throw UsageError(fmt::format("cannot send to \"{}\": {}", url, why));
+    throw UsageError(fmt::format("cannot send to \"{}\": {}", Shown(url), why));
 }
 
 /// One piece of a URL; nothing when the URL has no such piece.
@@ -29,13 +35,21 @@ std::optional<std::string> Piece(const CurlUrl& url, CURLUPart part, unsigned in
     return std::string(CurlText(text, curl_free).get());
 }
 
+/// libcurl forgives a missing "//" and one "/" too many, which here are more likely a slip.
+void CheckStart(const std::string& url) {
+    const size_t slashes = url.find("://");
+    if (slashes == std::string::npos) {
+        Refuse(url, "it has to begin with http:// or https://");
+    }
+    if (url.compare(slashes, 4, ":///") == 0) {
+        Refuse(url, "it names no host");
+    }
+}
+
 CurlUrl Read(const std::string& text) {
     CurlUrl url(curl_url(), curl_url_cleanup);
     const CURLUcode code =
         curl_url_set(url.get(), CURLUPART_URL, text.c_str(), CURLU_NON_SUPPORT_SCHEME | CURLU_PATH_AS_IS);
-    if (code == CURLUE_BAD_SCHEME) {
-        Refuse(text, "it has to begin with http:// or https://");
-    }
     if (code != CURLUE_OK) {
         Refuse(text, curl_url_strerror(code));
     }
@@ -52,6 +66,7 @@ Target ParseUrl(const std::string& text) {
     if (!IsPlainAscii(text)) {
         Refuse(text, "spaces, control characters and non-ASCII letters have to be percent-escaped");
     }
+    CheckStart(text);
     const CurlUrl url = Read(text);
     Target target;
     target.scheme = Piece(url, CURLUPART_SCHEME).value_or("");
