@@ -13,6 +13,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <utility>
 
 namespace {
 
@@ -59,17 +60,18 @@ private:
 Conversion* FindConversion(const std::string& from, const std::string& to) {
     // Deliberately never destroyed: a detached worker may convert while the process exits.
     static auto* const s_mutex = new std::mutex;
-    static auto* const s_mapConvDesc = new std::map<std::string, Conversion>;
+    static auto* const s_mapConvDesc = new std::map<std::string, std::unique_ptr<Conversion>>;
 
     // Only names that hold a bar themselves could share a key, and no set has one of those.
     const std::string key = from + "|" + to;
     const std::lock_guard<std::mutex> lock(*s_mutex);
-    const auto [entry, inserted] = s_mapConvDesc->try_emplace(key);
-    if (inserted && !entry->second.Open(from, to)) {
-        s_mapConvDesc->erase(entry);
+    const auto known = s_mapConvDesc->find(key);
+    if (known != s_mapConvDesc->end())
+        return known->second.get(); // stays where it is: entries are never erased
+    auto conversion = std::make_unique<Conversion>();
+    if (!conversion->Open(from, to))
         return nullptr;
-    }
-    return &entry->second; // map entries stay where they are, and none that was opened is ever erased
+    return s_mapConvDesc->emplace(key, std::move(conversion)).first->second.get();
 }
 
 } // namespace
