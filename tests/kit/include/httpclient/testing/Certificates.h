@@ -3,10 +3,11 @@
 /// Certificate authorities, certificates and keys that tests make for themselves.
 #pragma once
 
-#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
+
+#include <httpclient/testing/Files.h>
 
 namespace httpclient::testing {
 
@@ -70,9 +71,5 @@ private:
 /// @param password what it shall be encrypted with; not empty.
 /// @throw std::runtime_error when OpenSSL fails.
 std::string EncryptKey(const std::string& keyPem, const std::string& password);
-
-/// Writes text to a file of mode 0600, which is never open to others, not even while it is being written.
-/// @throw std::system_error when it cannot be written.
-void WritePrivateFile(const std::filesystem::path& path, const std::string& content);
 
 } // namespace httpclient::testing

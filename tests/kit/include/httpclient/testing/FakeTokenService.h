@@ -49,6 +49,8 @@ public:
     void AnswerWith(LoopbackServer::Handler handler);
     /// Answers the following requests with @p reply instead.
     void AnswerWith(const Reply& reply);
+    /// Answers by itself again.
+    void AnswerNormally();
 
     /// @return the requests so far, in order.
     std::vector<Exchange> exchanges() const;

@@ -47,8 +47,8 @@ class StreamOpener;
 /// Records what comes in byte for byte and answers what its handler says, well-formed or not.
 ///
 /// @par Thread Safety
-/// Safe from any number of threads, the destructor excepted. The handler runs on the connections' threads, so
-/// several may run at once. Signals of the process are never delivered to the server's threads.
+/// Safe from any number of threads, Stop() and the destructor excepted. The handler runs on the connections'
+/// threads, so several may run at once. Signals of the process are never delivered to the server's threads.
 ///
 /// @par Ownership
 /// The destructor ends pauses and stalls, closes every connection and joins every thread; it waits for
@@ -107,6 +107,7 @@ protected:
 private:
     class Engine;
     std::unique_ptr<Engine> m_engine;
+    std::string m_scheme;
 };
 
 } // namespace httpclient::testing

@@ -1,0 +1,29 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <httpclient/testing/Files.h>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <system_error>
+
+#include "Descriptor.h"
+
+namespace httpclient::testing {
+
+void WritePrivateFile(const std::filesystem::path& path, std::string_view content) {
+    std::filesystem::remove(path);
+    const Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+    if (!file) {
+        throw std::system_error(errno, std::generic_category(), path);
+    }
+    while (!content.empty()) {
+        const ssize_t written = write(file.get(), content.data(), content.size());
+        if (written < 0 && errno != EINTR) {
+            throw std::system_error(errno, std::generic_category(), path);
+        }
+        content.remove_prefix(written < 0 ? 0 : static_cast<std::size_t>(written));
+    }
+}
+
+} // namespace httpclient::testing
