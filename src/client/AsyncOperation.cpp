@@ -12,6 +12,7 @@
 #include "client/CurlCallbacks.h"
 #include "client/ResponseInfo.h"
 #include "support/CurlOwners.h"
+#include "support/ExitGate.h"
 #include "support/Trace.h"
 
 namespace {
@@ -63,15 +64,20 @@ bool Pause(CURLM* multi) {
     return select(0, &readSet, &writeSet, &errorSet, &tv) != -1;
 }
 
+CURLMcode Step(CURLM* multi, int& running) {
+    const ExitGate::Pass pass;
+    return curl_multi_perform(multi, &running);
+}
+
 /// Drives the transfer to its end; pauses at least once, even when the first perform has ended it.
 void Drive(CURLM* multi) {
     int running = 1;
-    if (curl_multi_perform(multi, &running) != CURLM_OK)
+    if (Step(multi, running) != CURLM_OK)
         return;
     do {
         if (!Pause(multi))
             return;
-        curl_multi_perform(multi, &running);
+        Step(multi, running);
     } while (running != 0);
 }
 
@@ -82,6 +88,7 @@ void Transfer(const AsyncOperationArgs& args, CHttpResponse& response) {
     SetWorkerOptions(args, head, body);
     curl_multi_add_handle(args.mcurl, args.curl);
     Drive(args.mcurl);
+    const ExitGate::Pass pass;
     curl_multi_remove_handle(args.mcurl, args.curl);
 
     // How the transfer ended is not looked at: libcurl's status tells, 0 when there was no response.

@@ -8,6 +8,7 @@
 #include <json/value.h>
 #include <vorncipher/VornCipher.h>
 
+#include "support/ExitGate.h"
 #include "support/JsonFile.h"
 #include "support/Trace.h"
 
@@ -50,6 +51,7 @@ CHttpsConnection::CHttpsConnection(std::string address, int port)
         Trace(TraceLevel::Progress,
               "CHttpClientImp::CHttpsConnection, the plain text is null or dec error, ret=%d", status);
 
+    ExitGate::Arm(); // OpenSSL is initialised by now
     curl_easy_setopt(curl, CURLOPT_SSL_VERIFYPEER, 1L);
     curl_easy_setopt(curl, CURLOPT_CAPATH, caPath.c_str());
     curl_easy_setopt(curl, CURLOPT_CAINFO, caFile.c_str());

@@ -15,6 +15,7 @@
 #include <ace/Timer_Queue.h>
 
 #include "pool/HttpConnection.h"
+#include "support/ExitGate.h"
 #include "support/SignalBlock.h"
 #include "support/Trace.h"
 
@@ -87,6 +88,9 @@ int CHttpConnectionMgr::svc() {
 }
 
 int CHttpConnectionMgr::handle_timeout(const ACE_Time_Value& /*now*/, const void* /*arg*/) {
+    const ExitGate::Try gate;
+    if (!gate.Passed())
+        return 0;
     const PoolGuard guard(m_PoolLock);
     HandeConnPool(m_mapHttpConn);
     HandeConnPool(m_mapHttpsConn);

@@ -1,0 +1,29 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file
+/// What is looked over, and what the checks tell each other about it.
+#pragma once
+
+#include "Ossl.h"
+#include "Secret.h"
+#include "check/Report.h"
+
+#include <string>
+#include <vector>
+
+/// One run of the checks. They run in the order of their table; each fills in what later ones build upon.
+struct Inspection {
+    int warnDays = 0; ///< Warn of certificates that expire within so many days.
+    Report report;
+
+    std::string root;       ///< The TLS root as a process writes it: "" or ending in "/".
+    std::string cipherText; ///< The encrypted key password; "" when there is none.
+    bool passwordKnown = false;
+    Secret password;
+    std::vector<Ossl::Certificate> trusted; ///< Empty when unreadable.
+    std::vector<Ossl::Certificate> chain;   ///< The process's certificate first; empty when unreadable.
+    Ossl::Key key;                          ///< Null when unreadable.
+    bool identityOn = false;                ///< Service identity is switched on.
+
+    /// A file of the TLS root, as a process composes its path.
+    std::string RootFile(const char* name) const;
+};

@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file
+/// Keeps the library's own threads out of libcurl once the process exits.
+#pragma once
+
+/// The gate between the library's threads and the end of the process.
+///
+/// exit() runs OpenSSL's clean-up while detached workers may be amid a TLS transfer, which would crash them.
+/// So each step that a thread of ours takes in libcurl passes the gate, and exit() closes it first: it waits
+/// for the steps under way, and lets none begin. The waits between the steps are outside.
+class ExitGate {
+public:
+    /// Has exit() close the gate. To be called when OpenSSL has been initialised, that is when a TLS
+    /// connection has been made: handlers of exit() run in reverse order. Calls after the first do nothing.
+    static void Arm();
+
+    /// A worker's pass: once the gate is closed, its thread stays here until the process has ended.
+    class Pass {
+    public:
+        Pass();
+        ~Pass();
+        Pass(const Pass&) = delete;
+        Pass& operator=(const Pass&) = delete;
+    };
+
+    /// The pool thread's pass, which is refused once the gate is closed: that thread may still be waited for.
+    class Try {
+    public:
+        Try();
+        ~Try();
+        Try(const Try&) = delete;
+        Try& operator=(const Try&) = delete;
+        bool Passed() const { return m_bPassed; }
+
+    private:
+        bool m_bPassed;
+    };
+};
