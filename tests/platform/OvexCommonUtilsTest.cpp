@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <ovexcommon/OvexCommonUtils.h>
+
+#include <cstdlib>
+
+#include <gtest/gtest.h>
+
+TEST(OvexCommonUtils, AnswersTheValueOfAVariable) {
+    setenv("PLATFORM_TEST_VARIABLE", " a value=with signs ", 1);
+    EXPECT_EQ(OvexCommonUtils::Ovexgetenv("PLATFORM_TEST_VARIABLE"), " a value=with signs ");
+}
+
+TEST(OvexCommonUtils, AnswersEmptyForAnUnsetVariable) {
+    unsetenv("PLATFORM_TEST_VARIABLE");
+    EXPECT_EQ(OvexCommonUtils::Ovexgetenv("PLATFORM_TEST_VARIABLE"), "");
+}
+
+TEST(OvexCommonUtils, AnswersEmptyForTheEmptyName) {
+    EXPECT_EQ(OvexCommonUtils::Ovexgetenv(""), "");
+}
+
+TEST(OvexCommonUtils, SeesAChangeAtTheNextCall) {
+    setenv("PLATFORM_TEST_VARIABLE", "old", 1);
+    EXPECT_EQ(OvexCommonUtils::Ovexgetenv("PLATFORM_TEST_VARIABLE"), "old");
+    setenv("PLATFORM_TEST_VARIABLE", "new", 1);
+    EXPECT_EQ(OvexCommonUtils::Ovexgetenv("PLATFORM_TEST_VARIABLE"), "new");
+}

@@ -1,0 +1,281 @@
+// SPDX-License-Identifier: Apache-2.0
+// The trace reads its environment once, so that each test looks at a process of its own.
+#include "AllocationCount.h"
+#include "ChildProcess.h"
+
+#include <ovexcommon/TraceClient.h>
+
+#include <chrono>
+#include <ctime>
+#include <ostream>
+#include <regex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+using Ovexcommon::TraceClient;
+
+namespace {
+
+// What follows the thread in a line; fails when the line has another form, level or module.
+std::string BodyOf(const std::string& line, int level = 5, int module = 1) {
+    static const std::regex form(
+        "\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{6} \\[(\\d+)\\] \\[(\\d+)\\] \\[\\d+\\] ");
+    std::smatch match;
+    if (!std::regex_search(line, match, form, std::regex_constants::match_continuous)) {
+        ADD_FAILURE() << "not a trace line: " << line;
+        return "";
+    }
+    EXPECT_EQ(match[1], std::to_string(level));
+    EXPECT_EQ(match[2], std::to_string(module));
+    return match.suffix();
+}
+
+// The body of the one line that a process writes for this text.
+std::string WrittenFor(const std::string& text) {
+    const ChildResult child = RunInChild({}, [&] { TraceClient::Instance()->trace(5, 1, text); });
+    EXPECT_TRUE(child.succeeded);
+    EXPECT_EQ(child.lines().size(), 1U) << child.standardError;
+    return child.lines().empty() ? "" : BodyOf(child.lines().front());
+}
+
+struct LevelCase {
+    const char* name;
+    Environment environment;
+    std::vector<int> produced; // of the levels 2, 3 and 5
+};
+
+class TraceLevel : public ::testing::TestWithParam<LevelCase> {};
+
+std::string NameOf(const ::testing::TestParamInfo<LevelCase>& info) {
+    return info.param.name;
+}
+
+// Keeps the bytes of the case out of the name that the test runner shows.
+void PrintTo(const LevelCase& value, std::ostream* stream) {
+    *stream << value.name;
+}
+
+} // namespace
+
+TEST_P(TraceLevel, ProducesThisLevelAndAbove) {
+    const ChildResult child = RunInChild(GetParam().environment, [] {
+        std::vector<int> valid;
+        for (const int level : {2, 3, 5}) {
+            if (TraceClient::Instance()->checkValid(level, 1)) {
+                valid.push_back(level);
+            }
+            TraceClient::Instance()->trace(level, 1, "message");
+        }
+        EXPECT_EQ(valid, GetParam().produced);
+    });
+    EXPECT_TRUE(child.succeeded);
+    ASSERT_EQ(child.lines().size(), GetParam().produced.size()) << child.standardError;
+    for (std::size_t i = 0; i < GetParam().produced.size(); ++i) {
+        EXPECT_EQ(BodyOf(child.lines()[i], GetParam().produced[i]), "message");
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Environment, TraceLevel,
+                         ::testing::Values(LevelCase{"Unset", {}, {5}},
+                                           LevelCase{"Two", {{"OVEX_TRACE_LEVEL", "2"}}, {2, 3, 5}},
+                                           LevelCase{"Three", {{"OVEX_TRACE_LEVEL", "3"}}, {3, 5}},
+                                           LevelCase{"Five", {{"OVEX_TRACE_LEVEL", "5"}}, {5}},
+                                           LevelCase{"Empty", {{"OVEX_TRACE_LEVEL", ""}}, {5}},
+                                           LevelCase{"Four", {{"OVEX_TRACE_LEVEL", "4"}}, {5}},
+                                           LevelCase{"Zero", {{"OVEX_TRACE_LEVEL", "0"}}, {5}},
+                                           LevelCase{"TwoAndMore", {{"OVEX_TRACE_LEVEL", "2 "}}, {5}},
+                                           LevelCase{"Twenty", {{"OVEX_TRACE_LEVEL", "20"}}, {5}},
+                                           LevelCase{"AWord", {{"OVEX_TRACE_LEVEL", "debug"}}, {5}}),
+                         NameOf);
+
+TEST(TraceClient, IsOneForTheProcess) {
+    const ChildResult child = RunInChild({}, [] {
+        EXPECT_NE(TraceClient::Instance(), nullptr);
+        EXPECT_EQ(TraceClient::Instance(), TraceClient::Instance());
+    });
+    EXPECT_TRUE(child.succeeded);
+    EXPECT_EQ(child.standardError, "");
+}
+
+TEST(TraceClient, ReadsTheLevelOnce) {
+    const ChildResult child = RunInChild({{"OVEX_TRACE_LEVEL", "3"}}, [] {
+        TraceClient::Instance();
+        setenv("OVEX_TRACE_LEVEL", "2", 1);
+        EXPECT_FALSE(TraceClient::Instance()->checkValid(2, 1));
+        EXPECT_TRUE(TraceClient::Instance()->checkValid(3, 1));
+    });
+    EXPECT_TRUE(child.succeeded);
+}
+
+TEST(TraceClient, WritesTheModuleAndTheThread) {
+    const ChildResult child = RunInChild({}, [] {
+        TraceClient::Instance()->trace(5, 12, "from " + std::to_string(gettid()));
+        std::thread([] { TraceClient::Instance()->trace(5, 12, "from " + std::to_string(gettid())); }).join();
+    });
+    EXPECT_TRUE(child.succeeded);
+    ASSERT_EQ(child.lines().size(), 2U);
+    for (const std::string& line : child.lines()) {
+        const std::string thread = BodyOf(line, 5, 12).substr(5);
+        EXPECT_NE(line.find(" [5] [12] [" + thread + "] from " + thread), std::string::npos) << line;
+    }
+    EXPECT_NE(BodyOf(child.lines()[0], 5, 12), BodyOf(child.lines()[1], 5, 12));
+}
+
+TEST(TraceClient, WritesTheTimeOfTheMessage) {
+    const auto now = [] {
+        char text[32];
+        const std::time_t seconds = std::time(nullptr);
+        std::tm parts{};
+        std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", gmtime_r(&seconds, &parts));
+        return std::string(text);
+    };
+    const std::string before = now();
+    const ChildResult child =
+        RunInChild({{"TZ", "UTC"}}, [] { TraceClient::Instance()->trace(5, 1, "message"); });
+    const std::string after = now();
+    const std::string written = child.standardError.substr(0, before.size());
+    EXPECT_LE(before, written);
+    EXPECT_LE(written, after);
+}
+
+TEST(TraceClient, EscapesWhatWouldBreakTheLine) {
+    EXPECT_EQ(WrittenFor("a\r\n2026-11-20 23:22:54.123456 [5] [1] [7] forged\n"),
+              "a\\r\\n2026-11-20 23:22:54.123456 [5] [1] [7] forged\\n");
+}
+
+TEST(TraceClient, EscapesEachControlCharacter) {
+    std::string controls;
+    for (int byte = 0; byte < 0x20; ++byte) {
+        controls += static_cast<char>(byte);
+    }
+    controls += '\x7f';
+    EXPECT_EQ(WrittenFor(controls),
+              "\\x00\\x01\\x02\\x03\\x04\\x05\\x06\\x07\\x08\\t\\n\\x0b\\x0c\\r\\x0e\\x0f"
+              "\\x10\\x11\\x12\\x13\\x14\\x15\\x16\\x17\\x18\\x19\\x1a\\x1b\\x1c\\x1d\\x1e\\x1f\\x7f");
+}
+
+TEST(TraceClient, LeavesEveryOtherByteAsItIs) {
+    std::string others;
+    for (int byte = 0x20; byte < 0x100; ++byte) {
+        if (byte != 0x7f) {
+            others += static_cast<char>(byte);
+        }
+    }
+    EXPECT_EQ(WrittenFor(others), others);
+    EXPECT_EQ(WrittenFor("日本語 é %s {} %v \\n"), "日本語 é %s {} %v \\n");
+    EXPECT_EQ(WrittenFor(""), "");
+}
+
+TEST(TraceClient, WritesMessagesOfAnyLength) {
+    const std::string text(1000000, 'x');
+    EXPECT_EQ(WrittenFor(text), text);
+}
+
+TEST(TraceClient, SpendsNothingOnADisabledMessage) {
+    const ChildResult child = RunInChild({{"OVEX_TRACE_LEVEL", "5"}}, [] {
+        TraceClient* const client = TraceClient::Instance();
+        const std::string body(100000, 'x');
+        const long before = AllocationCount();
+        EXPECT_FALSE(client->checkValid(3, 1));
+        client->trace(3, 1, body);
+        EXPECT_EQ(AllocationCount(), before);
+        client->trace(5, 1, body);
+        EXPECT_GT(AllocationCount(), before); // the count would have told
+    });
+    EXPECT_TRUE(child.succeeded);
+    EXPECT_EQ(child.lines().size(), 1U);
+}
+
+TEST(TraceClient, FormatsLikePrintf) {
+    const ChildResult child = RunInChild({}, [] {
+        TraceClient* const client = TraceClient::Instance();
+        EXPECT_EQ(client->setBody("%s has %d of %lu, %5.2f %%, 0x%x", "it", -7, 8UL, 1.5, 255U),
+                  "it has -7 of 8,  1.50 %, 0xff");
+        EXPECT_EQ(client->setBody("%s", ""), "");
+        EXPECT_EQ(client->setBody("a%cb", 0), std::string("a\0b", 3));
+    });
+    EXPECT_TRUE(child.succeeded);
+    EXPECT_EQ(child.standardError, "");
+}
+
+TEST(TraceClient, FormatsBodiesOfAnyLength) {
+    const ChildResult child = RunInChild({}, [] {
+        for (const std::size_t length : {510U, 511U, 512U, 513U, 100000U, 1000000U}) {
+            const std::string text(length - 1, 'y');
+            EXPECT_EQ(TraceClient::Instance()->setBody("%c%s", 'x', text.c_str()), "x" + text) << length;
+        }
+    });
+    EXPECT_TRUE(child.succeeded);
+}
+
+TEST(TraceClient, KeepsTheLinesOfManyThreadsWhole) {
+    constexpr int THREADS = 8;
+    constexpr int MESSAGES = 250;
+    const auto body = [](int thread, int message) {
+        return std::to_string(thread) + ":" + std::to_string(message) + ":" +
+               std::string(static_cast<std::size_t>(message % 300), static_cast<char>('a' + thread));
+    };
+    const ChildResult child = RunInChild({}, [&] {
+        std::vector<std::thread> threads;
+        for (int thread = 0; thread < THREADS; ++thread) {
+            threads.emplace_back([&body, thread] {
+                for (int message = 0; message < MESSAGES; ++message) {
+                    TraceClient::Instance()->trace(5, 1, body(thread, message));
+                }
+            });
+        }
+        for (std::thread& thread : threads) {
+            thread.join();
+        }
+    });
+    EXPECT_TRUE(child.succeeded);
+    std::vector<int> next(THREADS, 0);
+    for (const std::string& line : child.lines()) {
+        const std::string text = BodyOf(line);
+        const int thread = text.empty() ? -1 : text.front() - '0';
+        ASSERT_TRUE(thread >= 0 && thread < THREADS) << line;
+        ASSERT_EQ(text, body(thread, next[static_cast<std::size_t>(thread)]++));
+    }
+    EXPECT_EQ(next, std::vector<int>(THREADS, MESSAGES));
+}
+
+TEST(TraceClient, WorksUntilTheVeryEndOfTheProcess) {
+    const ChildResult child = RunInChild({}, [] {
+        // Registered before the service exists, thus run after whatever would destroy it.
+        std::atexit([] { TraceClient::Instance()->trace(5, 1, "after main"); });
+        TraceClient::Instance()->trace(5, 1, "in main");
+    });
+    EXPECT_TRUE(child.succeeded);
+    ASSERT_EQ(child.lines().size(), 2U);
+    EXPECT_EQ(BodyOf(child.lines()[0]), "in main");
+    EXPECT_EQ(BodyOf(child.lines()[1]), "after main");
+}
+
+TEST(TraceClient, ServesThreadsThatOutliveMain) {
+    const ChildResult child = RunInChild({}, [] {
+        TraceClient::Instance();
+        for (int i = 0; i < 4; ++i) {
+            std::thread([] {
+                for (;;) {
+                    TraceClient::Instance()->trace(5, 1, "still here");
+                }
+            }).detach();
+        }
+        TraceClient::Instance()->trace(5, 1, "main ends");
+    });
+    EXPECT_TRUE(child.succeeded);
+    EXPECT_NE(child.standardError.find("main ends"), std::string::npos);
+}
+
+TEST(TraceClient, SurvivesAClosedStandardError) {
+    const ChildResult child = RunInChild({}, [] {
+        close(STDERR_FILENO);
+        TraceClient::Instance()->trace(5, 1, "nobody hears");
+    });
+    EXPECT_TRUE(child.succeeded);
+    EXPECT_EQ(child.standardError, "");
+}

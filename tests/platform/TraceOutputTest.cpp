@@ -1,0 +1,94 @@
+// SPDX-License-Identifier: Apache-2.0
+// What the trace does about a file that fails and comes back, with the time given by the test.
+#include "ChildProcess.h"
+#include "TemporaryDirectory.h"
+
+#include <TraceOutput.h>
+
+#include <chrono>
+#include <filesystem>
+#include <string>
+
+#include <gtest/gtest.h>
+
+using Ovexcommon::TraceOutput;
+using std::chrono::seconds;
+
+namespace {
+
+const TraceOutput::Time START = std::chrono::system_clock::from_time_t(1800000000);
+
+// A trace file that the test can switch between a full disk and a good one.
+class TraceOutputRetry : public ::testing::Test {
+protected:
+    TraceOutputRetry() { fillDisk(); }
+
+    void fillDisk() const { pointTo("/dev/full"); }
+    void freeDisk() const { pointTo(good()); }
+    void blockRotation() const {
+        WriteFile(m_directory / "trace.4.log", "old");
+        WriteFile(m_directory / "trace.5.log/occupied", "");
+    }
+    std::filesystem::path good() const { return m_directory / "good.log"; }
+    std::string path() const { return m_directory / "trace.log"; }
+
+private:
+    void pointTo(const std::filesystem::path& target) const {
+        std::filesystem::remove(path());
+        std::filesystem::create_symlink(target, path());
+    }
+
+    TemporaryDirectory m_directory;
+};
+
+std::size_t Count(const std::string& text, const std::string& part) {
+    std::size_t count = 0;
+    for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
+        ++count;
+    }
+    return count;
+}
+
+} // namespace
+
+TEST_F(TraceOutputRetry, TriesALostFileAgainAfterAMinute) {
+    const ChildResult child = RunInChild({}, [this] {
+        TraceOutput output(path(), START);
+        output.write(START, "lost");
+        freeDisk();
+        output.write(START + seconds(59), "just before");
+        output.write(START + seconds(60), "at");
+        output.write(START + seconds(61), "just after");
+    });
+    EXPECT_TRUE(child.succeeded);
+    EXPECT_EQ(child.lines().size(), 3U) << child.standardError; // the notice, "lost" and "just before"
+    EXPECT_EQ(Count(child.standardError, " just before\n"), 1U);
+    EXPECT_EQ(SplitLines(ReadFile(good())).size(), 2U);
+    EXPECT_EQ(Count(ReadFile(good()), " at\n"), 1U);
+    EXPECT_EQ(Count(ReadFile(good()), " just after\n"), 1U);
+}
+
+TEST_F(TraceOutputRetry, SaysOnceThatTheFileIsLost) {
+    const ChildResult child = RunInChild({}, [this] {
+        TraceOutput output(path(), START);
+        for (int minute = 0; minute < 5; ++minute) {
+            output.write(START + std::chrono::minutes(minute), "message");
+        }
+    });
+    EXPECT_TRUE(child.succeeded);
+    EXPECT_EQ(Count(child.standardError, "Trace file lost"), 1U);
+    EXPECT_EQ(Count(child.standardError, " message\n"), 5U);
+}
+
+TEST_F(TraceOutputRetry, SaysAgainWhenTheFileIsLostAgain) {
+    const ChildResult child = RunInChild({}, [this] {
+        TraceOutput output(path(), START);
+        output.write(START, "lost");
+        freeDisk();
+        output.write(START + seconds(60), "found");
+        blockRotation();
+        output.write(START + seconds(61), std::string(TraceOutput::MAX_FILE_SIZE, 'x'));
+    });
+    EXPECT_TRUE(child.succeeded);
+    EXPECT_EQ(Count(child.standardError, "Trace file lost"), 2U);
+}
