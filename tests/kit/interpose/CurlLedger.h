@@ -43,11 +43,31 @@ private:
     std::map<CURLoption, int> m_forcedOptions;
 };
 
+/// Marks this thread as being within libcurl, which calls some of its own public functions: those calls are
+/// none of the caller's, and are neither noted nor forced.
+class WithinLibcurl {
+public:
+    WithinLibcurl() { ++s_depth; }
+    ~WithinLibcurl() { --s_depth; }
+    WithinLibcurl(const WithinLibcurl&) = delete;
+    WithinLibcurl& operator=(const WithinLibcurl&) = delete;
+    static bool Now() { return s_depth > 0; }
+
+private:
+    static thread_local int s_depth;
+};
+
+/// Calls the real function.
+template <class Real> auto Call(const Real& real) -> decltype(real()) {
+    const WithinLibcurl within;
+    return real();
+}
+
 /// Does one call of a function that returns a code: forced or real, and noted.
 template <class Result, class Real>
 Result HoldCode(CurlEvent event, std::optional<int> forced, const Real& real) {
     event.forced = forced.has_value();
-    const Result result = forced ? static_cast<Result>(*forced) : real();
+    const Result result = forced ? static_cast<Result>(*forced) : Call(real);
     event.result = static_cast<int>(result);
     CurlLedger::Instance().Note(std::move(event));
     return result;
@@ -56,7 +76,7 @@ Result HoldCode(CurlEvent event, std::optional<int> forced, const Real& real) {
 /// Does one call of a function that makes a handle or a list: null when forced, and noted.
 template <class Real> auto HoldMaker(CurlEvent event, const Real& real) -> decltype(real()) {
     event.forced = CurlLedger::Instance().Forced(event.call).has_value();
-    const auto made = event.forced ? nullptr : real();
+    const auto made = event.forced ? nullptr : Call(real);
     event.handle = made;
     CurlLedger::Instance().Note(std::move(event));
     return made;
@@ -69,7 +89,7 @@ template <class Real> void HoldVoid(CurlEvent event, const Real& real) {
     event.forced = forced;
     CurlLedger::Instance().Note(std::move(event));
     if (!forced) {
-        real();
+        Call(real);
     }
 }
 

@@ -14,6 +14,8 @@ CurlLedger& CurlLedger::Instance() {
     return *ledger;
 }
 
+thread_local int WithinLibcurl::s_depth = 0;
+
 void CurlLedger::Begin() {
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_events.clear();
@@ -54,7 +56,7 @@ std::vector<CurlEvent> CurlLedger::Events() const {
 
 std::optional<int> CurlLedger::Forced(CurlCall call) {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    if (!m_held) {
+    if (!m_held || WithinLibcurl::Now()) {
         return std::nullopt;
     }
     const auto forced = m_forced.find({call, ++m_counts[call]});
@@ -65,13 +67,14 @@ std::optional<int> CurlLedger::ForcedOption(CURLoption option) {
     const auto byNumber = Forced(CurlCall::EasySetopt);
     const std::lock_guard<std::mutex> lock(m_mutex);
     const auto forced = m_forcedOptions.find(option);
-    return byNumber || !m_held || forced == m_forcedOptions.end() ? byNumber
-                                                                  : std::optional<int>(forced->second);
+    const bool held = m_held && !WithinLibcurl::Now();
+    return byNumber || !held || forced == m_forcedOptions.end() ? byNumber
+                                                                : std::optional<int>(forced->second);
 }
 
 void CurlLedger::Note(CurlEvent event) {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    if (m_held) {
+    if (m_held && !WithinLibcurl::Now()) {
         event.thread = std::this_thread::get_id();
         m_events.push_back(std::move(event));
     }

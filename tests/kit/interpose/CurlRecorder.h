@@ -53,7 +53,8 @@ struct CurlEvent {
 };
 
 /// While it lives, records the calls of the whole process into libcurl, in one order, and can force their
-/// outcomes. libcurl's calls within itself are not seen. One at a time. Safe from any thread.
+/// outcomes. The calls that libcurl makes within itself (and those of its callbacks) are left alone. One at a
+/// time. Safe from any thread.
 class CurlRecorder {
 public:
     CurlRecorder();

@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <memory>
+#include <new>
+#include <string>
+#include <thread>
+
+#include "interpose/Allocations.h"
+
+#include "HeldLibrary.h"
+
+namespace httpclient::testing {
+
+namespace {
+
+struct alignas(256) Wide {
+    char bytes[256];
+};
+
+TEST(CountedNew, CountsWhatALibraryAllocates) {
+    const CountedNew counted;
+    const bool there = LibraryNew() && LibraryNew();
+    const std::size_t count = counted.Count();
+    EXPECT_TRUE(there);
+    EXPECT_EQ(count, 2U);
+}
+
+TEST(CountedNew, FailsTheAllocationThatItIsTold) {
+    bool first = false;
+    bool second = true;
+    bool third = false;
+    {
+        const CountedNew counted(2);
+        first = LibraryNew();
+        second = LibraryNew();
+        third = LibraryNew();
+    }
+    EXPECT_TRUE(first);
+    EXPECT_FALSE(second);
+    EXPECT_TRUE(third);
+}
+
+TEST(CountedNew, LeavesOtherThreadsAlone) {
+    bool there = false;
+    std::size_t count = 0;
+    std::thread other;
+    {
+        const CountedNew counted(2); // the first is the new thread's state
+        other = std::thread([&there] { there = LibraryNew(); });
+        other.join();
+        count = counted.Count();
+    }
+    EXPECT_TRUE(there);
+    EXPECT_EQ(count, 1U);
+}
+
+TEST(CountedNew, CountsNothingOnceItIsGone) {
+    const std::size_t before = CountedNew().Count();
+    EXPECT_TRUE(LibraryNew());
+    EXPECT_EQ(before, 0U);
+}
+
+TEST(CountedNew, ServesEveryFormOfNew) {
+    const auto wide = std::make_unique<Wide>();
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(wide.get()) % alignof(Wide), 0U);
+    const auto array = std::make_unique<std::string[]>(3);
+    EXPECT_EQ(array[2], "");
+    const CountedNew counted(1);
+    const std::unique_ptr<char> none(new (std::nothrow) char);
+    EXPECT_EQ(none, nullptr);
+}
+
+} // namespace
+
+} // namespace httpclient::testing
