@@ -20,11 +20,16 @@ constexpr size_t THREADS = 64; // each open connection holds one
 constexpr size_t REQUESTS_PER_CONNECTION = 1'000'000;
 constexpr size_t LARGEST_BODY = 64 * 1024 * 1024;
 
-/// What arrived, nearly as it came (a name's letters and the order of the headers are httplib's).
+/// httplib puts the addresses of the connection among a request's headers; they did not arrive.
+bool Arrived(const std::string& name) {
+    return name != "LOCAL_ADDR" && name != "LOCAL_PORT" && name != "REMOTE_ADDR" && name != "REMOTE_PORT";
+}
+
+/// What arrived, nearly as it came (the order of the headers is httplib's).
 void Echo(const Request& request, Response& response) {
     std::string text = fmt::format("{} {}\n", request.method, request.target);
     for (const auto& [name, value] : request.headers) {
-        text += fmt::format("{}: {}\n", name, value);
+        text += Arrived(name) ? fmt::format("{}: {}\n", name, value) : "";
     }
     text += "\n" + request.body;
     response.set_content(text, TEXT);
@@ -46,8 +51,7 @@ void UntilClose(const Request&, Response& response) {
     response.set_content_provider(TEXT, [](size_t, httplib::DataSink& sink) {
         const std::string body = "this ends where the connection ends\n";
         sink.write(body.data(), body.size());
-        sink.done();
-        return true;
+        return false; // which makes httplib close the connection
     });
 }
 

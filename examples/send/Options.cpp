@@ -16,8 +16,7 @@
 namespace sender {
 namespace {
 
-constexpr const char* FOOTER = R"(
-An answer's body goes to standard output, a line about it to standard error.
+constexpr const char* FOOTER = R"(An answer's body goes to standard output, a line about it to standard error.
 
 Parameters of GET and DELETE travel in the URL, those of PUT and POST as the body, unless there is a body of
 its own. Their values are in the character set that --charset names (GBK without one) and travel in UTF-8.
@@ -75,6 +74,10 @@ void DescribeRequest(CLI::App& app, Raw& raw, Options& options) {
         ->capture_default_str();
 }
 
+CLI::Validator AtLeastOne(unsigned int atMost) {
+    return CLI::Validator(CLI::Range(1U, atMost)).description("");
+}
+
 void DescribeOutput(CLI::App& app, Options& options) {
     auto* showHead =
         app.add_flag("-i,--include", options.showHead, "print the answer's head before its body");
@@ -83,12 +86,14 @@ void DescribeOutput(CLI::App& app, Options& options) {
     app.add_flag("-q,--quiet", options.quiet, "no line about the answer, no progress bar");
     app.add_flag("-v,--verbose", options.verbose, "the library's whole log (OVEX_TRACE_LEVEL=2)");
     app.add_option("-n,--repeat", options.repeat, "send so many times and print times instead of answers")
-        ->check(CLI::Range(1U, 100'000'000U))
+        ->type_name("N")
+        ->check(AtLeastOne(100'000'000))
         ->excludes(showHead)
         ->excludes(output);
     app.add_option("-t,--threads", options.threads,
                    "threads that share the repeats, each with its own client")
-        ->check(CLI::Range(1U, 1000U))
+        ->type_name("N")
+        ->check(AtLeastOne(1000))
         ->capture_default_str();
 }
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tour/Tour.h"
 
+#include <algorithm>
+
 #include <fmt/format.h>
 
 #include <httpclient/HttpClient.h>
@@ -47,7 +49,8 @@ std::unique_ptr<CHttpClient> Tour::NewClient() const {
 }
 
 Exchange Tour::Transfer(CHttpClient& client, const CHttpRequest& request, CHttpResponse& response) {
-    m_relay.Take(); // what an earlier connection may have left
+    m_relay.Take(); // what an earlier request may have left
+    m_log.Take();
     Exchange exchange;
     exchange.status = client.synSendRequest(request, response, false);
     auto traffic = m_relay.Take();
@@ -58,6 +61,7 @@ Exchange Tour::Transfer(CHttpClient& client, const CHttpRequest& request, CHttpR
     exchange.type = response.getContentType();
     exchange.charset = response.getCharset();
     exchange.length = response.getContentLen();
+    exchange.log = m_log.Take();
     return exchange;
 }
 
@@ -66,6 +70,9 @@ Exchange Tour::Send(CHttpClient& client, const CHttpRequest& request, CHttpRespo
     Exchange exchange = Transfer(client, request, response);
     m_transcript.Wire('>', exchange.sent);
     m_transcript.Wire('<', exchange.received);
+    for (const std::string& line : exchange.log) {
+        m_transcript.Logged(line);
+    }
     m_transcript.Result(Describe(exchange));
     return exchange;
 }
@@ -78,6 +85,22 @@ Exchange Tour::Send(CHttpClient& client, const CHttpRequest& request) {
 Exchange Tour::SendUnseen(CHttpClient& client, const CHttpRequest& request) {
     CHttpResponse response;
     return Transfer(client, request, response);
+}
+
+std::vector<std::string> Tour::ShowLog() {
+    const std::vector<std::string> lines = m_log.Take();
+    for (const std::string& line : lines) {
+        m_transcript.Logged(line);
+    }
+    return lines;
+}
+
+void Tour::ExpectLogged(const std::string& line, const std::vector<std::string>& log) {
+    if (m_log.IsThere()) {
+        Expect("it is logged: " + line, std::find(log.begin(), log.end(), line) != log.end());
+    } else {
+        Note("(this platform's log is elsewhere)");
+    }
 }
 
 void Tour::ExpectText(const std::string& what, const std::string& promised, const std::string& found) {

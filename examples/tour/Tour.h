@@ -3,10 +3,12 @@
 
 #include "demo/DemoServer.h"
 #include "demo/RecordingRelay.h"
+#include "tour/TraceLog.h"
 #include "tour/Transcript.h"
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include <httpclient/HttpOperationType.h>
 
@@ -26,6 +28,7 @@ struct Exchange {
     std::string type;
     std::string charset;
     double length = 0;
+    std::vector<std::string> log; ///< what was logged meanwhile, as "[5] text"
 };
 
 /// What a stop works with: a server, a relay before it that records the wire, and the transcript.
@@ -33,7 +36,8 @@ struct Exchange {
 /// Every stop gets a tour of its own, and with it an address that no pooled connection belongs to yet.
 class Tour {
 public:
-    explicit Tour(Transcript& transcript) : m_transcript(transcript), m_relay(m_server.Port()) {}
+    Tour(Transcript& transcript, TraceLog& log)
+        : m_transcript(transcript), m_log(log), m_relay(m_server.Port()) {}
 
     /// @return a client for the server, by way of the relay.
     std::unique_ptr<CHttpClient> NewClient() const;
@@ -53,6 +57,11 @@ public:
     void Result(const std::string& text) { m_transcript.Result(text); }
     /// Checks a promise.
     void Expect(const std::string& what, bool holds) { m_transcript.Checked(what, holds); }
+    /// Writes down what was logged since the last request, and returns it.
+    std::vector<std::string> ShowLog();
+    /// Checks that a line, as "[5] text", is among those logged; holds by itself on a platform whose log is
+    /// elsewhere.
+    void ExpectLogged(const std::string& line, const std::vector<std::string>& log);
     /// Checks that a text is what was promised; shows both when it is not.
     void ExpectText(const std::string& what, const std::string& promised, const std::string& found);
     /// Checks that a number is what was promised; shows both when it is not.
@@ -62,6 +71,7 @@ private:
     Exchange Transfer(CHttpClient& client, const CHttpRequest& request, CHttpResponse& response);
 
     Transcript& m_transcript;
+    TraceLog& m_log;
     demo::DemoServer m_server;
     demo::RecordingRelay m_relay; ///< goes before the server, which waits for connections to end
 };

@@ -68,6 +68,10 @@ void Transcript::Wire(char mark, const std::string& bytes) {
     }
 }
 
+void Transcript::Logged(const std::string& line) {
+    Line("logged", line);
+}
+
 void Transcript::Result(const std::string& text) {
     Line("result", text);
 }

@@ -14,6 +14,8 @@ public:
     void Asked(const std::string& text);
     /// Bytes of the wire, line by line, marked ">" or "<"; what is no plain text is written as \xNN.
     void Wire(char mark, const std::string& bytes);
+    /// A line of the library's log.
+    void Logged(const std::string& line);
     /// What the library gave back.
     void Result(const std::string& text);
     /// What was to hold, and whether it did.

@@ -2,6 +2,7 @@
 // Shows what the library promises, byte by byte, and checks it. Exit code 0: every promise was kept.
 #include "tour/Stop.h"
 #include "tour/Tour.h"
+#include "tour/TraceLog.h"
 #include "tour/Transcript.h"
 
 #include <cstdlib>
@@ -25,11 +26,11 @@ struct PoolEnd {
     ~PoolEnd() { CHttpConnectionMgr::Finalize(); }
 };
 
-void Visit(const tour::Stop& stop, int number, tour::Transcript& transcript) {
+void Visit(const tour::Stop& stop, int number, tour::Transcript& transcript, tour::TraceLog& log) {
     transcript.Heading(number, stop.Promise());
     const PoolEnd poolEnd;
     try {
-        tour::Tour tour(transcript);
+        tour::Tour tour(transcript, log);
         stop.Show(tour);
     } catch (const std::exception& problem) {
         transcript.Checked(fmt::format("the stop ended early: {}", problem.what()), false);
@@ -40,13 +41,14 @@ void Visit(const tour::Stop& stop, int number, tour::Transcript& transcript) {
 
 int main() {
     ForgetProxies();
-    fmt::print(
-        "What the library promises: asked of it (asked), sent (>), received (<), given back (result).\n");
+    fmt::print("What the library promises: asked of it (asked), sent (>), received (<), logged, given back "
+               "(result).\n");
+    tour::TraceLog log;
     tour::Transcript transcript;
     const auto stops = tour::Stop::All();
     int number = 0;
     for (const tour::Stop* stop : stops) {
-        Visit(*stop, ++number, transcript);
+        Visit(*stop, ++number, transcript, log);
     }
     return transcript.Close(stops.size()) ? 0 : 1;
 }

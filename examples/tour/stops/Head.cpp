@@ -15,10 +15,12 @@ void Show(Tour& tour) {
     tour.ExpectNumber("the status is returned", 200, head.status);
     tour.ExpectNumber("the length is that of the body which GET would get", 1234, head.length);
 
-    // A connection keeps the settings of its last transfer, deliberately: after HEAD it asks for no bodies.
-    tour.Note("The same connection again, with GET:");
+    // Deliberate: a transfer sets what its verb needs and resets nothing.
+    tour.Note("A connection keeps what a transfer has set on it. The same one again, with GET:");
     const Exchange get = tour.Send(*client, *NewRequest(HTTPOPERATION_GET, "/bytes/20"));
     tour.ExpectNumber("the GET after it is answered", 200, get.status);
+    tour.Expect("but its body is not taken in: after a HEAD the connection is good for heads",
+                get.body.find("xxx") == std::string::npos);
 }
 
 const Stop stop(20, "HEAD asks for the head alone", Show);

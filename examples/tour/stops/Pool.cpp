@@ -41,6 +41,10 @@ void ShowLimitReached(Tour& tour, CHttpConnectionMgr& pool) {
     tour.ExpectNumber("an address has as many connections as the limit says", 101,
                       static_cast<double>(lent.size()));
     tour.Expect("then it has none to lend", pool.GetConn(host, port, false) == nullptr);
+    tour.ExpectLogged(
+        "[3] CHttpConnectionMgr::GetConn, no idle connection, and connections number reached the upper "
+        "limit,maxconn is 101",
+        tour.ShowLog());
     pool.ReleaseConn(lent[7]);
     tour.Expect("what is given back is lent again", pool.GetConn(host, port, false) == lent[7]);
     for (CHttpConnection* const connection : lent) {

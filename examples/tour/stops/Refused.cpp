@@ -34,6 +34,8 @@ void Show(Tour& tour) {
     response.setResponseBody("as it was");
     const Exchange refused = tour.Send(*client, *request, response);
     tour.ExpectNumber("the send returns -1", -1, refused.status);
+    tour.ExpectLogged("[5] HTTP synSendRequest::HttpGet curl_easy_perform call failed, error no is:7",
+                      refused.log);
     tour.ExpectText("the response stays as it was", "as it was", refused.body);
 
     client->setPort(tour.Port());

@@ -17,6 +17,8 @@ void Show(Tour& tour) {
     const Exchange slow = tour.Send(*client, *NewRequest(HTTPOPERATION_GET, "/slow/1500"));
     const std::chrono::duration<double> waited = std::chrono::steady_clock::now() - start;
     tour.ExpectNumber("an answer that takes longer than the request time-out is given up", -1, slow.status);
+    tour.ExpectLogged("[5] HTTP synSendRequest::HttpGet curl_easy_perform call failed, error no is:28",
+                      slow.log);
     tour.Expect("no sooner than that", waited.count() >= 0.99);
 
     tour.ExpectNumber("the next request is answered", 200,
