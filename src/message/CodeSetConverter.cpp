@@ -31,13 +31,18 @@ void ReplaceCharacter(unsigned int, void (*write)(const char*, std::size_t, void
     write("?", 1, arg);
 }
 
-/// An open conversion. Its shift state goes on from text to text; it is never closed.
+// NOLINTNEXTLINE(performance-no-int-to-ptr): this is how libiconv_open says no
+const iconv_t kNotOpen = reinterpret_cast<iconv_t>(-1);
+
+/// A conversion between two sets. Its shift state goes on from text to text; it is never closed.
 class Conversion {
 public:
+    /// Opens the conversion unless it is open already.
     bool Open(const std::string& from, const std::string& to) {
+        if (m_descriptor != kNotOpen)
+            return true;
         m_descriptor = libiconv_open(to.c_str(), from.c_str());
-        // NOLINTNEXTLINE(performance-no-int-to-ptr): this is how libiconv_open says no
-        if (m_descriptor == reinterpret_cast<iconv_t>(-1))
+        if (m_descriptor == kNotOpen)
             return false;
         iconv_fallbacks fallbacks{ReplaceEachByte, ReplaceCharacter, nullptr, nullptr, nullptr};
         libiconvctl(m_descriptor, ICONV_SET_FALLBACKS, &fallbacks);
@@ -53,7 +58,7 @@ public:
 
 private:
     std::mutex m_mutex;
-    iconv_t m_descriptor = nullptr;
+    iconv_t m_descriptor = kNotOpen;
 };
 
 /// @return the pair's conversion, opened if this is its first use; null if it can't be opened.
@@ -65,11 +70,9 @@ Conversion* FindConversion(const std::string& from, const std::string& to) {
     // Only names that hold a bar themselves could share a key, and no set has one of those.
     const std::string key = from + "|" + to;
     const std::lock_guard<std::mutex> lock(*s_mutex);
-    const auto known = s_mapConvDesc->find(key);
-    if (known != s_mapConvDesc->end())
-        return known->second.get(); // stays where it is: entries are never erased
-    auto conversion = std::make_unique<Conversion>();
-    if (!conversion->Open(from, to))
+    const auto entry = s_mapConvDesc->try_emplace(key).first;
+    if (!entry->second.Open(from, to)) {
+        s_mapConvDesc->erase(entry);
         return nullptr;
     return s_mapConvDesc->emplace(key, std::move(conversion)).first->second.get();
 }

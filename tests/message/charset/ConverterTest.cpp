@@ -97,12 +97,12 @@ TEST(CodeSetConverter, OutputMayBeTheInput) {
 TEST(CodeSetConverter, LongTextKeepsItsMeaningOnBothSidesOfAsciiRuns) {
     std::string in;
     std::string expected;
-    for (int i = 0; i < 20000; ++i) {
+    for (int i = 0; i < 2000; ++i) {
         in += "0123456789abcdef\xC4\xE3/\xFF~";
         expected += "0123456789abcdef\xE4\xBD\xA0/?~";
     }
     std::string out;
-    EXPECT_EQ(ConvertCodeSet("GBK", "UTF-8", in, out), 20000);
+    EXPECT_EQ(ConvertCodeSet("GBK", "UTF-8", in, out), 2000);
     EXPECT_EQ(out, expected);
 }
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "message/CodeSetConverter.h"
 
-#include <cstdlib>
+#include <cstddef>
 #include <gtest/gtest.h>
 #include <new>
 #include <string>
@@ -11,41 +11,35 @@ namespace {
 constexpr int kNever = -1;
 thread_local int t_untilFailure = kNever;
 
-void* Allocate(std::size_t size) {
+void CountAllocation() {
     if (t_untilFailure == 0)
         throw std::bad_alloc();
     if (t_untilFailure > 0)
         --t_untilFailure;
-    if (void* memory = std::malloc(size == 0 ? 1 : size))
-        return memory;
-    throw std::bad_alloc();
 }
 
 } // namespace
 
-void* operator new(std::size_t size) {
-    return Allocate(size);
+// The linker puts these in place of operator new in the sources that are compiled into this program.
+// (Replacing the operators themselves would hide allocations from the tools that watch them.)
+extern "C" {
+
+void* __real__Znwm(std::size_t size);
+void* __real__Znam(std::size_t size);
+void* __wrap__Znwm(std::size_t size);
+void* __wrap__Znam(std::size_t size);
+
+void* __wrap__Znwm(std::size_t size) {
+    CountAllocation();
+    return __real__Znwm(size);
 }
 
-void* operator new[](std::size_t size) {
-    return Allocate(size);
+void* __wrap__Znam(std::size_t size) {
+    CountAllocation();
+    return __real__Znam(size);
 }
 
-void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-
-void operator delete[](void* memory) noexcept {
-    std::free(memory);
-}
-
-void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
-
-void operator delete[](void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
+} // extern "C"
 
 namespace {
 
