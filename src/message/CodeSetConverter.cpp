@@ -13,7 +13,6 @@
 #include <map>
 #include <memory>
 #include <mutex>
-#include <utility>
 
 namespace {
 
@@ -65,7 +64,7 @@ private:
 Conversion* FindConversion(const std::string& from, const std::string& to) {
     // Deliberately never destroyed: a detached worker may convert while the process exits.
     static auto* const s_mutex = new std::mutex;
-    static auto* const s_mapConvDesc = new std::map<std::string, std::unique_ptr<Conversion>>;
+    static auto* const s_mapConvDesc = new std::map<std::string, Conversion>;
 
     // Only names that hold a bar themselves could share a key, and no set has one of those.
     const std::string key = from + "|" + to;
@@ -74,7 +73,8 @@ Conversion* FindConversion(const std::string& from, const std::string& to) {
     if (!entry->second.Open(from, to)) {
         s_mapConvDesc->erase(entry);
         return nullptr;
-    return s_mapConvDesc->emplace(key, std::move(conversion)).first->second.get();
+    }
+    return &entry->second; // map entries stay where they are, and none that was opened is ever erased
 }
 
 } // namespace
