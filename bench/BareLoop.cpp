@@ -1,0 +1,73 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "BareLoop.h"
+
+#include <utility>
+
+namespace {
+
+size_t Append(char* data, size_t size, size_t count, void* user) {
+    static_cast<std::string*>(user)->append(data, size * count);
+    return count;
+}
+
+int Ignore(CURL*, curl_infotype, char*, size_t, void*) {
+    return 0;
+}
+
+} // namespace
+
+BareLoop::BareLoop(std::string url) : m_url(std::move(url)), m_curl(curl_easy_init()) {}
+
+BareLoop::~BareLoop() {
+    curl_easy_cleanup(m_curl);
+}
+
+void BareLoop::SetBeforeVerb(std::string& head) {
+    curl_easy_setopt(m_curl, CURLOPT_HEADERDATA, &head);
+    curl_easy_setopt(m_curl, CURLOPT_HEADERFUNCTION, &Append);
+    curl_easy_setopt(m_curl, CURLOPT_DEBUGFUNCTION, &Ignore);
+    curl_easy_setopt(m_curl, CURLOPT_VERBOSE, 1L);
+    curl_easy_setopt(m_curl, CURLOPT_COOKIE, "");
+}
+
+void BareLoop::SetCommon(std::string& body) {
+    curl_easy_setopt(m_curl, CURLOPT_URL, m_url.c_str());
+    curl_easy_setopt(m_curl, CURLOPT_WRITEFUNCTION, &Append);
+    curl_easy_setopt(m_curl, CURLOPT_WRITEDATA, &body);
+    curl_easy_setopt(m_curl, CURLOPT_HTTPHEADER, nullptr);
+    curl_easy_setopt(m_curl, CURLOPT_NOSIGNAL, 1L);
+    curl_easy_setopt(m_curl, CURLOPT_CONNECTTIMEOUT, 10L);
+    curl_easy_setopt(m_curl, CURLOPT_TIMEOUT, 30L);
+}
+
+long BareLoop::Perform() {
+    long status = 0;
+    if (curl_easy_perform(m_curl) == CURLE_OK)
+        curl_easy_getinfo(m_curl, CURLINFO_RESPONSE_CODE, &status);
+    const char* type = nullptr;
+    curl_easy_getinfo(m_curl, CURLINFO_CONTENT_TYPE, &type);
+    curl_off_t length = 0;
+    curl_easy_getinfo(m_curl, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
+    return status;
+}
+
+long BareLoop::Get() {
+    std::string head;
+    std::string body;
+    SetBeforeVerb(head);
+    SetCommon(body);
+    curl_easy_setopt(m_curl, CURLOPT_POSTFIELDS, "");
+    curl_easy_setopt(m_curl, CURLOPT_CUSTOMREQUEST, "GET");
+    curl_easy_setopt(m_curl, CURLOPT_READFUNCTION, nullptr);
+    return Perform();
+}
+
+long BareLoop::Post(const std::string& content) {
+    std::string head;
+    std::string body;
+    SetBeforeVerb(head);
+    SetCommon(body);
+    curl_easy_setopt(m_curl, CURLOPT_CUSTOMREQUEST, "POST");
+    curl_easy_setopt(m_curl, CURLOPT_POSTFIELDS, content.c_str());
+    return Perform();
+}

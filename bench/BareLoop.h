@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file
+/// The floor: what the same requests cost with libcurl alone.
+#pragma once
+
+#include <string>
+
+#include <curl/curl.h>
+
+/// A kept easy handle that sets, for each request, exactly the options that the library sets, in its order,
+/// with verbose on and a debug callback that ignores everything.
+class BareLoop {
+public:
+    explicit BareLoop(std::string url);
+    ~BareLoop();
+    BareLoop(const BareLoop&) = delete;
+    BareLoop& operator=(const BareLoop&) = delete;
+
+    /// @return the HTTP status; 0 when there was none.
+    long Get();
+    long Post(const std::string& body);
+
+private:
+    void SetBeforeVerb(std::string& head);
+    void SetCommon(std::string& body);
+    long Perform();
+
+    std::string m_url;
+    CURL* m_curl;
+};

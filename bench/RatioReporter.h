@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file
+/// Prints, below the table, the library's speed over the bare loop's.
+#pragma once
+
+#include <map>
+#include <string>
+
+#include <benchmark/benchmark.h>
+
+/// Pairs "Bare/X" with "Library/X" of the same run; with repetitions it takes the medians.
+class RatioReporter : public benchmark::ConsoleReporter {
+public:
+    void ReportRuns(const std::vector<Run>& reports) override;
+    void Finalize() override;
+
+private:
+    std::map<std::string, double> m_requestsPerSecond;
+};
