@@ -60,6 +60,7 @@ bool TakeString(std::string_view& rest) {
     return true;
 }
 
+// Takes a number, or whatever is written like one; false when it is none.
 bool TakeNumber(std::string_view& rest) {
     const std::size_t end = rest.find_first_not_of("+-.0123456789eE");
     const std::string_view token = rest.substr(0, end);
@@ -67,25 +68,25 @@ bool TakeNumber(std::string_view& rest) {
     return IsNumber(token);
 }
 
+bool TakeToken(std::string_view& rest) {
+    const char c = rest.front();
+    if (c == '"') {
+        return TakeString(rest);
+    }
+    if (StartsNumber(c)) {
+        return TakeNumber(rest);
+    }
+    rest.remove_prefix(1);
+    return c != '\0';
+}
+
 } // namespace
 
 bool HasStrictJsonTokens(const std::string& text) {
     std::string_view rest = text;
     while (!rest.empty()) {
-        const char c = rest.front();
-        if (c == '\0') {
+        if (!TakeToken(rest)) {
             return false;
-        }
-        if (c == '"') {
-            if (!TakeString(rest)) {
-                return false;
-            }
-        } else if (StartsNumber(c)) {
-            if (!TakeNumber(rest)) {
-                return false;
-            }
-        } else {
-            rest.remove_prefix(1);
         }
     }
     return true;

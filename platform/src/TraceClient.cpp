@@ -52,7 +52,7 @@ __attribute__((format(printf, 1, 0))) std::string FormatText(const char* format,
         text.assign(shortText, static_cast<std::size_t>(length));
     } else if (length > 0) {
         text.resize(static_cast<std::size_t>(length));
-        std::vsnprintf(text.data(), text.size() + 1, format, again);
+        (void)std::vsnprintf(text.data(), text.size() + 1, format, again);
     }
     va_end(again);
     return text;

@@ -77,8 +77,8 @@ void TraceOutput::loseFile(const std::exception& error, Time now) {
     m_retryAt = now + RETRY_AFTER;
     if (!m_bLost) {
         m_bLost = true;
-        std::fprintf(stderr, "Trace file lost, tracing to standard error: %s\n",
-                     EscapeControlCharacters(error.what()).c_str());
+        (void)std::fprintf(stderr, "Trace file lost, tracing to standard error: %s\n",
+                           EscapeControlCharacters(error.what()).c_str());
     }
 }
 

@@ -20,7 +20,7 @@ class TraceOutput {
 public:
     using Time = std::chrono::system_clock::time_point;
 
-    static constexpr std::size_t MAX_FILE_SIZE = 10 * 1024 * 1024;
+    static constexpr std::size_t MAX_FILE_SIZE = 10UL * 1024 * 1024;
     static constexpr std::size_t MAX_OLD_FILES = 5;
     static constexpr std::chrono::minutes RETRY_AFTER{1};
 

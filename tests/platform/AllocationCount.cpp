@@ -12,6 +12,12 @@ long AllocationCount() {
     return t_allocations;
 }
 
+bool CountsAllocations() {
+    const long before = AllocationCount();
+    ::operator delete(::operator new(1));
+    return AllocationCount() > before;
+}
+
 // Replaces the ordinary forms for the whole program, the shared libraries included.
 void* operator new(std::size_t size) {
     ++t_allocations;

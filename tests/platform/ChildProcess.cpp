@@ -42,7 +42,7 @@ ChildResult RunInChild(const Environment& environment, const std::function<void(
     if (pipe(ends) != 0) {
         throw std::runtime_error("no pipe");
     }
-    std::fflush(nullptr);
+    (void)std::fflush(nullptr); // or both processes write what is still buffered
     const pid_t child = fork();
     if (child < 0) {
         throw std::runtime_error("no child process");

@@ -79,6 +79,11 @@ TEST_F(SysConfReader, AnswersEmptyWithoutTheRoot) {
     EXPECT_EQ(Address(), "");
 }
 
+TEST_F(SysConfReader, AnswersEmptyForARootThatNoFileSystemTakes) {
+    setenv("APP_ROOT", std::string(100000, 'r').c_str(), 1);
+    EXPECT_EQ(Address(), "");
+}
+
 TEST_F(SysConfReader, AnswersEmptyForABrokenFile) {
     for (const char* configuration :
          {"", "{", "null", "[]", "7", "\"maintenanceIPAddress\"", "{}", R"({"maintenanceIPAddress": 7})",

@@ -17,7 +17,7 @@ using Ovexcommon::TraceClient;
 
 namespace {
 
-constexpr std::size_t MAX_FILE_SIZE = 10 * 1024 * 1024;
+constexpr std::size_t MAX_FILE_SIZE = 10UL * 1024 * 1024;
 
 class TraceFile : public ::testing::Test {
 protected:
