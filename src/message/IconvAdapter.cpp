@@ -15,41 +15,6 @@ namespace {
 
 constexpr std::size_t kFailed = static_cast<std::size_t>(-1);
 
-/// What follows a set's name.
-struct Suffixes {
-    bool ignore = false;
-};
-
-bool EndsWith(std::string_view text, std::string_view upperSuffix) {
-    if (text.size() <= upperSuffix.size()) // a suffix alone is no suffix
-        return false;
-    text.remove_prefix(text.size() - upperSuffix.size());
-    return std::equal(text.begin(), text.end(), upperSuffix.begin(), [](char a, char b) {
-        return (a >= 'a' && a <= 'z' ? static_cast<char>(a - 'a' + 'A') : a) == b;
-    });
-}
-
-Suffixes StripSuffixes(std::string_view& name) {
-    constexpr std::string_view kTranslit = "//TRANSLIT";
-    constexpr std::string_view kIgnore = "//IGNORE";
-    Suffixes suffixes;
-    for (;;) {
-        if (EndsWith(name, kTranslit)) {
-            name.remove_suffix(kTranslit.size());
-        } else if (EndsWith(name, kIgnore)) {
-            name.remove_suffix(kIgnore.size());
-            suffixes.ignore = true;
-        } else {
-            return suffixes;
-        }
-    }
-}
-
-const Charset* FindLimited(std::string_view name) {
-    constexpr std::size_t kLongestName = 55; // GNU libiconv's limit, suffixes included
-    return name.size() > kLongestName ? nullptr : (static_cast<void>(StripSuffixes(name)), FindCharset(name));
-}
-
 /// The bytes that are left to write to.
 struct Output {
     unsigned char* at;
@@ -191,19 +156,19 @@ private:
 };
 
 std::unique_ptr<Conversion> Open(std::string_view to, std::string_view from) {
-    const Charset* const target = FindLimited(to);
-    const Charset* const source = FindLimited(from);
-    if (target == nullptr || source == nullptr) {
+    const NamedCharset target = FindCharset(to);
+    const NamedCharset source = FindCharset(from);
+    if (target.charset == nullptr || source.charset == nullptr) {
         errno = EINVAL;
         return nullptr;
     }
-    auto decoder = MakeDecoder(*source);
-    auto encoder = MakeEncoder(*target);
+    auto decoder = MakeDecoder(*source.charset);
+    auto encoder = MakeEncoder(*target.charset);
     if (!decoder || !encoder)
         return nullptr;
-    const bool keepsAscii = KeepsAscii(*source) && KeepsAscii(*target);
-    return std::make_unique<Conversion>(std::move(decoder), std::move(encoder), keepsAscii,
-                                        StripSuffixes(to).ignore);
+    const bool keepsAscii = KeepsAscii(*source.charset) && KeepsAscii(*target.charset);
+    // Only the target's suffix counts.
+    return std::make_unique<Conversion>(std::move(decoder), std::move(encoder), keepsAscii, target.ignore);
 }
 
 } // namespace

@@ -80,7 +80,8 @@ private:
             return {DecodeStatus::Character, 2, '~'};
         if (what == '\n' && !m_inTwoByte) // a line that goes on
             return {DecodeStatus::Shift, 2};
-        if (what != (m_inTwoByte ? '}' : '{'))
+        const unsigned char end = m_inTwoByte ? '}' : '{';
+        if (what != end)
             return {DecodeStatus::Invalid};
         m_inTwoByte = !m_inTwoByte;
         return {DecodeStatus::Shift, 2};

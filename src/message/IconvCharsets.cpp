@@ -62,10 +62,11 @@ constexpr Correction kCp936[] = {{0x80, 0x20AC}};
 // points are still written, and the four-byte codes of the new ones are still read.
 constexpr Correction kGb18030[] = {
     {0xA6D9, 0xE78D, 7, Way::Encode},     {0xA6EC, 0xE794, 2, Way::Encode},
-    {0xA6F3, 0xE796, 1, Way::Encode},     {0xFE59, 0xE81E, 1, Way::Encode},
-    {0xFE61, 0xE826, 1, Way::Encode},     {0xFE66, 0xE82B, 2, Way::Encode},
-    {0xFE6D, 0xE832, 1, Way::Encode},     {0xFE7E, 0xE843, 1, Way::Encode},
-    {0xFE90, 0xE854, 1, Way::Encode},     {0xFEA0, 0xE864, 1, Way::Encode},
+    {0xA6F3, 0xE796, 1, Way::Encode},     {0xFE51, 0xE816, 3, Way::Encode},
+    {0xFE59, 0xE81E, 1, Way::Encode},     {0xFE61, 0xE826, 1, Way::Encode},
+    {0xFE66, 0xE82B, 2, Way::Encode},     {0xFE6C, 0xE831, 2, Way::Encode},
+    {0xFE76, 0xE83B, 1, Way::Encode},     {0xFE7E, 0xE843, 1, Way::Encode},
+    {0xFE90, 0xE854, 2, Way::Encode},     {0xFEA0, 0xE864, 1, Way::Encode},
     {0x84318236, 0xFE10, 4, Way::Decode}, {0x84318330, 0xFE14, 6, Way::Decode},
     {0x82359037, 0x9FB4, 3, Way::Decode}, {0x82359130, 0x9FB7, 5, Way::Decode}};
 
@@ -219,14 +220,38 @@ bool HasName(const Charset& charset, std::string_view name) {
     return false;
 }
 
-} // namespace
+/// Takes the suffix off the name's end, if it is there.
+bool Strip(std::string_view& name, std::string_view suffix) {
+    if (name.size() <= suffix.size()) // a suffix alone is a name, and nobody's
+        return false;
+    const std::size_t start = name.size() - suffix.size();
+    if (!SameName(name.substr(start), suffix))
+        return false;
+    name = name.substr(0, start);
+    return true;
+}
 
-const Charset* FindCharset(std::string_view name) {
+const Charset* FindBareName(std::string_view name) {
     if (name.empty() || SameName(name, "CHAR"))
         name = nl_langinfo(CODESET);
     const auto found = std::find_if(std::begin(kCharsets), std::end(kCharsets),
                                     [name](const Charset& charset) { return HasName(charset, name); });
     return found == std::end(kCharsets) ? nullptr : found;
+}
+
+} // namespace
+
+NamedCharset FindCharset(std::string_view name) {
+    constexpr std::size_t kLongestName = 55; // GNU libiconv's limit, suffixes included
+    if (name.size() > kLongestName)
+        return {nullptr, false};
+    bool ignore = false;
+    for (;;) {
+        if (Strip(name, "//IGNORE"))
+            ignore = true;
+        else if (!Strip(name, "//TRANSLIT"))
+            return {FindBareName(name), ignore};
+    }
 }
 
 bool KeepsAscii(const Charset& charset) {

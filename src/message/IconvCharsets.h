@@ -12,9 +12,14 @@ namespace iconvadapter {
 
 struct Charset;
 
-/// Finds a set by any of its names, in any case of letters. The empty name is the locale's set.
-/// @return null when there is no such set.
-const Charset* FindCharset(std::string_view name);
+struct NamedCharset {
+    const Charset* charset; ///< null: no set has that name
+    bool ignore;            ///< whether "//IGNORE" followed the name
+};
+
+/// Finds a set by any of its names, in any case of letters, with any number of the suffixes "//IGNORE" and
+/// "//TRANSLIT". The empty name is the locale's set.
+NamedCharset FindCharset(std::string_view name);
 
 /// Whether each ASCII byte is its own character in any state, so that runs of ASCII may be copied.
 bool KeepsAscii(const Charset& charset);

@@ -7,7 +7,7 @@
 
 namespace {
 
-using std::string_literals::operator""s;
+using namespace std::string_literals;
 
 TEST(CodeSetConverter, EqualNamesCopyTheTextWhateverTheyAre) {
     for (const char* name : {"UTF-8", "UNKOWN", "no such set", ""}) {

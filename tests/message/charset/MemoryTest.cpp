@@ -22,6 +22,7 @@ void CountAllocation() {
 
 // The linker puts these in place of operator new in the sources that are compiled into this program.
 // (Replacing the operators themselves would hide allocations from the tools that watch them.)
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): the linker gives the names
 extern "C" {
 
 void* __real__Znwm(std::size_t size);
@@ -40,6 +41,7 @@ void* __wrap__Znam(std::size_t size) {
 }
 
 } // extern "C"
+// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 
 namespace {
 
