@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <mutex>
 #include <system_error>
+#include <thread>
 
 #include <httpclient/testing/Failures.h>
 
@@ -63,6 +64,8 @@ void ResourceListener::Allow(std::size_t descriptors, std::size_t threads) {
 
 void ResourceListener::OnTestProgramStart(const ::testing::UnitTest& /*unit*/) {
     SetFailureReporter([](const std::string& what) { ADD_FAILURE() << what; });
+    // With a process's first thread, the thread sanitizer starts one of its own. It is none of any test's.
+    std::thread([] {}).join();
 }
 
 void ResourceListener::OnTestProgramEnd(const ::testing::UnitTest& /*unit*/) {
