@@ -1,16 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 // The sender as a program, against the demonstration server.
 #include "demo/DemoServer.h"
+#include "tests/Run.h"
 
-#include <array>
-#include <cstdio>
 #include <string>
 
 #include <ace/INET_Addr.h>
 #include <ace/SOCK_Acceptor.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -18,23 +16,12 @@ using testing::StartsWith;
 
 namespace {
 
-struct Ran {
-    int exitCode;
-    std::string output;
-};
+using examples::Ran;
+using examples::Run;
 
 /// Runs the sender with these arguments, as a shell reads them.
 Ran Send(const std::string& arguments) {
-    const std::string command = "env -u http_proxy -u all_proxy -u ALL_PROXY " SEND_PROGRAM " " + arguments;
-    std::FILE* const pipe = popen(command.c_str(), "r");
-    Ran ran{-1, ""};
-    std::array<char, 4096> buffer;
-    for (size_t count; (count = std::fread(buffer.data(), 1, buffer.size(), pipe)) > 0;) {
-        ran.output.append(buffer.data(), count);
-    }
-    const int status = pclose(pipe);
-    ran.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    return ran;
+    return Run(SEND_PROGRAM " " + arguments);
 }
 
 class SendProgram : public testing::Test {
