@@ -5,23 +5,38 @@
 
 #include "support/MaintenanceService.h"
 
-std::unique_ptr<CHttpClient> HttpClientWrap::MakeClientPtr(const std::string& domain,
-                                                           unsigned int connectTimeout,
-                                                           unsigned int requestTimeout, int port, bool ssl) {
+namespace {
+
+std::unique_ptr<CHttpClient> MakeTimedClient(unsigned int connectTimeout, unsigned int requestTimeout) {
     auto client = std::make_unique<CHttpClient>();
     client->setConnectTimeout(connectTimeout);
     client->setRequestTimeout(requestTimeout);
+    return client;
+}
+
+void UseTls(CHttpClient& client) {
+    client.setScheme("https");
+    client.setSSLSupport();
+}
+
+} // namespace
+
+std::unique_ptr<CHttpClient> HttpClientWrap::MakeClientPtr(const std::string& domain,
+                                                           unsigned int connectTimeout,
+                                                           unsigned int requestTimeout, int port, bool ssl) {
+    auto client = MakeTimedClient(connectTimeout, requestTimeout);
     client->setDomain(domain);
     client->setPort(port);
-    if (ssl) {
-        client->setScheme("https");
-        client->setSSLSupport();
-    }
+    if (ssl)
+        UseTls(*client);
     return client;
 }
 
 std::unique_ptr<CHttpClient> HttpClientWrap::MakeSSLClientPtr(unsigned int connectTimeout,
                                                               unsigned int requestTimeout) {
-    return MakeClientPtr(Ovexcommon::SysConfReader::Instance()->getMaintenanceIPAddress(), connectTimeout,
-                         requestTimeout, MAINTENANCE_PORT, true);
+    auto client = MakeTimedClient(connectTimeout, requestTimeout);
+    client->setDomain(Ovexcommon::SysConfReader::Instance()->getMaintenanceIPAddress());
+    client->setPort(MAINTENANCE_PORT);
+    UseTls(*client);
+    return client;
 }
