@@ -1,0 +1,116 @@
+// SPDX-License-Identifier: Apache-2.0
+// What libcurl calls back.
+#include <limits>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <httpclient/testing/RecordingTrace.h>
+
+#include "ClientFixture.h"
+#include "client/CurlCallbacks.h"
+#include "interpose/Allocations.h"
+
+using namespace httpclient::testing;
+
+namespace {
+
+using Messages = std::vector<std::string>;
+
+constexpr auto ALL_BITS = static_cast<std::size_t>(-1);
+
+class WriteCallback : public ClientTest {};
+class DebugCallback : public ClientTest {};
+
+/// Expects a length error of the text that the standard library gives its append.
+void ExpectLengthError(std::size_t size, std::size_t count) {
+    std::string text = "kept";
+    char data = 'x';
+    try {
+        OnCurlWrite(&data, size, count, &text);
+        FAIL() << "no error for " << size << " times " << count;
+    } catch (const std::length_error& error) {
+        EXPECT_STREQ(error.what(), "basic_string::append");
+    }
+    EXPECT_EQ(text, "kept");
+}
+
+} // namespace
+
+TEST_F(WriteCallback, RefusesANullText) {
+    char data = 'x';
+    EXPECT_EQ(OnCurlWrite(&data, 1, 1, nullptr), ALL_BITS);
+}
+
+TEST_F(WriteCallback, RefusesNullData) {
+    std::string text = "kept";
+    EXPECT_EQ(OnCurlWrite(nullptr, 1, 1, &text), ALL_BITS);
+    EXPECT_EQ(OnCurlWrite(nullptr, 1, 0, &text), ALL_BITS);
+    EXPECT_EQ(text, "kept");
+}
+
+TEST_F(WriteCallback, AppendsAndAnswersTheCount) {
+    std::string text = "old ";
+    char data[] = "new\0bytes";
+    EXPECT_EQ(OnCurlWrite(data, 1, sizeof data - 1, &text), sizeof data - 1);
+    EXPECT_EQ(text, std::string("old new\0bytes", 13));
+}
+
+TEST_F(WriteCallback, AnswersTheCountAndNotTheBytes) {
+    std::string text;
+    char data[] = "abcdefghijkl";
+    EXPECT_EQ(OnCurlWrite(data, 3, 4, &text), 4U);
+    EXPECT_EQ(text, "abcdefghijkl");
+}
+
+TEST_F(WriteCallback, AppendsNothingForNoItems) {
+    std::string text = "kept";
+    char data = 'x';
+    EXPECT_EQ(OnCurlWrite(&data, 1, 0, &text), 0U);
+    EXPECT_EQ(text, "kept");
+}
+
+TEST_F(WriteCallback, RaisesTheLengthErrorBeyondTheMaximum) {
+    ExpectLengthError(1, std::string().max_size() + 1);
+    ExpectLengthError(1, std::string().max_size() - 3); // the 4 bytes that are there make it too long
+    ExpectLengthError(1, std::numeric_limits<std::size_t>::max());
+}
+
+TEST_F(WriteCallback, RaisesTheLengthErrorWhenTheByteCountOverflows) {
+    ExpectLengthError(std::numeric_limits<std::size_t>::max(), 2);
+    ExpectLengthError(std::size_t{1} << 33, std::size_t{1} << 33); // 2^66, which would wrap to 0
+}
+
+TEST_F(WriteCallback, AnswersTheErrorWhenMemoryIsExhausted) {
+    std::string text = "kept";
+    std::string data(1000, 'x');
+    std::size_t result = 0;
+    {
+        const CountedNew failing(1);
+        result = OnCurlWrite(data.data(), 1, data.size(), &text);
+    }
+    EXPECT_EQ(result, ALL_BITS);
+    EXPECT_EQ(text, "kept");
+}
+
+TEST_F(DebugCallback, LogsInformationalLinesAndNothingElse) {
+    char data[] = "a line\n";
+    for (int type = CURLINFO_TEXT; type <= CURLINFO_END; ++type) {
+        EXPECT_EQ(OnCurlDebug(nullptr, static_cast<curl_infotype>(type), data, sizeof data - 1, nullptr), 0);
+    }
+    EXPECT_EQ(OwnMessages(0), Messages{"[2] == Info: a line\n"});
+}
+
+TEST_F(DebugCallback, TakesTheLineForTextAndNeverForAFormat) {
+    char data[] = "100%s %n\n";
+    EXPECT_EQ(OnCurlDebug(nullptr, CURLINFO_TEXT, data, sizeof data - 1, nullptr), 0);
+    EXPECT_EQ(OwnMessages(0), Messages{"[2] == Info: 100%s %n\n"});
+}
+
+TEST_F(DebugCallback, FormatsNothingWhenDetailIsOff) {
+    TraceRecorder::Instance().SetLowestLevel(3);
+    char data[] = "a line\n";
+    EXPECT_EQ(OnCurlDebug(nullptr, CURLINFO_TEXT, data, sizeof data - 1, nullptr), 0);
+    EXPECT_EQ(OwnMessages(0), Messages{});
+    EXPECT_EQ(TraceRecorder::Instance().Formatted(), 0U);
+}

@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "GoldenFile.h"
+
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+std::string Escaped(char byte) {
+    switch (byte) {
+    case '\r':
+        return "\\r";
+    case '\n':
+        return "\\n";
+    case '\\':
+        return "\\\\";
+    default:
+        break;
+    }
+    const auto value = static_cast<unsigned char>(byte);
+    if (value >= 0x20 && value < 0x7f) {
+        return std::string(1, byte);
+    }
+    std::array<char, 5> code{};
+    std::snprintf(code.data(), code.size(), "\\x%02x", value);
+    return code.data();
+}
+
+} // namespace
+
+void ExpectGolden(const std::string& fileName, const std::string& text) {
+    const std::string path = std::string(CLIENT_TEST_DATA) + "/" + fileName;
+    if (std::getenv("UPDATE_GOLDEN_FILES") != nullptr) {
+        std::ofstream(path, std::ios::binary) << text;
+        return;
+    }
+    std::ifstream file(path, std::ios::binary);
+    ASSERT_TRUE(file) << path;
+    const std::string expected((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+    EXPECT_EQ(expected, text) << "set UPDATE_GOLDEN_FILES to write " << path;
+}
+
+std::string Shown(const std::string& bytes, const std::string& indent) {
+    std::string text;
+    bool lineBegins = true;
+    for (const char byte : bytes) {
+        if (lineBegins) {
+            text += indent;
+        }
+        text += Escaped(byte);
+        lineBegins = byte == '\n';
+        if (lineBegins) {
+            text += '\n';
+        }
+    }
+    return lineBegins ? text : text + "\n";
+}

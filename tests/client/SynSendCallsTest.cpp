@@ -1,0 +1,190 @@
+// SPDX-License-Identifier: Apache-2.0
+// Everything that a synchronous send asks of libcurl, in order, and what it logs on its way.
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include <httpclient/HttpClient.h>
+#include <httpclient/testing/RecordingTrace.h>
+#include <httpclient/testing/ResourceListener.h>
+
+#include "ClientFixture.h"
+#include "CurlTranscript.h"
+#include "client/HttpClientImp.h"
+#include "interpose/CurlRecorder.h"
+#include "pool/HttpConnection.h"
+
+using namespace httpclient::testing;
+
+namespace {
+
+using Lines = std::vector<std::string>;
+
+class SynSendCalls : public ClientTest {
+protected:
+    SynSendCalls() { PointAt(m_client, m_server); }
+
+    Lines Send(const CHttpRequest& request, bool bSSL) {
+        NextConnection(m_server, bSSL); // so that making it is no part of the list
+        const CurlRecorder recorder;
+        CHttpResponse response;
+        EXPECT_EQ(m_client.synSendRequest(request, response, bSSL), 200);
+        CurlTranscript transcript;
+        transcript.Replace(m_server.authority(), "<server>");
+        return transcript.Of(recorder.Events());
+    }
+
+    LoopbackServer m_server{AnswerAll("answer")};
+    CHttpClientImp m_client;
+};
+
+} // namespace
+
+TEST_F(SynSendCalls, OfAFullPostAreTheseInThisOrder) {
+    const auto request = MakeRequest(HTTPOPERATION_POST, "/path");
+    request->setContent("content");
+    request->setCustomCookieParam("a=1");
+    request->setAcceptEncoding("gzip");
+    request->setContentType("text/plain");
+    EXPECT_EQ(Send(*request, false), (Lines{
+                                         "setopt HEADERDATA=a pointer",
+                                         "setopt HEADERFUNCTION=OnCurlWrite",
+                                         "setopt DEBUGFUNCTION=OnCurlDebug",
+                                         "setopt VERBOSE=1",
+                                         "setopt COOKIE=\"a=1\"",
+                                         "setopt ACCEPT_ENCODING=\"gzip\"",
+                                         "setopt HTTP_CONTENT_DECODING=1",
+                                         "slist_append \"Accept-Encoding:gzip\"",
+                                         "slist_append \"Content-Type:text/plain\"",
+                                         "setopt URL=\"http://<server>/path\"",
+                                         "setopt WRITEFUNCTION=OnCurlWrite",
+                                         "setopt WRITEDATA=a pointer",
+                                         "setopt HTTPHEADER=a pointer",
+                                         "setopt NOSIGNAL=1",
+                                         "setopt CONNECTTIMEOUT=10",
+                                         "setopt TIMEOUT=30",
+                                         "setopt CUSTOMREQUEST=\"POST\"",
+                                         "setopt POSTFIELDS=\"content\"",
+                                         "perform",
+                                         "getinfo RESPONSE_CODE",
+                                         "slist_free_all",
+                                         "getinfo CONTENT_TYPE",
+                                         "getinfo CONTENT_LENGTH_DOWNLOAD",
+                                     }));
+}
+
+TEST_F(SynSendCalls, OfABareGetSetTheEmptyCookieButNoEncoding) {
+    EXPECT_EQ(Send(*MakeRequest(HTTPOPERATION_GET, "/path"), false),
+              (Lines{
+                  "setopt HEADERDATA=a pointer",
+                  "setopt HEADERFUNCTION=OnCurlWrite",
+                  "setopt DEBUGFUNCTION=OnCurlDebug",
+                  "setopt VERBOSE=1",
+                  "setopt COOKIE=\"\"",
+                  "setopt URL=\"http://<server>/path\"",
+                  "setopt WRITEFUNCTION=OnCurlWrite",
+                  "setopt WRITEDATA=a pointer",
+                  "setopt HTTPHEADER=null",
+                  "setopt NOSIGNAL=1",
+                  "setopt CONNECTTIMEOUT=10",
+                  "setopt TIMEOUT=30",
+                  "setopt POSTFIELDS=\"\"",
+                  "setopt CUSTOMREQUEST=\"GET\"",
+                  "setopt READFUNCTION=null",
+                  "perform",
+                  "getinfo RESPONSE_CODE",
+                  "getinfo CONTENT_TYPE",
+                  "getinfo CONTENT_LENGTH_DOWNLOAD",
+              }));
+}
+
+TEST_F(SynSendCalls, OfATlsSendUseTheTlsPoolAndTheTlsVariant) {
+    // The connection is a TLS one, on which libcurl speaks what the URL's scheme says. The pool never closes
+    // it, so its descriptors stay.
+    ResourceListener::Allow(8, 0);
+    EXPECT_EQ(Send(*MakeRequest(HTTPOPERATION_GET, "/path"), true), (Lines{
+                                                                        "setopt HEADERDATA=a pointer",
+                                                                        "setopt HEADERFUNCTION=OnCurlWrite",
+                                                                        "setopt DEBUGFUNCTION=OnCurlDebug",
+                                                                        "setopt VERBOSE=1",
+                                                                        "setopt COOKIE=\"\"",
+                                                                        "setopt POSTFIELDS=\"\"",
+                                                                        "setopt CUSTOMREQUEST=\"GET\"",
+                                                                        "setopt URL=\"http://<server>/path\"",
+                                                                        "setopt WRITEFUNCTION=OnCurlWrite",
+                                                                        "setopt WRITEDATA=a pointer",
+                                                                        "setopt HTTPHEADER=null",
+                                                                        "setopt NOSIGNAL=1",
+                                                                        "setopt CONNECTTIMEOUT=10",
+                                                                        "setopt TIMEOUT=30",
+                                                                        "perform",
+                                                                        "getinfo RESPONSE_CODE",
+                                                                        "getinfo CONTENT_TYPE",
+                                                                        "getinfo CONTENT_LENGTH_DOWNLOAD",
+                                                                    }));
+    EXPECT_EQ(PooledConnections(m_server, true), 1U);
+    EXPECT_EQ(PooledConnections(m_server, false), 0U);
+}
+
+TEST_F(SynSendCalls, GoToTheHandleOfTheBorrowedConnection) {
+    const CHttpConnection* conn = NextConnection(m_server);
+    const auto request = MakeRequest(HTTPOPERATION_GET);
+    const CurlRecorder recorder;
+    CHttpResponse response;
+    EXPECT_EQ(m_client.synSendRequest(*request, response, false), 200);
+    EXPECT_FALSE(recorder.Events().empty());
+    for (const CurlEvent& event : recorder.Events()) {
+        EXPECT_EQ(event.handle, conn->GetCurl());
+    }
+}
+
+TEST_F(SynSendCalls, ReadTheAnswersTypeBeforeItsLength) {
+    const Lines calls = Send(*MakeRequest(HTTPOPERATION_PUT), false);
+    ASSERT_GE(calls.size(), 2U);
+    EXPECT_EQ(calls[calls.size() - 2], "getinfo CONTENT_TYPE");
+    EXPECT_EQ(calls[calls.size() - 1], "getinfo CONTENT_LENGTH_DOWNLOAD");
+}
+
+TEST_F(SynSendCalls, SetNoCommonOptionWhenTheVerbCannotBeSent) {
+    NextConnection(m_server);
+    const auto request = MakeRequest(HTTPOPERATION_NOT_SET);
+    const CurlRecorder recorder;
+    CHttpResponse response;
+    EXPECT_EQ(m_client.synSendRequest(*request, response, false), -1);
+    EXPECT_EQ(CurlTranscript().Of(recorder.Events()),
+              (Lines{"setopt HEADERDATA=a pointer", "setopt HEADERFUNCTION=OnCurlWrite",
+                     "setopt DEBUGFUNCTION=OnCurlDebug", "setopt VERBOSE=1", "setopt COOKIE=\"\""}));
+}
+
+TEST_F(SynSendCalls, LogTheUrlWithoutItsParametersAtLevel2First) {
+    const auto request = MakeRequest(HTTPOPERATION_GET, "/path");
+    request->addParam("name", "value");
+    Send(*request, false);
+    const Lines messages = OwnMessages(0);
+    ASSERT_FALSE(messages.empty());
+    EXPECT_EQ(messages[0], "[2] HTTP syncSendRequest URL is: " + m_server.url("/path"));
+}
+
+TEST_F(SynSendCalls, LogLibcurlsInformationalLinesAtLevel2AndNothingElse) {
+    const auto request = MakeRequest(HTTPOPERATION_POST, "/path");
+    request->addRequestHeadEntry("Secret-Name", "secret-value");
+    request->setContent("secret-content");
+    Send(*request, false);
+    Lines messages = OwnMessages(0);
+    ASSERT_GT(messages.size(), 1U);
+    messages.erase(messages.begin()); // the URL
+    EXPECT_EQ(messages[0], "[2] == Info:   Trying 127.0.0.1:" + std::to_string(m_server.port()) + "...\n");
+    for (const std::string& message : messages) {
+        EXPECT_EQ(message.rfind("[2] == Info: ", 0), 0U) << message;
+    }
+    for (const char* part : {"Secret-Name", "secret-value", "secret-content", "HTTP/1.1 200"}) {
+        EXPECT_EQ(TraceRecorder::Instance().CountContaining(part), 0U) << part;
+    }
+}
+
+TEST_F(SynSendCalls, LogNothingWhenDetailIsOff) {
+    TraceRecorder::Instance().SetLowestLevel(3);
+    Send(*MakeRequest(HTTPOPERATION_GET), false);
+    EXPECT_EQ(OwnMessages(0), Lines{});
+    EXPECT_LE(TraceRecorder::Instance().Formatted(), 1U); // the pool's own thread says that it has begun
+}

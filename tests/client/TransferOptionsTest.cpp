@@ -1,0 +1,240 @@
+// SPDX-License-Identifier: Apache-2.0
+// What each of the ten transfers sets on its handle, in which order, and what it makes of the answer.
+#include <functional>
+#include <string>
+#include <vector>
+
+#include <curl/curl.h>
+
+#include "ClientFixture.h"
+#include "CurlTranscript.h"
+#include "client/HttpClientImp.h"
+#include "interpose/CurlRecorder.h"
+#include "support/CurlOwners.h"
+
+using namespace httpclient::testing;
+
+namespace {
+
+using Lines = std::vector<std::string>;
+
+/// What SetCurlParam sets.
+const Lines& CommonOptions() {
+    static const Lines lines{"setopt URL=\"http://<server>/path\"",
+                             "setopt WRITEFUNCTION=OnCurlWrite",
+                             "setopt WRITEDATA=response",
+                             "setopt HTTPHEADER=list",
+                             "setopt NOSIGNAL=1",
+                             "setopt CONNECTTIMEOUT=10",
+                             "setopt TIMEOUT=30"};
+    return lines;
+}
+
+/// The lines with "common" replaced by what it stands for.
+Lines Expanded(const Lines& lines) {
+    Lines all;
+    for (const std::string& line : lines) {
+        if (line == "common") {
+            all.insert(all.end(), CommonOptions().begin(), CommonOptions().end());
+        } else {
+            all.push_back(line);
+        }
+    }
+    return all;
+}
+
+/// A client with a handle of its own, as if a send had borrowed it, and a server.
+class Transfer : public ClientTest {
+protected:
+    Transfer() {
+        m_client.m_curl = m_handle.get();
+        m_transcript.Name(&m_response, "response").Name(m_list.get(), "list");
+        m_transcript.Replace(m_server.authority(), "<server>");
+    }
+    ~Transfer() override { m_client.m_curl = nullptr; }
+
+    std::string Url() const { return m_server.url("/path"); }
+    curl_slist* List() const { return m_list.get(); }
+
+    /// Runs a transfer and compares everything that it asks of libcurl, up to its return.
+    void ExpectCalls(const std::function<int()>& transfer, const Lines& expected) {
+        const CurlRecorder recorder;
+        EXPECT_EQ(transfer(), 200);
+        Lines all = Expanded(expected);
+        all.insert(all.end(), {"perform", "getinfo RESPONSE_CODE"});
+        EXPECT_EQ(m_transcript.Of(recorder.Events()), all);
+        for (const CurlEvent& event : recorder.Events()) {
+            EXPECT_EQ(event.handle, m_handle.get());
+            EXPECT_EQ(event.result, CURLE_OK);
+        }
+        EXPECT_EQ(OwnMessages(0), Lines{});
+    }
+
+    LoopbackServer m_server{AnswerAll("answer")};
+    CurlEasyPtr m_handle{curl_easy_init()};
+    CurlSlistPtr m_list{curl_slist_append(nullptr, "A:1")};
+    CHttpClientImp m_client;
+    const std::string m_content = "content";
+    std::string m_response;
+    CurlTranscript m_transcript;
+};
+
+} // namespace
+
+TEST_F(Transfer, SetsTheCommonOptionsInOrder) {
+    CurlRecorder recorder;
+    EXPECT_EQ(m_client.SetCurlParam(Url(), m_response, List()), CURLE_OK);
+    EXPECT_EQ(m_transcript.Of(recorder.Events()), CommonOptions());
+}
+
+TEST_F(Transfer, ClearsTheListOfAnEarlierTransferWithANullOne) {
+    CurlRecorder recorder;
+    EXPECT_EQ(m_client.SetCurlParam(Url(), m_response, nullptr), CURLE_OK);
+    const auto set = recorder.Last(CURLOPT_HTTPHEADER);
+    ASSERT_TRUE(set.has_value());
+    EXPECT_EQ(set->pointer, nullptr);
+}
+
+TEST_F(Transfer, AnswersTheResultOfTheLastCommonOptionAlone) {
+    for (const CURLoption tested : {CURLOPT_URL, CURLOPT_WRITEFUNCTION, CURLOPT_WRITEDATA, CURLOPT_HTTPHEADER,
+                                    CURLOPT_NOSIGNAL, CURLOPT_CONNECTTIMEOUT}) {
+        CurlRecorder recorder;
+        recorder.ForceOption(tested, CURLE_OUT_OF_MEMORY);
+        EXPECT_EQ(m_client.SetCurlParam(Url(), m_response, List()), CURLE_OK);
+        EXPECT_EQ(recorder.Events().size(), CommonOptions().size()); // the others are set all the same
+    }
+    CurlRecorder recorder;
+    recorder.ForceOption(CURLOPT_TIMEOUT, CURLE_BAD_FUNCTION_ARGUMENT);
+    EXPECT_EQ(m_client.SetCurlParam(Url(), m_response, List()), CURLE_BAD_FUNCTION_ARGUMENT);
+}
+
+TEST_F(Transfer, TakesItsTimeoutsFromTheClient) {
+    m_client.setConnectTimeout(3);
+    m_client.setRequestTimeout(4);
+    CurlRecorder recorder;
+    m_client.SetCurlParam(Url(), m_response, List());
+    EXPECT_EQ(recorder.Last(CURLOPT_CONNECTTIMEOUT)->number, 3);
+    EXPECT_EQ(recorder.Last(CURLOPT_TIMEOUT)->number, 4);
+}
+
+TEST_F(Transfer, PostSetsTheseOptions) {
+    ExpectCalls([this] { return m_client.Post(Url(), m_content, m_response, List()); },
+                {"common", "setopt CUSTOMREQUEST=\"POST\"", "setopt POSTFIELDS=\"content\""});
+}
+
+TEST_F(Transfer, PostsSetsTheseOptions) {
+    ExpectCalls([this] { return m_client.Posts(Url(), m_content, m_response, List()); },
+                {"common", "setopt CUSTOMREQUEST=\"POST\"", "setopt POSTFIELDS=\"content\""});
+}
+
+TEST_F(Transfer, HttpGetSetsTheseOptions) {
+    ExpectCalls(
+        [this] { return m_client.HttpGet(Url(), m_response, List()); },
+        {"common", "setopt POSTFIELDS=\"\"", "setopt CUSTOMREQUEST=\"GET\"", "setopt READFUNCTION=null"});
+}
+
+TEST_F(Transfer, HttpGetsSetsTheseOptions) {
+    ExpectCalls([this] { return m_client.HttpGets(Url(), m_response, List()); },
+                {"setopt POSTFIELDS=\"\"", "setopt CUSTOMREQUEST=\"GET\"", "common"});
+}
+
+TEST_F(Transfer, DeleteSetsTheseOptions) {
+    ExpectCalls([this] { return m_client.Delete(Url(), m_response, List()); },
+                {"common", "setopt POSTFIELDS=\"\"", "setopt CUSTOMREQUEST=\"DELETE\""});
+}
+
+TEST_F(Transfer, DeletesSetsTheseOptions) {
+    ExpectCalls([this] { return m_client.Deletes(Url(), m_response, List()); },
+                {"setopt POSTFIELDS=\"\"", "common", "setopt CUSTOMREQUEST=\"DELETE\""});
+}
+
+TEST_F(Transfer, PutSetsTheseOptions) {
+    ExpectCalls([this] { return m_client.Put(Url(), m_content, m_response, List()); },
+                {"common", "setopt CUSTOMREQUEST=\"PUT\"", "setopt POSTFIELDS=\"content\""});
+}
+
+TEST_F(Transfer, PutsSetsTheseOptions) {
+    ExpectCalls([this] { return m_client.Puts(Url(), m_content, m_response, List()); },
+                {"common", "setopt CUSTOMREQUEST=\"PUT\"", "setopt POSTFIELDS=\"content\""});
+}
+
+TEST_F(Transfer, HeadSetsTheseOptions) {
+    ExpectCalls([this] { return m_client.Head(Url(), m_response, List()); },
+                {"common", "setopt HEADER=1", "setopt NOBODY=1"});
+}
+
+TEST_F(Transfer, HeadsSetsTheseOptions) {
+    ExpectCalls([this] { return m_client.Heads(Url(), m_response, List()); },
+                {"setopt POSTFIELDS=\"\"", "common", "setopt HEADER=1", "setopt NOBODY=1"});
+}
+
+TEST_F(Transfer, PostSendsACopyOfTheContentAndTheOthersTheCallersOwn) {
+    CurlRecorder recorder;
+    m_client.Post(Url(), m_content, m_response, List());
+    EXPECT_NE(recorder.Last(CURLOPT_POSTFIELDS)->pointer, m_content.c_str());
+    m_client.Posts(Url(), m_content, m_response, List());
+    EXPECT_EQ(recorder.Last(CURLOPT_POSTFIELDS)->pointer, m_content.c_str());
+    m_client.Put(Url(), m_content, m_response, List());
+    EXPECT_EQ(recorder.Last(CURLOPT_POSTFIELDS)->pointer, m_content.c_str());
+    m_client.Puts(Url(), m_content, m_response, List());
+    EXPECT_EQ(recorder.Last(CURLOPT_POSTFIELDS)->pointer, m_content.c_str());
+}
+
+TEST_F(Transfer, DispatchersChooseTheVariant) {
+    // The order of the options tells GET, DELETE and HEAD apart; POST's and PUT's are told by their messages.
+    const auto first = [this](const std::function<int()>& transfer) {
+        const CurlRecorder recorder;
+        EXPECT_EQ(transfer(), 200);
+        return m_transcript.Of(recorder.Events()).front();
+    };
+    const std::string common = CommonOptions().front();
+    const std::string body = "setopt POSTFIELDS=\"\"";
+    EXPECT_EQ(first([this] { return m_client.SendGetRequest(Url(), m_response, List(), false); }), common);
+    EXPECT_EQ(first([this] { return m_client.SendGetRequest(Url(), m_response, List(), true); }), body);
+    EXPECT_EQ(first([this] { return m_client.SendDeleteRequest(Url(), m_response, List(), false); }), common);
+    EXPECT_EQ(first([this] { return m_client.SendDeleteRequest(Url(), m_response, List(), true); }), body);
+    EXPECT_EQ(first([this] { return m_client.SendHeadRequest(Url(), m_response, List(), false); }), common);
+    EXPECT_EQ(first([this] { return m_client.SendHeadRequest(Url(), m_response, List(), true); }), body);
+
+    m_client.m_curl = nullptr;
+    m_client.SendPutRequest(Url(), m_content, m_response, List(), false);
+    m_client.SendPutRequest(Url(), m_content, m_response, List(), true);
+    m_client.SendPostRequest(Url(), m_content, m_response, List(), false);
+    m_client.SendPostRequest(Url(), m_content, m_response, List(), true);
+    EXPECT_EQ(OwnMessages(0), (Lines{"[5] HTTP synSendRequest::Put m_curl is nullptr.",
+                                     "[5] HTTP synSendRequest::Puts m_curl is nullptr.",
+                                     "[5] HTTP synSendRequest::Post m_curl is nullptr.",
+                                     "[5] HTTP synSendRequest::Posts m_curl is nullptr."}));
+}
+
+TEST_F(Transfer, AppendsTheBodyToTheResponse) {
+    m_response = "old ";
+    EXPECT_EQ(m_client.HttpGet(Url(), m_response, List()), 200);
+    EXPECT_EQ(m_response, "old answer");
+}
+
+TEST_F(Transfer, OfAHeadReceivesNoBodyButHasTheHeadInItsPlace) {
+    // CURLOPT_HEADER puts the head where the body goes; not one byte of a body follows it.
+    EXPECT_EQ(m_client.Head(Url(), m_response, nullptr), 200);
+    EXPECT_EQ(m_response, "HTTP/1.1 200 OK\r\nContent-Length: 6\r\n\r\n");
+    m_response.clear();
+    EXPECT_EQ(m_client.Heads(Url(), m_response, nullptr), 200);
+    EXPECT_EQ(m_response, "HTTP/1.1 200 OK\r\nContent-Length: 6\r\n\r\n");
+}
+
+TEST_F(Transfer, NeverResetsTheHandle) {
+    CurlRecorder recorder;
+    m_client.Head(Url(), m_response, List());
+    m_client.HttpGet(Url(), m_response, List());
+    m_client.Post(Url(), m_content, m_response, List());
+    EXPECT_TRUE(recorder.Events(CurlCall::EasyReset).empty());
+}
+
+TEST_F(Transfer, OfAHeadKeepsTheMethodTextOfAnEarlierPost) {
+    ASSERT_EQ(m_client.Post(Url(), m_content, m_response, nullptr), 200);
+    m_client.Head(Url(), m_response, nullptr);
+    const auto requests = m_server.requests();
+    ASSERT_EQ(requests.size(), 2U);
+    EXPECT_EQ(requests[1].method, "POST");
+    EXPECT_EQ(requests[1].body, "");
+}
