@@ -64,6 +64,14 @@ TEST(CodeSetConverter, AnIncompleteLastCharacterFailsAndLeavesTheOutput) {
     EXPECT_EQ(out, "\xE4\xBD\xA0");
 }
 
+TEST(CodeSetConverter, BytesThatBeginNoUtf8CharacterWaitForNoMore) {
+    std::string out;
+    for (const char* text : {"\x80", "\xBF", "\xC0", "\xC1", "\xF8", "\xFF"}) {
+        EXPECT_EQ(ConvertCodeSet("UTF-8", "GBK", text, out), 1) << text;
+        EXPECT_EQ(out, "?") << text;
+    }
+}
+
 TEST(CodeSetConverter, OutputMayFillTwiceTheInputAndTwoBytesAndNotMore) {
     std::string out = "before";
     EXPECT_EQ(ConvertCodeSet("ISO-8859-1", "GB18030", "\x80\x80", out), -1); // eight bytes, room for six

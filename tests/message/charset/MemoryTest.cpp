@@ -70,7 +70,7 @@ TEST(CodeSetConverterMemory, RunningOutOfMemoryLeavesLocksAndCacheSound) {
         if (ConvertWithAllocations(allocations, out) == Outcome::Converted) {
             EXPECT_EQ(out.substr(0, 4), "\xD0\x90\xD0\x90");
             EXPECT_EQ(out.size(), 200U);
-            EXPECT_GE(failures, 3);
+            EXPECT_GE(failures, 2); // the cache entry and the buffer, at the least
             return;
         }
         EXPECT_EQ(out, "before") << allocations;
