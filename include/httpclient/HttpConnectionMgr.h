@@ -94,6 +94,7 @@ private:
     CHttpConnectionMgr();
     CHttpConnection* GetConnOfNewAddress(std::string addr, const std::string& domain, unsigned int port,
                                          bool bSSL);
+    bool ScheduleSweeps();
     void StopThread();
 
     ACE_RW_Thread_Mutex m_PoolLock;

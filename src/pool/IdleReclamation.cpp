@@ -62,20 +62,27 @@ int CHttpConnectionMgr::Initialize() {
         m_pReactor = new ACE_Reactor(poll.get(), true);
         static_cast<void>(poll.release()); // the reactor's
     }
-    // Monotonic, so that changes of the system time leave the period alone.
-    if (m_pReactor->timer_queue() != nullptr)
-        m_pReactor->timer_queue()->gettimeofday(&ACE_High_Res_Timer::gettimeofday_hr);
-    m_pReactor->reset_reactor_event_loop();
-    const long timer = m_pReactor->schedule_timer(this, nullptr, ACE_Time_Value(FIRST_SWEEP_SECONDS),
-                                                  ACE_Time_Value(SWEEP_INTERVAL_SECONDS));
-    if (timer == -1) {
-        m_pReactor->cancel_timer(this, WITHOUT_HANDLE_CLOSE);
+    if (!ScheduleSweeps()) {
         Trace(TraceLevel::Error, "CHttpConnectionMgr::Initialize() inittimer failed error!");
         return -1;
     }
     // A signal that interrupts the reactor would make ACE print on standard error.
     const SignalBlock block;
     return activate();
+}
+
+bool CHttpConnectionMgr::ScheduleSweeps() {
+    // A reactor that could not open, for want of descriptors say, has neither timers nor a loop to reset.
+    if (m_pReactor->initialized() == 0)
+        return false;
+    // Monotonic, so that changes of the system time leave the period alone.
+    m_pReactor->timer_queue()->gettimeofday(&ACE_High_Res_Timer::gettimeofday_hr);
+    m_pReactor->reset_reactor_event_loop();
+    if (m_pReactor->schedule_timer(this, nullptr, ACE_Time_Value(FIRST_SWEEP_SECONDS),
+                                   ACE_Time_Value(SWEEP_INTERVAL_SECONDS)) != -1)
+        return true;
+    m_pReactor->cancel_timer(this, WITHOUT_HANDLE_CLOSE);
+    return false;
 }
 
 int CHttpConnectionMgr::svc() {
@@ -125,7 +132,7 @@ void CHttpConnectionMgr::SetRlsTime(std::int64_t seconds) {
 }
 
 void CHttpConnectionMgr::StopThread() {
-    if (m_pReactor != nullptr) {
+    if (m_pReactor != nullptr && m_pReactor->initialized() != 0) {
         m_pReactor->end_reactor_event_loop();
         m_pReactor->cancel_timer(this, WITHOUT_HANDLE_CLOSE);
     }
