@@ -7,3 +7,4 @@
 
 void AddInitKey(CLI::App& app);
 void AddEncrypt(CLI::App& app);
+void AddLayout(CLI::App& app);

@@ -26,6 +26,7 @@ int Run(int argc, char** argv) {
     app.require_subcommand(1);
     AddInitKey(app);
     AddEncrypt(app);
+    AddLayout(app);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ExtrasError&) {
