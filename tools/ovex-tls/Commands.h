@@ -8,3 +8,5 @@
 void AddInitKey(CLI::App& app);
 void AddEncrypt(CLI::App& app);
 void AddLayout(CLI::App& app);
+/// @param[out] exitCode what `check` found.
+void AddCheck(CLI::App& app, int& exitCode);

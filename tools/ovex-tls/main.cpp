@@ -12,7 +12,9 @@ constexpr const char* DESCRIPTION =
 
 constexpr const char* EXIT_CODES =
     "Exit codes:\n"
-    "  0   done\n"
+    "  0   done; for check: all is well\n"
+    "  1   check found warnings, but no errors\n"
+    "  2   check found errors\n"
     "  3   the command could not do its work\n"
     "  64  the command line is wrong\n"
     "\n"
@@ -24,9 +26,12 @@ int Run(int argc, char** argv) {
     app.set_version_flag("--version", std::string("ovex-tls ") + OVEX_TLS_VERSION);
     app.footer(EXIT_CODES);
     app.require_subcommand(1);
+
+    int exitCode = EXIT_WELL;
     AddInitKey(app);
     AddEncrypt(app);
     AddLayout(app);
+    AddCheck(app, exitCode);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ExtrasError&) {
@@ -36,7 +41,7 @@ int Run(int argc, char** argv) {
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? EXIT_WELL : EXIT_MISUSED;
     }
-    return EXIT_WELL;
+    return exitCode;
 }
 
 } // namespace

@@ -53,7 +53,9 @@ std::string DateOf(const ASN1_TIME* time) {
     return text;
 }
 
-bool IsPast(const ASN1_TIME* time) { return X509_cmp_current_time(time) <= 0; }
+bool IsPast(const ASN1_TIME* time) {
+    return X509_cmp_current_time(time) <= 0;
+}
 
 bool IsPastIn(const ASN1_TIME* time, int days) {
     constexpr std::time_t DAY = 24 * 60 * 60;
@@ -70,7 +72,8 @@ void CheckDatesOf(Inspection& inspection, const std::string& file, const X509* c
     } else if (!IsPast(from)) {
         inspection.report.Error(subject + ": not valid before " + DateOf(from), NO_HANDSHAKE);
     } else if (IsPastIn(until, inspection.warnDays)) {
-        inspection.report.Warning(subject + ": expires soon, on " + DateOf(until), "TLS connections fail from then on");
+        inspection.report.Warning(subject + ": expires soon, on " + DateOf(until),
+                                  "TLS connections fail from then on");
     } else {
         inspection.report.Ok(subject + ": valid until " + DateOf(until));
     }
@@ -79,8 +82,9 @@ void CheckDatesOf(Inspection& inspection, const std::string& file, const X509* c
 } // namespace
 
 void CheckPassword(Inspection& inspection) {
-    constexpr const char* NO_PASSWORD = "each TLS connection logs \"the plain text is null or dec error, ret=...\" "
-                                        "and has an empty key password";
+    constexpr const char* NO_PASSWORD =
+        "each TLS connection logs \"the plain text is null or dec error, ret=...\" "
+        "and has an empty key password";
     Report& report = inspection.report;
     if (inspection.cipherText.empty()) {
         report.Error("there is no encrypted password to decrypt", NO_PASSWORD);
@@ -114,7 +118,8 @@ void CheckTrust(Inspection& inspection) {
         }
     }
     if (authorities > 0) {
-        inspection.report.Ok(path + ": trusts " + std::to_string(authorities) + " certificate authorities");
+        inspection.report.Ok(path + ": trusts " +
+                             Counted(authorities, "certificate authority", "certificate authorities"));
     } else if (!inspection.trusted.empty()) {
         inspection.report.Error(path + ": trusts no certificate authority", NO_HANDSHAKE);
     }
@@ -125,7 +130,7 @@ void CheckCertificate(Inspection& inspection) {
     inspection.chain = ReadCertificates(inspection.report, path);
     if (!inspection.chain.empty()) {
         inspection.report.Ok(path + ": " + SubjectOf(inspection.chain[0].get()) + ", sent with " +
-                             std::to_string(inspection.chain.size() - 1) + " others");
+                             Counted(inspection.chain.size() - 1, "other", "others"));
     }
 }
 
@@ -142,7 +147,8 @@ void CheckKey(Inspection& inspection) {
     if (inspection.key && encrypted) {
         report.Ok(path + ": opened by the password");
     } else if (inspection.key) {
-        report.Warning(path + ": not encrypted", "the password is not needed, and a copy of the file is the key");
+        report.Warning(path + ": not encrypted",
+                       "the password is not needed, and a copy of the file is the key");
     } else if (encrypted && !inspection.passwordKnown) {
         report.Error(path + ": not opened, for want of the password", NO_HANDSHAKE);
     } else if (encrypted) {

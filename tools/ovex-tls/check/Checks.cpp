@@ -3,7 +3,9 @@
 
 #include "TlsRoot.h"
 
-std::string Inspection::RootFile(const char* name) const { return root + TlsRoot::DIRECTORY + "/" + name; }
+std::string Inspection::RootFile(const char* name) const {
+    return root + TlsRoot::DIRECTORY + "/" + name;
+}
 
 const std::vector<Check>& AllChecks() {
     static const std::vector<Check> checks = {

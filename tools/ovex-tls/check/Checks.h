@@ -26,10 +26,15 @@ void CheckTlsRoot(Inspection& inspection);
 void CheckTlsDirectory(Inspection& inspection);
 void CheckTlsFiles(Inspection& inspection);
 void CheckManifest(Inspection& inspection);
+/// Who may read a file beside its owner.
+enum class Privacy {
+    Open,      ///< Everybody.
+    Encrypted, ///< A group; everybody is a warning, as the secret in it is encrypted.
+    Secret     ///< A group at most.
+};
 /// Looks over the mode and owner of a file that a process reads.
-/// @param secret whether nobody else may read it.
 /// @return whether it is there, regular and readable.
-bool CheckFile(Report& report, const std::string& path, bool secret, const std::string& whenUnreadable);
+bool CheckFile(Report& report, const std::string& path, Privacy privacy, const std::string& whenUnreadable);
 
 // CertificateChecks.cpp
 void CheckPassword(Inspection& inspection);

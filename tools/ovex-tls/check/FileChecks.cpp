@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "Files.h"
 #include "Failure.h"
+#include "Files.h"
 #include "Manifest.h"
 #include "TlsRoot.h"
 #include "check/Checks.h"
@@ -10,8 +10,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <system_error>
 
 namespace {
 
@@ -22,14 +24,14 @@ constexpr const char* NO_CERTIFICATE =
 
 struct TlsFile {
     const char* name;
-    bool secret;
+    Privacy privacy;
 };
 
 constexpr TlsFile TLS_FILES[] = {
-    {TlsRoot::CA_FILE, false},
-    {TlsRoot::CERTIFICATE_FILE, false},
-    {TlsRoot::KEY_FILE, true},
-    {TlsRoot::MANIFEST_FILE, false},
+    {TlsRoot::CA_FILE, Privacy::Open},
+    {TlsRoot::CERTIFICATE_FILE, Privacy::Open},
+    {TlsRoot::KEY_FILE, Privacy::Secret},
+    {TlsRoot::MANIFEST_FILE, Privacy::Encrypted},
 };
 
 std::string Octal(mode_t mode) {
@@ -38,13 +40,16 @@ std::string Octal(mode_t mode) {
     return text;
 }
 
-bool IsOurs(const struct stat& status) { return status.st_uid == geteuid() || status.st_uid == 0; }
+bool IsOurs(const struct stat& status) {
+    return status.st_uid == geteuid() || status.st_uid == 0;
+}
 
 /// Mode and owner of something that nobody else may change.
 /// @return whether there is nothing to complain about.
 bool CheckOwnership(Report& report, const std::string& path, const struct stat& status) {
     if (!IsOurs(status)) {
-        report.Error(path + ": belongs to neither this user nor root (uid " + std::to_string(status.st_uid) + ")",
+        report.Error(path + ": belongs to neither this user nor root (uid " + std::to_string(status.st_uid) +
+                         ")",
                      "its owner can put anything in its place");
         return false;
     }
@@ -60,8 +65,10 @@ bool CheckOwnership(Report& report, const std::string& path, const struct stat& 
 
 void CheckDirectory(Report& report, const std::string& path, const std::string& whenMissing) {
     struct stat status {};
-    if (stat(path.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)) {
-        report.Error(path + ": no such directory", whenMissing);
+    if (stat(path.c_str(), &status) != 0) {
+        report.Error(path + ": " + std::generic_category().message(errno), whenMissing);
+    } else if (!S_ISDIR(status.st_mode)) {
+        report.Error(path + ": not a directory", whenMissing);
     } else if (access(path.c_str(), X_OK) != 0) {
         report.Error(path + ": this user may not enter it", whenMissing);
     } else if (CheckOwnership(report, path, status)) {
@@ -81,10 +88,10 @@ std::string RootAsProcessSeesIt() {
 
 } // namespace
 
-bool CheckFile(Report& report, const std::string& path, bool secret, const std::string& whenUnreadable) {
+bool CheckFile(Report& report, const std::string& path, Privacy privacy, const std::string& whenUnreadable) {
     struct stat status {};
     if (stat(path.c_str(), &status) != 0) {
-        report.Error(path + ": missing", whenUnreadable);
+        report.Error(path + ": " + std::generic_category().message(errno), whenUnreadable);
         return false;
     }
     if (!S_ISREG(status.st_mode)) {
@@ -95,10 +102,14 @@ bool CheckFile(Report& report, const std::string& path, bool secret, const std::
         report.Error(path + ": this user may not read it", whenUnreadable);
         return false;
     }
+    const bool everybodyReads = (status.st_mode & S_IROTH) != 0;
+    const std::string message =
+        path + ": every user of the host may read it (mode " + Octal(status.st_mode) + ")";
     const bool owned = CheckOwnership(report, path, status);
-    if (secret && (status.st_mode & S_IROTH) != 0) {
-        report.Error(path + ": every user of the host may read it (mode " + Octal(status.st_mode) + ")",
-                     "its content is a secret of the process");
+    if (everybodyReads && privacy == Privacy::Secret) {
+        report.Error(message, "its content is a secret of the process");
+    } else if (everybodyReads && privacy == Privacy::Encrypted) {
+        report.Warning(message, "whoever gets at the master key as well has the password");
     } else if (owned) {
         report.Ok(path + " (mode " + Octal(status.st_mode) + ")");
     }
@@ -108,9 +119,10 @@ bool CheckFile(Report& report, const std::string& path, bool secret, const std::
 void CheckTlsRoot(Inspection& inspection) {
     inspection.root = RootAsProcessSeesIt();
     if (inspection.root.empty()) {
-        inspection.report.Error("SSL_ROOT is unset or empty",
-                                "the manifest is looked for at /internal/manifest.json and the other files in "
-                                "\"internal\" below the working directory");
+        inspection.report.Error(
+            "SSL_ROOT is unset or empty",
+            "the manifest is looked for at /internal/manifest.json and the other files in "
+            "\"internal\" below the working directory");
         return;
     }
     if (inspection.root.front() != '/') {
@@ -126,7 +138,7 @@ void CheckTlsDirectory(Inspection& inspection) {
 
 void CheckTlsFiles(Inspection& inspection) {
     for (const TlsFile& file : TLS_FILES) {
-        CheckFile(inspection.report, inspection.RootFile(file.name), file.secret, NO_CERTIFICATE);
+        CheckFile(inspection.report, inspection.RootFile(file.name), file.privacy, NO_CERTIFICATE);
     }
 }
 
@@ -148,7 +160,8 @@ void CheckManifest(Inspection& inspection) {
     } catch (const Failure&) {
         report.Error(path + ": cannot be read", NO_TEXT);
     } catch (const Json::Exception&) {
-        report.Error(path + ": of the wrong shape; filelist, server_key.pem, keyPass is to be a text",
-                     "each TLS connection logs \"parse file catch an exception!\" and has an empty key password");
+        report.Error(
+            path + ": of the wrong shape; filelist, server_key.pem, keyPass is to be a text",
+            "each TLS connection logs \"parse file catch an exception!\" and has an empty key password");
     }
 }

@@ -14,7 +14,8 @@
 namespace {
 
 constexpr const char* NO_TOKENS = "no request carries a token, unless its client asks for service access";
-constexpr const char* NO_CREDENTIAL = "each token exchange fails before anything is sent, and without a message";
+constexpr const char* NO_CREDENTIAL =
+    "each token exchange fails before anything is sent, and without a message";
 constexpr const char* NOT_READ = "not read, as service identity is off";
 
 /// A file of the service identity, as a process composes its path.
@@ -29,9 +30,9 @@ void CheckVariable(Report& report, const char* name, const std::string& conseque
 }
 
 /// Reads and parses a file of the service identity; tells about it when that fails.
-bool ReadAuthFile(Report& report, const std::string& path, const std::string& name, bool secret,
+bool ReadAuthFile(Report& report, const std::string& path, const std::string& name, Privacy privacy,
                   const std::string& consequence, Json::Value& value) {
-    if (!CheckFile(report, path, secret, "it logs \"open " + name + " failed.\"; " + consequence)) {
+    if (!CheckFile(report, path, privacy, "it logs \"open " + name + " failed.\"; " + consequence)) {
         return false;
     }
     std::string text = ReadFile(path);
@@ -43,20 +44,16 @@ bool ReadAuthFile(Report& report, const std::string& path, const std::string& na
     return parsed;
 }
 
-/// "1 entry", "2 entries".
-std::string Entries(std::size_t count) {
-    return std::to_string(count) + (count == 1 ? " entry" : " entries");
-}
-
 void ReportIgnored(Report& report, const ServiceUrls& urls) {
     for (const ServiceUrls::Ignored& entry : urls.ignored) {
         report.Warning("the entry \"" + entry.pattern + "\" is ignored: " + entry.why,
                        "requests to it carry no token");
     }
     if (!urls.breakingEntry.empty()) {
-        report.Error("the entry \"" + urls.breakingEntry + "\" is of the wrong shape",
-                     "it logs \"parse service_url_config.json catch an exception.\" and loses this entry and " +
-                         Entries(urls.lost) + " after it");
+        report.Error(
+            "the entry \"" + urls.breakingEntry + "\" is of the wrong shape",
+            "it logs \"parse service_url_config.json catch an exception.\" and loses this entry and " +
+                Counted(urls.lost, "entry", "entries") + " after it");
     }
 }
 
@@ -69,6 +66,12 @@ void ReportPatterns(Report& report, const ServiceUrls& urls) {
         }
         if (!surprise.empty()) {
             report.Warning("the pattern \"" + pattern + "\" " + surprise);
+        }
+        if (LosesItsDirectory(pattern, urls)) {
+            report.Note("the pattern \"" + pattern + "\" does not match \"" + PatternPrefix(pattern) +
+                            "\" itself",
+                        "an exact pattern comes before it, and comparing with that takes the path's final "
+                        "\"/\" away");
         }
         if (!shadow.empty()) {
             report.Warning("the pattern \"" + pattern + "\" is never reached",
@@ -86,14 +89,16 @@ bool LooksLikeJwt(const std::string& text) {
 }
 
 /// Takes the credential out of the document the way a process does.
-void CheckCredential(Report& report, const std::string& path, const std::string& name, Json::Value& document) {
+void CheckCredential(Report& report, const std::string& path, const std::string& name,
+                     Json::Value& document) {
     try {
         const Secret jwt(document["jwt"].asString());
         if (jwt.Empty()) {
             report.Error(path + ": no text in \"jwt\"", NO_CREDENTIAL);
         } else if (!LooksLikeJwt(jwt.Text())) {
-            report.Warning(path + ": \"jwt\" does not look like a JWT (three base64url sections joined by \".\")",
-                           "it is sent as it stands");
+            report.Warning(
+                path + ": \"jwt\" does not look like a JWT (three base64url sections joined by \".\")",
+                "it is sent as it stands");
         } else {
             report.Ok(path + ": holds a credential of " + std::to_string(jwt.Text().size()) + " bytes");
         }
@@ -112,11 +117,13 @@ void CheckSwitch(Inspection& inspection) {
     if (inspection.identityOn) {
         report.Ok("service identity is on");
     } else if (value.empty()) {
-        report.Note("service identity is off: enableServiceIdentity is unset or empty", "no request carries a token");
+        report.Note("service identity is off: enableServiceIdentity is unset or empty",
+                    "no request carries a token");
     } else if (value == "false") {
         report.Note("service identity is off", "no request carries a token");
     } else {
-        report.Warning("service identity is off: enableServiceIdentity is \"" + value + "\", not exactly \"true\"",
+        report.Warning("service identity is off: enableServiceIdentity is \"" + value +
+                           "\", not exactly \"true\"",
                        "no request carries a token");
     }
 }
@@ -131,7 +138,7 @@ void CheckServiceUrls(Inspection& inspection) {
     }
     CheckVariable(report, "APP_ROOT", "the files are looked for in /etc/authconf/jwt");
     Json::Value document;
-    if (!ReadAuthFile(report, path, name, false, NO_TOKENS, document)) {
+    if (!ReadAuthFile(report, path, name, Privacy::Open, NO_TOKENS, document)) {
         return;
     }
     if (!document.isObject() && !document.isNull()) {
@@ -145,7 +152,7 @@ void CheckServiceUrls(Inspection& inspection) {
     if (urls.services.empty()) {
         report.Warning(path + ": no sia entries are loaded", NO_TOKENS);
     } else {
-        report.Ok(path + ": " + Entries(urls.services.size()) + " of type \"sia\"");
+        report.Ok(path + ": " + Counted(urls.services.size(), "entry", "entries") + " of type \"sia\"");
     }
 }
 
@@ -159,7 +166,7 @@ void CheckJwt(Inspection& inspection) {
     }
     CheckVariable(report, "APP_NAME", "the credential is looked for in " + path);
     Json::Value document;
-    if (ReadAuthFile(report, path, name, true, NO_CREDENTIAL, document)) {
+    if (ReadAuthFile(report, path, name, Privacy::Secret, NO_CREDENTIAL, document)) {
         CheckCredential(report, path, name, document);
     }
 }

@@ -24,7 +24,8 @@ void CheckUser(Inspection& inspection) {
     const passwd* entry = getpwuid(geteuid());
     const std::string name = entry != nullptr ? entry->pw_name : std::to_string(geteuid());
     if (geteuid() == 0) {
-        inspection.report.Note("checked as " + name + ", who can read everything; --user checks as another user");
+        inspection.report.Note("checked as " + name +
+                               ", who can read everything; --user checks as another user");
     } else {
         inspection.report.Ok("checked as " + name);
     }

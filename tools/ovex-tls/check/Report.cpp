@@ -51,6 +51,10 @@ const char* Verdict(int exitCode) {
 
 } // namespace
 
+std::string Counted(std::size_t count, const std::string& one, const std::string& several) {
+    return std::to_string(count) + ' ' + (count == 1 ? one : several);
+}
+
 void Report::Add(Level level, const std::string& message, const std::string& consequence) {
     m_findings.push_back({m_check, level, Printable(message), Printable(consequence)});
 }
@@ -73,12 +77,13 @@ void Report::WriteText(std::ostream& out) const {
         out << std::left << std::setw(LEVEL_WIDTH) << NameOf(finding.level) << std::setw(CHECK_WIDTH)
             << finding.check << finding.message << '\n';
         if (!finding.consequence.empty()) {
-            out << std::setw(LEVEL_WIDTH) << "" << "-> " << finding.consequence << '\n';
+            out << std::setw(LEVEL_WIDTH) << ""
+                << "-> " << finding.consequence << '\n';
         }
     }
     out << '\n'
-        << Count(Level::Error) << " errors, " << Count(Level::Warning) << " warnings: " << Verdict(ExitCode())
-        << '\n';
+        << Counted(Count(Level::Error), "error", "errors") << ", "
+        << Counted(Count(Level::Warning), "warning", "warnings") << ": " << Verdict(ExitCode()) << '\n';
 }
 
 void Report::WriteJson(std::ostream& out) const {

@@ -10,6 +10,9 @@
 
 enum class Level { Ok, Note, Warning, Error };
 
+/// "1 error", "2 errors".
+std::string Counted(std::size_t count, const std::string& one, const std::string& several);
+
 /// One thing that a check found.
 struct Finding {
     std::string check;       ///< The check's name.

@@ -1,17 +1,22 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "check/ServiceUrls.h"
 
+#include <algorithm>
+
 namespace {
 
-bool StartsWith(const std::string& text, const std::string& start) { return text.compare(0, start.size(), start) == 0; }
+bool StartsWith(const std::string& text, const std::string& start) {
+    return text.compare(0, start.size(), start) == 0;
+}
 
-/// A wildcard pattern up to its "*", the only part that is compared.
-std::string PrefixOf(const std::string& pattern) { return pattern.substr(0, pattern.find('*')); }
-
-bool IsWildcard(const std::string& pattern) { return pattern.find('*') != std::string::npos; }
+bool IsWildcard(const std::string& pattern) {
+    return pattern.find('*') != std::string::npos;
+}
 
 /// Whether a member can be turned into a text; turning anything else raises an exception.
-bool IsTextual(const Json::Value& value) { return !value.isObject() && !value.isArray(); }
+bool IsTextual(const Json::Value& value) {
+    return !value.isObject() && !value.isArray();
+}
 
 /// Whether the loader meets an exception at this entry.
 bool Breaks(const Json::Value& entry) {
@@ -22,7 +27,9 @@ bool Breaks(const Json::Value& entry) {
            (entry["type"].asString() == "sia" && !IsTextual(entry["service"]));
 }
 
-std::string TypeOf(const Json::Value& entry) { return entry.isNull() ? "" : entry["type"].asString(); }
+std::string TypeOf(const Json::Value& entry) {
+    return entry.isNull() ? "" : entry["type"].asString();
+}
 
 } // namespace
 
@@ -47,6 +54,10 @@ ServiceUrls LoadServiceUrls(const Json::Value& root) {
     return urls;
 }
 
+std::string PatternPrefix(const std::string& pattern) {
+    return pattern.substr(0, pattern.find('*'));
+}
+
 std::string PatternSurprise(const std::string& pattern) {
     if (pattern.find('?') != std::string::npos && pattern.find('?') < pattern.find('*')) {
         return "holds a \"?\", but queries are cut off before comparing: it matches nothing";
@@ -58,12 +69,20 @@ std::string PatternSurprise(const std::string& pattern) {
         return "does not begin with \"/\", as URL paths usually do";
     }
     if (IsWildcard(pattern) && pattern.back() != '*') {
-        return "what follows the \"*\" is not compared: it matches whatever begins with \"" + PrefixOf(pattern) + "\"";
+        return "what follows the \"*\" is not compared: it matches whatever begins with \"" +
+               PatternPrefix(pattern) + "\"";
     }
-    if (IsWildcard(pattern) && PrefixOf(pattern) != pattern.substr(0, pattern.size() - 1)) {
-        return "only what stands before the first \"*\" is compared: \"" + PrefixOf(pattern) + "\"";
+    if (IsWildcard(pattern) && PatternPrefix(pattern) != pattern.substr(0, pattern.size() - 1)) {
+        return "only what stands before the first \"*\" is compared: \"" + PatternPrefix(pattern) + "\"";
     }
     return "";
+}
+
+bool LosesItsDirectory(const std::string& pattern, const ServiceUrls& urls) {
+    const std::string prefix = PatternPrefix(pattern);
+    return IsWildcard(pattern) && !prefix.empty() && prefix.back() == '/' &&
+           std::any_of(urls.services.begin(), urls.services.find(pattern),
+                       [](const auto& entry) { return !IsWildcard(entry.first); });
 }
 
 std::string ShadowOf(const std::string& pattern, const ServiceUrls& urls) {
@@ -72,7 +91,7 @@ std::string ShadowOf(const std::string& pattern, const ServiceUrls& urls) {
         if (earlier == pattern) {
             break;
         }
-        if (IsWildcard(earlier) && StartsWith(PrefixOf(pattern), PrefixOf(earlier))) {
+        if (IsWildcard(earlier) && StartsWith(PatternPrefix(pattern), PatternPrefix(earlier))) {
             return earlier;
         }
     }

@@ -26,5 +26,12 @@ ServiceUrls LoadServiceUrls(const Json::Value& root);
 /// What people do not expect of a pattern; "" when there is nothing.
 std::string PatternSurprise(const std::string& pattern);
 
+/// A wildcard pattern up to its "*", the only part that is compared.
+std::string PatternPrefix(const std::string& pattern);
+
+/// Whether the path that is a wildcard pattern's prefix does not match it, as an earlier exact pattern takes
+/// the path's final "/" away.
+bool LosesItsDirectory(const std::string& pattern, const ServiceUrls& urls);
+
 /// The pattern that gets all requests of this one, since it comes before it in byte order; "" when none does.
 std::string ShadowOf(const std::string& pattern, const ServiceUrls& urls);
