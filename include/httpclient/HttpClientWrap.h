@@ -15,8 +15,8 @@
 /// Safe from any number of threads.
 class HTTPCLIENT_EXPORT HttpClientWrap {
 public:
-    HttpClientWrap() {}
-    ~HttpClientWrap() {}
+    HttpClientWrap();
+    ~HttpClientWrap();
 
     /// @param domain the host; an empty one is refused as in CHttpClient::setDomain().
     /// @param connectTimeout,requestTimeout in seconds.

@@ -3,7 +3,6 @@
 /// The process-wide pool of connections.
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <list>
 #include <map>
@@ -105,6 +104,6 @@ private:
     std::int64_t m_releasedtime = 30;
     ACE_Reactor* m_pReactor = nullptr;
 
-    static std::atomic<CHttpConnectionMgr*> m_pInstance;
+    static CHttpConnectionMgr* m_pInstance;
     static ACE_Thread_Mutex m_HttpConnectionMgr_Mutex;
 };

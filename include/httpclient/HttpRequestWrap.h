@@ -16,8 +16,8 @@
 /// Safe from any number of threads.
 class HTTPCLIENT_EXPORT HttpRequestWrap {
 public:
-    HttpRequestWrap() {}
-    ~HttpRequestWrap() {}
+    HttpRequestWrap();
+    ~HttpRequestWrap();
 
     /// @return a request with this path, body and verb and the content type "application/json". To give it
     ///         another content type, remove that header entry first.

@@ -16,7 +16,7 @@ class CHttpResponse;
 
 /// What a worker is given, and owns from its first moment: the record itself, the header list, and the
 /// connection, which it gives back.
-struct AsyncOperationArgs {
+struct HTTPCLIENT_EXPORT AsyncOperationArgs {
     bool bSSL = false;
     const char* pszCaInfo = nullptr; ///< CA bundle to verify the server with; null: it is not verified.
     CURL* curl = nullptr;            ///< Null for a verb that cannot be sent.

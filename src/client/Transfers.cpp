@@ -96,7 +96,7 @@ void ReportFailedOption(Step step, CURLcode result) {
 }
 
 long ResponseCode(CURL* curl) {
-    long code = 0;
+    long code = -1; // stands when libcurl cannot tell
     curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &code);
     return code;
 }

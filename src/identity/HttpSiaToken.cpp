@@ -9,9 +9,10 @@
 #include <ovexcommon/OvexCommonUtils.h>
 
 #include "identity/AuthConfig.h"
+#include "support/Published.h"
 #include "support/Trace.h"
 
-std::atomic<CHttpSiaToken*> CHttpSiaToken::m_pInstance{nullptr};
+CHttpSiaToken* CHttpSiaToken::m_pInstance = nullptr;
 ACE_Thread_Mutex CHttpSiaToken::m_Mutex;
 
 namespace {
@@ -22,11 +23,11 @@ using TokenGuard = ACE_Guard<ACE_Mutex>;
 } // namespace
 
 CHttpSiaToken* CHttpSiaToken::Instance() {
-    CHttpSiaToken* instance = m_pInstance.load(std::memory_order_acquire);
+    CHttpSiaToken* instance = LoadPublished(m_pInstance);
     if (instance != nullptr)
         return instance;
     const ACE_Guard<ACE_Thread_Mutex> guard(m_Mutex);
-    instance = m_pInstance.load(std::memory_order_relaxed);
+    instance = LoadPublished(m_pInstance);
     if (instance != nullptr)
         return instance;
 
@@ -36,7 +37,7 @@ CHttpSiaToken* CHttpSiaToken::Instance() {
         created->LoadServiceUrlConf();
         created->LoadJWTFile();
     }
-    m_pInstance.store(created.get(), std::memory_order_release);
+    Publish(m_pInstance, created.get());
     return created.release();
 }
 

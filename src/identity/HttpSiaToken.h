@@ -3,7 +3,6 @@
 /// Service-identity tokens.
 #pragma once
 
-#include <atomic>
 #include <ctime>
 #include <map>
 #include <string>
@@ -14,7 +13,7 @@
 #include <httpclient/Export.h>
 
 /// A token, and the moment from which it is no longer used.
-struct SiaToken {
+struct HTTPCLIENT_EXPORT SiaToken {
     std::string token;
     time_t expire_at = 0; ///< Seconds since the epoch, by the local clock. A new record is expired.
 };
@@ -26,7 +25,7 @@ struct SiaToken {
 /// instance is made, and only when the environment variable "enableServiceIdentity" is exactly "true".
 ///
 /// @par Thread Safety
-/// Every operation but the loaders may be called from any number of threads. No lock is held during an
+/// Every operation but the loaders and the switch may be called from any number of threads. No lock is held during an
 /// exchange.
 ///
 /// @par Performance
@@ -76,6 +75,6 @@ private:
     std::string m_strJwt;
     ACE_Mutex m_TokenMutex; ///< guards m_mapSiaToken, in short sections
 
-    static std::atomic<CHttpSiaToken*> m_pInstance;
+    static CHttpSiaToken* m_pInstance;
     static ACE_Thread_Mutex m_Mutex;
 };

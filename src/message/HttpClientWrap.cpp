@@ -21,6 +21,10 @@ void UseTls(CHttpClient& client) {
 
 } // namespace
 
+HttpClientWrap::HttpClientWrap() = default;
+
+HttpClientWrap::~HttpClientWrap() = default;
+
 std::unique_ptr<CHttpClient> HttpClientWrap::MakeClientPtr(const std::string& domain,
                                                            unsigned int connectTimeout,
                                                            unsigned int requestTimeout, int port, bool ssl) {

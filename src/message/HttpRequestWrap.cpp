@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <httpclient/HttpRequestWrap.h>
 
+HttpRequestWrap::HttpRequestWrap() = default;
+
+HttpRequestWrap::~HttpRequestWrap() = default;
+
 std::unique_ptr<CHttpRequest> HttpRequestWrap::MakeRequestPtr(const std::string& urlPath,
                                                               const std::string& content,
                                                               HTTPOPERATIONTYPE verb) {

@@ -9,9 +9,10 @@
 
 #include "pool/HttpConnection.h"
 #include "pool/HttpsConnection.h"
+#include "support/Published.h"
 #include "support/Trace.h"
 
-std::atomic<CHttpConnectionMgr*> CHttpConnectionMgr::m_pInstance{nullptr};
+CHttpConnectionMgr* CHttpConnectionMgr::m_pInstance = nullptr;
 ACE_Thread_Mutex CHttpConnectionMgr::m_HttpConnectionMgr_Mutex;
 
 namespace {
@@ -54,14 +55,14 @@ bool Raise(std::uint32_t& limit, unsigned int value) {
 } // namespace
 
 CHttpConnectionMgr* CHttpConnectionMgr::Instance() {
-    CHttpConnectionMgr* instance = m_pInstance.load(std::memory_order_acquire);
+    CHttpConnectionMgr* instance = LoadPublished(m_pInstance);
     if (instance != nullptr)
         return instance;
     const ACE_Guard<ACE_Thread_Mutex> guard(m_HttpConnectionMgr_Mutex);
-    instance = m_pInstance.load(std::memory_order_relaxed);
+    instance = LoadPublished(m_pInstance);
     if (instance == nullptr) {
         instance = new CHttpConnectionMgr;
-        m_pInstance.store(instance, std::memory_order_release);
+        Publish(m_pInstance, instance);
     }
     return instance;
 }

@@ -16,6 +16,7 @@
 
 #include "pool/HttpConnection.h"
 #include "support/ExitGate.h"
+#include "support/Published.h"
 #include "support/SignalBlock.h"
 #include "support/Trace.h"
 
@@ -159,6 +160,8 @@ CHttpConnectionMgr::~CHttpConnectionMgr() {
 
 void CHttpConnectionMgr::Finalize() {
     const ACE_Guard<ACE_Thread_Mutex> guard(m_HttpConnectionMgr_Mutex);
-    // Unpublished first, so that a thread that comes late waits for a new pool and never sees a dying one.
-    delete m_pInstance.exchange(nullptr, std::memory_order_acq_rel);
+    // Unpublished last: what its own thread still calls while it ends, the host's log say, may ask for the
+    // pool.
+    delete LoadPublished(m_pInstance);
+    Publish<CHttpConnectionMgr>(m_pInstance, nullptr);
 }

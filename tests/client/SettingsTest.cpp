@@ -37,20 +37,20 @@ TEST_F(ClientSettings, StartWithTheDefaults) {
 }
 
 TEST_F(ClientSettings, MakeTheTokenSingletonWithTheFirstClient) {
-    CHttpSiaToken* const former = CHttpSiaToken::m_pInstance.exchange(nullptr); // as at the process's start
+    CHttpSiaToken* const former = std::exchange(CHttpSiaToken::m_pInstance, nullptr); // as at the process's start
     const CHttpClientImp client;
-    CHttpSiaToken* const made = CHttpSiaToken::m_pInstance.load();
+    CHttpSiaToken* const made = CHttpSiaToken::m_pInstance;
     EXPECT_NE(made, nullptr);
     const CHttpClientImp second;
-    EXPECT_EQ(CHttpSiaToken::m_pInstance.load(), made);
-    delete CHttpSiaToken::m_pInstance.exchange(former);
+    EXPECT_EQ(CHttpSiaToken::m_pInstance, made);
+    delete std::exchange(CHttpSiaToken::m_pInstance, former);
 }
 
 TEST_F(ClientSettings, DoNotMakeThePoolByThemselves) {
     CHttpClientImp client;
     client.setDomain("host");
     client.setPort(1);
-    EXPECT_EQ(CHttpConnectionMgr::m_pInstance.load(), nullptr);
+    EXPECT_EQ(CHttpConnectionMgr::m_pInstance, nullptr);
 }
 
 TEST_F(ClientSettings, KeepTheDomainWhenTheNewOneIsEmpty) {

@@ -81,7 +81,7 @@ TEST_F(SynSendFailure, OfAnEmptyDomainNeedsNoConnection) {
     const CurlRecorder recorder;
     EXPECT_EQ(Send(*request), -1);
     EXPECT_EQ(OwnMessages(0), Messages{"[5] HTTP synSendRequest, domain is empty!"});
-    EXPECT_EQ(CHttpConnectionMgr::m_pInstance.load(), nullptr);
+    EXPECT_EQ(CHttpConnectionMgr::m_pInstance, nullptr);
     EXPECT_TRUE(recorder.Events().empty());
     m_response.ExpectUntouched();
 }

@@ -129,11 +129,11 @@ TEST_P(EachTransferFailure, OfAnOptionEndsNothing) {
     }
 }
 
-TEST_P(EachTransferFailure, OfReadingTheStatusAnswersZero) {
+TEST_P(EachTransferFailure, OfReadingTheStatusIsAFailure) {
     const LoopbackServer server(AnswerAll("answer"));
     CurlRecorder recorder;
     recorder.Force(CurlCall::EasyGetinfo, CURLE_UNKNOWN_OPTION);
-    EXPECT_EQ(Run(server.url()), 0);
+    EXPECT_EQ(Run(server.url()), -1);
     EXPECT_EQ(OwnMessages(0), Messages{});
 }
 

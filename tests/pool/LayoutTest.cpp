@@ -86,7 +86,7 @@ TEST_F(PoolLayout, KeepsItsFieldsInOrder) {
     static_assert(std::is_same_v<decltype(Mgr::m_releasedtime), std::int64_t>);
     static_assert(std::is_same_v<decltype(Mgr::m_pReactor), ACE_Reactor*>);
     static_assert(std::is_same_v<decltype(Mgr::m_HttpConnectionMgr_Mutex), ACE_Thread_Mutex>);
-    static_assert(sizeof(Mgr::m_pInstance) == sizeof(Mgr*));
+    static_assert(std::is_same_v<decltype(Mgr::m_pInstance), Mgr*>);
     EXPECT_EQ(Offset(&m_pool, &m_pool.m_PoolLock), sizeof(ACE_Task_Base)) << "right after the base";
     ExpectAscending({Offset(&m_pool, &m_pool.m_PoolLock), Offset(&m_pool, &m_pool.m_mapHttpConn),
                      Offset(&m_pool, &m_pool.m_mapHttpsConn), Offset(&m_pool, &m_pool.m_MaxConnNum),
