@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "setting/TlsSetting.h"
+
+#include <limits>
+#include <stdexcept>
+
+#include <ace/Time_Value.h>
+
+#include <httpclient/HttpConnectionMgr.h>
+#include <vorncipher/VornCipherEncrypt.h>
+#include <vorncipher/VornMasterKey.h>
+
+#include "setting/Secrets.h"
+
+using namespace httpclient::testing;
+
+namespace {
+
+std::string MakeMasterKey(const std::string& path) {
+    if (VornMasterKey::Make(path) != VORN_OK)
+        throw std::runtime_error("no master key");
+    return path;
+}
+
+} // namespace
+
+void ClosePool() {
+    CHttpConnectionMgr* pool = CHttpConnectionMgr::Instance();
+    pool->SetRlsTime(std::numeric_limits<std::int64_t>::min());
+    pool->handle_timeout(ACE_Time_Value::zero,
+                         nullptr); // takes TLS connections, too, which Finalize() leaves
+    CHttpConnectionMgr::Finalize();
+}
+
+TlsSetting::TlsSetting()
+    : m_keyFile("VORN_KEY_FILE", MakeMasterKey(m_keys.path() / "master.key")),
+      m_client(m_ca.IssueClient("client")),
+      m_root(m_ca.certificatePem(), m_client, Password(), Encrypted(Password())),
+      m_sslRoot("SSL_ROOT", m_root.path()) {}
+
+TlsSetting::~TlsSetting() {
+    ClosePool();
+}
+
+std::string TlsSetting::Password() {
+    return Secret("password");
+}
+
+std::string TlsSetting::Encrypted(const std::string& plainText, int key, unsigned int value) {
+    std::string cipherText;
+    if (VornCipherEncrypt::Encrypt(plainText, cipherText, static_cast<VornCipherKey>(key), value) != VORN_OK)
+        throw std::runtime_error("not encrypted");
+    return cipherText;
+}
+
+TlsOptions TlsSetting::Server() const {
+    TlsOptions options;
+    options.identity = m_ca.IssueServer();
+    options.clientCaPem = m_ca.certificatePem();
+    return options;
+}
