@@ -1,17 +1,30 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "support/JsonFile.h"
 
+#include <array>
 #include <fstream>
-#include <iterator>
 
 #include <ovexcommon/JsonReader.h>
+
+namespace {
+
+/// Reads what is left of a file, in blocks. @throw std::ios_base::failure when it cannot be read.
+std::string ReadAll(std::ifstream& file) {
+    file.exceptions(std::ios::badbit); // or a read error would look like the file's end
+    std::array<char, 16384> block{};
+    std::string text;
+    while (file.read(block.data(), block.size()) || file.gcount() > 0)
+        text.append(block.data(), static_cast<std::size_t>(file.gcount()));
+    return text;
+}
+
+} // namespace
 
 JsonFileResult ReadJsonFile(const std::string& path, bool strict, Json::Value& value) {
     std::ifstream file(path, std::ios::in | std::ios::binary);
     if (!file.is_open() || !file.good())
         return JsonFileResult::NotOpened;
-    // Stream iterators, unlike the stream's own operators, let a read error out as an exception.
-    const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    const std::string text = ReadAll(file);
     JsonReader reader(strict);
     return reader.parse(text, value) ? JsonFileResult::Ok : JsonFileResult::NotParsed;
 }
