@@ -50,6 +50,8 @@ CHttpsConnection::CHttpsConnection(std::string address, int port)
     if (status != 0 || password.empty())
         Trace(TraceLevel::Progress,
               "CHttpClientImp::CHttpsConnection, the plain text is null or dec error, ret=%d", status);
+    if (status != 0)
+        password.clear(); // what a failed decryption may have left is no password
 
     ExitGate::Arm(); // OpenSSL is initialised by now
     curl_easy_setopt(curl, CURLOPT_SSL_VERIFYPEER, 1L);
