@@ -17,6 +17,7 @@ struct State {
     bool held = false;
     std::vector<HeldPlatform::Decryption> decryptions;
     std::optional<std::pair<int, std::string>> answer;
+    std::function<void()> onDecryption;
     std::vector<std::string> variables;
 };
 
@@ -37,12 +38,18 @@ HeldPlatform::~HeldPlatform() {
     TheState().held = false;
     TheState().decryptions.clear();
     TheState().answer.reset();
+    TheState().onDecryption = nullptr;
     TheState().variables.clear();
 }
 
 void HeldPlatform::AnswerDecryption(int status, const std::string& plainText) {
     const std::lock_guard<std::mutex> lock(TheState().mutex);
     TheState().answer.emplace(status, plainText);
+}
+
+void HeldPlatform::OnDecryption(std::function<void()> function) {
+    const std::lock_guard<std::mutex> lock(TheState().mutex);
+    TheState().onDecryption = std::move(function);
 }
 
 std::vector<HeldPlatform::Decryption> HeldPlatform::Decryptions() const {
@@ -59,18 +66,22 @@ int VornCipher::Decrypt(const std::string& cipherText, std::string& plainText, V
                         unsigned int value) {
     static auto* const next = Next<int(const std::string&, std::string&, VornCipherKey, unsigned int)>(
         "_ZN10VornCipher7DecryptERKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEERS5_13VornCipherKeyj");
+    std::optional<std::pair<int, std::string>> answer;
+    std::function<void()> onDecryption;
     {
         State& state = TheState();
         const std::lock_guard<std::mutex> lock(state.mutex);
-        if (state.held) {
-            state.decryptions.push_back({cipherText, plainText, key, value});
-            if (state.answer) {
-                plainText = state.answer->second;
-                return state.answer->first;
-            }
-        }
+        if (state.held)
+            state.decryptions.push_back({cipherText, plainText, key, value, std::this_thread::get_id()});
+        answer = state.answer;
+        onDecryption = state.onDecryption;
     }
-    return next(cipherText, plainText, key, value);
+    if (onDecryption)
+        onDecryption();
+    if (!answer)
+        return next(cipherText, plainText, key, value);
+    plainText = answer->second;
+    return answer->first;
 }
 
 std::string OvexCommonUtils::Ovexgetenv(const std::string& name) {

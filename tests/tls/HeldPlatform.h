@@ -3,8 +3,10 @@
 /// Holds the platform's cipher and its reading of the environment.
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -18,6 +20,7 @@ public:
         std::string plainTextBefore; ///< What the plain text held when the cipher was called.
         int key = 0;
         unsigned int value = 0;
+        std::thread::id thread;
     };
 
     HeldPlatform();
@@ -27,6 +30,9 @@ public:
 
     /// From now on the cipher answers this.
     void AnswerDecryption(int status, const std::string& plainText);
+
+    /// From now on the cipher calls this before it answers.
+    void OnDecryption(std::function<void()> function);
 
     /// @return the calls of the cipher so far, in order.
     std::vector<Decryption> Decryptions() const;

@@ -2,6 +2,8 @@
 // The manifest, sound and otherwise: what is taken from it, and what is said about it.
 #include <filesystem>
 
+#include <sys/resource.h>
+
 #include <vorncipher/VornStatus.h>
 
 #include "HeldPlatform.h"
@@ -40,6 +42,22 @@ protected:
     std::string m_cipherText; ///< What the cipher was asked to decrypt.
 };
 
+/// While it lives, no file can be opened.
+class WithoutDescriptors {
+public:
+    WithoutDescriptors() {
+        getrlimit(RLIMIT_NOFILE, &m_former);
+        const rlimit none{0, m_former.rlim_max};
+        setrlimit(RLIMIT_NOFILE, &none);
+    }
+    ~WithoutDescriptors() { setrlimit(RLIMIT_NOFILE, &m_former); }
+    WithoutDescriptors(const WithoutDescriptors&) = delete;
+    WithoutDescriptors& operator=(const WithoutDescriptors&) = delete;
+
+private:
+    rlimit m_former{};
+};
+
 const Lines NOTHING;
 const Lines EMPTY{message::NO_CIPHER_TEXT};
 const Lines EXCEPTION{message::EXCEPTION, message::NO_CIPHER_TEXT};
@@ -65,6 +83,11 @@ TEST_F(ManifestOf, MoreMembersThanNeededGivesTheOneThatCounts) {
 TEST_F(ManifestOf, EscapedTextGivesTheTextItself) {
     EXPECT_EQ(ConnectWith(WithKeyPass(R"("a\"\\\u0041\u00e4\n")")), NOTHING);
     EXPECT_EQ(m_cipherText, "a\"\\A\xc3\xa4\n");
+}
+
+TEST_F(ManifestOf, TextThatIsNotUtf8GivesItsBytes) {
+    EXPECT_EQ(ConnectWith(WithKeyPass("\"\xff\x80t\"")), NOTHING);
+    EXPECT_EQ(m_cipherText, "\xff\x80t");
 }
 
 TEST_F(ManifestOf, MissingOrNullMembersGivesAnEmptyTextAndNoException) {
@@ -113,10 +136,9 @@ TEST_F(ManifestOf, ANumberOrTruthValueAsTextGivesItAsText) {
 }
 
 TEST_F(ManifestOf, NoJsonGivesTheParseErrorWithItsPath) {
-    for (const char* manifest :
-         {"", " ", "\n", "{", "}", "filelist", R"({"filelist": })", R"({"filelist": {}} x)",
-          R"({"filelist": {},})", "// comment\n{}", "{'filelist': {}}", "nul", "<html></html>",
-          "\xef\xbb\xbf{", "\xff\xfe{\0}"}) {
+    for (const char* manifest : {"", " ", "\n", "{", "}", "filelist", R"({"filelist": })",
+                                 R"({"filelist": {}} x)", R"({"filelist": {},})", "// comment\n{}",
+                                 "{'filelist': {}}", "nul", "<html></html>", "\xef\xbb\xbf{", "\xff\xfe{"}) {
         EXPECT_EQ(ConnectWith(manifest), NotParsed()) << manifest;
         EXPECT_EQ(m_cipherText, "");
     }
@@ -155,12 +177,35 @@ TEST_F(ManifestOf, NoDirectoryGivesAnEmptyText) {
     EXPECT_EQ(ConnectNow(), EMPTY);
 }
 
+TEST_F(ManifestOf, APathThatLeadsNowhereGivesAnEmptyText) {
+    const std::string path = m_tls.root().path();
+    for (const std::string& value : {path + "/internal/trust.cer", // a file
+                                     path + "/" + std::string(5000, 'x'), "/" + std::string(300, 'x')}) {
+        const ScopedEnvironment root("SSL_ROOT", value);
+        EXPECT_EQ(ConnectNow(), EMPTY) << value;
+    }
+    m_tls.root().Remove("manifest.json");
+    std::filesystem::create_symlink("manifest.json", m_tls.root().File("manifest.json"));
+    EXPECT_EQ(ConnectNow(), EMPTY);
+}
+
 TEST_F(ManifestOf, AnUnreadableFileGivesAnEmptyText) {
     namespace fs = std::filesystem;
-    fs::permissions(m_tls.root().File("manifest.json"), fs::perms::none);
+    m_tls.root().Replace("manifest.json", WithKeyPass(R"("text")"));
     const WithoutPrivileges ordinary(m_tls.root().path());
     if (!ordinary.held())
         GTEST_SKIP() << "root reads every file, and cannot become another user here";
+    if (ConnectNow() != NOTHING)
+        GTEST_SKIP() << "an ordinary user does not even get to the directory of temporary files";
+    fs::permissions(m_tls.root().File("manifest.json"), fs::perms::none);
+    EXPECT_EQ(ConnectNow(), EMPTY);
+    EXPECT_EQ(m_cipherText, "");
+}
+
+TEST_F(ManifestOf, NoDescriptorLeftGivesAnEmptyText) {
+    m_tls.root().Replace("manifest.json", WithKeyPass(R"("text")"));
+    EXPECT_EQ(ConnectNow(), NOTHING);
+    const WithoutDescriptors none;
     EXPECT_EQ(ConnectNow(), EMPTY);
 }
 
@@ -169,6 +214,22 @@ TEST_F(ManifestOf, ADirectoryGivesTheException) {
     std::filesystem::create_directory(m_tls.root().File("manifest.json"));
     EXPECT_EQ(ConnectNow(), EXCEPTION); // it opens, but cannot be read
     EXPECT_EQ(m_cipherText, "");
+}
+
+TEST_F(ManifestOf, AFileWithAReadErrorGivesTheException) {
+    m_tls.root().Remove("manifest.json");
+    std::filesystem::create_symlink("/proc/self/mem", m_tls.root().File("manifest.json"));
+    EXPECT_EQ(ConnectNow(), EXCEPTION); // nothing is mapped at its beginning
+    EXPECT_EQ(m_cipherText, "");
+}
+
+TEST_F(ManifestOf, APathLikeAFormatIsLoggedAsItIs) {
+    const std::string root = m_tls.root().path() + "/%s%n%d";
+    std::filesystem::create_directories(root);
+    std::filesystem::copy(m_tls.root().path() + "/internal", root + "/internal");
+    std::filesystem::resize_file(root + "/internal/manifest.json", 1);
+    const ScopedEnvironment variable("SSL_ROOT", root);
+    EXPECT_EQ(ConnectNow(), (Lines{message::NotParsed(root + "/"), message::NO_CIPHER_TEXT}));
 }
 
 TEST_F(ManifestOf, AHundredMegabytesOfNothingGivesTheParseError) {
@@ -195,6 +256,21 @@ TEST_F(ManifestOf, AnyFaultLeavesTheOutputAsItWas) {
     std::string text = "before";
     connection.GetCipherText(text);
     EXPECT_EQ(text, "before");
+}
+
+TEST_F(ManifestOf, AMissingMemberIsNoFaultAndEmptiesTheOutput) {
+    const CHttpsConnection connection("127.0.0.1", 443);
+    for (const char* manifest : {"{}", R"({"filelist": {}})", R"({"filelist": {"server_key.pem": {}}})"}) {
+        m_tls.root().Replace("manifest.json", manifest);
+        std::string text = "before";
+        connection.GetCipherText(text);
+        EXPECT_EQ(text, "") << manifest;
+    }
+}
+
+TEST_F(ManifestOf, AMissingTextIsRefusedByTheRealCipherToo) {
+    m_tls.root().Replace("manifest.json", R"({"filelist": {"server_key.pem": {}}})");
+    EXPECT_EQ(Connect(), (Lines{message::NO_CIPHER_TEXT, message::NoPlainText(VORN_TEXT_REFUSED)}));
 }
 
 TEST_F(ManifestOf, TextsThatTheCipherRefusesGivesItsStatus) {
@@ -227,7 +303,7 @@ TEST_F(ManifestOf, DamagedTextNeverDoesMoreThanItsMessagesSay) {
     for (unsigned int seed = 1; seed <= 1000; ++seed) {
         Mutator mutator(seed);
         m_tls.root().Replace("manifest.json", mutator.Mutate(sound));
-        StartLog();
+        StartLog(); // no secret is about
         std::string text;
         connection.GetCipherText(text);
         const Lines lines = Logged(0);

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // Where the TLS files are looked for.
+#include <type_traits>
 #include <utility>
+
+#include <dlfcn.h>
 
 #include "HeldPlatform.h"
 #include "TlsTest.h"
@@ -40,6 +43,8 @@ Lines OpenedUnder(const std::string& root) {
 
 TEST_F(SslPath, IsNamedByTheVariableSslRoot) {
     EXPECT_STREQ(SSL_ROOT, "SSL_ROOT");
+    static_assert(std::is_same_v<decltype(SSL_ROOT), const char*>); // a pointer that hosts may set
+    EXPECT_NE(dlsym(RTLD_NEXT, "SSL_ROOT"), nullptr);
 }
 
 TEST_F(SslPath, EndsInASlashOfItsOwnOrAnAddedOne) {

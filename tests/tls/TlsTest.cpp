@@ -26,12 +26,6 @@ Lines TlsTest::Connect() {
     return {all.begin() + static_cast<std::ptrdiff_t>(before), all.end()};
 }
 
-void PointAt(CHttpClient& client, const httpclient::testing::LoopbackServer& server) {
-    client.setScheme("https");
-    client.setDomain(server.address());
-    client.setPort(server.port());
-}
-
 int Get(CHttpClient& client, CHttpResponse& response, const std::string& path) {
     CHttpRequest request;
     request.setVerb(HTTPOPERATION_GET);

@@ -39,7 +39,11 @@ protected:
     TlsSetting m_tls;
 };
 
-/// Points a client at a server, over HTTPS.
-void PointAt(CHttpClient& client, const httpclient::testing::LoopbackServer& server);
+/// Points a client at a server of whatever kind, over HTTPS.
+template <class Server> void PointAt(CHttpClient& client, const Server& server) {
+    client.setScheme("https");
+    client.setDomain(server.address());
+    client.setPort(server.port());
+}
 /// Sends a GET over TLS. @return the status, or -1.
 int Get(CHttpClient& client, CHttpResponse& response, const std::string& path = "/");

@@ -11,7 +11,6 @@
 #include "TlsTest.h"
 #include "interpose/CurlRecorder.h"
 #include "setting/Callback.h"
-#include "setting/NginxServer.h"
 #include "setting/OpenedFiles.h"
 #include "setting/Secrets.h"
 
@@ -40,6 +39,11 @@ protected:
         EXPECT_EQ(Lines(all.begin() + static_cast<std::ptrdiff_t>(seen), all.end()), before);
         EXPECT_TRUE(server.requests().empty());
     }
+    /// The same for a server that was never spoken to before.
+    void ExpectFailureOfNewConnection(CURLcode result) {
+        TlsLoopbackServer server(TellSubject, m_tls.Server());
+        ExpectFailure(server, result);
+    }
     /// The same for a server with another certificate.
     void ExpectRefusalOf(const Identity& server) {
         TlsOptions options = m_tls.Server();
@@ -57,6 +61,20 @@ protected:
 
     CHttpClient m_client;
     CHttpResponse m_response;
+};
+
+/// Goes elsewhere, and back when it ends.
+class WorkingDirectory {
+public:
+    explicit WorkingDirectory(const std::filesystem::path& path) : m_former(std::filesystem::current_path()) {
+        std::filesystem::current_path(path);
+    }
+    ~WorkingDirectory() { std::filesystem::current_path(m_former); }
+    WorkingDirectory(const WorkingDirectory&) = delete;
+    WorkingDirectory& operator=(const WorkingDirectory&) = delete;
+
+private:
+    std::filesystem::path m_former;
 };
 
 /// The options that a connection got when it was made.
@@ -80,6 +98,19 @@ TEST_F(Transfer, PresentsTheClientsCertificateWithItsEncryptedKey) {
     EXPECT_EQ(m_response.getResponseBody(), "CN=client");
     EXPECT_EQ(server.subjects(), Lines{"CN=client"});
     EXPECT_EQ(Logged(), Lines{});
+}
+
+TEST_F(Transfer, WritesNeitherPasswordNorAnythingElseToTheTerminal) {
+    ::testing::internal::CaptureStdout();
+    ::testing::internal::CaptureStderr();
+    {
+        TlsLoopbackServer server(TellSubject, m_tls.Server());
+        EXPECT_EQ(SendTo(server), 200);
+        m_tls.root().Replace("manifest.json", Manifest(TlsSetting::Encrypted(Secret("wrong"))));
+        ExpectFailureOfNewConnection(CURLE_SSL_CERTPROBLEM);
+    }
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
+    EXPECT_EQ(::testing::internal::GetCapturedStdout(), "");
 }
 
 TEST_F(Transfer, SpeaksTls12Too) {
@@ -207,16 +238,13 @@ TEST_F(Transfer, FailsOnlyAtTheTransferWhenEveryFileIsMissing) {
 
 TEST_F(Transfer, FindsItsFilesBelowTheWorkingDirectoryWithoutARoot) {
     m_tls.root().Replace("server_key.pem", m_tls.client().keyPem);
-    const std::filesystem::path former = std::filesystem::current_path();
-    std::filesystem::current_path(m_tls.root().path());
-    {
-        const ScopedEnvironment unset("SSL_ROOT");
-        TlsLoopbackServer server(TellSubject, m_tls.Server());
-        EXPECT_EQ(SendTo(server), 200);
-        EXPECT_EQ(m_response.getResponseBody(), "CN=client");
-        EXPECT_EQ(Logged().front(), message::NO_CIPHER_TEXT); // the manifest is not below it
-    }
-    std::filesystem::current_path(former);
+    const WorkingDirectory directory(m_tls.root().path());
+    const ScopedEnvironment unset("SSL_ROOT");
+    TlsLoopbackServer server(TellSubject, m_tls.Server());
+    EXPECT_EQ(SendTo(server), 200);
+    EXPECT_EQ(m_response.getResponseBody(), "CN=client");
+    ASSERT_FALSE(Logged().empty());
+    EXPECT_EQ(Logged().front(), message::NO_CIPHER_TEXT); // the manifest is not below it
 }
 
 TEST_F(Transfer, IsRefusedWithACertificateOfAnotherCa) {
@@ -255,14 +283,19 @@ TEST_F(Transfer, SurvivesAServerThatClosesAmidTheHandshake) {
     EXPECT_EQ(SendTo(server), 200);
 }
 
-TEST_F(Transfer, ToAServerWithoutTlsFails) {
-    SKIP_WITHOUT_NGINX();
-    NginxServer server(m_tls.Server(), "location / { return 200 welcome; }", "");
-    m_client.setScheme("https");
-    m_client.setDomain(server.address());
-    m_client.setPort(server.port());
-    EXPECT_EQ(Get(m_client, m_response), -1);
-    EXPECT_EQ(Logged(), Lines{message::GetFailed(CURLE_SSL_CONNECT_ERROR)});
+TEST_F(Transfer, CarriesAMegabyteBothWays) {
+    TlsLoopbackServer server([](const RecordedRequest& request) { return Respond(200, {}, request.body); },
+                             m_tls.Server());
+    PointAt(m_client, server);
+    std::string body(std::size_t{1} << 20, 'x');
+    for (std::size_t i = 0; i < body.size(); ++i)
+        body[i] = static_cast<char>(1 + i % 255); // the transfer takes it for a text that a NUL ends
+    CHttpRequest request;
+    request.setVerb(HTTPOPERATION_POST);
+    request.setUrlPath("/");
+    request.setContent(body);
+    EXPECT_EQ(m_client.synSendRequest(request, m_response, true), 200);
+    EXPECT_TRUE(m_response.getResponseBody() == body);
 }
 
 TEST_F(Transfer, FindsNoneOfTheTlsOptionsAfterAnAsynchronousOne) {
@@ -302,39 +335,4 @@ TEST_F(Transfer, ThatDemandsACertificateFailsAfterAnAsynchronousOne) {
     EXPECT_EQ(server.requests().size(), 1U);
     ASSERT_TRUE(server.WaitForFailedHandshakes(1));
     ExpectSound(); // another server gets a connection of its own
-}
-
-TEST_F(Transfer, ReachesNginxWithTheClientsCertificate) {
-    SKIP_WITHOUT_NGINX();
-    NginxServer server(m_tls.Server(), "location / { return 200 $ssl_client_s_dn; }");
-    m_client.setScheme("https");
-    m_client.setDomain(server.address());
-    m_client.setPort(server.port());
-    EXPECT_EQ(Get(m_client, m_response), 200);
-    EXPECT_EQ(m_response.getResponseBody(), "CN=client");
-    EXPECT_EQ(Logged(), Lines{});
-}
-
-TEST_F(Transfer, IsRefusedByNginxWithACertificateOfAnotherCa) {
-    SKIP_WITHOUT_NGINX();
-    TlsOptions options = m_tls.Server();
-    options.clientCaPem = CertificateAuthority("Another CA").certificatePem();
-    NginxServer server(options, "location / { return 200 welcome; }");
-    m_client.setScheme("https");
-    m_client.setDomain(server.address());
-    m_client.setPort(server.port());
-    EXPECT_EQ(Get(m_client, m_response), 400); // nginx refuses within HTTP
-    EXPECT_NE(m_response.getResponseBody().find("certificate"), std::string::npos);
-}
-
-TEST_F(Transfer, RefusesAnNginxOfAnotherCa) {
-    SKIP_WITHOUT_NGINX();
-    TlsOptions options = m_tls.Server();
-    options.identity = CertificateAuthority("Another CA").IssueServer();
-    NginxServer server(options, "location / { return 200 welcome; }");
-    m_client.setScheme("https");
-    m_client.setDomain(server.address());
-    m_client.setPort(server.port());
-    EXPECT_EQ(Get(m_client, m_response), -1);
-    EXPECT_EQ(Logged(), Lines{message::GetFailed(CURLE_PEER_FAILED_VERIFICATION)});
 }

@@ -65,11 +65,12 @@ NginxServer::~NginxServer() {
     Stop();
 }
 
-void NginxServer::Stop() const {
+void NginxServer::Stop() {
     if (m_process > 0) {
         kill(m_process, SIGTERM);
         waitpid(m_process, nullptr, 0);
     }
+    m_process = -1;
 }
 
 void NginxServer::WriteConfiguration(const TlsOptions& tls, const std::string& locations,
@@ -109,14 +110,20 @@ void NginxServer::Start() {
     }
 }
 
-bool NginxServer::WaitUntilItAnswers() const {
+bool NginxServer::WaitUntilItAnswers() {
     const auto deadline = std::chrono::steady_clock::now() + PATIENCE;
     while (!Answers()) {
-        if (std::chrono::steady_clock::now() > deadline)
+        if (HasEnded() || std::chrono::steady_clock::now() > deadline)
             return false;
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
-    return true;
+    return !HasEnded(); // or another server answers
+}
+
+bool NginxServer::HasEnded() {
+    if (waitpid(m_process, nullptr, WNOHANG) == m_process)
+        m_process = -1;
+    return m_process < 0;
 }
 
 bool NginxServer::Answers() const {

@@ -20,11 +20,12 @@ public:
     /// @param tls how it does TLS.
     /// @param locations what stands in its server block.
     /// @param listen words to follow its address, "ssl http2", say; without "ssl" it speaks no TLS.
-    /// @param address where it listens.
+    /// @param address where it listens; by default where no server of another test process does.
     /// @param port the port; 0: a free one.
     /// @throw std::runtime_error when it does not come up.
     NginxServer(const httpclient::testing::TlsOptions& tls, const std::string& locations,
-                const std::string& listen = "ssl", const std::string& address = "127.0.0.1",
+                const std::string& listen = "ssl",
+                const std::string& address = httpclient::testing::ProcessLoopbackAddress(),
                 std::uint16_t port = 0);
     ~NginxServer();
     NginxServer(const NginxServer&) = delete;
@@ -37,8 +38,9 @@ private:
     void WriteConfiguration(const httpclient::testing::TlsOptions& tls, const std::string& locations,
                             const std::string& listen) const;
     void Start();
-    void Stop() const;
-    bool WaitUntilItAnswers() const;
+    void Stop();
+    bool WaitUntilItAnswers();
+    bool HasEnded();
     bool Answers() const;
 
     httpclient::testing::TemporaryDirectory m_directory;
@@ -50,4 +52,4 @@ private:
 /// Skips the test when nginx is not installed.
 #define SKIP_WITHOUT_NGINX()                                                                                 \
     if (!NginxServer::Installed())                                                                           \
-    GTEST_SKIP() << "nginx is not installed (package nginx-light)"
+    GTEST_SKIP() << "nginx is not installed (package nginx)"
