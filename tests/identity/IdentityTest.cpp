@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "IdentityTest.h"
+
+#include "identity/HttpSiaToken.h"
+
+namespace {
+
+const std::filesystem::path DIRECTORY = "etc/authconf/jwt";
+
+} // namespace
+
+std::string message::ServicesLoaded(std::size_t count) {
+    return "[3] load service_url_config.json successfully, sia url count: " + std::to_string(count);
+}
+
+std::string message::JwtLoaded(std::size_t length, const std::string& fileName) {
+    return "[3] load " + fileName + " successfully, jwt length: " + std::to_string(length);
+}
+
+IdentityTest::IdentityTest()
+    : m_root("APP_ROOT", m_application.path()), m_name("APP_NAME", "billing"),
+      m_switch("enableServiceIdentity", "true") {
+    std::filesystem::create_directories(m_application.path() / DIRECTORY);
+    EndSia();
+    StartLog();
+}
+
+IdentityTest::~IdentityTest() {
+    EndSia();
+}
+
+void IdentityTest::WriteServices(std::string_view text) const {
+    m_application.Write(DIRECTORY / SERVICES, text);
+}
+
+void IdentityTest::WriteJwt(std::string_view text) const {
+    m_application.Write(DIRECTORY / JWT, text);
+}
+
+std::filesystem::path IdentityTest::File(const std::string& name) const {
+    return m_application.path() / DIRECTORY / name;
+}
+
+CHttpSiaToken& IdentityTest::Sia() {
+    return *CHttpSiaToken::Instance();
+}
+
+void IdentityTest::EndSia() {
+    delete CHttpSiaToken::m_pInstance.exchange(nullptr);
+}
