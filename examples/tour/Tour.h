@@ -8,6 +8,7 @@
 
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <httpclient/HttpOperationType.h>
@@ -33,14 +34,17 @@ struct Exchange {
 
 /// What a stop works with: a server, a relay before it that records the wire, and the transcript.
 ///
-/// Every stop gets a tour of its own, and with it an address that no pooled connection belongs to yet.
+/// Every stop gets a process and a tour of its own: no connection is pooled yet, nothing has been configured.
 class Tour {
 public:
-    Tour(Transcript& transcript, TraceLog& log)
-        : m_transcript(transcript), m_log(log), m_relay(m_server.Port()) {}
+    /// @param directory where a stop may put files; not made or removed here.
+    Tour(Transcript& transcript, TraceLog& log, std::string directory)
+        : m_transcript(transcript), m_log(log), m_directory(std::move(directory)), m_relay(m_server.Port()) {}
 
     /// @return a client for the server, by way of the relay.
     std::unique_ptr<CHttpClient> NewClient() const;
+    /// Where a stop may put files.
+    const std::string& Directory() const { return m_directory; }
     /// Where NewClient() goes, on 127.0.0.1.
     int Port() const { return m_relay.Port(); }
     /// How many connections have been made to the server so far.
@@ -72,6 +76,7 @@ private:
 
     Transcript& m_transcript;
     TraceLog& m_log;
+    const std::string m_directory;
     demo::DemoServer m_server;
     demo::RecordingRelay m_relay; ///< goes before the server, which waits for connections to end
 };

@@ -2,8 +2,6 @@
 #include "tour/TraceLog.h"
 
 #include <cstdlib>
-#include <filesystem>
-#include <stdexcept>
 
 namespace tour {
 namespace {
@@ -21,20 +19,9 @@ std::string LevelAndText(const std::string& line) {
 
 } // namespace
 
-TraceLog::TraceLog() {
-    std::string directory = std::filesystem::temp_directory_path() / "httpclient-tour-XXXXXX";
-    if (mkdtemp(directory.data()) == nullptr) {
-        throw std::runtime_error("cannot make a directory for the log");
-    }
-    m_directory = directory;
-    m_file = m_directory + "/trace.log";
+TraceLog::TraceLog(const std::string& file) : m_file(file) {
     setenv("OVEX_TRACE_FILE", m_file.c_str(), 1);
     setenv("OVEX_TRACE_LEVEL", PROGRESS, 1);
-}
-
-TraceLog::~TraceLog() {
-    std::error_code ignored;
-    std::filesystem::remove_all(m_directory, ignored);
 }
 
 bool TraceLog::IsThere() {

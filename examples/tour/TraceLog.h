@@ -12,10 +12,8 @@ namespace tour {
 /// Has to be made before anything is logged. Another platform may log elsewhere; then nothing is found here.
 class TraceLog {
 public:
-    TraceLog();
-    ~TraceLog();
-    TraceLog(const TraceLog&) = delete;
-    TraceLog& operator=(const TraceLog&) = delete;
+    /// @param file where to log to.
+    explicit TraceLog(const std::string& file);
 
     /// @return what was logged since the last call, as "[5] text": level and text.
     std::vector<std::string> Take();
@@ -23,7 +21,6 @@ public:
     bool IsThere();
 
 private:
-    std::string m_directory;
     std::string m_file;
     std::ifstream m_stream;
 };

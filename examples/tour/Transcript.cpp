@@ -77,18 +77,24 @@ void Transcript::Result(const std::string& text) {
 }
 
 void Transcript::Checked(const std::string& what, bool holds) {
-    ++(holds ? m_kept : m_broken);
+    ++(holds ? m_checks.kept : m_checks.broken);
     Line(holds ? "kept" : "BROKEN", what);
     std::fflush(stdout);
 }
 
+void Transcript::Add(const Tally& checks) {
+    m_checks.kept += checks.kept;
+    m_checks.broken += checks.broken;
+}
+
 bool Transcript::Close(size_t stops) {
-    if (m_broken == 0) {
-        fmt::print("\n{} stops, {} promises, all of them kept.\n", stops, m_kept);
+    const auto& [kept, broken] = m_checks;
+    if (broken == 0) {
+        fmt::print("\n{} stops, {} promises, all of them kept.\n", stops, kept);
     } else {
-        fmt::print("\n{} stops, {} promises kept, {} BROKEN.\n", stops, m_kept, m_broken);
+        fmt::print("\n{} stops, {} promises kept, {} BROKEN.\n", stops, kept, broken);
     }
-    return m_broken == 0;
+    return broken == 0;
 }
 
 } // namespace tour

@@ -5,6 +5,12 @@
 
 namespace tour {
 
+/// How many promises were kept, and how many not.
+struct Tally {
+    int kept = 0;
+    int broken = 0;
+};
+
 /// Writes the tour down for a reader, and keeps count of what was checked.
 class Transcript {
 public:
@@ -20,12 +26,15 @@ public:
     void Result(const std::string& text);
     /// What was to hold, and whether it did.
     void Checked(const std::string& what, bool holds);
+    /// What was checked so far.
+    const Tally& Checks() const { return m_checks; }
+    /// Adds what was checked elsewhere.
+    void Add(const Tally& checks);
     /// The last line. @return true when everything held.
     bool Close(size_t stops);
 
 private:
-    int m_kept = 0;
-    int m_broken = 0;
+    Tally m_checks;
 };
 
 /// @return the text with everything but printable ASCII written as \r, \n or \xNN.
