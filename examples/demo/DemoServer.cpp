@@ -85,8 +85,9 @@ void Status(const Request& request, Response& response) {
 }
 
 void Slow(const Request& request, Response& response) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(NumberIn(request)));
-    response.set_content("Sorry to have kept you waiting.\n", TEXT);
+    const size_t milliseconds = NumberIn(request);
+    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+    response.set_content(fmt::format("Sorry to have kept you waiting for {} ms.\n", milliseconds), TEXT);
 }
 
 void Bytes(const Request& request, Response& response) {

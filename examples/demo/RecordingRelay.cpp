@@ -117,6 +117,7 @@ void RecordingRelay::Run() {
         if (watched[1].revents != 0) {
             Accept();
         }
+        m_open = static_cast<int>(m_lines.size());
     }
 }
 

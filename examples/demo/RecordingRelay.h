@@ -37,6 +37,8 @@ public:
     Traffic Take();
     /// How many connections clients have made so far. Safe from any thread.
     int Connections() const { return m_connections; }
+    /// How many of them are open. Safe from any thread.
+    int OpenConnections() const { return m_open; }
 
 private:
     struct Line;
@@ -52,6 +54,7 @@ private:
     ACE_Pipe m_stop;
     std::list<std::unique_ptr<Line>> m_lines;
     std::atomic<int> m_connections{0};
+    std::atomic<int> m_open{0};
     std::mutex m_mutex; ///< guards m_traffic
     Traffic m_traffic;
     std::thread m_thread;

@@ -49,6 +49,8 @@ public:
     int Port() const { return m_relay.Port(); }
     /// How many connections have been made to the server so far.
     int Connections() const { return m_relay.Connections(); }
+    /// How many of them are open.
+    int OpenConnections() const { return m_relay.OpenConnections(); }
 
     /// Sends, and writes down what was asked, what went over the wire and what came back.
     Exchange Send(CHttpClient& client, const CHttpRequest& request);

@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tour/Answers.h"
+#include "tour/Stop.h"
+#include "tour/Tour.h"
+
+#include <chrono>
+#include <set>
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <httpclient/HttpClient.h>
+#include <httpclient/HttpRequest.h>
+
+namespace tour {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+double MillisecondsSince(Clock::time_point start) {
+    return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
+}
+
+/// Sends one request for each of these waits, in milliseconds, and returns at once.
+void SendSlowOnes(Tour& tour, const std::vector<int>& waits) {
+    const auto client = tour.NewClient(); // may go before the answers come
+    for (const int wait : waits) {
+        const auto request = NewRequest(HTTPOPERATION_GET, fmt::format("/slow/{}", wait));
+        client->asynSendRequest(*request, KeepAnswer, false);
+    }
+}
+
+void ShowThreads(Tour& tour, const std::vector<Answer>& answers) {
+    tour.Result(fmt::format("thread {} sent the requests", getpid()));
+    std::set<pid_t> threads = {getpid()};
+    bool answered = true;
+    for (const Answer& answer : answers) {
+        tour.Result(fmt::format("thread {} called back: {}  {}", answer.thread, answer.status,
+                                answer.body.substr(0, answer.body.find('\n'))));
+        threads.insert(answer.thread);
+        answered = answered && answer.status == 200;
+    }
+    tour.Expect("each has its answer", answered);
+    tour.ExpectNumber("and each callback ran on a thread of its own", static_cast<double>(answers.size() + 1),
+                      static_cast<double>(threads.size()));
+}
+
+void Show(Tour& tour) {
+    const std::vector<int> waits = {900, 800, 700, 900, 800, 700};
+
+    const auto start = Clock::now();
+    SendSlowOnes(tour, waits);
+    const double sent = MillisecondsSince(start);
+    tour.Result(fmt::format("{} requests under way after {:.1f} ms", waits.size(), sent));
+    tour.Expect("sending does not wait for an answer", sent < 700);
+
+    const std::vector<Answer> answers = WaitForAnswers(waits.size());
+    const double took = MillisecondsSince(start);
+    ShowThreads(tour, answers);
+    tour.ExpectNumber("they were under way at the same time, each on a connection of its own",
+                      static_cast<double>(waits.size()), tour.Connections());
+    tour.Note(
+        fmt::format("All answers were there after {:.0f} ms; one after the other they take 4800.", took));
+    tour.Note("A worker looks after its transfer from time to time, up to a second apart.");
+}
+
+const Stop stop(130, "Asynchronous requests are under way side by side, each on a thread of its own", Show);
+
+} // namespace
+} // namespace tour
