@@ -16,7 +16,8 @@ int Ignore(CURL*, curl_infotype, char*, size_t, void*) {
 
 } // namespace
 
-BareLoop::BareLoop(std::string url) : m_url(std::move(url)), m_curl(curl_easy_init()) {}
+BareLoop::BareLoop(std::string url, std::string header)
+    : m_url(std::move(url)), m_header(std::move(header)), m_curl(curl_easy_init()) {}
 
 BareLoop::~BareLoop() {
     curl_easy_cleanup(m_curl);
@@ -30,11 +31,15 @@ void BareLoop::SetBeforeVerb(std::string& head) {
     curl_easy_setopt(m_curl, CURLOPT_COOKIE, "");
 }
 
-void BareLoop::SetCommon(std::string& body) {
+curl_slist* BareLoop::HeaderList() const {
+    return m_header.empty() ? nullptr : curl_slist_append(nullptr, m_header.c_str());
+}
+
+void BareLoop::SetCommon(std::string& body, const curl_slist* list) {
     curl_easy_setopt(m_curl, CURLOPT_URL, m_url.c_str());
     curl_easy_setopt(m_curl, CURLOPT_WRITEFUNCTION, &Append);
     curl_easy_setopt(m_curl, CURLOPT_WRITEDATA, &body);
-    curl_easy_setopt(m_curl, CURLOPT_HTTPHEADER, nullptr);
+    curl_easy_setopt(m_curl, CURLOPT_HTTPHEADER, list);
     curl_easy_setopt(m_curl, CURLOPT_NOSIGNAL, 1L);
     curl_easy_setopt(m_curl, CURLOPT_CONNECTTIMEOUT, 10L);
     curl_easy_setopt(m_curl, CURLOPT_TIMEOUT, 30L);
@@ -55,19 +60,25 @@ long BareLoop::Get() {
     std::string head;
     std::string body;
     SetBeforeVerb(head);
-    SetCommon(body);
+    curl_slist* list = HeaderList();
+    SetCommon(body, list);
     curl_easy_setopt(m_curl, CURLOPT_POSTFIELDS, "");
     curl_easy_setopt(m_curl, CURLOPT_CUSTOMREQUEST, "GET");
     curl_easy_setopt(m_curl, CURLOPT_READFUNCTION, nullptr);
-    return Perform();
+    const long status = Perform();
+    curl_slist_free_all(list);
+    return status;
 }
 
 long BareLoop::Post(const std::string& content) {
     std::string head;
     std::string body;
     SetBeforeVerb(head);
-    SetCommon(body);
+    curl_slist* list = HeaderList();
+    SetCommon(body, list);
     curl_easy_setopt(m_curl, CURLOPT_CUSTOMREQUEST, "POST");
     curl_easy_setopt(m_curl, CURLOPT_POSTFIELDS, content.c_str());
-    return Perform();
+    const long status = Perform();
+    curl_slist_free_all(list);
+    return status;
 }

@@ -11,7 +11,8 @@
 /// with verbose on and a debug callback that ignores everything.
 class BareLoop {
 public:
-    explicit BareLoop(std::string url);
+    /// @param header a header line to send with each request; none when empty.
+    explicit BareLoop(std::string url, std::string header = "");
     ~BareLoop();
     BareLoop(const BareLoop&) = delete;
     BareLoop& operator=(const BareLoop&) = delete;
@@ -21,10 +22,12 @@ public:
     long Post(const std::string& body);
 
 private:
+    curl_slist* HeaderList() const;
     void SetBeforeVerb(std::string& head);
-    void SetCommon(std::string& body);
+    void SetCommon(std::string& body, const curl_slist* list);
     long Perform();
 
     std::string m_url;
+    std::string m_header;
     CURL* m_curl;
 };

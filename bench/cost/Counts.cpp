@@ -1,0 +1,158 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Counts.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <deque>
+#include <filesystem>
+#include <limits>
+#include <sstream>
+#include <stdexcept>
+#include <utility>
+
+#include "AnswerServer.h"
+#include "Plan.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// Keeps what cost least.
+template <typename Value> class Cheapest {
+public:
+    void Offer(double cost, Value value) {
+        if (cost >= m_cost)
+            return;
+        m_cost = cost;
+        m_value = std::move(value);
+    }
+    const Value& Get() const { return m_value; }
+
+private:
+    double m_cost = std::numeric_limits<double>::infinity();
+    Value m_value{};
+};
+
+/// A directory that goes when it is left.
+class ScratchDirectory {
+public:
+    ScratchDirectory() {
+        std::string path = (fs::temp_directory_path() / "httpclient-cost-XXXXXX").string();
+        if (mkdtemp(path.data()) == nullptr)
+            throw std::runtime_error("no temporary directory");
+        m_path = path;
+    }
+    ~ScratchDirectory() {
+        std::error_code ignored;
+        fs::remove_all(m_path, ignored);
+    }
+    ScratchDirectory(const ScratchDirectory&) = delete;
+    ScratchDirectory& operator=(const ScratchDirectory&) = delete;
+
+    std::string Path(const std::string& name) const { return (m_path / name).string(); }
+
+private:
+    fs::path m_path;
+};
+
+std::string Quoted(const std::string& text) {
+    return "'" + text + "'";
+}
+
+/// Runs a command of the shell. @return its standard output.
+std::string Output(const std::string& command) {
+    FILE* pipe = popen(command.c_str(), "r");
+    if (pipe == nullptr)
+        throw std::runtime_error("cannot run " + command);
+    std::string text;
+    char piece[4096];
+    for (size_t got = 0; (got = fread(piece, 1, sizeof piece, pipe)) > 0;)
+        text.append(piece, got);
+    if (pclose(pipe) != 0)
+        throw std::runtime_error("failed: " + command + "\n" + text);
+    return text;
+}
+
+std::string DriverCommand(const std::string& driver, int requests, const std::deque<AnswerServer>& servers) {
+    std::string command = Quoted(driver) + " " + std::to_string(requests);
+    for (const AnswerServer& server : servers)
+        command += " " + std::to_string(server.Port());
+    return command;
+}
+
+void AddAllocations(const std::string& output, int requests, CostByWork& costs) {
+    std::map<std::string, Cheapest<double>> once;
+    std::map<std::string, Cheapest<double>> twice;
+    std::istringstream lines(output);
+    std::string work;
+    double first = 0;
+    double second = 0;
+    while (lines >> work >> first >> second) {
+        once[work].Offer(first, first);
+        twice[work].Offer(second, second);
+    }
+    for (const char* name : WORK_NAMES)
+        costs[name].allocations = (twice[name].Get() - once[name].Get()) / requests;
+}
+
+double Total(const InstructionsByObject& instructions) {
+    double sum = 0;
+    for (const auto& [object, count] : instructions)
+        sum += static_cast<double>(count);
+    return sum;
+}
+
+void AddInstructions(const std::string& dumps, int requests, CostByWork& costs) {
+    int dump = 0;
+    const auto next = [&] { return ReadProfile(dumps + "." + std::to_string(++dump)); };
+    for (const char* work : WORK_NAMES) {
+        next(); // the warm-up
+        Cheapest<InstructionsByObject> once;
+        Cheapest<InstructionsByObject> twice;
+        for (int round = 0; round < ROUNDS; ++round) {
+            for (auto* phase : {&once, &twice}) {
+                InstructionsByObject counted = next();
+                const double total = Total(counted);
+                phase->Offer(total, std::move(counted));
+            }
+        }
+        auto& instructions = costs[work].instructions;
+        for (const auto& [object, count] : twice.Get())
+            instructions[object] += static_cast<double>(count) / requests;
+        for (const auto& [object, count] : once.Get())
+            instructions[object] -= static_cast<double>(count) / requests;
+    }
+}
+
+} // namespace
+
+double Cost::TotalInstructions() const {
+    return InstructionsOf("");
+}
+
+double Cost::InstructionsOf(const std::string& prefix) const {
+    double sum = 0;
+    for (const auto& [object, count] : instructions)
+        if (object.rfind(prefix, 0) == 0)
+            sum += count;
+    return sum;
+}
+
+bool HasValgrind() {
+    return std::system("command -v valgrind >/dev/null") == 0;
+}
+
+CostByWork CountCosts(const std::string& driver, int requests, bool withInstructions) {
+    std::deque<AnswerServer> servers(WORK_NAMES.size());
+    const std::string command = DriverCommand(driver, requests, servers);
+    CostByWork costs;
+    AddAllocations(Output(command), requests, costs);
+    if (!withInstructions)
+        return costs;
+    const ScratchDirectory scratch;
+    const std::string dumps = scratch.Path("dump");
+    Output("valgrind --tool=callgrind --dump-before=CostPhaseEnds --callgrind-out-file=" + Quoted(dumps) +
+           " --log-file=" + Quoted(scratch.Path("log")) + " " + command);
+    AddInstructions(dumps, requests, costs);
+    return costs;
+}

@@ -1,0 +1,121 @@
+// SPDX-License-Identifier: Apache-2.0
+// Counts what a request costs, the library's beside the floor's, and checks the counts.
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <set>
+#include <string>
+
+#include "Ceilings.h"
+#include "Counts.h"
+#include "Plan.h"
+
+namespace {
+
+struct Options {
+    int requests = 200;
+    std::string ceilings; ///< Empty: nothing is checked.
+};
+
+constexpr const char* USAGE = "usage: httpclient-cost [--requests N] [--check CEILINGS]\n";
+constexpr const char* OWN = "libhttpclient.so";
+
+bool Parse(int argc, char** argv, Options& options) {
+    for (int i = 1; i + 1 < argc; i += 2) {
+        if (std::strcmp(argv[i], "--requests") == 0)
+            options.requests = std::atoi(argv[i + 1]);
+        else if (std::strcmp(argv[i], "--check") == 0)
+            options.ceilings = argv[i + 1];
+        else
+            return false;
+    }
+    return argc % 2 == 1 && options.requests > 0;
+}
+
+void PrintRow(const char* name, const CostByWork& costs, double (*value)(const Cost&)) {
+    std::printf("%-28s", name);
+    for (const char* work : WORK_NAMES)
+        std::printf(" %17.1f", value(costs.at(work)));
+    std::printf("\n");
+}
+
+void PrintTable(const CostByWork& costs) {
+    std::printf("\nPer request%17s", "");
+    std::set<std::string> objects;
+    for (const char* work : WORK_NAMES) {
+        std::printf(" %17s", work);
+        for (const auto& [object, count] : costs.at(work).instructions)
+            objects.insert(object);
+    }
+    std::printf("\n");
+    PrintRow("allocations", costs, [](const Cost& cost) { return cost.allocations; });
+    PrintRow("instructions", costs, [](const Cost& cost) { return cost.TotalInstructions(); });
+    for (const std::string& object : objects) {
+        std::printf("  %-26.26s", object.c_str());
+        for (const char* work : WORK_NAMES)
+            std::printf(" %17.1f", costs.at(work).InstructionsOf(object));
+        std::printf("\n");
+    }
+}
+
+/// The measures of a kind of work that the floor does, too.
+void AddMeasures(const std::string& name, const Cost& library, const Cost& floor, Measures& measures) {
+    measures[name + ".own-instructions"] = library.InstructionsOf(OWN);
+    measures[name + ".instructions-ratio"] = library.TotalInstructions() / floor.TotalInstructions();
+    measures[name + ".allocations"] = library.allocations;
+    measures[name + ".allocations-ratio"] = library.allocations / floor.allocations;
+}
+
+Cost Difference(Cost cost, const Cost& subtracted) {
+    cost.allocations -= subtracted.allocations;
+    for (const auto& [object, count] : subtracted.instructions)
+        cost.instructions[object] -= count;
+    return cost;
+}
+
+/// A cached token counts beyond what libcurl makes of its header line, which the floor has, too.
+Measures Measure(const CostByWork& costs) {
+    Measures measures;
+    AddMeasures("get", costs.at("library-get"), costs.at("floor-get"), measures);
+    AddMeasures("post", costs.at("library-post"), costs.at("floor-post"), measures);
+    const Cost added = Difference(costs.at("library-get-token"), costs.at("library-get"));
+    const Cost line = Difference(costs.at("floor-get-token"), costs.at("floor-get"));
+    measures["token.own-instructions"] = added.InstructionsOf(OWN);
+    measures["token.instructions"] = added.TotalInstructions() - line.TotalInstructions();
+    measures["token.allocations"] = added.allocations - line.allocations;
+    return measures;
+}
+
+int Run(const std::string& self, const Options& options) {
+    const bool instructions = HasValgrind();
+    if (!instructions)
+        std::printf("valgrind is not there: instructions are not counted\n");
+    const CostByWork costs = CountCosts(self + "-driver", options.requests, instructions);
+    PrintTable(costs);
+    const Measures measures = Measure(costs);
+    std::printf("\n");
+    if (!options.ceilings.empty())
+        return CheckCeilings(options.ceilings, BUILD_TYPE, measures, instructions) ? 0 : 1;
+    for (const auto& [name, value] : measures)
+        std::printf("  %-32s %10.3f\n", name.c_str(), value);
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    Options options;
+    if (!Parse(argc, argv, options)) {
+        std::fputs(USAGE, stderr);
+        return 2;
+    }
+    for (const char* proxy : {"http_proxy", "all_proxy", "ALL_PROXY"})
+        unsetenv(proxy);
+    try {
+        return Run(argv[0], options);
+    } catch (const std::exception& failure) {
+        std::fprintf(stderr, "%s\n", failure.what());
+        return 1;
+    }
+}
