@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "IdentityTest.h"
 
+#include <utility>
+
 #include "identity/HttpSiaToken.h"
 
 namespace {
@@ -46,5 +48,5 @@ CHttpSiaToken& IdentityTest::Sia() {
 }
 
 void IdentityTest::EndSia() {
-    delete CHttpSiaToken::m_pInstance.exchange(nullptr);
+    delete std::exchange(CHttpSiaToken::m_pInstance, nullptr);
 }

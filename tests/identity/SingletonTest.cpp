@@ -94,9 +94,9 @@ TEST_F(Singleton, GivesNoTokenWithTheSwitchOff) {
 }
 
 TEST_F(Singleton, IsMadeByTheFirstClient) {
-    EXPECT_EQ(CHttpSiaToken::m_pInstance.load(), nullptr);
+    EXPECT_EQ(CHttpSiaToken::m_pInstance, nullptr);
     { const CHttpClient client; }
-    EXPECT_NE(CHttpSiaToken::m_pInstance.load(), nullptr);
+    EXPECT_NE(CHttpSiaToken::m_pInstance, nullptr);
     { const CHttpClient client; }
     EXPECT_EQ(Logged(0), LoadedMessages());
 }
@@ -155,7 +155,7 @@ TEST_F(Singleton, IsMadeOnceWhileOthersWaitForIt) {
     auto maker = Elsewhere([] { return CHttpSiaToken::Instance(); });
     std::ofstream writer(File(SERVICES)); // waits for the reader: its lock is held from before
     EXPECT_FALSE(IsFree(CHttpSiaToken::m_Mutex.lock_));
-    EXPECT_EQ(CHttpSiaToken::m_pInstance.load(), nullptr);
+    EXPECT_EQ(CHttpSiaToken::m_pInstance, nullptr);
     std::atomic<int> waiting{0};
     std::vector<std::future<CHttpSiaToken*>> others;
     for (int i = 0; i < 4; ++i)
@@ -165,7 +165,7 @@ TEST_F(Singleton, IsMadeOnceWhileOthersWaitForIt) {
         }));
     while (waiting < 4)
         std::this_thread::yield();
-    EXPECT_EQ(CHttpSiaToken::m_pInstance.load(), nullptr);
+    EXPECT_EQ(CHttpSiaToken::m_pInstance, nullptr);
     writer << ONE_SERVICE;
     writer.close();
     CHttpSiaToken* const made = maker.get();
@@ -213,7 +213,7 @@ TEST_F(Singleton, LetsTheExceptionOutWhenMemoryRunsOutAndIsMadeAtTheNextCall) {
             CHttpSiaToken::Instance();
         } catch (const std::bad_alloc&) {
             ++refused;
-            EXPECT_EQ(CHttpSiaToken::m_pInstance.load(), nullptr);
+            EXPECT_EQ(CHttpSiaToken::m_pInstance, nullptr);
             EXPECT_TRUE(IsFree(CHttpSiaToken::m_Mutex.lock_));
         }
     }
