@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "client/CurlCallbacks.h"
 
+#include <cstring>
 #include <limits>
 #include <new>
 #include <string>
@@ -17,6 +18,16 @@ size_t SaturatingProduct(size_t size, size_t count) {
     return __builtin_mul_overflow(size, count, &product) ? std::numeric_limits<size_t>::max() : product;
 }
 
+/// Over HTTP/2 libcurl repeats the header lines that it sends as informational text: "h2h3 [name: value]", in
+/// later versions "[HTTP/2] [1] [name: value]".
+/// @return where the value begins; null in any other text.
+const char* RepeatedHeaderValue(const char* text) {
+    if (std::strncmp(text, "h2h3 [", 6) != 0 && std::strncmp(text, "[HTTP/", 6) != 0)
+        return nullptr;
+    const char* separator = std::strstr(text, ": ");
+    return separator != nullptr ? separator + 2 : nullptr;
+}
+
 } // namespace
 
 size_t OnCurlWrite(char* data, size_t size, size_t count, void* user) {
@@ -31,7 +42,12 @@ size_t OnCurlWrite(char* data, size_t size, size_t count, void* user) {
 }
 
 int OnCurlDebug(CURL* /*curl*/, curl_infotype type, char* data, size_t /*size*/, void* /*user*/) {
-    if (type == CURLINFO_TEXT)
+    if (type != CURLINFO_TEXT)
+        return 0;
+    const char* value = RepeatedHeaderValue(data);
+    if (value == nullptr)
         Trace(TraceLevel::Detail, "== Info: %s", data);
+    else // a header's value may be a token, and no header is logged over HTTP/1.1 either
+        Trace(TraceLevel::Detail, "== Info: %.*s...]\n", static_cast<int>(value - data), data);
     return 0;
 }

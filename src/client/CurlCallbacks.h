@@ -17,6 +17,7 @@
 /// @throw std::length_error beyond the string's maximum size.
 HTTPCLIENT_EXPORT size_t OnCurlWrite(char* data, size_t size, size_t count, void* user);
 
-/// Logs libcurl's informational lines (CURLOPT_DEBUGFUNCTION); header and data blocks are left out.
+/// Logs libcurl's informational lines (CURLOPT_DEBUGFUNCTION); header and data blocks are left out, and so
+/// are the values of the headers that libcurl repeats in such lines over HTTP/2.
 /// @return 0.
 HTTPCLIENT_EXPORT int OnCurlDebug(CURL* curl, curl_infotype type, char* data, size_t size, void* user);

@@ -107,6 +107,25 @@ TEST_F(DebugCallback, TakesTheLineForTextAndNeverForAFormat) {
     EXPECT_EQ(OwnMessages(0), Messages{"[2] == Info: 100%s %n\n"});
 }
 
+TEST_F(DebugCallback, LeavesOutTheValuesOfHeadersThatLibcurlRepeats) {
+    const std::pair<std::string, const char*> rows[] = {
+        {"h2h3 [x-access-token: secret]\n", "[2] == Info: h2h3 [x-access-token: ...]\n"},
+        {"h2h3 [:path: /a: b]\n", "[2] == Info: h2h3 [:path: ...]\n"},
+        {"[HTTP/2] [1] [cookie: secret: 1]\n", "[2] == Info: [HTTP/2] [1] [cookie: ...]\n"},
+        {"[HTTP/2] [1] OPENED stream for https://host/\n",
+         "[2] == Info: [HTTP/2] [1] OPENED stream for https://host/\n"},
+        {"h2h3 [", "[2] == Info: h2h3 ["},
+        {"x-access-token: public\n", "[2] == Info: x-access-token: public\n"},
+        {"", "[2] == Info: "}};
+    Messages expected;
+    for (const auto& [line, message] : rows) {
+        std::string data = line;
+        EXPECT_EQ(OnCurlDebug(nullptr, CURLINFO_TEXT, data.data(), data.size(), nullptr), 0);
+        expected.emplace_back(message);
+    }
+    EXPECT_EQ(OwnMessages(0), expected);
+}
+
 TEST_F(DebugCallback, FormatsNothingWhenDetailIsOff) {
     TraceRecorder::Instance().SetLowestLevel(3);
     char data[] = "a line\n";
