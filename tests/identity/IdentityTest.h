@@ -3,6 +3,7 @@
 /// What the tests of service identity share.
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <string>
 #include <string_view>
@@ -23,6 +24,15 @@ constexpr const char* SERVICES_NOT_PARSED = "[5] load service_url_config.json fa
 constexpr const char* SERVICES_EXCEPTION = "[5] parse service_url_config.json catch an exception.";
 std::string ServicesLoaded(std::size_t count);
 std::string JwtLoaded(std::size_t length, const std::string& fileName = "jwt_billing.json");
+
+std::string NotNeeded(const std::string& url);
+std::string Mapped(const std::string& url, const std::string& service);
+std::string FromBuffer(std::size_t length);
+constexpr const char* EXCHANGE_EXCEPTION = "[5] request sia token catch an exception.";
+std::string ExchangeFailed(int status);
+std::string Exchanged(std::size_t length, std::int64_t expireAt);
+/// That libcurl failed to send the exchange; the text names the other way of sending.
+std::string PostFailed(int result);
 
 } // namespace message
 
