@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "demo/DemoServer.h"
 
+#include "demo/PeerName.h"
+
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
@@ -8,6 +10,9 @@
 
 #include <fmt/format.h>
 #include <httplib.h>
+#include <json/reader.h>
+#include <json/value.h>
+#include <sys/socket.h>
 
 namespace demo {
 namespace {
@@ -95,6 +100,36 @@ void Bytes(const Request& request, Response& response) {
                          "application/octet-stream");
 }
 
+/// Says who the client is.
+void Peer(const Request& request, Response& response) {
+    const std::string name = PeerName(request.ssl);
+    response.set_content(name.empty() ? "no certificate\n" : name + "\n", TEXT);
+}
+
+/// Lets in who has a good token.
+void Guarded(const Request& request, Response& response, const Tokens& tokens) {
+    const bool good = tokens.Accepts(request.get_header_value("x-access-token"));
+    response.status = good ? 200 : 403;
+    response.set_content(good ? "Come in, your token is good.\n" : "Your token is not good.\n", TEXT);
+}
+
+std::string StringMember(const Json::Value& object, const char* name) {
+    return object.isObject() && object[name].isString() ? object[name].asString() : "";
+}
+
+/// Gives a token in exchange for a credential.
+void Exchange(const Request& request, Response& response, Tokens& tokens) {
+    const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
+    Json::Value asked;
+    reader->parse(request.body.data(), request.body.data() + request.body.size(), &asked, nullptr);
+    Json::Value answer;
+    answer["token"] =
+        tokens.Issue(StringMember(asked, "domain"), StringMember(asked, "jwt"), PeerName(request.ssl));
+    response.status = answer["token"].asString().empty() ? 400 : 200;
+    response.set_header("Connection", "close"); // the next one is hours away
+    response.set_content(answer.toStyledString(), "application/json");
+}
+
 void AddPages(httplib::Server& server) {
     server.Get("/",
                [](const Request&, Response& response) { response.set_content(DemoServer::Index(), TEXT); });
@@ -104,9 +139,45 @@ void AddPages(httplib::Server& server) {
     server.Get("/until-close", UntilClose);
     server.Get("/cookie", Cookie);
     server.Get("/forbidden", Forbidden);
+    server.Get("/peer", Peer);
     server.Get(R"(/status/([2-5]\d\d))", Status);
     server.Get(R"(/slow/(\d{1,5}))", Slow);
     server.Get(R"(/bytes/(\d{1,8}))", Bytes);
+}
+
+void AddPagesWithTokens(httplib::Server& server, const std::shared_ptr<Tokens>& tokens) {
+    server.Get("/guarded",
+               [tokens](const Request& request, Response& response) { Guarded(request, response, *tokens); });
+    server.Post("/rest/sia/v1/tokens/jwt/sia", [tokens](const Request& request, Response& response) {
+        Exchange(request, response, *tokens);
+    });
+}
+
+std::unique_ptr<httplib::Server> MakeServer(const std::string& tlsDirectory) {
+    if (tlsDirectory.empty()) {
+        return std::make_unique<httplib::Server>();
+    }
+    const std::string prefix = tlsDirectory + "/";
+    auto server = std::make_unique<httplib::SSLServer>(
+        (prefix + "server.cer").c_str(), (prefix + "server_key.pem").c_str(), (prefix + "trust.cer").c_str());
+    if (!server->is_valid()) {
+        throw std::runtime_error(fmt::format("no TLS with the files of \"{}\"", tlsDirectory));
+    }
+    // Without a name for them, sessions of clients with certificates cannot be taken up again.
+    const unsigned char sessions[] = "demo";
+    SSL_CTX_set_session_id_context(server->ssl_context(), sessions, sizeof sessions - 1);
+    return server;
+}
+
+/// httplib would share the port with whoever listens there already.
+void ShareNoPort(socket_t socket) {
+    const int yes = 1;
+    setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+}
+
+int Bind(httplib::Server& server, const Place& place) {
+    return place.port == 0 ? server.bind_to_any_port(place.address)
+                           : (server.bind_to_port(place.address, place.port) ? place.port : -1);
 }
 
 } // namespace
@@ -118,21 +189,27 @@ std::string DemoServer::Index() {
            "/until-close     a text that ends with the connection\n"
            "/cookie          says the cookie it got\n"
            "/forbidden       403\n"
+           "/peer            says the name in the client's certificate\n"
+           "/guarded         403, but for those with a token of this server's in x-access-token\n"
            "/status/N        that status\n"
            "/slow/MS         answers after so many milliseconds\n"
-           "/bytes/N         so many bytes\n";
+           "/bytes/N         so many bytes\n"
+           "/rest/sia/v1/tokens/jwt/sia\n"
+           "                 POST: invents a token; {\"domain\": service, \"jwt\": any text}\n";
 }
 
-DemoServer::DemoServer(int port) : m_server(std::make_unique<httplib::Server>()) {
+DemoServer::DemoServer(const Place& place, std::shared_ptr<Tokens> tokens)
+    : m_server(MakeServer(place.tlsDirectory)) {
     m_server->new_task_queue = [] { return new httplib::ThreadPool(THREADS); };
     m_server->set_keep_alive_max_count(REQUESTS_PER_CONNECTION);
     m_server->set_tcp_nodelay(true);
+    m_server->set_socket_options(ShareNoPort);
     AddPages(*m_server);
+    AddPagesWithTokens(*m_server, tokens);
 
-    const std::string host = "127.0.0.1";
-    m_port = port == 0 ? m_server->bind_to_any_port(host) : (m_server->bind_to_port(host, port) ? port : -1);
+    m_port = Bind(*m_server, place);
     if (m_port <= 0) {
-        throw std::runtime_error(fmt::format("cannot listen on {}:{}", host, port));
+        throw std::runtime_error(fmt::format("cannot listen on {}:{}", place.address, place.port));
     }
     m_thread = std::thread([this] { m_server->listen_after_bind(); });
     while (!m_server->is_running()) { // it does not stop what has not begun

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "demo/Tokens.h"
+
 #include <memory>
 #include <string>
 #include <thread>
@@ -11,15 +13,24 @@ class Server;
 
 namespace demo {
 
-/// An HTTP server on 127.0.0.1 that shows what a client can meet.
+/// Where a server listens, and whether it speaks TLS.
+struct Place {
+    std::string address = "127.0.0.1";
+    int port = 0; ///< 0 lets the kernel choose a free one
+    /// Where server.cer, server_key.pem and trust.cer are: clients have to present a certificate that the
+    /// last one vouches for. "" for plain HTTP.
+    std::string tlsDirectory;
+};
+
+/// An HTTP server that shows what a client can meet.
 ///
 /// Runs on threads of its own from construction to destruction. Close the clients' connections first: the
 /// destructor waits for those that are still open (for as long as the keep-alive time-out).
 class DemoServer {
 public:
-    /// @param port where to listen; 0 lets the kernel choose a free one.
+    /// @param tokens those that it gives out and accepts; servers may share them.
     /// @throw std::runtime_error when it cannot listen there.
-    explicit DemoServer(int port = 0);
+    explicit DemoServer(const Place& place = {}, std::shared_ptr<Tokens> tokens = std::make_shared<Tokens>());
     ~DemoServer();
     DemoServer(const DemoServer&) = delete;
     DemoServer& operator=(const DemoServer&) = delete;

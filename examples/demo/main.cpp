@@ -32,16 +32,24 @@ private:
 
 int main(int argc, char** argv) {
     CLI::App app("A server on 127.0.0.1 to try requests on; Ctrl-C ends it.", "httpclient-demo");
-    int port = 8080;
-    app.add_option("-p,--port", port, "where to listen; 0: a free port")
+    demo::Place place;
+    place.port = 8080;
+    app.add_option("-p,--port", place.port, "where to listen; 0: a free port")
         ->check(CLI::Range(0, 65535))
         ->capture_default_str();
+    app.add_option("--address", place.address, "the same, an address of this machine")->capture_default_str();
+    app.add_option(
+           "--tls", place.tlsDirectory,
+           "HTTPS, for clients with a certificate, with server.cer, server_key.pem and trust.cer of this "
+           "directory: the test-server that ovex-tls lays out")
+        ->type_name("DIRECTORY");
     CLI11_PARSE(app, argc, argv);
 
     try {
         const EndOfProgram end;
-        const demo::DemoServer server(port);
-        fmt::print("http://127.0.0.1:{}\n{}", server.Port(), demo::DemoServer::Index());
+        const demo::DemoServer server(place);
+        fmt::print("{}://{}:{}\n{}", place.tlsDirectory.empty() ? "http" : "https", place.address,
+                   server.Port(), demo::DemoServer::Index());
         std::fflush(stdout);
         end.Wait();
         return 0;

@@ -2,6 +2,7 @@
 #include "tour/Tour.h"
 
 #include <algorithm>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -44,16 +45,34 @@ std::string Describe(const Exchange& exchange) {
 
 } // namespace
 
+Tour::Tour(Transcript& transcript, TraceLog& log, std::string directory)
+    : m_transcript(transcript), m_log(log), m_directory(std::move(directory)) {
+    Serve("");
+}
+
+void Tour::UseTls(const std::string& tlsDirectory) {
+    m_tls = true;
+    Serve(tlsDirectory);
+}
+
+void Tour::Serve(const std::string& tlsDirectory) {
+    m_relay.reset(); // before the old server goes
+    demo::Place place;
+    place.tlsDirectory = tlsDirectory;
+    m_server = std::make_unique<demo::DemoServer>(place, m_tokens);
+    m_relay = std::make_unique<demo::RecordingRelay>(m_server->Port());
+}
+
 std::unique_ptr<CHttpClient> Tour::NewClient() const {
-    return HttpClientWrap::MakeClientPtr("127.0.0.1", CONNECT_TIMEOUT, REQUEST_TIMEOUT, Port(), false);
+    return HttpClientWrap::MakeClientPtr("127.0.0.1", CONNECT_TIMEOUT, REQUEST_TIMEOUT, Port(), m_tls);
 }
 
 Exchange Tour::Transfer(CHttpClient& client, const CHttpRequest& request, CHttpResponse& response) {
-    m_relay.Take(); // what an earlier request may have left
+    m_relay->Take(); // what an earlier request may have left
     m_log.Take();
     Exchange exchange;
-    exchange.status = client.synSendRequest(request, response, false);
-    auto traffic = m_relay.Take();
+    exchange.status = client.synSendRequest(request, response, m_tls);
+    auto traffic = m_relay->Take();
     exchange.sent = std::move(traffic.sent);
     exchange.received = std::move(traffic.received);
     exchange.head = response.getResponseHead();
@@ -65,11 +84,15 @@ Exchange Tour::Transfer(CHttpClient& client, const CHttpRequest& request, CHttpR
     return exchange;
 }
 
+void Tour::ShowWire(char mark, const std::string& bytes) {
+    m_transcript.Wire(mark, m_tls ? fmt::format("({} bytes of TLS)", bytes.size()) : bytes);
+}
+
 Exchange Tour::Send(CHttpClient& client, const CHttpRequest& request, CHttpResponse& response) {
     m_transcript.Asked(Describe(request));
     Exchange exchange = Transfer(client, request, response);
-    m_transcript.Wire('>', exchange.sent);
-    m_transcript.Wire('<', exchange.received);
+    ShowWire('>', exchange.sent);
+    ShowWire('<', exchange.received);
     for (const std::string& line : exchange.log) {
         m_transcript.Logged(line);
     }

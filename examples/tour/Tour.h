@@ -8,7 +8,6 @@
 
 #include <memory>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include <httpclient/HttpOperationType.h>
@@ -38,21 +37,26 @@ struct Exchange {
 class Tour {
 public:
     /// @param directory where a stop may put files; not made or removed here.
-    Tour(Transcript& transcript, TraceLog& log, std::string directory)
-        : m_transcript(transcript), m_log(log), m_directory(std::move(directory)), m_relay(m_server.Port()) {}
+    Tour(Transcript& transcript, TraceLog& log, std::string directory);
+
+    /// Takes another server, at another address: one that speaks TLS with the files of this directory.
+    void UseTls(const std::string& tlsDirectory);
+    /// The tokens that the server accepts.
+    const std::shared_ptr<demo::Tokens>& Tokens() const { return m_tokens; }
 
     /// @return a client for the server, by way of the relay.
     std::unique_ptr<CHttpClient> NewClient() const;
     /// Where a stop may put files.
     const std::string& Directory() const { return m_directory; }
     /// Where NewClient() goes, on 127.0.0.1.
-    int Port() const { return m_relay.Port(); }
+    int Port() const { return m_relay->Port(); }
     /// How many connections have been made to the server so far.
-    int Connections() const { return m_relay.Connections(); }
+    int Connections() const { return m_relay->Connections(); }
     /// How many of them are open.
-    int OpenConnections() const { return m_relay.OpenConnections(); }
+    int OpenConnections() const { return m_relay->OpenConnections(); }
 
-    /// Sends, and writes down what was asked, what went over the wire and what came back.
+    /// Sends, and writes down what was asked, what went over the wire and what came back. What went over TLS
+    /// is counted only.
     Exchange Send(CHttpClient& client, const CHttpRequest& request);
     /// As Send(), into a response of the caller's.
     Exchange Send(CHttpClient& client, const CHttpRequest& request, CHttpResponse& response);
@@ -74,13 +78,18 @@ public:
     void ExpectNumber(const std::string& what, double promised, double found);
 
 private:
+    void Serve(const std::string& tlsDirectory);
+    void ShowWire(char mark, const std::string& bytes);
     Exchange Transfer(CHttpClient& client, const CHttpRequest& request, CHttpResponse& response);
 
     Transcript& m_transcript;
     TraceLog& m_log;
     const std::string m_directory;
-    demo::DemoServer m_server;
-    demo::RecordingRelay m_relay; ///< goes before the server, which waits for connections to end
+    const std::shared_ptr<demo::Tokens> m_tokens = std::make_shared<demo::Tokens>();
+    bool m_tls = false;
+    std::unique_ptr<demo::DemoServer> m_server;
+    std::unique_ptr<demo::RecordingRelay>
+        m_relay; ///< goes before the server, which waits for connections to end
 };
 
 /// @return a request for this verb and path and nothing else.

@@ -8,7 +8,7 @@
 namespace tour {
 namespace {
 
-constexpr int LINES_SHOWN = 14;
+constexpr int LINES_SHOWN = 18;
 constexpr size_t COLUMNS_SHOWN = 100;
 
 void Line(const char* label, const std::string& text) {
