@@ -73,5 +73,7 @@ public:
     void setStatusCode(int code);
 
 private:
+    friend class ResponseFill; // the library's own filling, without copies
+
     std::unique_ptr<CHttpResponseInter> m_pImp;
 };

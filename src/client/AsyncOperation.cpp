@@ -3,6 +3,7 @@
 #include "client/AsyncOperation.h"
 
 #include <memory>
+#include <utility>
 
 #include <sys/select.h>
 
@@ -11,6 +12,7 @@
 #include "client/ConnectionWait.h"
 #include "client/CurlCallbacks.h"
 #include "client/ResponseInfo.h"
+#include "message/ResponseFill.h"
 #include "support/CurlOwners.h"
 #include "support/ExitGate.h"
 #include "support/Trace.h"
@@ -94,12 +96,13 @@ void Transfer(const AsyncOperationArgs& args, CHttpResponse& response) {
     // How the transfer ended is not looked at: libcurl's status tells, 0 when there was no response.
     long status = -1;
     curl_easy_getinfo(args.curl, CURLINFO_RESPONSE_CODE, &status);
-    const std::string type = ResponseContentType(args.curl);
-    const double length = KnownContentLength(ResponseContentLength(args.curl, -1.0), body);
+    std::string type = ResponseContentType(args.curl);
+    const double length = KnownContentLength(ResponseContentLength(args.curl, -1.0), body.size());
+    ResponseFill fill(response);
     response.setStatusCode(static_cast<int>(status));
-    response.setResponseHead(head);
-    response.setResponseBody(body);
-    response.setContentType(type);
+    fill.Head(std::move(head));
+    fill.Body(std::move(body));
+    fill.ContentType(std::move(type));
     response.setContentLen(length);
 }
 

@@ -2,32 +2,53 @@
 // What a request becomes before it is sent: its URL and its header list.
 #include "client/HttpClientImp.h"
 
-#include <map>
+#include <cstddef>
+#include <string>
 
 #include <ace/OS_NS_stdlib.h>
 
 #include <httpclient/HttpRequest.h>
 
 #include "identity/HttpSiaToken.h"
+#include "message/RequestView.h"
 #include "support/CurlOwners.h"
 #include "support/Trace.h"
 
 namespace {
 
-/// The host as it stands in a URL: a bare IPv6 address gets brackets.
-std::string UrlHost(const std::string& domain) {
+/// Appends the host as it stands in a URL: a bare IPv6 address gets brackets.
+void AppendHost(std::string& url, const std::string& domain) {
     const bool bareIpv6 = domain.find(':') != std::string::npos && domain.find('[') == std::string::npos;
-    return bareIpv6 ? "[" + domain + "]" : domain;
+    if (bareIpv6)
+        url.append(1, '[').append(domain).append(1, ']');
+    else
+        url.append(domain);
 }
 
-/// Appends a line to a list. When libcurl cannot, the list stays as it was.
-void AppendLine(CurlSlistPtr& list, const std::string& line) {
-    curl_slist* longer = curl_slist_append(list.get(), line.c_str());
-    if (longer == nullptr)
-        return;
-    static_cast<void>(list.release()); // the old list is part of the longer one
-    list.reset(longer);
-}
+const std::string& TOKEN_HEADER =
+    *new std::string("x-access-token"); // never destroyed: workers may outlive main()
+
+/// A header list as it grows.
+class HeaderLines {
+public:
+    /// Appends a line, without a blank after the colon. When libcurl cannot, the list stays as it was.
+    void Append(const std::string& name, const std::string& value) {
+        m_line.reserve(USUAL_LINE);
+        m_line.assign(name).append(1, ':').append(value);
+        curl_slist* longer = curl_slist_append(m_list.get(), m_line.c_str());
+        if (longer == nullptr)
+            return;
+        static_cast<void>(m_list.release()); // the old list is part of the longer one
+        m_list.reset(longer);
+    }
+    curl_slist* release() { return m_list.release(); }
+
+private:
+    static constexpr std::size_t USUAL_LINE = 256;
+
+    CurlSlistPtr m_list;
+    std::string m_line;
+};
 
 } // namespace
 
@@ -35,22 +56,37 @@ void AppendLine(CurlSlistPtr& list, const std::string& line) {
 std::string CHttpClientImp::GetUrl(const CHttpRequest& request) const {
     char port[33] = {};
     ACE_OS::itoa_emulation(m_nPort, port, 10);
-    return m_strScheme + "://" + UrlHost(m_strDomain) + ":" + port + request.getUrlPath();
+    std::string copy;
+    const std::string& path = RequestView(request).UrlPath(copy);
+
+    std::string url;
+    url.reserve(m_strScheme.size() + m_strDomain.size() + path.size() + sizeof port);
+    url.append(m_strScheme).append("://");
+    AppendHost(url, m_strDomain);
+    url.append(1, ':').append(port).append(path);
+    return url;
 }
 
 curl_slist* CHttpClientImp::AppendSlist(const CHttpRequest& request) const {
-    std::map<std::string, std::string> headers = request.getRequestHead();
+    const RequestView view(request);
+    RequestView::Head copyOfHead;
+    const RequestView::Head& head = view.RequestHead(copyOfHead);
+    std::string copyOfPath;
     std::string token;
-    if (CHttpSiaToken::Instance()->GetSiaToken(request.getUrlPath(), token, m_bSiaAccess) < 0)
+    if (CHttpSiaToken::Instance()->GetSiaToken(view.UrlPath(copyOfPath), token, m_bSiaAccess) < 0)
         Trace(TraceLevel::Error, "CHttpClientImp::AppendSlist, GetSiaToken failed");
-    if (!token.empty())
-        headers["x-access-token"] = token; // replaces an entry of the caller's
 
-    CurlSlistPtr list;
-    std::string line;
-    for (const auto& [name, value] : headers) {
-        line.assign(name).append(1, ':').append(value); // no blank after the colon
-        AppendLine(list, line);
+    // The token's line stands where its name belongs in the order, and replaces one of the caller's.
+    HeaderLines lines;
+    auto entry = head.begin();
+    if (!token.empty()) {
+        for (; entry != head.end() && entry->first < TOKEN_HEADER; ++entry)
+            lines.Append(entry->first, entry->second);
+        lines.Append(TOKEN_HEADER, token);
+        if (entry != head.end() && entry->first == TOKEN_HEADER)
+            ++entry;
     }
-    return list.release();
+    for (; entry != head.end(); ++entry)
+        lines.Append(entry->first, entry->second);
+    return lines.release();
 }

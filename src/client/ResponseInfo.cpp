@@ -24,6 +24,6 @@ double ResponseContentLength(CURL* curl, double unanswered) {
     return length;
 }
 
-double KnownContentLength(double length, const std::string& body) {
-    return length == UNKNOWN_LENGTH ? static_cast<double>(body.size()) : length;
+double KnownContentLength(double length, std::size_t received) {
+    return length == UNKNOWN_LENGTH ? static_cast<double>(received) : length;
 }

@@ -3,6 +3,7 @@
 /// What libcurl tells of the last response on a handle.
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 #include <curl/curl.h>
@@ -14,5 +15,5 @@ std::string ResponseContentType(CURL* curl);
 /// @param unanswered what to answer when libcurl cannot tell at all.
 double ResponseContentLength(CURL* curl, double unanswered);
 
-/// @return the length to report: that of the received body where the server told none.
-double KnownContentLength(double length, const std::string& body);
+/// @return the length to report: that of what was received where the server told none.
+double KnownContentLength(double length, std::size_t received);

@@ -3,6 +3,7 @@
 #include "client/HttpClientImp.h"
 
 #include <stdexcept>
+#include <utility>
 
 #include <httpclient/HttpRequest.h>
 #include <httpclient/HttpResponse.h>
@@ -11,6 +12,8 @@
 #include "client/CurlCallbacks.h"
 #include "client/ResponseInfo.h"
 #include "identity/HttpSiaToken.h"
+#include "message/RequestView.h"
+#include "message/ResponseFill.h"
 #include "pool/HttpConnection.h"
 #include "support/CurlOwners.h"
 #include "support/Trace.h"
@@ -18,6 +21,9 @@
 namespace {
 
 constexpr int FORBIDDEN = 403;
+
+// Room for the header lines of a usual response, so that they are seldom moved as they come in.
+constexpr size_t USUAL_HEAD = 512;
 
 /// Clears the current handle when the send that borrowed it ends, however it ends.
 class HandleReset {
@@ -31,18 +37,15 @@ private:
     CURL*& m_handle;
 };
 
-/// The body to send: the request's own, else its parameters where they do not belong into the URL.
-std::string ComposeContent(const CHttpRequest& request, HTTPOPERATIONTYPE verb, std::string& url) {
-    std::string content;
-    if (request.getParamNums() > 0) {
-        const std::string params = request.getParamsAppendInURL();
-        if (verb == HTTPOPERATION_GET || verb == HTTPOPERATION_DELETE)
-            url += params;
-        else
-            content = params;
-    }
-    std::string body = request.getContent();
-    return body.empty() ? content : body;
+/// Adds the parameters to the URL where they belong there. @return what they make of the body elsewhere.
+std::string PlaceParameters(const CHttpRequest& request, HTTPOPERATIONTYPE verb, std::string& url) {
+    if (request.getParamNums() == 0)
+        return "";
+    std::string params = request.getParamsAppendInURL();
+    if (verb != HTTPOPERATION_GET && verb != HTTPOPERATION_DELETE)
+        return params;
+    url += params;
+    return "";
 }
 
 } // namespace
@@ -99,16 +102,23 @@ int CHttpClientImp::SynSendOnConnection(const CHttpRequest& request, CHttpRespon
     // "sync" where the operation says "syn": the text is fixed.
     Trace(TraceLevel::Detail, "HTTP syncSendRequest URL is: %s", url.c_str());
     const HTTPOPERATIONTYPE verb = request.getVerb();
-    const std::string content = ComposeContent(request, verb, url);
+    const std::string params = PlaceParameters(request, verb, url);
+    const RequestView view(request);
+    std::string copyOfBody;
+    const std::string& ownBody = view.Content(copyOfBody);
+    const std::string& content = ownBody.empty() ? params : ownBody;
 
     std::string head;
+    head.reserve(USUAL_HEAD);
     GetResponseHead(head);
     if (m_curl != nullptr) {
         curl_easy_setopt(m_curl, CURLOPT_DEBUGFUNCTION, &OnCurlDebug);
         curl_easy_setopt(m_curl, CURLOPT_VERBOSE, 1L);
-        curl_easy_setopt(m_curl, CURLOPT_COOKIE, request.getCustomCookieParam().c_str()); // even when empty
+        std::string copyOfCookie;
+        curl_easy_setopt(m_curl, CURLOPT_COOKIE, view.Cookie(copyOfCookie).c_str()); // even when empty
     }
-    const std::string encoding = request.getAcceptEncoding();
+    std::string copyOfEncoding;
+    const std::string& encoding = view.AcceptEncoding(copyOfEncoding);
     if (!encoding.empty())
         SetDecodingHttpResponse(encoding);
 
@@ -123,11 +133,13 @@ int CHttpClientImp::SynSendOnConnection(const CHttpRequest& request, CHttpRespon
     if (status == -1)
         return -1;
 
+    const size_t received = body.size();
+    ResponseFill fill(response);
     response.setStatusCode(status);
-    response.setResponseBody(body);
-    const std::string type = GetResponseCntType();
-    response.setContentLen(KnownContentLength(GetResponseCntLength(), body));
-    response.setContentType(type);
-    response.setResponseHead(head);
+    fill.Body(std::move(body));
+    std::string type = GetResponseCntType();
+    response.setContentLen(KnownContentLength(GetResponseCntLength(), received));
+    fill.ContentType(std::move(type));
+    fill.Head(std::move(head));
     return status;
 }

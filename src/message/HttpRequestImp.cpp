@@ -120,6 +120,10 @@ std::string CHttpRequestImp::getAcceptEncoding() const {
     return getRequestHeadEntry(ACCEPT_ENCODING);
 }
 
+const std::string* CHttpRequestImp::FindAcceptEncoding() const {
+    return named_entries::Find(m_mapHeadEntry, ACCEPT_ENCODING);
+}
+
 bool CHttpRequestImp::setAccept(const std::string& types) {
     return addRequestHeadEntry(ACCEPT_MIME, types);
 }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "message/HttpResponseImp.h"
 
+#include <utility>
+
 #include "message/NamedEntries.h"
 
 namespace {
@@ -51,6 +53,10 @@ std::string CHttpResponseImp::getContentType() const {
 
 bool CHttpResponseImp::setContentType(const std::string& type) {
     return addResponseHeadEntry(CONTENT_TYPE, type);
+}
+
+bool CHttpResponseImp::AddContentType(std::string type) {
+    return named_entries::Add(m_mapHeadEntry, CONTENT_TYPE, std::move(type));
 }
 
 void CHttpResponseImp::setContentLen(double length) {

@@ -34,6 +34,10 @@ public:
     void setStatusCode(int code) override;
 
 private:
+    friend class ResponseFill;
+
+    bool AddContentType(std::string type);
+
     std::string m_strReserved; ///< Kept empty; holds the place that the ABI gives it.
     std::string m_strBody;
     std::string m_strHead;
