@@ -21,6 +21,17 @@ CURLM* CHttpConnection::GetCurlM() const {
     return m_pCurlM.get();
 }
 
+bool CHttpConnection::HasHandles() const {
+    return m_pCurl && m_pCurlM;
+}
+
+void CHttpConnection::TakeMissingHandles(CHttpConnection& other) {
+    if (!m_pCurl)
+        m_pCurl = std::move(other.m_pCurl);
+    if (!m_pCurlM)
+        m_pCurlM = std::move(other.m_pCurlM);
+}
+
 bool CHttpConnection::IsIdle() const {
     return m_bIdle;
 }

@@ -30,6 +30,10 @@ public:
     CURL* GetCurl() const;
     /// @return the multi handle; may be null.
     CURLM* GetCurlM() const;
+    /// @return whether both handles are there.
+    bool HasHandles() const;
+    /// Takes the handles that are missing here from another connection, with the options set on them.
+    void TakeMissingHandles(CHttpConnection& other);
     /// @return whether the connection may be lent.
     bool IsIdle() const;
     void SetIdle(bool idle);

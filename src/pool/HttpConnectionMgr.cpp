@@ -32,16 +32,28 @@ CHttpConnection* FirstIdle(const CHttpConnectionMgr::ConnList& list) {
     return nullptr;
 }
 
-/// Appends a new connection, lent out as it is made.
+/// Makes a connection, lent out as it is made.
+std::unique_ptr<CHttpConnection> Make(const std::string& domain, unsigned int port, bool bSSL) {
+    if (bSSL)
+        return std::make_unique<CHttpsConnection>(domain, static_cast<int>(port));
+    return std::make_unique<CHttpConnection>(domain, static_cast<int>(port));
+}
+
 CHttpConnection* AppendNew(CHttpConnectionMgr::ConnList& list, const std::string& domain, unsigned int port,
                            bool bSSL) {
-    std::unique_ptr<CHttpConnection> conn;
-    if (bSSL)
-        conn = std::make_unique<CHttpsConnection>(domain, static_cast<int>(port));
-    else
-        conn = std::make_unique<CHttpConnection>(domain, static_cast<int>(port));
+    std::unique_ptr<CHttpConnection> conn = Make(domain, port, bSSL);
     list.push_back(conn.get());
     return conn.release();
+}
+
+/// Lends an idle connection. One that libcurl could not make the handles of gets them now: as the oldest it
+/// is the first to be lent, so that without them each send to its address would fail.
+CHttpConnection* Lend(CHttpConnection& idle, const std::string& domain, unsigned int port, bool bSSL) {
+    if (!idle.HasHandles())
+        idle.TakeMissingHandles(*Make(domain, port, bSSL));
+    idle.SetIdle(false);
+    idle.SetFreeTime(0);
+    return &idle;
 }
 
 /// Raises a limit; limits never shrink. @return whether it was raised.
@@ -86,11 +98,8 @@ CHttpConnection* CHttpConnectionMgr::GetConn(const std::string& domain, unsigned
     ConnList* list = GetConnList(addr, bSSL);
     if (list == nullptr)
         return GetConnOfNewAddress(std::move(addr), domain, port, bSSL);
-    if (CHttpConnection* idle = FirstIdle(*list)) {
-        idle->SetIdle(false);
-        idle->SetFreeTime(0);
-        return idle;
-    }
+    if (CHttpConnection* idle = FirstIdle(*list))
+        return Lend(*idle, domain, port, bSSL);
     if (list->size() >= m_MaxConnNum) {
         Trace(TraceLevel::Progress,
               "CHttpConnectionMgr::GetConn, no idle connection, and connections number reached the upper "

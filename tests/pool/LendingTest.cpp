@@ -260,6 +260,49 @@ TEST_F(Lending, AConnectionWithoutHandlesIsLentAndCounted) {
     EXPECT_EQ(Get("host"), conn) << "and is lent again";
 }
 
+TEST_F(Lending, AgainGivesAConnectionTheHandlesThatItMisses) {
+    for (const bool bSSL : {false, true}) {
+        CurlRecorder recorder;
+        recorder.Force(CurlCall::EasyInit);
+        recorder.Force(CurlCall::MultiInit);
+        CHttpConnection* conn = Get("host", 80, bSSL);
+        m_pool.ReleaseConn(conn);
+        recorder.Clear();
+
+        EXPECT_EQ(Get("host", 80, bSSL), conn);
+        EXPECT_NE(conn->GetCurl(), nullptr);
+        EXPECT_NE(conn->GetCurlM(), nullptr);
+        EXPECT_EQ(recorder.Events(CurlCall::EasySetopt).size(), bSSL ? 8u : 0u) << "set up like any other";
+        EXPECT_EQ(conn->GetFreeTime(), 0);
+        EXPECT_FALSE(conn->IsIdle());
+    }
+}
+
+TEST_F(Lending, AgainLeavesTheHandleThatAConnectionHas) {
+    CurlRecorder recorder;
+    recorder.Force(CurlCall::MultiInit);
+    CHttpConnection* conn = Get("host");
+    const CURL* easy = conn->GetCurl();
+    ASSERT_NE(easy, nullptr);
+    m_pool.ReleaseConn(conn);
+    EXPECT_EQ(Get("host"), conn);
+    EXPECT_EQ(conn->GetCurl(), easy);
+    EXPECT_NE(conn->GetCurlM(), nullptr);
+}
+
+TEST_F(Lending, AgainWithoutHandlesIsTriedEachTime) {
+    CurlRecorder recorder;
+    for (int i = 0; i < 3; ++i) {
+        recorder.Force(CurlCall::EasyInit);
+        CHttpConnection* conn = Get("host");
+        ASSERT_NE(conn, nullptr);
+        EXPECT_EQ(conn->GetCurl(), nullptr);
+        EXPECT_EQ(ConnectionsOf(m_pool, "host:80", false).size(), 1u);
+        m_pool.ReleaseConn(conn);
+    }
+    EXPECT_NE(Get("host")->GetCurl(), nullptr);
+}
+
 TEST_F(Lending, FormatsNoMessageThatIsNotProduced) {
     m_pool.m_MaxConnNum = 1;
     Get("host");
