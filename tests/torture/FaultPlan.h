@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file
+/// Counts the fallible calls of a scenario, and makes one of them fail.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+/// What can fail.
+enum class Fault : unsigned char {
+    Memory,     ///< malloc(), calloc(), realloc(), operator new
+    Descriptor, ///< files, sockets, pipes, epoll
+    Thread,     ///< pthread_create()
+    CurlHandle, ///< curl_easy_init(), curl_multi_init()
+    CurlOption, ///< curl_easy_setopt()
+    CurlList,   ///< curl_slist_append()
+    Iconv,      ///< iconv_open(), which libiconv_open() opens its two halves with
+};
+
+/// @return a kind's name.
+const char* NameOf(Fault fault);
+
+/// While it lives, counts the fallible calls of the thread that made it and of the threads which that one
+/// starts, and makes one fail. Other threads, those of the test servers above all, are left alone. One at a
+/// time.
+///
+/// Afterwards, and until the next one is made, it is known which of the memory that was allocated is still
+/// there.
+class FaultPlan {
+public:
+    /// @param failing which call fails, counted from 1; 0 for none.
+    explicit FaultPlan(std::size_t failing = 0);
+    ~FaultPlan();
+    FaultPlan(const FaultPlan&) = delete;
+    FaultPlan& operator=(const FaultPlan&) = delete;
+
+    /// How many there were, the failed one included.
+    std::size_t Count() const;
+    /// The kinds of the first calls (some ten thousand), in order.
+    std::vector<Fault> Kinds() const;
+
+    /// How many blocks are still there that were allocated under the last plan. Always 0 under a sanitizer,
+    /// which looks for leaks by itself.
+    static std::size_t LiveBlocks();
+    /// Who allocated them: some addresses as text, for a debugger.
+    static std::string DescribeLiveBlocks();
+};
+
+/// While it lives, the calls of this thread are not counted: those of the test itself.
+class WithoutFaults {
+public:
+    WithoutFaults();
+    ~WithoutFaults();
+    WithoutFaults(const WithoutFaults&) = delete;
+    WithoutFaults& operator=(const WithoutFaults&) = delete;
+};

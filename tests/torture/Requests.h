@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file
+/// What the scenarios send, and how the next request is seen to work.
+#pragma once
+
+#include <string>
+
+#include <httpclient/HttpOperationType.h>
+#include <httpclient/testing/LoopbackServer.h>
+
+class CHttpRequest;
+
+inline const std::string SECRET_HEADER = "a-secret-that-stands-in-a-header-entry";
+inline const std::string SECRET_COOKIE = "a-secret-that-stands-in-the-cookie";
+inline const std::string SECRET_BODY = "a-secret-that-stands-in-the-body";
+inline const std::string ANSWER = "an answer that is longer than a short string";
+
+/// @return a verb's name.
+std::string NameOf(HTTPOPERATIONTYPE verb);
+/// Gives a request something of everything.
+void Fill(CHttpRequest& request, HTTPOPERATIONTYPE verb);
+/// Answers with ANSWER.
+httpclient::testing::Reply AnswerAll(const httpclient::testing::RecordedRequest& request);
+/// Sends a request to a server and expects its answer.
+void ExpectNextToWork(const httpclient::testing::LoopbackServer& server, bool bSSL);

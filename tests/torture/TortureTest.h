@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file
+/// Runs a scenario again and again, each time with another of its fallible calls failing.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "FaultPlan.h"
+
+/// A scenario under torture.
+///
+/// At most 25 of its calls fail in turn, drawn so that each kind has its share. The environment variable
+/// TORTURE_ALL has all of them fail; TORTURE_SEED repeats the draws of a run that printed that seed.
+///
+/// After each failure: nothing crashed, everything that was allocated is free once the pool is, every
+/// connection is back in the pool, no lock is held, no secret was logged, and the next request works.
+class TortureTest : public ::testing::Test {
+protected:
+    TortureTest();
+    ~TortureTest() override;
+
+    /// Makes ready for one run. Nothing fails here.
+    virtual void Prepare() {}
+    /// The scenario: its calls are the ones that fail.
+    virtual void Run() = 0;
+    /// Waits for the end of what the scenario started on other threads.
+    virtual void Settle() {}
+    /// Whether what came of the scenario is what may come of it.
+    virtual void ExpectOutcome() {}
+    /// Frees what came of the scenario.
+    virtual void Discard() {}
+    /// The next request: nothing fails here, and it has to work.
+    virtual void ExpectNextToWork() = 0;
+
+    /// Texts that no message may hold.
+    std::vector<std::string> m_secrets;
+
+    /// Tortures the scenario.
+    void Torture();
+
+private:
+    std::vector<Fault> Rehearse();
+    void RunWithFailing(std::size_t failing);
+    void ExpectPoolInOrder();
+    void ExpectNoSecretLogged();
+    void ExpectAllFreed(std::size_t failing);
+    void CleanUp();
+};
+
+/// Closes the pool with all its connections, TLS ones included.
+void CloseEverything();
