@@ -48,6 +48,6 @@ int OnCurlDebug(CURL* /*curl*/, curl_infotype type, char* data, size_t /*size*/,
     if (value == nullptr)
         Trace(TraceLevel::Detail, "== Info: %s", data);
     else // a header's value may be a token, and no header is logged over HTTP/1.1 either
-        Trace(TraceLevel::Detail, "== Info: %.*s...]\n", static_cast<int>(value - data), data);
+        Trace(TraceLevel::Detail, "== Info: %.*s...]", static_cast<int>(value - data), data);
     return 0;
 }
