@@ -3,6 +3,7 @@
 #include <map>
 #include <string>
 
+#include "../message/FactorySeam.h"
 #include "ExchangeTest.h"
 #include "HeldMutex.h"
 #include "identity/HttpSiaToken.h"
@@ -54,6 +55,25 @@ TEST_F(TokenExchange, IsThisRequest) {
                                    std::to_string(body.size()) + "\r\n\r\n" + body);
     EXPECT_EQ(requests[0].peerSubject, "CN=client");
     EXPECT_EQ(NewLines(), ExchangeLines("/orders/7?x=1", "orders", Nth("orders", 1).size()));
+}
+
+TEST_F(TokenExchange, IsMadeUpInThisOrder) {
+    const FactorySeam seam;
+    EXPECT_EQ(Token("/orders"), Nth("orders", 1));
+    EXPECT_EQ(
+        seam.Calls(),
+        (Lines{"setUrlPath(/rest/sia/v1/tokens/jwt/sia)", "setVerb(3)", "setContentType(application/json)",
+               "setContent(" + m_service.exchanges().at(0).body + ")", "setConnectTimeout(60)",
+               "getMaintenanceIPAddress()", "setDomain(" + m_maintenance + ")", "setPort(32018)",
+               "setScheme(https)", "setSSLSupport()"}));
+}
+
+TEST_F(TokenExchange, FailsWithAnExceptionWhenAPartOfItThrows) {
+    FactorySeam seam;
+    seam.ThrowAt("setPort(32018)", [](CHttpRequest*, CHttpClient*) {});
+    EXPECT_EQ(Token("/orders", false, -1), "before");
+    EXPECT_EQ(NewLines(), (Lines{message::Mapped("/orders", "orders"), message::EXCHANGE_EXCEPTION}));
+    EXPECT_EQ(Kept("orders"), "none");
 }
 
 TEST_F(TokenExchange, NamesTheFixedServiceForSiaAccess) {
