@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "send/Load.h"
 
+#include "send/AsyncLoad.h"
 #include "send/RequestMaker.h"
 #include "send/Sender.h"
 
 #include <condition_variable>
 #include <mutex>
 #include <thread>
+#include <utility>
 
 namespace sender {
 namespace {
@@ -56,16 +58,9 @@ private:
     Tally m_tally;
 };
 
-} // namespace
-
-LoadResult RunLoad(const Options& options, const CHttpRequest& request, ProgressBar& progress,
-                   const std::atomic<bool>& stop) {
-    // With fewer connections than threads some would wait 3 s at a time for one; a lower number changes
-    // nothing.
-    MakeClient(options)->resizeConnPool(options.threads, 1);
-
+Tally SendOnThreads(const Options& options, const CHttpRequest& request, ProgressBar& progress,
+                    const std::atomic<bool>& stop) {
     Work work(options, request, stop);
-    const auto start = Clock::now();
     std::vector<std::thread> threads;
     for (unsigned int count = 0; count < options.threads; ++count) {
         threads.emplace_back([&work] { work.RunThread(); });
@@ -74,7 +69,20 @@ LoadResult RunLoad(const Options& options, const CHttpRequest& request, Progress
     for (std::thread& thread : threads) {
         thread.join();
     }
-    return {work.TakeTally(), Clock::now() - start};
+    return work.TakeTally();
+}
+
+} // namespace
+
+LoadResult RunLoad(const Options& options, const CHttpRequest& request, ProgressBar& progress,
+                   const std::atomic<bool>& stop) {
+    // With fewer connections than are wanted some would wait 3 s at a time for one; a lower number changes
+    // nothing. Twice: a worker calls back before it gives its connection back.
+    MakeClient(options)->resizeConnPool(options.async ? 2 * options.threads : options.threads, 1);
+    const auto start = Clock::now();
+    Tally tally = options.async ? SendAsyncRepeatedly(options, request, progress, stop)
+                                : SendOnThreads(options, request, progress, stop);
+    return {std::move(tally), Clock::now() - start};
 }
 
 } // namespace sender

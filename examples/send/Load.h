@@ -17,7 +17,7 @@ struct LoadResult {
     Duration time{};
 };
 
-/// Sends one request many times, on several threads with a client each.
+/// Sends one request many times, on several threads with a client each; or asynchronously.
 /// @param stop ends the run early when it becomes true; requests under way are finished.
 LoadResult RunLoad(const Options& options, const CHttpRequest& request, ProgressBar& progress,
                    const std::atomic<bool>& stop);

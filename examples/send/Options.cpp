@@ -2,6 +2,7 @@
 #include "send/Options.h"
 
 #include "send/Errors.h"
+#include "send/InFlight.h"
 
 #include <algorithm>
 #include <cctype>
@@ -22,6 +23,9 @@ Parameters of GET and DELETE travel in the URL, those of PUT and POST as the bod
 its own. Their values are in the character set that --charset names (GBK without one) and travel in UTF-8.
 
 https presents the platform's client certificate: the TLS files lie under the directory that SSL_ROOT names.
+--async sends headers and parameters only. Its answers may come seconds late: the library looks after such a
+transfer from time to time.
+
 Keep secrets out of the argument list: --header-file and --cookie-file read them from files.
 
 Exit code: 0  2xx or 3xx         4  4xx    1  no answer      3  the output could not be written
@@ -90,11 +94,16 @@ void DescribeOutput(CLI::App& app, Options& options) {
         ->check(AtLeastOne(100'000'000))
         ->excludes(showHead)
         ->excludes(output);
-    app.add_option("-t,--threads", options.threads,
-                   "threads that share the repeats, each with its own client")
+    app.add_option(
+           "-t,--threads", options.threads,
+           "threads that share the repeats, each with its own client; with --async: requests under way at "
+           "a time")
         ->type_name("N")
         ->check(AtLeastOne(1000))
         ->capture_default_str();
+    auto* async = app.add_flag("-a,--async", options.async, "send asynchronously: a thread for each request");
+    app.add_flag("--insecure", options.insecure, "send over https asynchronously, which verifies nothing")
+        ->needs(async);
 }
 
 std::string ReadFile(const std::string& name) {
@@ -190,6 +199,30 @@ void CheckCanBeSent(const Options& options) {
     }
 }
 
+/// The same for what an asynchronous send leaves out.
+void CheckCanBeSentAsync(const Options& options) {
+    if (!options.body.empty()) {
+        throw UsageError("an asynchronous request carries no body but its parameters");
+    }
+    if (!options.cookie.empty()) {
+        throw UsageError("an asynchronous request carries no cookie");
+    }
+    if (options.verb == HTTPOPERATION_HEAD) {
+        throw UsageError("an asynchronous HEAD would go out as GET");
+    }
+    if (options.headers.count("Accept-Encoding") != 0) {
+        throw UsageError("the answer to an asynchronous request is not decoded; leave Accept-Encoding out");
+    }
+    if (options.target.Tls() && !options.insecure) {
+        throw UsageError("an asynchronous request over https verifies no server and shows no certificate; "
+                         "--insecure sends it all the same");
+    }
+    if (options.threads > InFlight::MOST_PLACES) {
+        throw UsageError(
+            fmt::format("at most {} asynchronous requests are under way at a time", InFlight::MOST_PLACES));
+    }
+}
+
 Options Evaluate(const Raw& raw, Options options) {
     options.target = ParseUrl(raw.url);
     for (const std::string& line : raw.headers) {
@@ -213,6 +246,9 @@ Options Evaluate(const Raw& raw, Options options) {
     options.verb = !raw.verb.empty() ? ParseVerb(raw.verb) : hasBody ? HTTPOPERATION_POST : HTTPOPERATION_GET;
     options.threads = std::min(options.threads, options.repeat);
     CheckCanBeSent(options);
+    if (options.async) {
+        CheckCanBeSentAsync(options);
+    }
     return options;
 }
 

@@ -24,7 +24,9 @@ struct Options {
     unsigned int requestTimeout = 30;
 
     unsigned int repeat = 1;
-    unsigned int threads = 1;
+    unsigned int threads = 1; ///< with async: requests under way at a time
+    bool async = false;
+    bool insecure = false; ///< only with async
 
     bool showHead = false;
     bool quiet = false;

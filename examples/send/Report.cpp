@@ -64,6 +64,11 @@ std::string DescribeTimes(const Latencies& times) {
                        Milliseconds(times.Max()));
 }
 
+std::string DescribeWay(const Options& options) {
+    return options.async ? fmt::format("asynchronously, {} at a time", options.threads)
+                         : fmt::format("on {} thread{}", options.threads, options.threads == 1 ? "" : "s");
+}
+
 void Write(const Outcome& outcome, bool withHead, std::ostream& out) {
     if (withHead) {
         out << outcome.head;
@@ -103,14 +108,13 @@ std::string Describe(const Outcome& outcome, const Target& target) {
 std::string Describe(const LoadResult& result, const Options& options) {
     const size_t count = result.tally.times.size();
     const double seconds = Seconds(result.time);
-    return fmt::format("requests  {} in {:.2f} s on {} thread{}: {:.1f} per second\n"
-                       "status    {}\n"
-                       "time      {}\n"
-                       "bodies    {} bytes\n",
-                       count, seconds, options.threads, options.threads == 1 ? "" : "s",
-                       seconds > 0 ? static_cast<double>(count) / seconds : 0.0,
-                       DescribeStatuses(result.tally), DescribeTimes(Latencies(result.tally.times)),
-                       result.tally.bodyBytes);
+    return fmt::format(
+        "requests  {} in {:.2f} s {}: {:.1f} per second\n"
+        "status    {}\n"
+        "time      {}\n"
+        "bodies    {} bytes\n",
+        count, seconds, DescribeWay(options), seconds > 0 ? static_cast<double>(count) / seconds : 0.0,
+        DescribeStatuses(result.tally), DescribeTimes(Latencies(result.tally.times)), result.tally.bodyBytes);
 }
 
 void WriteAnswer(const Outcome& outcome, const Options& options, std::ostream& standardOutput) {

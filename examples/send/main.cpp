@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Sends a request from the command line, once or many times.
+#include "send/AsyncLoad.h"
 #include "send/Errors.h"
 #include "send/Load.h"
 #include "send/Options.h"
@@ -24,9 +25,15 @@ namespace {
 
 using namespace sender;
 
-/// The pool's thread is stopped before the process's statics go.
+/// The pool's thread is stopped before the process's statics go. Not after asynchronous sends: workers that
+/// have called back may still be giving their connections back, and the library lets a process end amid that.
 struct PoolEnd {
-    ~PoolEnd() { CHttpConnectionMgr::Finalize(); }
+    const bool wanted;
+    ~PoolEnd() {
+        if (wanted) {
+            CHttpConnectionMgr::Finalize();
+        }
+    }
 };
 
 std::atomic<bool> g_stop{false};
@@ -54,8 +61,8 @@ void WarnOfGuessedCharset(const Options& options, const CHttpRequest& request) {
 }
 
 int SendOnce(const Options& options, const CHttpRequest& request) {
-    const auto client = MakeClient(options);
-    const Outcome outcome = SendAndWait(*client, request, options.target.Tls());
+    const Outcome outcome = options.async ? SendAsync(options, request)
+                                          : SendAndWait(*MakeClient(options), request, options.target.Tls());
     if (outcome.status != Outcome::NO_ANSWER) {
         WriteAnswer(outcome, options, std::cout);
     }
@@ -84,7 +91,7 @@ int Run(int argc, char** argv) {
     if (options->verbose) {
         setenv("OVEX_TRACE_LEVEL", "2", 1); // before the library's first word
     }
-    const PoolEnd poolEnd;
+    const PoolEnd poolEnd{!options->async};
     const auto request = MakeRequest(*options);
     WarnOfGuessedCharset(*options, *request);
     return options->repeat > 1 ? SendMany(*options, *request) : SendOnce(*options, *request);

@@ -159,3 +159,23 @@ TEST(SendOptions, BecomeARequest) {
     EXPECT_EQ(request->getRequestHeadEntry("A"), "1");
     EXPECT_EQ(request->getRequestHeadEntryNums(), 3U);
 }
+
+TEST(SendOptions, RefuseWhatAnAsynchronousSendWouldLeaveOut) {
+    EXPECT_EQ(WhyRefused({URL, "--async", "-X", "POST", "-p", "a=1", "-H", "A: 1"}), "accepted");
+    EXPECT_THAT(WhyRefused({URL, "-a", "-d", "x"}), HasSubstr("no body"));
+    EXPECT_THAT(WhyRefused({URL, "-a", "-b", "c=1"}), HasSubstr("no cookie"));
+    EXPECT_THAT(WhyRefused({URL, "-a", "-X", "HEAD"}), HasSubstr("go out as GET"));
+    EXPECT_THAT(WhyRefused({URL, "-a", "--accept-encoding", "gzip"}), HasSubstr("not decoded"));
+}
+
+TEST(SendOptions, SendAsynchronouslyOverTlsOnlyWhenToldTwice) {
+    EXPECT_THAT(WhyRefused({"https://h/", "-a"}), HasSubstr("verifies no server"));
+    EXPECT_EQ(WhyRefused({"https://h/", "-a", "--insecure"}), "accepted");
+    EXPECT_THAT(WhyRefused({"https://h/", "--insecure"}), HasSubstr("--async"));
+}
+
+TEST(SendOptions, LimitTheRequestsUnderWay) {
+    EXPECT_EQ(Parse({URL, "-a", "-n", "100", "-t", "64"}).threads, 64U);
+    EXPECT_THAT(WhyRefused({URL, "-a", "-n", "100", "-t", "65"}), HasSubstr("at most 64"));
+    EXPECT_EQ(Parse({URL, "-n", "100", "-t", "65"}).threads, 65U);
+}

@@ -76,6 +76,14 @@ TEST(Report, SumsUpARun) {
                                          "bodies    12 bytes\n");
 }
 
+TEST(Report, SaysHowARunWasSent) {
+    Options options;
+    EXPECT_THAT(Describe(LoadResult{}, options), HasSubstr(" on 1 thread: "));
+    options.threads = 4;
+    options.async = true;
+    EXPECT_THAT(Describe(LoadResult{}, options), HasSubstr(" asynchronously, 4 at a time: "));
+}
+
 TEST(Report, WritesTheBodyByteForByte) {
     std::ostringstream out;
     Options options;

@@ -104,3 +104,29 @@ TEST_F(SendProgram, RepeatsOnThreadsAndSumsUp) {
 TEST_F(SendProgram, RepeatingDrawsNoBarWhereNobodyLooks) {
     EXPECT_EQ(Send(Url("/bytes/10") + " --repeat 50 2>&1 >/dev/null").output, "");
 }
+
+TEST_F(SendProgram, SendsAsynchronouslyAndPrintsTheBody) {
+    const Ran ran = Send(Url("/echo") + " --async -X POST -p name=value -H 'X-Name: value' 2>/dev/null");
+    EXPECT_THAT(ran.output, StartsWith("POST /echo\n"));
+    EXPECT_THAT(ran.output, HasSubstr("\nX-Name: value\n"));
+    EXPECT_THAT(ran.output, EndsWith("\n\nname=value"));
+    EXPECT_EQ(ran.exitCode, 0);
+}
+
+TEST_F(SendProgram, ExitCodeTellsWhatCameAsynchronously) {
+    EXPECT_EQ(Send(Url("/forbidden") + " -a >/dev/null 2>&1").exitCode, 4);
+    EXPECT_EQ(Send(Url("/status/503") + " -a >/dev/null 2>&1").exitCode, 5);
+    const Ran none = Send("http://127.0.0.1:1/ -a -q 2>&1");
+    EXPECT_THAT(none.output, HasSubstr("no answer from http://127.0.0.1:1"));
+    EXPECT_EQ(none.exitCode, 1);
+}
+
+TEST_F(SendProgram, RepeatsAsynchronouslyAndSumsUp) {
+    // A connection that is taken again may keep its request waiting for seconds.
+    const Ran ran = Send(Url("/bytes/10") + " -a --repeat 9 --threads 3 -H 'Connection: close' 2>/dev/null");
+    EXPECT_THAT(ran.output, HasSubstr("requests  9 in "));
+    EXPECT_THAT(ran.output, HasSubstr(" asynchronously, 3 at a time: "));
+    EXPECT_THAT(ran.output, HasSubstr("status    200: 9\n"));
+    EXPECT_THAT(ran.output, HasSubstr("bodies    90 bytes\n"));
+    EXPECT_EQ(ran.exitCode, 0);
+}

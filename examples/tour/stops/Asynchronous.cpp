@@ -61,7 +61,7 @@ void Show(Tour& tour) {
                       static_cast<double>(waits.size()), tour.Connections());
     tour.Note(
         fmt::format("All answers were there after {:.0f} ms; one after the other they take 4800.", took));
-    tour.Note("A worker looks after its transfer from time to time, up to a second apart.");
+    tour.Note("A worker looks after its transfer from time to time, not at once when bytes come in.");
 }
 
 const Stop stop(130, "Asynchronous requests are under way side by side, each on a thread of its own", Show);
