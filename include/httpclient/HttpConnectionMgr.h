@@ -91,8 +91,9 @@ public:
 
 private:
     CHttpConnectionMgr();
-    CHttpConnection* GetConnOfNewAddress(std::string addr, const std::string& domain, unsigned int port,
-                                         bool bSSL);
+    static CHttpConnectionMgr* MakeInstance();
+    CHttpConnection* GetConnOfNewAddress(const std::string& addr, const std::string& domain,
+                                         unsigned int port, bool bSSL);
     bool ScheduleSweeps();
     void StopThread();
 

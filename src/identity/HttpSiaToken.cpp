@@ -24,10 +24,12 @@ using TokenGuard = ACE_Guard<ACE_Mutex>;
 
 CHttpSiaToken* CHttpSiaToken::Instance() {
     CHttpSiaToken* instance = LoadPublished(m_pInstance);
-    if (instance != nullptr)
-        return instance;
+    return instance != nullptr ? instance : MakeInstance();
+}
+
+CHttpSiaToken* CHttpSiaToken::MakeInstance() {
     const ACE_Guard<ACE_Thread_Mutex> guard(m_Mutex);
-    instance = LoadPublished(m_pInstance);
+    CHttpSiaToken* instance = LoadPublished(m_pInstance);
     if (instance != nullptr)
         return instance;
 

@@ -67,6 +67,7 @@ public:
 
 private:
     CHttpSiaToken() = default;
+    static CHttpSiaToken* MakeInstance();
     ~CHttpSiaToken() = default; // never called: the instance lives until the process ends
 
     bool m_bServiceIdentity = false;

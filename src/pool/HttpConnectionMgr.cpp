@@ -2,7 +2,9 @@
 // Lending, taking back, and the limits. How the pool starts, sweeps and stops is in IdleReclamation.cpp.
 #include <httpclient/HttpConnectionMgr.h>
 
+#include <charconv>
 #include <ctime>
+#include <iterator>
 #include <memory>
 
 #include <ace/Guard_T.h>
@@ -20,9 +22,27 @@ namespace {
 // The lock is only ever taken for writing. Should taking it fail, the operation runs all the same.
 using PoolGuard = ACE_Write_Guard<ACE_RW_Thread_Mutex>;
 
-/// The address key; the port is written as a signed number.
-std::string AddressKey(const std::string& domain, unsigned int port) {
-    return domain + ":" + std::to_string(static_cast<int>(port));
+/// The end of an address key; the port is written as a signed number.
+class PortText {
+public:
+    explicit PortText(unsigned int port)
+        : m_end(std::to_chars(m_text + 1, std::end(m_text), static_cast<int>(port)).ptr) {}
+    std::size_t Size() const { return static_cast<std::size_t>(m_end - m_text); }
+    const char* Data() const { return m_text; }
+
+private:
+    char m_text[12] = {':'}; // a sign and ten digits
+    const char* m_end;
+};
+
+// Where keys are written, so that looking an address up allocates nothing. Used under the pool lock only. Not
+// a local of the thread, which would be gone for a host that still sends while its statics are destroyed; and
+// never destroyed for the same reason.
+std::string& g_key = *new std::string;
+
+/// @return the address key, good until the next one is written.
+const std::string& AddressKey(const std::string& domain, const PortText& port) {
+    return g_key.assign(domain).append(port.Data(), port.Size());
 }
 
 CHttpConnection* FirstIdle(const CHttpConnectionMgr::ConnList& list) {
@@ -68,10 +88,12 @@ bool Raise(std::uint32_t& limit, unsigned int value) {
 
 CHttpConnectionMgr* CHttpConnectionMgr::Instance() {
     CHttpConnectionMgr* instance = LoadPublished(m_pInstance);
-    if (instance != nullptr)
-        return instance;
+    return instance != nullptr ? instance : MakeInstance();
+}
+
+CHttpConnectionMgr* CHttpConnectionMgr::MakeInstance() {
     const ACE_Guard<ACE_Thread_Mutex> guard(m_HttpConnectionMgr_Mutex);
-    instance = LoadPublished(m_pInstance);
+    CHttpConnectionMgr* instance = LoadPublished(m_pInstance);
     if (instance == nullptr) {
         instance = new CHttpConnectionMgr;
         Publish(m_pInstance, instance);
@@ -92,12 +114,13 @@ CHttpConnection* CHttpConnectionMgr::GetConn(const std::string& domain, unsigned
         Trace(TraceLevel::Error, "CHttpConnectionMgr::GetConn, domain is empty, return nullptr");
         return nullptr;
     }
-    std::string addr = AddressKey(domain, port);
+    const PortText portText(port);
     const PoolGuard guard(m_PoolLock);
 
+    const std::string& addr = AddressKey(domain, portText);
     ConnList* list = GetConnList(addr, bSSL);
     if (list == nullptr)
-        return GetConnOfNewAddress(std::move(addr), domain, port, bSSL);
+        return GetConnOfNewAddress(addr, domain, port, bSSL);
     if (CHttpConnection* idle = FirstIdle(*list))
         return Lend(*idle, domain, port, bSSL);
     if (list->size() >= m_MaxConnNum) {
@@ -110,7 +133,7 @@ CHttpConnection* CHttpConnectionMgr::GetConn(const std::string& domain, unsigned
     return AppendNew(*list, domain, port, bSSL);
 }
 
-CHttpConnection* CHttpConnectionMgr::GetConnOfNewAddress(std::string addr, const std::string& domain,
+CHttpConnection* CHttpConnectionMgr::GetConnOfNewAddress(const std::string& addr, const std::string& domain,
                                                          unsigned int port, bool bSSL) {
     ConnMap& connPool = bSSL ? m_mapHttpsConn : m_mapHttpConn;
     // Deliberately without a message, unlike the limit per address.
@@ -118,7 +141,7 @@ CHttpConnection* CHttpConnectionMgr::GetConnOfNewAddress(std::string addr, const
         return nullptr;
     auto list = std::make_unique<ConnList>();
     std::unique_ptr<CHttpConnection> conn(AppendNew(*list, domain, port, bSSL));
-    connPool.emplace(std::move(addr), list.get());
+    connPool.emplace(addr, list.get());
     static_cast<void>(list.release()); // the map's from here on, as is the connection in it
     return conn.release();
 }
