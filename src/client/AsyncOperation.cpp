@@ -11,6 +11,7 @@
 
 #include "client/ConnectionWait.h"
 #include "client/CurlCallbacks.h"
+#include "client/ExpectedBody.h"
 #include "client/ResponseInfo.h"
 #include "message/ResponseFill.h"
 #include "support/CurlOwners.h"
@@ -87,6 +88,7 @@ void Drive(CURLM* multi) {
 void Transfer(const AsyncOperationArgs& args, CHttpResponse& response) {
     std::string head;
     std::string body;
+    const ExpectedBody expected(head);
     SetWorkerOptions(args, head, body);
     curl_multi_add_handle(args.mcurl, args.curl);
     Drive(args.mcurl);

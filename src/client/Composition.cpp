@@ -63,7 +63,8 @@ std::string CHttpClientImp::GetUrl(const CHttpRequest& request) const {
     url.reserve(m_strScheme.size() + m_strDomain.size() + path.size() + sizeof port);
     url.append(m_strScheme).append("://");
     AppendHost(url, m_strDomain);
-    url.append(1, ':').append(port).append(path);
+    url.push_back(':');
+    url.append(port).append(path);
     return url;
 }
 

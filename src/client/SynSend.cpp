@@ -10,6 +10,7 @@
 
 #include "client/ConnectionWait.h"
 #include "client/CurlCallbacks.h"
+#include "client/ExpectedBody.h"
 #include "client/ResponseInfo.h"
 #include "identity/HttpSiaToken.h"
 #include "message/RequestView.h"
@@ -40,12 +41,12 @@ private:
 /// Adds the parameters to the URL where they belong there. @return what they make of the body elsewhere.
 std::string PlaceParameters(const CHttpRequest& request, HTTPOPERATIONTYPE verb, std::string& url) {
     if (request.getParamNums() == 0)
-        return "";
+        return {};
     std::string params = request.getParamsAppendInURL();
     if (verb != HTTPOPERATION_GET && verb != HTTPOPERATION_DELETE)
         return params;
     url += params;
-    return "";
+    return {};
 }
 
 } // namespace
@@ -110,6 +111,7 @@ int CHttpClientImp::SynSendOnConnection(const CHttpRequest& request, CHttpRespon
 
     std::string head;
     head.reserve(USUAL_HEAD);
+    const ExpectedBody expected(head);
     GetResponseHead(head);
     if (m_curl != nullptr) {
         curl_easy_setopt(m_curl, CURLOPT_DEBUGFUNCTION, &OnCurlDebug);

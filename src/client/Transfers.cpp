@@ -6,6 +6,7 @@
 
 #include "client/CurlCallbacks.h"
 #include "client/ResponseInfo.h"
+#include "support/PiecewiseCopy.h"
 #include "support/Trace.h"
 
 namespace {
@@ -142,8 +143,8 @@ CURLcode CHttpClientImp::SetCurlParam(const std::string& url, std::string& respo
 
 int CHttpClientImp::Post(const std::string& url, const std::string& content, std::string& response,
                          const curl_slist* slist) {
-    const std::string body =
-        content; // a copy of its own, deliberately, where the other transfers send the caller's
+    // A copy of its own, deliberately, where the other transfers send the caller's.
+    const std::string body = CopyInPieces(content);
     return Perform(POST, *this, m_curl, {url, body, response, slist});
 }
 

@@ -2,6 +2,7 @@
 #include "message/HttpRequestImp.h"
 
 #include "message/NamedEntries.h"
+#include "support/PiecewiseCopy.h"
 
 namespace {
 
@@ -88,12 +89,12 @@ std::string CHttpRequestImp::getContentLanguage() const {
 }
 
 bool CHttpRequestImp::setContent(const std::string& body) {
-    m_strContent = body;
+    m_strContent = CopyInPieces(body);
     return true;
 }
 
 std::string CHttpRequestImp::getContent() const {
-    return m_strContent;
+    return CopyInPieces(m_strContent);
 }
 
 bool CHttpRequestImp::setAcceptCharset(const std::string& charset) {

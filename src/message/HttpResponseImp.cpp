@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "message/NamedEntries.h"
+#include "support/PiecewiseCopy.h"
 
 namespace {
 
@@ -40,11 +41,11 @@ unsigned int CHttpResponseImp::getResponseHeadNums() const {
 void CHttpResponseImp::parseHead() {}
 
 std::string CHttpResponseImp::getResponseBody() const {
-    return m_strBody;
+    return CopyInPieces(m_strBody);
 }
 
 void CHttpResponseImp::setResponseBody(const std::string& body) {
-    m_strBody = body;
+    m_strBody = CopyInPieces(body);
 }
 
 std::string CHttpResponseImp::getContentType() const {
@@ -55,8 +56,8 @@ bool CHttpResponseImp::setContentType(const std::string& type) {
     return addResponseHeadEntry(CONTENT_TYPE, type);
 }
 
-bool CHttpResponseImp::AddContentType(std::string type) {
-    return named_entries::Add(m_mapHeadEntry, CONTENT_TYPE, std::move(type));
+void CHttpResponseImp::AddContentType(std::string&& type) {
+    m_mapHeadEntry.try_emplace(CONTENT_TYPE, std::move(type));
 }
 
 void CHttpResponseImp::setContentLen(double length) {

@@ -36,7 +36,8 @@ public:
 private:
     friend class ResponseFill;
 
-    bool AddContentType(std::string type);
+    /// What setContentType() does, without a copy.
+    void AddContentType(std::string&& type);
 
     std::string m_strReserved; ///< Kept empty; holds the place that the ABI gives it.
     std::string m_strBody;
