@@ -109,14 +109,13 @@ void Transfer(const AsyncOperationArgs& args, CHttpResponse& response) {
 }
 
 /// Runs the transfer and calls the caller's function, exactly once.
-void TransferAndCallBack(const AsyncOperationArgs& args) {
-    CHttpResponse response;
+void TransferAndCallBack(AsyncOperationArgs& args) {
     try {
-        Transfer(args, response);
+        Transfer(args, args.response);
     } catch (...) {
-        response.setStatusCode(-1); // memory is exhausted: what there is of the response is no answer
+        args.response.setStatusCode(-1); // memory is exhausted: what there is of the response is no answer
     }
-    args.pfnCallback(response);
+    args.pfnCallback(args.response);
 }
 
 } // namespace

@@ -10,9 +10,9 @@
 #include <curl/curl.h>
 
 #include <httpclient/Export.h>
+#include <httpclient/HttpResponse.h>
 
 class CHttpConnection;
-class CHttpResponse;
 
 /// What a worker is given, and owns from its first moment: the record itself, the header list, and the
 /// connection, which it gives back.
@@ -25,6 +25,7 @@ struct HTTPCLIENT_EXPORT AsyncOperationArgs {
     CHttpConnection* ptrHttpConn = nullptr;
     void (*pfnCallback)(const CHttpResponse&) = nullptr;
     std::string strContent{}; ///< The body: libcurl refers to it, so it lives as long as the transfer.
+    CHttpResponse response{}; ///< Made before the worker is, which must not fail for want of its memory.
 };
 
 /// Runs one transfer, calls the caller's function with the response, and gives the connection back.
