@@ -12,11 +12,16 @@ namespace fault_ledger {
 
 /// Counts a call. @return whether it is the one to fail.
 bool Refuses(Fault fault) noexcept;
+/// Counts an allocation. @return whether it is the call to fail.
+/// @param caller who asks for the memory.
+bool RefusesMemory(const void* caller) noexcept;
 
-/// The plan that this thread is counted under, as a ticket for a thread that it starts.
-unsigned int Ticket() noexcept;
-/// Has this thread counted under the plan of a ticket.
-void Join(unsigned int ticket) noexcept;
+/// Announces a thread that this one starts. @return the plan that it is counted under, for it to join.
+unsigned int Announce() noexcept;
+/// Takes back an announcement.
+void Withdraw() noexcept;
+/// Has this thread, a new one, counted under a plan.
+void Join(unsigned int plan) noexcept;
 
 /// Notes a block of a counted thread.
 void NoteAllocated(const void* block, const void* caller) noexcept;

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-// The allocator: operator new, and all that C code allocates, go through it.
+// The allocator of C code. Builds with a sanitizer do without: its allocator cannot be held.
+#include "FaultMemory.h"
+
 #include <cerrno>
-#include <cstddef>
 
 #include "FaultLedger.h"
 
@@ -15,8 +16,8 @@ void __libc_free(void* memory);
 
 namespace {
 
-bool Refused() {
-    if (!fault_ledger::Refuses(Fault::Memory))
+bool Refused(const void* caller) {
+    if (!fault_ledger::RefusesMemory(caller))
         return false;
     errno = ENOMEM;
     return true;
@@ -24,18 +25,22 @@ bool Refused() {
 
 } // namespace
 
-extern "C" {
-
-void* malloc(std::size_t size) noexcept {
-    if (Refused())
+void* AllocateFor(const void* caller, std::size_t size) noexcept {
+    if (Refused(caller))
         return nullptr;
     void* const block = __libc_malloc(size);
-    fault_ledger::NoteAllocated(block, __builtin_return_address(0));
+    fault_ledger::NoteAllocated(block, caller);
     return block;
 }
 
+extern "C" {
+
+void* malloc(std::size_t size) noexcept {
+    return AllocateFor(__builtin_return_address(0), size);
+}
+
 void* calloc(std::size_t count, std::size_t size) noexcept {
-    if (Refused())
+    if (Refused(__builtin_return_address(0)))
         return nullptr;
     void* const block = __libc_calloc(count, size);
     fault_ledger::NoteAllocated(block, __builtin_return_address(0));
@@ -43,7 +48,7 @@ void* calloc(std::size_t count, std::size_t size) noexcept {
 }
 
 void* realloc(void* memory, std::size_t size) noexcept {
-    if (Refused())
+    if (Refused(__builtin_return_address(0)))
         return nullptr;
     fault_ledger::NoteFreed(memory); // before another thread can be given its place
     void* const block = __libc_realloc(memory, size);

@@ -4,9 +4,15 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <cstdint>
+#include <cstring>
 
 #include <dlfcn.h>
+#include <link.h>
+#include <unistd.h>
+
+#include <httpclient/testing/Patience.h>
 
 #include "FaultLedger.h"
 
@@ -19,6 +25,9 @@ std::atomic<unsigned int> g_lastPlan{0};
 std::atomic<std::size_t> g_asked{0};
 std::atomic<std::size_t> g_failing{0};
 std::array<Fault, KEPT_KINDS> g_kinds{};
+std::atomic<MemoryOf> g_memory{MemoryOf::Everybody};
+std::atomic<unsigned int> g_announced{0};     // threads that were started under the plan
+std::array<std::atomic<int>, 16> g_threads{}; // and those of them that have begun
 
 thread_local unsigned int t_plan = 0; // the number of the plan that this thread is counted under
 thread_local int t_exempt = 0;
@@ -114,6 +123,37 @@ private:
 
 Blocks g_blocks;
 
+/// Where a library's code lies.
+class Code {
+public:
+    explicit Code(const char* library) : m_library(library) { dl_iterate_phdr(&Look, this); }
+    bool Holds(const void* address) const noexcept {
+        const auto at = reinterpret_cast<std::uintptr_t>(address);
+        return m_begin <= at && at < m_end;
+    }
+
+private:
+    static int Look(dl_phdr_info* info, std::size_t /*size*/, void* user) {
+        auto& code = *static_cast<Code*>(user);
+        if (std::strstr(info->dlpi_name, code.m_library) == nullptr)
+            return 0;
+        for (int i = 0; i < info->dlpi_phnum; ++i) {
+            const auto& part = info->dlpi_phdr[i];
+            if (part.p_type != PT_LOAD || (part.p_flags & PF_X) == 0)
+                continue;
+            code.m_begin = info->dlpi_addr + part.p_vaddr;
+            code.m_end = code.m_begin + part.p_memsz;
+        }
+        return 1;
+    }
+
+    const char* m_library;
+    std::uintptr_t m_begin = 0;
+    std::uintptr_t m_end = 0;
+};
+
+const Code ACE_CODE("/libACE");
+
 } // namespace
 
 namespace fault_ledger {
@@ -127,12 +167,30 @@ bool Refuses(Fault fault) noexcept {
     return number == g_failing;
 }
 
-unsigned int Ticket() noexcept {
+bool RefusesMemory(const void* caller) noexcept {
+    return !(g_memory == MemoryOf::AllButAce && ACE_CODE.Holds(caller)) && Refuses(Fault::Memory);
+}
+
+unsigned int Announce() noexcept {
+    if (t_plan != 0)
+        ++g_announced;
     return t_plan;
 }
 
-void Join(unsigned int ticket) noexcept {
-    t_plan = ticket;
+void Withdraw() noexcept {
+    if (t_plan != 0)
+        --g_announced;
+}
+
+void Join(unsigned int plan) noexcept {
+    t_plan = plan;
+    if (plan == 0)
+        return;
+    for (std::atomic<int>& slot : g_threads) {
+        int none = 0;
+        if (slot.compare_exchange_strong(none, gettid()))
+            return;
+    }
 }
 
 void NoteAllocated(const void* block, const void* caller) noexcept {
@@ -152,8 +210,12 @@ const char* NameOf(Fault fault) {
     return NAMES.at(static_cast<std::size_t>(fault));
 }
 
-FaultPlan::FaultPlan(std::size_t failing) {
+FaultPlan::FaultPlan(std::size_t failing, MemoryOf memory) {
     g_blocks.Clear();
+    g_memory = memory;
+    g_announced = 0;
+    for (std::atomic<int>& thread : g_threads)
+        thread = 0;
     g_asked = 0;
     g_failing = failing;
     t_plan = ++g_lastPlan;
@@ -174,8 +236,35 @@ std::vector<Fault> FaultPlan::Kinds() const {
     return {g_kinds.begin(), g_kinds.begin() + static_cast<std::ptrdiff_t>(std::min(Count(), KEPT_KINDS))};
 }
 
+bool FaultPlan::WaitForThreads() {
+    const WithoutFaults exempt;
+    const auto giveUp = std::chrono::steady_clock::now() + httpclient::testing::PATIENCE;
+    const auto wait = [giveUp](const auto& done) {
+        while (!done() && std::chrono::steady_clock::now() < giveUp)
+            usleep(200);
+        return done();
+    };
+    for (unsigned int i = 0; i < std::min<std::size_t>(g_announced, g_threads.size()); ++i) {
+        const std::atomic<int>& thread = g_threads[i];
+        if (!wait([&thread] { return thread != 0; }))
+            return false;
+        const std::string entry = "/proc/self/task/" + std::to_string(thread);
+        if (!wait([&entry] { return access(entry.c_str(), F_OK) != 0; }))
+            return false;
+    }
+    return true;
+}
+
 std::size_t FaultPlan::LiveBlocks() {
     return g_blocks.Count();
+}
+
+std::size_t FaultPlan::LiveBlocksOfAce() {
+    std::array<Blocks::Entry, 16> first{};
+    const std::size_t count = g_blocks.Copy(first);
+    return static_cast<std::size_t>(
+        std::count_if(first.begin(), first.begin() + static_cast<std::ptrdiff_t>(count),
+                      [](const Blocks::Entry& entry) { return ACE_CODE.Holds(entry.caller); }));
 }
 
 std::string FaultPlan::DescribeLiveBlocks() {

@@ -21,6 +21,12 @@ enum class Fault : unsigned char {
 /// @return a kind's name.
 const char* NameOf(Fault fault);
 
+/// Whose memory may fail.
+enum class MemoryOf {
+    Everybody,
+    AllButAce ///< ACE goes on with null pointers when an allocation of its own fails, and crashes.
+};
+
 /// While it lives, counts the fallible calls of the thread that made it and of the threads which that one
 /// starts, and makes one fail. Other threads, those of the test servers above all, are left alone. One at a
 /// time.
@@ -30,7 +36,7 @@ const char* NameOf(Fault fault);
 class FaultPlan {
 public:
     /// @param failing which call fails, counted from 1; 0 for none.
-    explicit FaultPlan(std::size_t failing = 0);
+    explicit FaultPlan(std::size_t failing = 0, MemoryOf memory = MemoryOf::Everybody);
     ~FaultPlan();
     FaultPlan(const FaultPlan&) = delete;
     FaultPlan& operator=(const FaultPlan&) = delete;
@@ -40,9 +46,14 @@ public:
     /// The kinds of the first calls (some ten thousand), in order.
     std::vector<Fault> Kinds() const;
 
+    /// Waits for the end of the threads that were started under the last plan, and under it. @return whether
+    /// they ended.
+    static bool WaitForThreads();
     /// How many blocks are still there that were allocated under the last plan. Always 0 under a sanitizer,
     /// which looks for leaks by itself.
     static std::size_t LiveBlocks();
+    /// How many of them ACE itself allocated.
+    static std::size_t LiveBlocksOfAce();
     /// Who allocated them: some addresses as text, for a debugger.
     static std::string DescribeLiveBlocks();
 };

@@ -28,13 +28,13 @@ bool NoDescriptor() {
 struct Start {
     void* (*body)(void*);
     void* argument;
-    unsigned int ticket;
+    unsigned int plan;
 };
 
 void* RunCounted(void* argument) {
     const Start start = *static_cast<Start*>(argument);
     std::free(argument);
-    fault_ledger::Join(start.ticket);
+    fault_ledger::Join(start.plan);
     return start.body(start.argument);
 }
 
@@ -42,7 +42,7 @@ Start* MakeStart(void* (*body)(void*), void* argument) {
     const WithoutFaults exempt;
     auto* start = static_cast<Start*>(std::malloc(sizeof(Start)));
     if (start != nullptr)
-        *start = {body, argument, fault_ledger::Ticket()};
+        *start = {body, argument, fault_ledger::Announce()};
     return start;
 }
 
@@ -106,8 +106,10 @@ int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*
         return EAGAIN;
     Start* const start = MakeStart(body, argument);
     const int result = next(thread, attributes, RunCounted, start);
-    if (result != 0)
+    if (result != 0) {
+        fault_ledger::Withdraw();
         std::free(start);
+    }
     return result;
 }
 
@@ -119,12 +121,12 @@ void* iconv_open(const char* to, const char* from) {
     return reinterpret_cast<void*>(-1); // NOLINT(performance-no-int-to-ptr): the interface's way to say no
 }
 
-/// A worker's pauses, which watch no descriptor, last a hundredth.
+/// A worker's pauses, which watch no descriptor, last a thousandth.
 int select(int count, fd_set* toRead, fd_set* toWrite, fd_set* failed, timeval* timeout) {
     static auto* const next = Next<int(int, fd_set*, fd_set*, fd_set*, timeval*)>("select");
     if (count != 0 || timeout == nullptr)
         return next(count, toRead, toWrite, failed, timeout);
-    const long microseconds = (timeout->tv_sec * 1000000L + timeout->tv_usec) / 100;
+    const long microseconds = (timeout->tv_sec * 1000000L + timeout->tv_usec) / 1000;
     timeval less{microseconds / 1000000, microseconds % 1000000};
     return next(count, toRead, toWrite, failed, &less);
 }

@@ -2,7 +2,8 @@
 #include "TortureTest.h"
 
 #include <algorithm>
-#include <atomic>
+#include <array>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <limits>
@@ -13,9 +14,11 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <ace/Guard_T.h>
 #include <ace/Time_Value.h>
 
 #include <httpclient/HttpConnectionMgr.h>
+#include <httpclient/testing/Patience.h>
 #include <httpclient/testing/RecordingTrace.h>
 
 #include "pool/HttpConnection.h"
@@ -88,13 +91,40 @@ std::string Summary(const std::vector<Fault>& calls) {
     return text;
 }
 
+using AllConnections = std::array<const CHttpConnectionMgr::ConnMap*, 2>;
+
+AllConnections ConnectionsOf(const CHttpConnectionMgr& pool) {
+    return {&pool.m_mapHttpConn, &pool.m_mapHttpsConn};
+}
+
+bool AllAreBack() {
+    CHttpConnectionMgr* const pool = CHttpConnectionMgr::Instance();
+    const ACE_Write_Guard<ACE_RW_Thread_Mutex> guard(pool->m_PoolLock);
+    for (const auto* connections : ConnectionsOf(*pool))
+        for (const auto& [address, list] : *connections)
+            for (const CHttpConnection* conn : *list)
+                if (!conn->IsIdle())
+                    return false;
+    return true;
+}
+
 } // namespace
+
+bool WaitUntilAllAreBack() {
+    const auto giveUp = std::chrono::steady_clock::now() + httpclient::testing::PATIENCE;
+    while (!AllAreBack()) {
+        if (std::chrono::steady_clock::now() > giveUp)
+            return false;
+        usleep(200);
+    }
+    return true;
+}
 
 void CloseEverything() {
     CHttpConnectionMgr* const pool = CHttpConnectionMgr::m_pInstance;
     if (pool == nullptr)
         return;
-    for (const auto* connections : {&pool->m_mapHttpConn, &pool->m_mapHttpsConn})
+    for (const auto* connections : ConnectionsOf(*pool))
         for (const auto& entry : *connections)
             for (CHttpConnection* conn : *entry.second)
                 conn->SetIdle(true);
@@ -117,15 +147,15 @@ void TortureTest::Torture() {
     std::printf("%zu fallible calls: %s\n", calls.size(), Summary(calls).c_str());
     std::fflush(stdout);
     for (const std::size_t failing : Choose(calls)) {
-        const char* const kind = failing <= calls.size() ? NameOf(calls[failing - 1]) : "none";
-        std::snprintf(g_doing, sizeof g_doing, "crashed with call %zu failing (%s)\n", failing, kind);
-        SCOPED_TRACE("call " + std::to_string(failing) + " fails (" + kind + ")");
+        const Fault kind = calls.at(failing - 1);
+        std::snprintf(g_doing, sizeof g_doing, "crashed with call %zu failing (%s)\n", failing, NameOf(kind));
+        SCOPED_TRACE("call " + std::to_string(failing) + " fails (" + NameOf(kind) + ")");
         RunWithFailing(failing);
         ExpectNextToWork();
         ExpectPoolInOrder();
         ExpectNoSecretLogged();
         CleanUp();
-        ExpectAllFreed(failing);
+        ExpectAllFreed(failing, kind);
         if (HasFatalFailure())
             return;
     }
@@ -136,7 +166,7 @@ std::vector<Fault> TortureTest::Rehearse() {
     for (int round = 0; round < 3; ++round) { // the first ones set up what lasts as long as the process
         Prepare();
         {
-            const FaultPlan plan;
+            const FaultPlan plan(0, m_memory);
             Run();
             Settle();
             calls = plan.Kinds();
@@ -152,7 +182,7 @@ std::vector<Fault> TortureTest::Rehearse() {
 void TortureTest::RunWithFailing(std::size_t failing) {
     Prepare();
     {
-        const FaultPlan plan(failing);
+        const FaultPlan plan(failing, m_memory);
         Run();
         Settle();
     }
@@ -162,7 +192,7 @@ void TortureTest::RunWithFailing(std::size_t failing) {
 void TortureTest::ExpectPoolInOrder() {
     CHttpConnectionMgr* const pool = CHttpConnectionMgr::Instance();
     ASSERT_EQ(pool->m_PoolLock.tryacquire_write(), 0) << "the pool's lock is held";
-    for (const auto* connections : {&pool->m_mapHttpConn, &pool->m_mapHttpsConn})
+    for (const auto* connections : ConnectionsOf(*pool))
         for (const auto& [address, list] : *connections) {
             EXPECT_EQ(list->size(), 1U) << address;
             for (const CHttpConnection* conn : *list)
@@ -177,13 +207,15 @@ void TortureTest::ExpectNoSecretLogged() {
 }
 
 // What is kept on purpose, once, is not kept a second time; a leak is.
-void TortureTest::ExpectAllFreed(std::size_t failing) {
+void TortureTest::ExpectAllFreed(std::size_t failing, Fault kind) {
     constexpr int TRIES = 3;
     for (int i = 0; FaultPlan::LiveBlocks() > 0 && i < TRIES; ++i) {
         RunWithFailing(failing);
         CleanUp();
     }
-    EXPECT_EQ(FaultPlan::LiveBlocks(), 0U) << FaultPlan::DescribeLiveBlocks();
+    // ACE loses some bytes with each thread that it cannot start.
+    const std::size_t lost = kind == Fault::Thread ? FaultPlan::LiveBlocksOfAce() : 0;
+    EXPECT_EQ(FaultPlan::LiveBlocks(), lost) << FaultPlan::DescribeLiveBlocks();
 }
 
 void TortureTest::CleanUp() {

@@ -36,6 +36,8 @@ protected:
     /// The next request: nothing fails here, and it has to work.
     virtual void ExpectNextToWork() = 0;
 
+    /// Whose memory fails.
+    MemoryOf m_memory = MemoryOf::Everybody;
     /// Texts that no message may hold.
     std::vector<std::string> m_secrets;
 
@@ -47,9 +49,11 @@ private:
     void RunWithFailing(std::size_t failing);
     void ExpectPoolInOrder();
     void ExpectNoSecretLogged();
-    void ExpectAllFreed(std::size_t failing);
+    void ExpectAllFreed(std::size_t failing, Fault kind);
     void CleanUp();
 };
 
+/// Waits until every connection of the pool has been given back. @return whether they have.
+bool WaitUntilAllAreBack();
 /// Closes the pool with all its connections, TLS ones included.
 void CloseEverything();
