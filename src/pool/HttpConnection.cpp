@@ -21,6 +21,10 @@ CURLM* CHttpConnection::GetCurlM() const {
     return m_pCurlM.get();
 }
 
+void CHttpConnection::DropCurl() {
+    m_pCurl.reset();
+}
+
 bool CHttpConnection::HasHandles() const {
     return m_pCurl && m_pCurlM;
 }

@@ -43,6 +43,10 @@ public:
     /// @return the seconds that have passed since the free time.
     std::int64_t GetFreeTimeDiff() const;
 
+protected:
+    /// Closes the easy handle; as if libcurl had not been able to make it.
+    void DropCurl();
+
 private:
     std::string m_strAddress; ///< host only: no port, no scheme
     int m_nPort;

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "pool/HttpsConnection.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <exception>
+#include <iterator>
 #include <utility>
 
 #include <json/value.h>
@@ -54,14 +56,20 @@ CHttpsConnection::CHttpsConnection(std::string address, int port)
         password.clear(); // what a failed decryption may have left is no password
 
     ExitGate::Arm(); // OpenSSL is initialised by now
-    curl_easy_setopt(curl, CURLOPT_SSL_VERIFYPEER, 1L);
-    curl_easy_setopt(curl, CURLOPT_CAPATH, caPath.c_str());
-    curl_easy_setopt(curl, CURLOPT_CAINFO, caFile.c_str());
-    curl_easy_setopt(curl, CURLOPT_SSL_VERIFYHOST, 0L);
-    curl_easy_setopt(curl, CURLOPT_SSLCERT, certificate.c_str());
-    curl_easy_setopt(curl, CURLOPT_SSLCERTTYPE, "PEM");
-    curl_easy_setopt(curl, CURLOPT_SSLKEY, key.c_str());
-    curl_easy_setopt(curl, CURLOPT_KEYPASSWD, password.c_str());
+    const CURLcode results[] = {
+        curl_easy_setopt(curl, CURLOPT_SSL_VERIFYPEER, 1L),
+        curl_easy_setopt(curl, CURLOPT_CAPATH, caPath.c_str()),
+        curl_easy_setopt(curl, CURLOPT_CAINFO, caFile.c_str()),
+        curl_easy_setopt(curl, CURLOPT_SSL_VERIFYHOST, 0L),
+        curl_easy_setopt(curl, CURLOPT_SSLCERT, certificate.c_str()),
+        curl_easy_setopt(curl, CURLOPT_SSLCERTTYPE, "PEM"),
+        curl_easy_setopt(curl, CURLOPT_SSLKEY, key.c_str()),
+        curl_easy_setopt(curl, CURLOPT_KEYPASSWD, password.c_str()),
+    };
+    // A handle without its password has OpenSSL ask for one on the terminal, or on standard input, and wait.
+    // The pool makes a handle anew when it is missing.
+    if (std::find(std::begin(results), std::end(results), CURLE_OUT_OF_MEMORY) != std::end(results))
+        DropCurl();
 }
 
 std::string CHttpsConnection::GetSslPath() const {

@@ -106,6 +106,15 @@ TEST_F(ConnectionOptions, AreAllTriedWhateverLibcurlAnswers) {
     EXPECT_EQ(Logged(0), Lines{});
 }
 
+// A handle that lacks its password would have OpenSSL ask for one on the terminal.
+TEST_F(ConnectionOptions, TakeTheHandleWithThemWhenMemoryRunsOutForOne) {
+    CurlRecorder recorder;
+    recorder.ForceOption(CURLOPT_KEYPASSWD, CURLE_OUT_OF_MEMORY);
+    const CHttpsConnection connection("127.0.0.1", 443);
+    EXPECT_EQ(connection.GetCurl(), nullptr);
+    EXPECT_EQ(recorder.Events(CurlCall::EasyCleanup).size(), 1U);
+}
+
 TEST_F(ConnectionOptions, GoToNoHandleWhenLibcurlHasNone) {
     CurlRecorder recorder;
     recorder.Force(CurlCall::EasyInit);
