@@ -1,0 +1,187 @@
+// SPDX-License-Identifier: Apache-2.0
+// The programs and scripts that the documents show do what the documents say.
+#include <array>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+#include <sys/types.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <httpclient/testing/Environment.h>
+#include <httpclient/testing/FakeTokenService.h>
+#include <httpclient/testing/TlsLoopbackServer.h>
+
+#include "examples/tests/Run.h"
+
+using namespace httpclient::testing;
+using ::testing::HasSubstr;
+
+namespace {
+
+Reply AnswerAll(const RecordedRequest& request) {
+    return request.method == "HEAD" ? RespondHead(200, {{"Content-Length", "6"}})
+                                    : Respond(200, {}, "answer");
+}
+
+std::string Program(const std::string& name) {
+    return EXAMPLE_PROGRAMS "/docs_" + name + " ";
+}
+
+std::string Script(const std::string& name) {
+    return ". " EXAMPLE_SCRIPTS "/" + name;
+}
+
+/// A directory with the TLS root that the documents have one make.
+class TlsExample : public ::testing::Test {
+protected:
+    void SetUp() override {
+        const examples::Ran ran = Run(Script("tls-root.sh"));
+        ASSERT_EQ(ran.exitCode, 0) << ran.output;
+        EXPECT_THAT(ran.output, HasSubstr("the certificate chains to a trusted authority"));
+    }
+
+    /// What a shell is told first to run a command in the directory.
+    std::string Begin() const {
+        return "cd " + m_directory.path().string() +
+               " && PATH=" OVEX_TLS_DIRECTORY ":$PATH && exec 2>&1 && "
+               "export VORN_KEY_FILE=$PWD/master.key SSL_ROOT=$PWD/tls && ";
+    }
+    examples::Ran Run(const std::string& command) const {
+        return examples::Run("sh -c '" + Begin() + command + "'");
+    }
+    std::string TextOf(const std::string& fileName) const {
+        std::ifstream file(m_directory.path() / fileName);
+        return std::string(std::istreambuf_iterator<char>(file), {});
+    }
+    /// How a server does TLS with the files laid out for it.
+    TlsOptions ServersTls() const {
+        TlsOptions options;
+        options.identity = {TextOf("tls/test-server/server.cer"), TextOf("tls/test-server/server_key.pem")};
+        options.clientCaPem = TextOf("tls/test-server/trust.cer");
+        return options;
+    }
+
+private:
+    TemporaryDirectory m_directory;
+};
+
+/// The server that the documents have one start, on a port that the kernel picks.
+class OpensslServer {
+public:
+    explicit OpensslServer(const std::string& begin)
+        : m_output(popen(("exec sh -c 'echo $$ && " + begin + "set -- 127.0.0.1:0 && " +
+                          Script("tls-server.sh") + "' </dev/null")
+                             .c_str(),
+                         "r")) {
+        m_pid = std::atoi(Line().c_str());
+        for (std::string line = Line(); !line.empty(); line = Line()) {
+            m_said += line;
+            if (line.rfind("ACCEPT ", 0) == 0) {
+                m_port = line.substr(line.rfind(':') + 1);
+                return;
+            }
+        }
+    }
+    ~OpensslServer() {
+        if (m_pid > 0)
+            kill(m_pid, SIGTERM);
+        pclose(m_output);
+    }
+    OpensslServer(const OpensslServer&) = delete;
+    OpensslServer& operator=(const OpensslServer&) = delete;
+
+    /// The port, with a line feed; "" when the server did not start.
+    const std::string& Port() const { return m_port; }
+    const std::string& Said() const { return m_said; }
+
+private:
+    std::string Line() {
+        std::array<char, 512> buffer;
+        return std::fgets(buffer.data(), buffer.size(), m_output) != nullptr ? buffer.data() : "";
+    }
+
+    std::FILE* m_output;
+    pid_t m_pid = 0;
+    std::string m_port;
+    std::string m_said;
+};
+
+} // namespace
+
+TEST(Example, OfAnAsynchronousSendPrintsTheAnswer) {
+    const LoopbackServer server(AnswerAll);
+    const examples::Ran ran = examples::Run(Program("async") + std::to_string(server.port()));
+    EXPECT_EQ(ran.exitCode, 0);
+    EXPECT_EQ(ran.output, "answer\n200\n");
+    ASSERT_EQ(server.requests().size(), 1U);
+    EXPECT_EQ(server.requests()[0].target, "/echo?name=value");
+}
+
+TEST(Example, OfGuardsKeepsThem) {
+    const LoopbackServer server(AnswerAll);
+    const examples::Ran ran = examples::Run(Program("guards") + std::to_string(server.port()));
+    EXPECT_EQ(ran.exitCode, 0);
+    EXPECT_EQ(ran.output, "answer\nall answered\n");
+    const auto requests = server.requests();
+    ASSERT_EQ(requests.size(), 4U);
+    EXPECT_EQ(requests[0].target, "/echo?name=Zo%C3%AB");
+    EXPECT_EQ(requests[0].Header("X-Name"), "Zo\xc3\xab");
+    EXPECT_EQ(requests[1].Header("X-Request-Id"), "order-4711");
+    EXPECT_EQ(requests[1].Header("Connection"), "close");
+    EXPECT_EQ(requests[2].method, "HEAD");
+    EXPECT_EQ(requests[3].method, "GET");
+    EXPECT_EQ(requests[3].Header("X-Name"), std::nullopt);
+    EXPECT_NE(requests[2].connection, requests[0].connection);
+    EXPECT_NE(requests[3].connection, requests[2].connection);
+}
+
+TEST(Example, OfAHostSendsOnThreadsAndEnds) {
+    const LoopbackServer server(AnswerAll);
+    const std::string port = std::to_string(server.port());
+    const examples::Ran ran = examples::Run(Program("host") + port);
+    EXPECT_EQ(ran.exitCode, 0);
+    EXPECT_EQ(ran.output, "200 connections per address\n200 on a thread\n200 on a thread\n200 on a thread\n"
+                          "200 on a thread\n");
+    const examples::Ran asynchronous = examples::Run(Program("host") + port + " asynchronously");
+    EXPECT_EQ(asynchronous.exitCode, 0);
+    EXPECT_THAT(asynchronous.output, HasSubstr("200 from a worker\n"));
+}
+
+TEST_F(TlsExample, ReachesTheServerThatTheDocumentsStart) {
+    const OpensslServer server(Begin());
+    ASSERT_NE(server.Port(), "") << server.Said();
+    const examples::Ran ran = Run(Program("tls") + server.Port());
+    EXPECT_EQ(ran.exitCode, 0) << ran.output;
+    EXPECT_THAT(ran.output, HasSubstr("200\n<HTML>"));
+}
+
+TEST_F(TlsExample, PresentsItsCertificate) {
+    const TlsLoopbackServer server(AnswerAll, ServersTls());
+    const examples::Ran ran = Run(Program("tls") + std::to_string(server.port()));
+    EXPECT_EQ(ran.exitCode, 0);
+    EXPECT_EQ(ran.output, "200\nanswer\n");
+    ASSERT_EQ(server.subjects().size(), 1U);
+    EXPECT_NE(server.subjects()[0], "");
+}
+
+TEST_F(TlsExample, WithServiceIdentityCarriesAToken) {
+    const std::string address = ProcessLoopbackAddress();
+    FakeTokenService tokens(ServersTls(), address);
+    tokens.SetTokens("BillingService", {"the token"});
+    const TlsLoopbackServer server(AnswerAll, ServersTls());
+    const examples::Ran ran =
+        Run("export OVEX_MAINTENANCE_IP=" + address + " && " + Script("identity.sh") + " && " +
+            Program("tls") + std::to_string(server.port()) + " /rest/billing/v1/bills");
+    EXPECT_EQ(ran.exitCode, 0) << ran.output;
+    EXPECT_THAT(ran.output, ::testing::EndsWith("200\nanswer\n"));
+    ASSERT_EQ(server.requests().size(), 1U);
+    EXPECT_EQ(server.requests()[0].Header("x-access-token"), "the token");
+    ASSERT_EQ(tokens.exchanges().size(), 1U);
+    EXPECT_EQ(tokens.exchanges()[0].jwt, "header.payload.signature");
+}
