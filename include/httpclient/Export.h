@@ -3,4 +3,5 @@
 /// Marks what the shared library exports; everything else in it is hidden.
 #pragma once
 
+/// Exports a class, a function or a variable.
 #define HTTPCLIENT_EXPORT __attribute__((visibility("default")))

@@ -69,6 +69,7 @@ std::string_view ReasonPhrase(int status);
 /// Safe from any number of threads.
 class ReplyScript {
 public:
+    /// Makes a queue of these replies.
     explicit ReplyScript(std::vector<Reply> replies = {});
     /// Adds a reply to the end of the queue.
     void Add(Reply reply);
