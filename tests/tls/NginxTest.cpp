@@ -96,6 +96,27 @@ TEST_F(Nginx, IsNotTakenWhenItsCertificateHasExpired) {
     ExpectFailure(ServerWith(profile), CURLE_PEER_FAILED_VERIFICATION);
 }
 
+TEST_F(Nginx, IsJudgedAnewAtEachFullHandshake) {
+    const NginxServer server(m_tls.Server(), std::string("keepalive_timeout 0; ssl_session_cache off; ") +
+                                                 "ssl_session_tickets off; " + TELL_SUBJECT);
+    EXPECT_EQ(SendTo(server), 200);
+    m_tls.root().Replace("trust.cer", CertificateAuthority("Another CA").certificatePem());
+    EXPECT_EQ(SendTo(server), -1);
+    EXPECT_EQ(Logged(), Lines{message::GetFailed(CURLE_PEER_FAILED_VERIFICATION)});
+    m_tls.root().Replace("trust.cer", m_tls.ca().certificatePem());
+    EXPECT_EQ(SendTo(server), 200);
+}
+
+TEST_F(Nginx, IsNotJudgedAnewWhenItResumesItsSession) {
+    const NginxServer server(m_tls.Server(),
+                             "keepalive_timeout 0; location / { return 200 $ssl_session_reused; }");
+    EXPECT_EQ(SendTo(server), 200);
+    EXPECT_EQ(m_response.getResponseBody(), ".");
+    m_tls.root().Replace("trust.cer", CertificateAuthority("Another CA").certificatePem());
+    EXPECT_EQ(SendTo(server), 200);
+    EXPECT_EQ(m_response.getResponseBody(), "r");
+}
+
 TEST_F(Nginx, RefusesACertificateOfAnotherCa) {
     TlsOptions options = m_tls.Server();
     options.clientCaPem = CertificateAuthority("Another CA").certificatePem();

@@ -2,9 +2,11 @@
 // Requests over mutual TLS: those that succeed, and how each thing that is amiss shows.
 #include <algorithm>
 #include <filesystem>
+#include <stdexcept>
 
 #include <curl/curl.h>
 
+#include <httpclient/HttpConnectionMgr.h>
 #include <httpclient/HttpRequest.h>
 
 #include "HeldPlatform.h"
@@ -195,6 +197,19 @@ TEST_F(Transfer, FailsWithoutAPassword) {
     HeldPlatform platform;
     platform.AnswerDecryption(5, "");
     ExpectFailure(server, CURLE_SSL_CERTPROBLEM, {message::NO_CIPHER_TEXT, message::NoPlainText(5)});
+}
+
+TEST_F(Transfer, FailsWithoutAnExceptionWhenTheCipherThrows) {
+    TlsLoopbackServer server(TellSubject, m_tls.Server());
+    {
+        HeldPlatform platform;
+        platform.OnDecryption([] { throw std::runtime_error("no keys today"); });
+        EXPECT_EQ(SendTo(server), -1);
+        EXPECT_EQ(platform.Decryptions().size(), 1U);
+    }
+    EXPECT_EQ(Logged(), Lines{});
+    EXPECT_EQ(SendTo(server), 200); // the pool is not left locked, nor with half a connection
+    EXPECT_EQ(CHttpConnectionMgr::Instance()->GetConnList(server.authority(), true)->size(), 1U);
 }
 
 TEST_F(Transfer, NeedsNoPasswordForAKeyThatIsNotEncrypted) {

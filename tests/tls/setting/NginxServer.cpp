@@ -85,6 +85,7 @@ void NginxServer::WriteConfiguration(const TlsOptions& tls, const std::string& l
         text += "  " + std::string(kind) + "_temp_path " + directory + kind + ";\n";
     text += "  server {\n    listen " + m_address + ":" + std::to_string(m_port) + " " + listen + ";\n";
     text += "    ssl_certificate server.pem; ssl_certificate_key server.key;\n";
+    text += "    ssl_protocols TLSv1.2 TLSv1.3;\n";
     if (tls.clientCertificate == ClientCertificate::Demand)
         text += "    ssl_client_certificate ca.pem; ssl_verify_client on;\n";
     text += locations + "\n  }\n}\n";
