@@ -20,6 +20,7 @@
 #include "interpose/Allocations.h"
 #include "setting/OpenedFiles.h"
 #include "setting/Secrets.h"
+#include "support/Published.h"
 
 using namespace httpclient::testing;
 
@@ -94,7 +95,7 @@ TEST_F(Singleton, GivesNoTokenWithTheSwitchOff) {
 }
 
 TEST_F(Singleton, IsMadeByTheFirstClient) {
-    EXPECT_EQ(CHttpSiaToken::m_pInstance, nullptr);
+    EXPECT_EQ(LoadPublished(CHttpSiaToken::m_pInstance), nullptr);
     { const CHttpClient client; }
     EXPECT_NE(CHttpSiaToken::m_pInstance, nullptr);
     { const CHttpClient client; }
@@ -155,7 +156,7 @@ TEST_F(Singleton, IsMadeOnceWhileOthersWaitForIt) {
     auto maker = Elsewhere([] { return CHttpSiaToken::Instance(); });
     std::ofstream writer(File(SERVICES)); // waits for the reader: its lock is held from before
     EXPECT_FALSE(IsFree(CHttpSiaToken::m_Mutex.lock_));
-    EXPECT_EQ(CHttpSiaToken::m_pInstance, nullptr);
+    EXPECT_EQ(LoadPublished(CHttpSiaToken::m_pInstance), nullptr);
     std::atomic<int> waiting{0};
     std::vector<std::future<CHttpSiaToken*>> others;
     for (int i = 0; i < 4; ++i)
@@ -165,7 +166,7 @@ TEST_F(Singleton, IsMadeOnceWhileOthersWaitForIt) {
         }));
     while (waiting < 4)
         std::this_thread::yield();
-    EXPECT_EQ(CHttpSiaToken::m_pInstance, nullptr);
+    EXPECT_EQ(LoadPublished(CHttpSiaToken::m_pInstance), nullptr);
     writer << ONE_SERVICE;
     writer.close();
     CHttpSiaToken* const made = maker.get();
@@ -191,7 +192,7 @@ TEST_F(Singleton, OfAnotherMakerIsTakenByWhoHasWaitedForTheLock) {
     auto other = Elsewhere([] { return CHttpSiaToken::Instance(); });
     EXPECT_TRUE(held.WaitForWaiter());
     auto* const made = new CHttpSiaToken;
-    CHttpSiaToken::m_pInstance = made;
+    Publish(CHttpSiaToken::m_pInstance, made);
     held.Release();
     EXPECT_EQ(other.get(), made);
     EXPECT_EQ(TraceRecorder::Instance().Messages().size(), 0U);
@@ -213,7 +214,7 @@ TEST_F(Singleton, LetsTheExceptionOutWhenMemoryRunsOutAndIsMadeAtTheNextCall) {
             CHttpSiaToken::Instance();
         } catch (const std::bad_alloc&) {
             ++refused;
-            EXPECT_EQ(CHttpSiaToken::m_pInstance, nullptr);
+            EXPECT_EQ(LoadPublished(CHttpSiaToken::m_pInstance), nullptr);
             EXPECT_TRUE(IsFree(CHttpSiaToken::m_Mutex.lock_));
         }
     }
