@@ -10,7 +10,6 @@
 
 #include <sys/types.h>
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <httpclient/testing/Environment.h>
@@ -20,13 +19,16 @@
 #include "examples/tests/Run.h"
 
 using namespace httpclient::testing;
-using ::testing::HasSubstr;
 
 namespace {
 
 Reply AnswerAll(const RecordedRequest& request) {
     return request.method == "HEAD" ? RespondHead(200, {{"Content-Length", "6"}})
                                     : Respond(200, {}, "answer");
+}
+
+bool Contains(const std::string& text, const std::string& part) {
+    return text.find(part) != std::string::npos;
 }
 
 std::string Program(const std::string& name) {
@@ -43,7 +45,7 @@ protected:
     void SetUp() override {
         const examples::Ran ran = Run(Script("tls-root.sh"));
         ASSERT_EQ(ran.exitCode, 0) << ran.output;
-        EXPECT_THAT(ran.output, HasSubstr("the certificate chains to a trusted authority"));
+        EXPECT_TRUE(Contains(ran.output, "the certificate chains to a trusted authority")) << ran.output;
     }
 
     /// What a shell is told first to run a command in the directory.
@@ -150,7 +152,7 @@ TEST(Example, OfAHostSendsOnThreadsAndEnds) {
                           "200 on a thread\n");
     const examples::Ran asynchronous = examples::Run(Program("host") + port + " asynchronously");
     EXPECT_EQ(asynchronous.exitCode, 0);
-    EXPECT_THAT(asynchronous.output, HasSubstr("200 from a worker\n"));
+    EXPECT_TRUE(Contains(asynchronous.output, "200 from a worker\n")) << asynchronous.output;
 }
 
 TEST_F(TlsExample, ReachesTheServerThatTheDocumentsStart) {
@@ -158,7 +160,7 @@ TEST_F(TlsExample, ReachesTheServerThatTheDocumentsStart) {
     ASSERT_NE(server.Port(), "") << server.Said();
     const examples::Ran ran = Run(Program("tls") + server.Port());
     EXPECT_EQ(ran.exitCode, 0) << ran.output;
-    EXPECT_THAT(ran.output, HasSubstr("200\n<HTML>"));
+    EXPECT_TRUE(Contains(ran.output, "200\n<HTML>")) << ran.output;
 }
 
 TEST_F(TlsExample, PresentsItsCertificate) {
@@ -179,7 +181,7 @@ TEST_F(TlsExample, WithServiceIdentityCarriesAToken) {
         Run("export OVEX_MAINTENANCE_IP=" + address + " && " + Script("identity.sh") + " && " +
             Program("tls") + std::to_string(server.port()) + " /rest/billing/v1/bills");
     EXPECT_EQ(ran.exitCode, 0) << ran.output;
-    EXPECT_THAT(ran.output, ::testing::EndsWith("200\nanswer\n"));
+    EXPECT_TRUE(Contains(ran.output, "200\nanswer\n")) << ran.output;
     ASSERT_EQ(server.requests().size(), 1U);
     EXPECT_EQ(server.requests()[0].Header("x-access-token"), "the token");
     ASSERT_EQ(tokens.exchanges().size(), 1U);
