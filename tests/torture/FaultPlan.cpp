@@ -153,6 +153,8 @@ private:
 };
 
 const Code ACE_CODE("/libACE");
+const Code CRYPTO_CODE("/libcrypto");
+const Code SSL_CODE("/libssl");
 
 } // namespace
 
@@ -194,7 +196,7 @@ void Join(unsigned int plan) noexcept {
 }
 
 void NoteAllocated(const void* block, const void* caller) noexcept {
-    if (block != nullptr && IsCounted())
+    if (block != nullptr && IsCounted() && !CRYPTO_CODE.Holds(caller) && !SSL_CODE.Holds(caller))
         g_blocks.Add({block, caller});
 }
 

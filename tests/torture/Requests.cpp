@@ -43,6 +43,11 @@ Reply AnswerAll(const RecordedRequest& request) {
     return Respond(200, type, ANSWER);
 }
 
+TlsOptions WithoutResumption(TlsOptions options) {
+    options.resumption = false;
+    return options;
+}
+
 void ExpectNextToWork(const LoopbackServer& server, bool bSSL) {
     CHttpClient client;
     client.setDomain(server.address());

@@ -7,6 +7,7 @@
 
 #include <httpclient/HttpOperationType.h>
 #include <httpclient/testing/LoopbackServer.h>
+#include <httpclient/testing/TlsLoopbackServer.h>
 
 class CHttpRequest;
 
@@ -21,5 +22,8 @@ std::string NameOf(HTTPOPERATIONTYPE verb);
 void Fill(CHttpRequest& request, HTTPOPERATIONTYPE verb);
 /// Answers with ANSWER.
 httpclient::testing::Reply AnswerAll(const httpclient::testing::RecordedRequest& request);
+/// @return how a TLS server works whose sessions are not kept: libcurl 7.88 corrupts the heap when memory
+/// runs out while it keeps one.
+httpclient::testing::TlsOptions WithoutResumption(httpclient::testing::TlsOptions options);
 /// Sends a request to a server and expects its answer.
 void ExpectNextToWork(const httpclient::testing::LoopbackServer& server, bool bSSL);

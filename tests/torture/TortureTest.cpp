@@ -27,7 +27,11 @@ using httpclient::testing::TraceRecorder;
 
 namespace {
 
-constexpr std::size_t DRAWS = 25;
+/// How many calls fail, unless all do.
+std::size_t Draws() {
+    const char* const given = std::getenv("TORTURE_DRAWS");
+    return given != nullptr ? std::strtoul(given, nullptr, 10) : 25;
+}
 
 /// What is being done, for the report of a crash.
 char g_doing[200] = "";
@@ -57,10 +61,11 @@ std::set<std::size_t> Draw(const std::vector<Fault>& calls, unsigned int seed) {
     std::mt19937 random(seed);
     for (auto& [kind, numbers] : byKind)
         std::shuffle(numbers.begin(), numbers.end(), random);
+    const std::size_t wanted = std::min(Draws(), calls.size());
     std::set<std::size_t> drawn;
-    while (drawn.size() < std::min(DRAWS, calls.size()))
+    while (drawn.size() < wanted)
         for (auto& [kind, numbers] : byKind) {
-            if (numbers.empty() || drawn.size() == DRAWS)
+            if (numbers.empty() || drawn.size() == wanted)
                 continue;
             drawn.insert(numbers.back());
             numbers.pop_back();
@@ -74,10 +79,10 @@ std::set<std::size_t> Choose(const std::vector<Fault>& calls) {
         all.insert(i);
     if (const char* const one = std::getenv("TORTURE_CALL"))
         return {std::strtoul(one, nullptr, 10)};
-    if (std::getenv("TORTURE_ALL") != nullptr || calls.size() <= DRAWS)
+    if (std::getenv("TORTURE_ALL") != nullptr || calls.size() <= Draws())
         return all;
     const unsigned int seed = Seed();
-    std::printf("%zu of %zu calls fail; TORTURE_SEED=%u\n", DRAWS, calls.size(), seed);
+    std::printf("%zu of %zu calls fail; TORTURE_SEED=%u\n", Draws(), calls.size(), seed);
     return Draw(calls, seed);
 }
 

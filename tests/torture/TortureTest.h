@@ -13,8 +13,9 @@
 
 /// A scenario under torture.
 ///
-/// At most 25 of its calls fail in turn, drawn so that each kind has its share. The environment variable
-/// TORTURE_ALL has all of them fail; TORTURE_SEED repeats the draws of a run that printed that seed.
+/// 25 of its calls fail in turn, drawn so that each kind has its share. Environment: TORTURE_DRAWS for
+/// another number, TORTURE_ALL for all calls, TORTURE_SEED for the draws of a run that printed that seed,
+/// TORTURE_CALL for one call by its number.
 ///
 /// After each failure: nothing crashed, everything that was allocated is free once the pool is, every
 /// connection is back in the pool, no lock is held, no secret was logged, and the next request works.

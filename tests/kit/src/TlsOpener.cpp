@@ -34,6 +34,12 @@ void TrustClientsOf(SSL_CTX* context, const std::string& caPem) {
     Check(SSL_CTX_add_client_CA(context, ca.get()) == 1, "name of the client CA");
 }
 
+void RefuseResumption(SSL_CTX* context) {
+    SSL_CTX_set_options(context, SSL_OP_NO_TICKET);
+    SSL_CTX_set_session_cache_mode(context, SSL_SESS_CACHE_OFF);
+    Check(SSL_CTX_set_num_tickets(context, 0) == 1, "no tickets");
+}
+
 ContextPtr MakeContext(const TlsOptions& options) {
     ContextPtr context(SSL_CTX_new(TLS_server_method()));
     Check(context != nullptr, "SSL_CTX_new");
@@ -46,6 +52,9 @@ ContextPtr MakeContext(const TlsOptions& options) {
         TrustClientsOf(context.get(), options.clientCaPem);
     }
     SSL_CTX_set_verify(context.get(), VerifyMode(options.clientCertificate), nullptr);
+    if (!options.resumption) {
+        RefuseResumption(context.get());
+    }
     // Sessions with a client certificate can be resumed only under a name.
     constexpr unsigned char NAME[] = "httpclient-testing";
     Check(SSL_CTX_set_session_id_context(context.get(), NAME, sizeof NAME - 1) == 1, "session name");

@@ -29,6 +29,7 @@ struct TlsOptions {
     std::string clientCaPem; ///< The CA whose client certificates it takes.
     ClientCertificate clientCertificate = ClientCertificate::Demand; ///< What it wants of its clients.
     NewestTls newest = NewestTls::Tls13;                             ///< The newest version that it speaks.
+    bool resumption = true; ///< Whether clients may resume their sessions.
 };
 
 class TlsOpener;

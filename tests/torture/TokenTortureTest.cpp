@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: Apache-2.0
+// A token is exchanged for a request, with each of the fallible calls failing in turn.
+#include <utility>
+
+#include <openssl/crypto.h>
+
+#include <httpclient/HttpClient.h>
+#include <httpclient/HttpConnectionMgr.h>
+#include <httpclient/HttpRequest.h>
+#include <httpclient/HttpResponse.h>
+#include <httpclient/testing/Environment.h>
+#include <httpclient/testing/FakeTokenService.h>
+
+#include "Requests.h"
+#include "TortureTest.h"
+#include "identity/HttpSiaToken.h"
+#include "setting/TlsSetting.h"
+
+using namespace httpclient::testing;
+
+namespace {
+
+class TokenTorture : public TortureTest {
+protected:
+    TokenTorture() {
+        m_application.Write("etc/authconf/jwt/service_url_config.json",
+                            R"({"/orders/*": {"type": "sia", "service": "orders"}})");
+        m_application.Write("etc/authconf/jwt/jwt_billing.json", R"({"jwt": ")" + JWT + "\"}");
+        m_service.SetTokens("orders", {TOKEN});
+        m_secrets = {TlsSetting::Password(), JWT, TOKEN};
+    }
+    ~TokenTorture() override { EndSia(); }
+
+    void Prepare() override {
+        EndSia();
+        CHttpSiaToken::Instance(); // reads its files once for the life of the process
+        CHttpConnectionMgr* const pool = CHttpConnectionMgr::Instance();
+        pool->ReleaseConn(pool->GetConn(m_address, FakeTokenService::PORT, true));
+    }
+    void Run() noexcept override {
+        CHttpResponse response;
+        m_result = m_client.synSendRequest(m_request, response, false);
+    }
+    void ExpectOutcome() override { EXPECT_TRUE(m_result == 200 || m_result == -1) << m_result; }
+    void Discard() override {
+        EndSia();
+        OPENSSL_thread_stop(); // OpenSSL keeps each thread's errors with their texts
+    }
+    void ExpectNextToWork() override {
+        Run();
+        EXPECT_EQ(m_result, 200);
+        EXPECT_EQ(m_server.requests().back().Header("x-access-token"), TOKEN);
+    }
+
+private:
+    static inline const std::string JWT = "a-secret-that-the-process-was-given";
+    static inline const std::string TOKEN = "a-secret-that-the-service-was-given";
+
+    static void EndSia() { delete std::exchange(CHttpSiaToken::m_pInstance, nullptr); }
+
+    const TemporaryDirectory m_application;
+    const std::string m_address = ProcessLoopbackAddress();
+    const ScopedEnvironment m_root{"APP_ROOT", m_application.path()};
+    const ScopedEnvironment m_name{"APP_NAME", "billing"};
+    const ScopedEnvironment m_switch{"enableServiceIdentity", "true"};
+    const ScopedEnvironment m_maintenance{"OVEX_MAINTENANCE_IP", m_address};
+    const TlsSetting m_setting;
+    FakeTokenService m_service{WithoutResumption(m_setting.Server()), m_address};
+    LoopbackServer m_server{&AnswerAll};
+    CHttpClient m_client;
+    CHttpRequest m_request;
+    int m_result = -2;
+};
+
+} // namespace
+
+TEST_F(TokenTorture, IsSurvived) {
+    m_client.setDomain(m_server.address());
+    m_client.setPort(m_server.port());
+    m_request.setVerb(HTTPOPERATION_GET);
+    m_request.setUrlPath("/orders/1");
+    Torture();
+}
