@@ -33,8 +33,7 @@ std::string Escaped(char byte) {
 
 } // namespace
 
-void ExpectGolden(const std::string& fileName, const std::string& text) {
-    const std::string path = std::string(CLIENT_TEST_DATA) + "/" + fileName;
+void ExpectGolden(const std::string& path, const std::string& text) {
     if (std::getenv("UPDATE_GOLDEN_FILES") != nullptr) {
         std::ofstream(path, std::ios::binary) << text;
         return;

@@ -73,7 +73,7 @@ TEST_F(SynSendRequestBytes, AreAsInTheTable) {
                      Shown(BytesOf(verb.type, extras), "    ") + "\n";
         }
     }
-    ExpectGolden("request-bytes.txt", table);
+    ExpectGolden(CLIENT_TEST_DATA "/request-bytes.txt", table);
 }
 
 TEST_F(SynSendRequestBytes, HaveAGetsParametersInTheUrl) {
