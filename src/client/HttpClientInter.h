@@ -14,7 +14,7 @@ class CHttpResponse;
 /// what CHttpClient says of the operation of the same name.
 class HTTPCLIENT_EXPORT CHttpClientInter {
 public:
-    virtual ~CHttpClientInter() = default;
+    virtual ~CHttpClientInter();
 
     virtual void setDomain(const std::string& strDomain) = 0;
     virtual std::string getDomain() = 0;

@@ -14,7 +14,7 @@
 /// what CHttpRequest says of the operation of the same name.
 class HTTPCLIENT_EXPORT CHttpRequestInter {
 public:
-    virtual ~CHttpRequestInter() = default;
+    virtual ~CHttpRequestInter();
 
     virtual bool addRequestHeadEntry(const std::string& name, const std::string& value) = 0;
     virtual bool removeRequestHeadEntry(const std::string& name) = 0;
@@ -35,8 +35,8 @@ public:
     virtual std::map<std::string, std::vector<std::string>> getRequestParams() const = 0;
 
     /// Not pure, so that an implementation without cookie support still answers.
-    virtual void setCustomCookieParam(const std::string& /*cookie*/) {}
-    virtual std::string getCustomCookieParam() const { return ""; }
+    virtual void setCustomCookieParam(const std::string& cookie);
+    virtual std::string getCustomCookieParam() const;
 
     virtual bool setContentType(const std::string& type) = 0;
     virtual std::string getContentType() const = 0;

@@ -13,6 +13,10 @@ const std::string& CONTENT_TYPE = *new std::string("Content-Type");
 
 } // namespace
 
+CHttpResponseImp::CHttpResponseImp() = default;
+
+CHttpResponseImp::~CHttpResponseImp() = default;
+
 void CHttpResponseImp::setResponseHead(const std::string& head) {
     m_strHead = head;
 }

@@ -11,8 +11,8 @@
 /// A response: status, raw header text, body, content length and header entries by name.
 class HTTPCLIENT_EXPORT CHttpResponseImp : public CHttpResponseInter {
 public:
-    CHttpResponseImp() = default;
-    ~CHttpResponseImp() override = default;
+    CHttpResponseImp();
+    ~CHttpResponseImp() override;
     CHttpResponseImp(const CHttpResponseImp&) = delete;
     CHttpResponseImp& operator=(const CHttpResponseImp&) = delete;
 

@@ -11,7 +11,7 @@
 /// what CHttpResponse says of the operation of the same name.
 class HTTPCLIENT_EXPORT CHttpResponseInter {
 public:
-    virtual ~CHttpResponseInter() = default;
+    virtual ~CHttpResponseInter();
 
     virtual void setResponseHead(const std::string& head) = 0;
     virtual bool addResponseHeadEntry(const std::string& name, const std::string& value) = 0;

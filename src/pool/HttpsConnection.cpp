@@ -72,6 +72,8 @@ CHttpsConnection::CHttpsConnection(std::string address, int port)
         DropCurl();
 }
 
+CHttpsConnection::~CHttpsConnection() = default;
+
 std::string CHttpsConnection::GetSslPath() const {
     const char* value = getenv(SSL_ROOT);
     std::string root = value != nullptr ? value : "";

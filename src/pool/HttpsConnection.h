@@ -21,7 +21,7 @@ extern HTTPCLIENT_EXPORT const char* SSL_ROOT;
 class HTTPCLIENT_EXPORT CHttpsConnection : public CHttpConnection {
 public:
     CHttpsConnection(std::string address, int port);
-    ~CHttpsConnection() override = default;
+    ~CHttpsConnection() override;
 
     /// @return the root directory of the TLS files, ending in "/"; "" when the environment names none.
     std::string GetSslPath() const;

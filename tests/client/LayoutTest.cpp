@@ -1,14 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-// The order of virtual operations and of fields, which hosts and libraries built apart rely on.
+// The order of fields, which hosts and libraries built apart rely on.
 #include <cstdint>
-#include <cstdlib>
-#include <memory>
 #include <string>
 #include <type_traits>
 #include <vector>
-
-#include <cxxabi.h>
-#include <dlfcn.h>
 
 #include <httpclient/HttpClient.h>
 
@@ -17,32 +12,6 @@
 
 namespace {
 
-constexpr std::size_t SLOTS = 18; // the destructor has two
-
-std::string Demangled(const char* symbol) {
-    const std::unique_ptr<char, void (*)(void*)> name(abi::__cxa_demangle(symbol, nullptr, nullptr, nullptr),
-                                                      &std::free);
-    std::string text = name ? name.get() : symbol;
-    text = Replaced(text, "std::__cxx11::basic_string<char, std::char_traits<char>, std::allocator<char> >",
-                    "string");
-    return Replaced(Replaced(text, "CHttpClientImp::", ""), "[abi:cxx11]", "");
-}
-
-/// The functions that an object's virtual table holds, in order.
-std::vector<std::string> VirtualTable(const CHttpClientInter& object) {
-    void* const* table = *reinterpret_cast<void* const* const*>(&object);
-    std::vector<std::string> names;
-    for (std::size_t slot = 0; slot < SLOTS; ++slot) {
-        Dl_info info{};
-        if (dladdr(table[slot], &info) == 0 || info.dli_sname == nullptr) {
-            names.emplace_back("unknown");
-            continue;
-        }
-        names.push_back(Demangled(info.dli_sname));
-    }
-    return names;
-}
-
 template <class Field> std::ptrdiff_t Offset(const CHttpClientImp& object, const Field& field) {
     return reinterpret_cast<const char*>(&field) - reinterpret_cast<const char*>(&object);
 }
@@ -50,31 +19,6 @@ template <class Field> std::ptrdiff_t Offset(const CHttpClientImp& object, const
 class ClientLayout : public ClientTest {};
 
 } // namespace
-
-TEST_F(ClientLayout, KeepsTheOrderOfTheVirtualTable) {
-    const CHttpClientImp client;
-    EXPECT_EQ(VirtualTable(client),
-              (std::vector<std::string>{
-                  "~CHttpClientImp()",
-                  "~CHttpClientImp()",
-                  "setDomain(string const&)",
-                  "getDomain()",
-                  "setSSLSupport()",
-                  "setSSLCipherList(string const&)",
-                  "resizeConnPool(unsigned int, unsigned int)",
-                  "getConnPoolSize()",
-                  "getConnAddrSize()",
-                  "setPort(int const&)",
-                  "getPort()",
-                  "EnableSiaAccess()",
-                  "setScheme(string const&)",
-                  "getScheme()",
-                  "setConnectTimeout(unsigned int)",
-                  "setRequestTimeout(unsigned int)",
-                  "synSendRequest(CHttpRequest const&, CHttpResponse&, bool)",
-                  "asynSendRequest(CHttpRequest const&, void (*)(CHttpResponse const&), bool)",
-              }));
-}
 
 TEST_F(ClientLayout, MakesTheInterfaceAbstractWithAVirtualDestructor) {
     EXPECT_TRUE(std::is_abstract_v<CHttpClientInter>);
