@@ -17,7 +17,7 @@ using namespace httpclient::testing;
 namespace {
 
 void ExpectPage(const std::string& name, const std::string& text) {
-    ExpectGolden("../../docs/data/" + name + ".txt", text);
+    ExpectGolden(CLIENT_TEST_DATA "/../../docs/data/" + name + ".txt", text);
 }
 
 /// One client and one server; what goes between them is written down.

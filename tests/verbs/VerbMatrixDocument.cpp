@@ -19,7 +19,7 @@ What to make of it:
   asks nothing else, or give it a pool address of its own (its name in capitals will do).
 - **After a HEAD, a connection never receives a body again**, and sends none: each later send gets the answer's head in
   the place of its body. The connection must be closed to end that: it is once it has been idle for the release time
-  (`SetRlsTime`), or when the host finalizes the pool.
+  (`SetRlsTime`), or when the host calls `Finalize`.
 - GET and DELETE go out with `Content-Length: 0` and a content type. A server that minds needs another client.
 - Asynchronous sends reset the connection's options first and inherit nothing. Their HEAD is a GET.
 
