@@ -39,6 +39,14 @@ const char* RepeatedHeaderValue(const char* text) {
     return separator != nullptr ? separator + 2 : nullptr;
 }
 
+void LogText(const char* text) {
+    const char* value = RepeatedHeaderValue(text);
+    if (value == nullptr)
+        Trace(TraceLevel::Detail, "== Info: %s", text);
+    else // a header's value may be a token, and no header is logged over HTTP/1.1 either
+        Trace(TraceLevel::Detail, "== Info: %.*s...]", static_cast<int>(value - text), text);
+}
+
 } // namespace
 
 size_t OnCurlWrite(char* data, size_t size, size_t count, void* user) {
@@ -58,12 +66,7 @@ size_t OnCurlWrite(char* data, size_t size, size_t count, void* user) {
 }
 
 int OnCurlDebug(CURL* /*curl*/, curl_infotype type, char* data, size_t /*size*/, void* /*user*/) {
-    if (type != CURLINFO_TEXT)
-        return 0;
-    const char* value = RepeatedHeaderValue(data);
-    if (value == nullptr)
-        Trace(TraceLevel::Detail, "== Info: %s", data);
-    else // a header's value may be a token, and no header is logged over HTTP/1.1 either
-        Trace(TraceLevel::Detail, "== Info: %.*s...]", static_cast<int>(value - data), data);
+    if (type == CURLINFO_TEXT && TraceEnabled(TraceLevel::Detail))
+        LogText(data);
     return 0;
 }

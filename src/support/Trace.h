@@ -15,9 +15,13 @@ enum class TraceLevel : int {
 /// The module number of this library in the platform's log.
 constexpr int TRACE_MODULE = 1;
 
-/// Whether messages of this level are produced.
-inline bool TraceEnabled(TraceLevel level) {
-    return Ovexcommon::TraceClient::Instance()->checkValid(static_cast<int>(level), TRACE_MODULE);
+/// Whether messages of this level are produced; they are not when the log cannot tell.
+inline bool TraceEnabled(TraceLevel level) noexcept {
+    try {
+        return Ovexcommon::TraceClient::Instance()->checkValid(static_cast<int>(level), TRACE_MODULE);
+    } catch (...) {
+        return false;
+    }
 }
 
 /// Logs a message, printf-style. A message that cannot be produced (memory exhausted, say) is lost: logging
