@@ -48,8 +48,8 @@ protected:
     void DropCurl();
 
 private:
-    std::string m_strAddress; ///< host only: no port, no scheme
-    int m_nPort;
+    std::string m_strAddress;     ///< host only: no port, no scheme
+    [[maybe_unused]] int m_nPort; ///< deliberately kept, though nothing asks for it
     CurlEasyPtr m_pCurl;
     CurlMultiPtr m_pCurlM;
     std::int64_t m_nFreeTime = 0;

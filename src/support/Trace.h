@@ -31,7 +31,10 @@ template <typename... Args> void Trace(TraceLevel level, const char* format, Arg
         if (!TraceEnabled(level))
             return;
         Ovexcommon::TraceClient* client = Ovexcommon::TraceClient::Instance();
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-security" // each caller's format is a literal
         client->trace(static_cast<int>(level), TRACE_MODULE, client->setBody(format, args...));
+#pragma GCC diagnostic pop
     } catch (...) {
         return;
     }
