@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: Apache-2.0
+// What the token service answers. The send is held: any status and any body come back at once.
+#include <dlfcn.h>
+
+#include <cstring>
+
+#include <httpclient/HttpClient.h>
+#include <httpclient/HttpResponse.h>
+
+#include "../Input.h"
+#include "../Require.h"
+#include "../Surroundings.h"
+#include "../Target.h"
+#include "Identity.h"
+
+namespace {
+
+struct Answer {
+    int status = -1;
+    std::string body;
+};
+const Answer* g_answer = nullptr; // while a token is asked for
+
+using Send = int (*)(CHttpClient*, const CHttpRequest&, CHttpResponse&, bool);
+
+Send RealSend() {
+    void* const symbol =
+        dlsym(RTLD_NEXT, "_ZN11CHttpClient14synSendRequestERK12CHttpRequestR13CHttpResponseb");
+    Require(symbol != nullptr, "the library has its send");
+    return reinterpret_cast<Send>(symbol);
+}
+
+void RequireOutcome(int result, const SiaToken& token, const Answer& answer) {
+    const std::vector<std::string> log = Logged();
+    Require(log.size() == 1, "one message tells the outcome");
+    if (result == 0) {
+        Require(answer.status == 200, "only an answer of 200 holds a token");
+        // The whole text is compared, so that nothing of the token can be in it.
+        Require(log[0] == "[3] request sia token successfully. token length: " +
+                              std::to_string(token.token.size()) +
+                              ", expire_at: " + std::to_string(static_cast<int>(token.expire_at)),
+                "the message tells length and time alone");
+        return;
+    }
+    Require(result == -1 &&
+                (log[0] == "[5] request sia token failed. status: " + std::to_string(answer.status) ||
+                 log[0] == "[5] request sia token catch an exception."),
+            "a failure has its message");
+    Require(token.token == "former" && token.expire_at == 1, "a failure leaves the record alone");
+}
+
+} // namespace
+
+// Stands before the library's own.
+int CHttpClient::synSendRequest(const CHttpRequest& request, CHttpResponse& response, bool bSSL) {
+    if (g_answer == nullptr) {
+        static const Send s_real = RealSend();
+        return s_real(this, request, response, bSSL);
+    }
+    response.setStatusCode(g_answer->status);
+    response.setResponseBody(g_answer->body);
+    return g_answer->status;
+}
+
+void FuzzTokenAnswer(std::string_view input) {
+    Surroundings::Instance();
+    Input fields(input);
+    const unsigned int first = fields.Byte();
+    const Answer answer{first < 224 ? 200 : static_cast<int>(first) * 2, fields.Rest()};
+
+    const Identity identity = MakeIdentity();
+    identity->m_strJwt = "credential";
+    SiaToken token;
+    token.token = "former";
+    token.expire_at = 1;
+    StartLog();
+    g_answer = &answer;
+    const int result = identity->RequestSiaToken("service", token);
+    g_answer = nullptr;
+    RequireOutcome(result, token, answer);
+}
