@@ -3,7 +3,10 @@
 #include <new>
 #include <string>
 
+#include <httpclient/HttpClient.h>
 #include <httpclient/HttpConnectionMgr.h>
+#include <httpclient/HttpRequest.h>
+#include <httpclient/HttpResponse.h>
 
 #include "ExchangeTest.h"
 #include "identity/HttpSiaToken.h"
@@ -178,6 +181,28 @@ TEST_F(ExchangeFailure, ComesAfterAHundredTriesWhenThePoolHasNoConnection) {
     EXPECT_EQ(sleep.Calls().size(), 100U);
     for (CHttpConnection* connection : lent)
         pool->ReleaseConn(connection);
+}
+
+TEST_F(ExchangeFailure, ComesOfAnEarlierHeadOnTheSameConnection) {
+    // No send resets a pooled handle, so what a host's own HEAD to this address set there holds for an
+    // exchange, too, which then goes out without its body.
+    m_service.AnswerWith(RespondHead(200));
+    CHttpClient client;
+    client.setDomain(m_maintenance);
+    client.setPort(FakeTokenService::PORT);
+    client.setScheme("https");
+    CHttpRequest request;
+    request.setVerb(HTTPOPERATION_HEAD);
+    request.setUrlPath("/elsewhere");
+    CHttpResponse response;
+    EXPECT_EQ(client.synSendRequest(request, response, true), 200);
+    NewLines();
+    m_service.AnswerNormally();
+    ExpectFailure({message::ExchangeFailed(400)});
+    EXPECT_EQ(m_service.exchanges().back().body, "");
+    ClosePool(); // as the pool does by itself with a connection that was idle for long enough
+    NewLines();
+    ExpectRecovery();
 }
 
 TEST_F(ExchangeFailure, IsAnswerThatComesDamaged) {

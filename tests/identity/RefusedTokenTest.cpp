@@ -84,6 +84,14 @@ TEST_F(RefusedToken, LeavesTheTextsOfBothAnswersInTheResponse) {
     EXPECT_EQ(m_response.getContentLen(), 3.0); // what the second answer says, not the body's length
 }
 
+TEST_F(RefusedToken, LeavesLongTextsOfBothAnswersWhole) {
+    const std::string first(100'000, 'n');
+    const std::string second(300'000, 'y');
+    EXPECT_EQ(Send({Respond(403, {}, first), Respond(200, {}, second)}), 200);
+    EXPECT_TRUE(m_response.getResponseBody() == first + second);
+    EXPECT_EQ(m_response.getContentLen(), 300'000.0);
+}
+
 TEST_F(RefusedToken, GivesTheLengthOfBothBodiesWhenTheSecondAnswerSaysNone) {
     EXPECT_EQ(Send({REFUSAL, RespondChunked(200, {}, {"y", "es"})}), 200);
     EXPECT_EQ(m_response.getResponseBody(), "no, yes");
