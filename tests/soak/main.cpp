@@ -1,0 +1,160 @@
+// SPDX-License-Identifier: Apache-2.0
+// Keeps the library busy for a while, and says whether it stayed as it was: httpclient-soak SECONDS PAUSE
+// PICTURE
+#include <array>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <fstream>
+#include <limits>
+#include <string>
+#include <thread>
+
+#include <unistd.h>
+
+#include <ace/Time_Value.h>
+
+#include <httpclient/HttpConnectionMgr.h>
+
+#include "Picture.h"
+#include "Samples.h"
+#include "Servers.h"
+#include "Setting.h"
+#include "Traffic.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr int RESTARTS = 4; // in all, and one a minute at least
+constexpr int SHORT = 180;  // seconds: the pool's own sweeps, of what is idle for 30 s, would come too seldom
+constexpr int SWEEP_INTERVAL = 2;
+
+struct Options {
+    int seconds = 0;
+    std::chrono::milliseconds pause{0};
+    std::string picture;
+};
+
+void ShowProgress(const Options& options, const Sample& now, const Counts& counts) {
+    constexpr int WIDTH = 30;
+    const int done = static_cast<int>(WIDTH * now.second / options.seconds);
+    const std::string bar = std::string(static_cast<std::size_t>(std::min(done, WIDTH)), '#') +
+                            std::string(static_cast<std::size_t>(std::max(WIDTH - done, 0)), '.');
+    std::fprintf(stderr,
+                 "\r[%s] %4.0f s  %llu answered, %llu broken, %llu surprises; %.1f MiB, %.0f descriptors, "
+                 "%.0f threads  ",
+                 bar.c_str(), now.second, static_cast<unsigned long long>(counts.answered),
+                 static_cast<unsigned long long>(counts.provoked + counts.disturbed),
+                 static_cast<unsigned long long>(counts.unexpected), now.heap, now.descriptors, now.threads);
+}
+
+/// Has the pool close what is idle for so many seconds.
+void Sweep(std::int64_t seconds) {
+    CHttpConnectionMgr* const pool = CHttpConnectionMgr::Instance();
+    pool->SetRlsTime(seconds);
+    pool->handle_timeout(ACE_Time_Value::zero, nullptr);
+}
+
+/// Samples every second, and restarts the servers now and then.
+Samples Watch(const Options& options, Servers& servers, const Counts& counts) {
+    const bool shown = isatty(STDERR_FILENO) != 0;
+    const int interval = std::min(60, std::max(1, options.seconds / (RESTARTS + 1)));
+    const auto start = Clock::now();
+    Samples samples;
+    double failuresBefore = 0;
+    for (int second = 1; second <= options.seconds; ++second) {
+        std::this_thread::sleep_until(start + std::chrono::seconds(second));
+        Sample now = Sample::Now();
+        now.second = std::chrono::duration<double>(Clock::now() - start).count();
+        const auto failures = static_cast<double>(counts.provoked + counts.disturbed + counts.unexpected);
+        now.failures = failures - std::exchange(failuresBefore, failures);
+        samples.push_back(now);
+        if (shown)
+            ShowProgress(options, now, counts);
+        if (options.seconds < SHORT && second % SWEEP_INTERVAL == 0)
+            Sweep(SWEEP_INTERVAL);
+        if (second % interval == 0 && second < options.seconds - 1)
+            servers.Restart();
+    }
+    if (shown)
+        std::fputc('\n', stderr);
+    return samples;
+}
+
+/// @return whether no connection is left when every idle one is closed, as it must be when nobody sends.
+bool PoolIsEmptied() {
+    Sweep(std::numeric_limits<std::int64_t>::min());
+    const CHttpConnectionMgr* const pool = CHttpConnectionMgr::Instance();
+    return pool->m_mapHttpConn.empty() && pool->m_mapHttpsConn.empty();
+}
+
+int Soak(const Options& options) {
+    const Setting setting;
+    Servers servers(setting.address(), setting.serverDirectory());
+    const Sample before = Sample::Now();
+    Traffic traffic(servers, options.pause);
+    const Samples samples = Watch(options, servers, traffic.counts());
+
+    int result = 0;
+    const auto require = [&result](bool kept, const std::string& promise) {
+        if (!kept) {
+            std::printf("FAILED: %s\n", promise.c_str());
+            result = 1;
+        }
+    };
+    require(traffic.Stop(), "every asynchronous send calls back");
+    require(PoolIsEmptied(), "no connection stays lent out");
+    CHttpConnectionMgr::Finalize();
+
+    const Counts& counts = traffic.counts();
+    std::printf(
+        "%llu answered (%llu with a renewed token), %llu broken on purpose, %llu broken by restarts\n",
+        static_cast<unsigned long long>(counts.answered), static_cast<unsigned long long>(counts.renewed),
+        static_cast<unsigned long long>(counts.provoked), static_cast<unsigned long long>(counts.disturbed));
+    for (const std::string& surprise : traffic.surprises())
+        std::printf("surprise: %s\n", surprise.c_str());
+    require(counts.unexpected == 0, "no request fails for no reason");
+    require(counts.answered > 0 && counts.renewed > 0 && counts.provoked > 0,
+            "every kind of traffic took place");
+    for (const std::string& growth : FindGrowth(samples))
+        require(false, "it stays flat after the warm-up; " + growth);
+    const Sample after = Sample::Now();
+    require(after.descriptors <= before.descriptors + 2,
+            "all descriptors are closed in the end"); // log, random
+    require(after.threads <= before.threads, "all threads end");
+    if (!options.picture.empty())
+        std::ofstream(options.picture)
+            << Draw(samples, "Memory, descriptors, threads and failures under load");
+    return result;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    if (argc == 4 + SERVER_KINDS && std::string(argv[1]) == "serve") {
+        Ports ports{};
+        for (std::size_t i = 0; i < SERVER_KINDS; ++i)
+            ports[i] = std::atoi(argv[4 + i]);
+        return Serve(argv[2], argv[3], ports, STDOUT_FILENO);
+    }
+    Options options;
+    if (argc >= 3) {
+        options.seconds = std::atoi(argv[1]);
+        options.pause = std::chrono::milliseconds(std::atoi(argv[2]));
+    }
+    if (options.seconds < 3 || options.pause.count() < 1) {
+        std::fputs(
+            "usage: httpclient-soak SECONDS PAUSE [PICTURE]    PAUSE: ms between requests of a thread\n",
+            stderr);
+        return 2;
+    }
+    options.picture = argc >= 4 ? argv[3] : "";
+    try {
+        return Soak(options);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "httpclient-soak: %s\n", error.what());
+        return 1;
+    }
+}
