@@ -12,6 +12,7 @@
 #include "client/CurlCallbacks.h"
 #include "client/ExpectedBody.h"
 #include "client/ResponseInfo.h"
+#include "client/UnreadBody.h"
 #include "identity/HttpSiaToken.h"
 #include "message/RequestView.h"
 #include "message/ResponseFill.h"
@@ -125,12 +126,19 @@ int CHttpClientImp::SynSendOnConnection(const CHttpRequest& request, CHttpRespon
         SetDecodingHttpResponse(encoding);
 
     std::string body;
-    int status = SendRequest(request, verb, url, content, body, bSSL);
+    const auto send = [&] {
+        const size_t begin = body.size();
+        const int result = SendRequest(request, verb, url, content, body, bSSL);
+        if (result != -1)
+            EndConnectionOfUnreadBody(m_curl, body, begin);
+        return result;
+    };
+    int status = send();
     if (status == FORBIDDEN &&
         CHttpSiaToken::Instance()->EraseTokenFromBuf(request.getUrlPath(), m_bSiaAccess) == 0) {
         Trace(TraceLevel::Progress, "HTTP synSendRequest, response code is 403, retry to SendRequest");
         // Deliberate: body and head keep the text of the refused try, that of this one is appended.
-        status = SendRequest(request, verb, url, content, body, bSSL);
+        status = send();
     }
     if (status == -1)
         return -1;

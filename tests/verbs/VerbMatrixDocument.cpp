@@ -18,8 +18,9 @@ What to make of it:
 - **HEAD goes out under the method of the send before it**, with no body. Send a HEAD only to addresses of which the host
   asks nothing else, or give it a pool address of its own (its name in capitals will do).
 - **After a HEAD, a connection never receives a body again**, and sends none: each later send gets the answer's head in
-  the place of its body. The connection must be closed to end that: it is once it has been idle for the release time
-  (`SetRlsTime`), or when the host calls `Finalize`.
+  the place of its body. libcurl leaves the body that the server sends unread, so the library closes the network
+  connection behind it. The pooled connection must be closed to end that: it is once it has been idle for the release
+  time (`SetRlsTime`), or when the host calls `Finalize`.
 - GET and DELETE go out with `Content-Length: 0` and a content type. A server that minds needs another client.
 - Asynchronous sends reset the connection's options first and inherit nothing. Their HEAD is a GET.
 
