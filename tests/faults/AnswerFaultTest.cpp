@@ -1,0 +1,117 @@
+// SPDX-License-Identifier: Apache-2.0
+// Answers that go wrong, in each way that a request can come to the server. After each the next request
+// works, and the server has seen no more requests and connections than there should be.
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include <httpclient/testing/TlsLoopbackServer.h>
+
+#include "Gate.h"
+
+using namespace httpclient::testing;
+
+namespace {
+
+/// An answer that goes wrong, and what comes of it.
+struct AnswerFault {
+    const char* name;
+    Reply reply;
+    const char* synchronous;  ///< result, libcurl's number and body
+    const char* asynchronous; ///< the same
+    unsigned int connections; ///< how many the server has accepted after two more requests
+    /// libcurl itself sends a request again when a connection that it kept ends without a byte of an answer.
+    bool sentAgain = false;
+};
+
+void PrintTo(const AnswerFault& fault, std::ostream* out) {
+    *out << fault.name;
+}
+
+constexpr const char* TIMED_OUT = "-1 (28) ''";
+const std::string HEAD = "HTTP/1.1 200 OK\r\nContent-Length: 8\r\n\r\n";
+
+std::vector<AnswerFault> Faults() {
+    using std::chrono::milliseconds;
+    const Reply whole = Respond(200, {}, "whole");
+    return {
+        {"Silence", Silence(After::Stall), TIMED_OUT, "0 ''", 2},
+        {"CloseBeforeTheHead", Silence(After::Close), "-1 (52) ''", "0 ''", 2, true},
+        {"CloseWithinTheHead", Raw("HTTP/1.1 200 OK\r\nA: 1\r\nB", After::Close), "200 ''", "200 ''", 2},
+        {"CloseAfterTheHead", Raw(HEAD, After::Close), "-1 (18) ''", "200 ''", 2},
+        {"CloseWithinTheBody", Raw(HEAD + "half", After::Close), "-1 (18) ''", "200 'half'", 2},
+        {"CutWithinTheBody", Raw(HEAD + "half", After::Cut), "-1 (18) ''", "200 'half'", 2},
+        {"ResetBeforeTheHead", Silence(After::Reset), "-1 (56) ''", "0 ''", 2, true},
+        {"ResetWithinTheBody", Raw(HEAD + "half", After::Reset), "-1 (56) ''", "200 'half'", 2},
+        {"CloseOfAnIdleConnection", Then(whole, After::Close), "200 'whole'", "200 'whole'", 2},
+        {"SingleBytes", Trickle(whole, milliseconds(0)), "200 'whole'", "200 'whole'", 1},
+        {"Delay", Delayed(whole, milliseconds(50)), "200 'whole'", "200 'whole'", 1},
+        {"LengthTooLong", Raw(HEAD + "half", After::Stall), TIMED_OUT, "200 'half'", 2},
+        {"LengthTooShort", Raw(HEAD + "8 bytes and more"), "200 '8 bytes '", "200 '8 bytes '", 2},
+        {"LengthThatIsNone", Raw("HTTP/1.1 200 OK\r\nContent-Length: many\r\n\r\nabc"), "-1 (8) ''", "200 ''",
+         2},
+        {"HeaderLineOf64KiB", Respond(200, {{"Long", std::string(65536, 'x')}}, "whole"), "200 'whole'",
+         "200 'whole'", 1},
+        {"TwoStatusLines", Raw("HTTP/1.1 200 OK\r\n" + HEAD + "8 bytes."), "-1 (8) ''", "200 ''", 2},
+        {"ChunkCutShort", Raw("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n8\r\nhalf", After::Close),
+         "-1 (18) ''", "200 'half'", 2},
+        {"NoHttp", Raw("SSH-2.0-OpenSSH_9.2\r\n", After::Close), "-1 (1) ''", "0 ''", 2},
+    };
+}
+
+class AnswerFaults : public GateTest, public ::testing::WithParamInterface<AnswerFault> {
+protected:
+    void ExpectInWay(Way way) {
+        SCOPED_TRACE("way " + std::to_string(static_cast<int>(way)));
+        ClosePool();
+        const AnswerFault& fault = GetParam();
+        const auto server = MakeServer(way);
+        PointAt(*server, way);
+        if (IsKept(way)) {
+            EXPECT_EQ(Send(way).body, "sound");
+        }
+        const Outcome outcome = Send(way);
+        ExpectNextToWork(way);
+
+        const bool sentAgain = fault.sentAgain && IsKept(way);
+        const char* const expected = way == Way::Asynchronous ? fault.asynchronous : fault.synchronous;
+        EXPECT_EQ(Text(outcome), sentAgain ? "200 'sound'" : expected);
+        EXPECT_EQ(server->requests().size(), 3U + (IsKept(way) ? 1 : 0) + (sentAgain ? 1 : 0));
+        EXPECT_EQ(server->connectionsAccepted(), fault.connections);
+    }
+
+private:
+    /// A server whose first answer, or whose second for a kept connection, is the faulty one.
+    std::unique_ptr<LoopbackServer> MakeServer(Way way) const {
+        const auto calls = std::make_shared<std::atomic<int>>(0);
+        const int faulty = IsKept(way) ? 2 : 1;
+        const LoopbackServer::Handler handler = [calls, faulty](const RecordedRequest&) {
+            return ++*calls == faulty ? GetParam().reply : Sound();
+        };
+        if (IsTls(way))
+            return std::make_unique<TlsLoopbackServer>(handler, m_tls.Server());
+        return std::make_unique<LoopbackServer>(handler);
+    }
+    static std::string Text(const Outcome& outcome) {
+        const std::string error = outcome.error != 0 ? " (" + std::to_string(outcome.error) + ")" : "";
+        return std::to_string(outcome.result) + error + " '" + outcome.body + "'";
+    }
+};
+
+} // namespace
+
+TEST_P(AnswerFaults, HaveTheirOutcomeAndHurtNoLaterRequest) {
+    if (std::string(GetParam().synchronous) == TIMED_OUT) { // a second each
+        ExpectInWay(Way::Kept);
+        ExpectInWay(Way::Asynchronous);
+        return;
+    }
+    for (const Way way : {Way::Fresh, Way::Kept, Way::TlsFresh, Way::TlsKept, Way::Asynchronous})
+        ExpectInWay(way);
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, AnswerFaults, ::testing::ValuesIn(Faults()),
+                         [](const auto& fault) { return std::string(fault.param.name); });
