@@ -81,17 +81,6 @@ TEST_F(Behaviour, OfAHeadAfterAGetIsAsInThePage) {
     ExpectPage("head-after-get", talk.text());
 }
 
-TEST_F(Behaviour, OfALateBodyAfterAHeadIsAsInThePage) {
-    const std::string late = "HTTP/1.1 500 Wrong\r\nContent-Length: 0\r\n\r\n";
-    Conversation talk(ReplyScript(
-        {Respond(200, {}, "first"), Raw("HTTP/1.1 200 OK\r\nContent-Length: 41\r\n\r\n"), // its body comes
-         Raw(late + "HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nright")}));              // only now
-    talk.Send(*MakeRequest(HTTPOPERATION_GET, "/a"));
-    talk.Send(*MakeRequest(HTTPOPERATION_HEAD, "/b"));
-    talk.Send(*MakeRequest(HTTPOPERATION_GET, "/c"));
-    ExpectPage("head-late-body", talk.text());
-}
-
 TEST_F(Behaviour, OfAnAcceptedEncodingIsAsInThePage) {
     Conversation talk(AnswerAll("answer"));
     const auto request = MakeRequest(HTTPOPERATION_GET, "/a");
