@@ -185,3 +185,11 @@ TEST_F(ConnectionFaults, OfABodyThatNobodyReadsNeverBecomeTheNextAnswer) {
                 << "but for a HEAD that is one, each closes its connection";
         }
 }
+
+TEST_F(ConnectionFaults, OfNoBodyToLeaveUnreadCostNoConnection) {
+    const LoopbackServer server([](const RecordedRequest&) { return Respond(200); });
+    PointAt(server, Way::Fresh);
+    for (const HTTPOPERATIONTYPE verb : {HTTPOPERATION_HEAD, HTTPOPERATION_GET, HTTPOPERATION_POST})
+        EXPECT_EQ(Send(Way::Fresh, verb).result, 200);
+    EXPECT_EQ(server.connectionsAccepted(), 1U);
+}
