@@ -2,6 +2,7 @@
 #include "HeldMutex.h"
 
 #include <cerrno>
+#include <cstdlib>
 #include <stdexcept>
 
 using httpclient::testing::PATIENCE;
@@ -11,14 +12,14 @@ namespace {
 /// What glibc writes into a held lock that others wait for.
 constexpr int HELD_AND_WAITED_FOR = 2;
 
-void Remake(pthread_mutex_t& mutex, int type) {
+/// Makes a lock that is not in use anew. @return whether it could.
+bool Remake(pthread_mutex_t& mutex, int type) {
     pthread_mutexattr_t attributes;
     pthread_mutexattr_init(&attributes);
     pthread_mutexattr_settype(&attributes, type);
     const bool remade = pthread_mutex_destroy(&mutex) == 0 && pthread_mutex_init(&mutex, &attributes) == 0;
     pthread_mutexattr_destroy(&attributes);
-    if (!remade)
-        throw std::logic_error("the lock is in use");
+    return remade;
 }
 
 } // namespace
@@ -47,13 +48,15 @@ void HeldMutex::Release() {
 }
 
 RefusingMutex::RefusingMutex(pthread_mutex_t& mutex) : m_mutex(mutex) {
-    Remake(m_mutex, PTHREAD_MUTEX_ERRORCHECK);
+    if (!Remake(m_mutex, PTHREAD_MUTEX_ERRORCHECK))
+        throw std::logic_error("the lock is in use");
     pthread_mutex_lock(&m_mutex); // for this very thread, a second attempt is an error
 }
 
 RefusingMutex::~RefusingMutex() {
     pthread_mutex_unlock(&m_mutex);
-    Remake(m_mutex, PTHREAD_MUTEX_DEFAULT);
+    if (!Remake(m_mutex, PTHREAD_MUTEX_DEFAULT))
+        std::abort(); // its next user would be misled
 }
 
 bool RefusingMutex::WasReleased() const {
