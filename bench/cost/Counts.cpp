@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Counts.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <deque>
 #include <filesystem>
-#include <limits>
 #include <sstream>
 #include <stdexcept>
 #include <utility>
@@ -17,11 +17,11 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// Keeps what cost least.
-template <typename Value> class Cheapest {
+/// Keeps the value of the highest cost.
+template <typename Value> class Dearest {
 public:
     void Offer(double cost, Value value) {
-        if (cost >= m_cost)
+        if (cost <= m_cost)
             return;
         m_cost = cost;
         m_value = std::move(value);
@@ -29,7 +29,7 @@ public:
     const Value& Get() const { return m_value; }
 
 private:
-    double m_cost = std::numeric_limits<double>::infinity();
+    double m_cost = 0;
     Value m_value{};
 };
 
@@ -81,18 +81,22 @@ std::string DriverCommand(const std::string& driver, int requests, const std::de
 }
 
 void AddAllocations(const std::string& output, int requests, CostByWork& costs) {
-    std::map<std::string, Cheapest<double>> once;
-    std::map<std::string, Cheapest<double>> twice;
+    std::map<std::string, double> once;
+    std::map<std::string, double> twice;
     std::istringstream lines(output);
     std::string work;
     double first = 0;
     double second = 0;
+    // The fewest: the pool's own thread may allocate meanwhile.
+    const auto keepFewest = [](double& kept, double count) {
+        kept = kept == 0 ? count : std::min(kept, count);
+    };
     while (lines >> work >> first >> second) {
-        once[work].Offer(first, first);
-        twice[work].Offer(second, second);
+        keepFewest(once[work], first);
+        keepFewest(twice[work], second);
     }
     for (const char* name : WORK_NAMES)
-        costs[name].allocations = (twice[name].Get() - once[name].Get()) / requests;
+        costs[name].allocations = (twice[name] - once[name]) / requests;
 }
 
 double Total(const InstructionsByObject& instructions) {
@@ -107,8 +111,8 @@ void AddInstructions(const std::string& dumps, int requests, CostByWork& costs) 
     const auto next = [&] { return ReadProfile(dumps + "." + std::to_string(++dump)); };
     for (const char* work : WORK_NAMES) {
         next(); // the warm-up
-        Cheapest<InstructionsByObject> once;
-        Cheapest<InstructionsByObject> twice;
+        Dearest<InstructionsByObject> once;
+        Dearest<InstructionsByObject> twice;
         for (int round = 0; round < ROUNDS; ++round) {
             for (auto* phase : {&once, &twice}) {
                 InstructionsByObject counted = next();

@@ -10,6 +10,6 @@
 constexpr std::array WORK_NAMES{"floor-get",    "library-get",     "floor-post",
                                 "library-post", "floor-get-token", "library-get-token"};
 
-/// Rounds of N and 2N requests. The cheapest counts: when the machine is busy the server answers late, and
-/// libcurl asks for the answer once more.
+/// Rounds of N and 2N requests. Of the counts of instructions the highest is taken: on a busy machine a
+/// client that is held up finds the answer there without having waited for it, which costs less.
 constexpr int ROUNDS = 3;

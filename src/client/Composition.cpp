@@ -2,6 +2,7 @@
 // What a request becomes before it is sent: its URL and its header list.
 #include "client/HttpClientImp.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <string>
 
@@ -33,7 +34,7 @@ class HeaderLines {
 public:
     /// Appends a line, without a blank after the colon. When libcurl cannot, the list stays as it was.
     void Append(const std::string& name, const std::string& value) {
-        m_line.reserve(USUAL_LINE);
+        m_line.reserve(std::max(USUAL_LINE, name.size() + 1 + value.size()));
         m_line.assign(name).append(1, ':').append(value);
         curl_slist* longer = curl_slist_append(m_list.get(), m_line.c_str());
         if (longer == nullptr)

@@ -3,6 +3,7 @@
 #include "identity/HttpSiaToken.h"
 
 #include <memory>
+#include <utility>
 
 #include <ace/Guard_T.h>
 
@@ -65,9 +66,9 @@ int CHttpSiaToken::GetSiaToken(const std::string& url, std::string& token, bool 
 
     SiaToken rec;
     if (GetTokenFromBuf(service, rec) == 0 && IsTokenValid(rec)) {
-        token = rec.token;
+        token = std::move(rec.token);
         Trace(TraceLevel::Progress, "get sia token from buffer, token length: %d",
-              static_cast<int>(rec.token.size()));
+              static_cast<int>(token.size()));
         return 0;
     }
     const int result = RequestSiaToken(service, rec);

@@ -2,6 +2,8 @@
 // The service URL configuration: loading, and matching of URL paths.
 #include "identity/HttpSiaToken.h"
 
+#include <string_view>
+
 #include <json/value.h>
 
 #include "identity/AuthConfig.h"
@@ -11,24 +13,24 @@
 namespace {
 
 /// Removes one "/" from the end, if there is one.
-void StripSlash(std::string& text) {
+void StripSlash(std::string_view& text) {
     if (!text.empty() && text.back() == '/')
-        text.pop_back();
+        text.remove_suffix(1);
 }
 
 /// Matches a pattern without "*". Deliberate: the path loses one final "/" and stays so for later patterns.
-bool MatchesExactly(std::string pattern, std::string& path) {
+bool MatchesExactly(std::string_view pattern, std::string_view& path) {
     StripSlash(path);
     StripSlash(pattern);
     return path == pattern;
 }
 
 /// Matches a pattern with "*" at the given position; what follows the "*" is ignored.
-bool MatchesPrefix(const std::string& pattern, std::string::size_type star, const std::string& path) {
-    return path.compare(0, star, pattern, 0, star) == 0;
+bool MatchesPrefix(const std::string& pattern, std::string::size_type star, std::string_view path) {
+    return path.substr(0, star) == std::string_view(pattern).substr(0, star);
 }
 
-bool Matches(const std::string& pattern, std::string& path) {
+bool Matches(const std::string& pattern, std::string_view& path) {
     const std::string::size_type star = pattern.find('*');
     return star == std::string::npos ? MatchesExactly(pattern, path) : MatchesPrefix(pattern, star, path);
 }
@@ -68,7 +70,7 @@ std::string CHttpSiaToken::GetServiceNameByUrl(const std::string& url, bool bSia
         return "ServiceIdentityAccessService";
     if (url.empty() || m_mapServiceUrl.empty())
         return "";
-    std::string path = url.substr(0, url.find('?'));
+    std::string_view path = std::string_view(url).substr(0, url.find('?'));
     for (const auto& [pattern, service] : m_mapServiceUrl)
         if (Matches(pattern, path))
             return service;

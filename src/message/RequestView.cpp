@@ -29,6 +29,8 @@ const std::string& RequestView::Cookie(std::string& copy) const {
 const std::string& RequestView::AcceptEncoding(std::string& copy) const {
     if (m_pOwn == nullptr)
         return copy = m_request.getAcceptEncoding();
+    if (m_pOwn->m_mapHeadEntry.empty()) // as most are
+        return copy;
     const std::string* encoding = m_pOwn->FindAcceptEncoding();
     return encoding != nullptr ? *encoding : copy;
 }
