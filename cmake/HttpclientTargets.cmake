@@ -12,6 +12,10 @@ function(httpclient_target_settings target)
     target_compile_options(${target} PRIVATE -fsanitize=${HTTPCLIENT_SANITIZE} -fno-omit-frame-pointer
                                              -fno-sanitize-recover=all)
     target_link_options(${target} PRIVATE -fsanitize=${HTTPCLIENT_SANITIZE})
+    get_target_property(type ${target} TYPE)
+    if(HTTPCLIENT_SANITIZE STREQUAL "thread" AND type STREQUAL "EXECUTABLE")
+      target_sources(${target} PRIVATE "${PROJECT_SOURCE_DIR}/cmake/ThreadSanitizer.cpp")
+    endif()
   endif()
 endfunction()
 

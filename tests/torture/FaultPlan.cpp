@@ -24,7 +24,7 @@ std::atomic<unsigned int> g_plan{0}; // the number of the plan under way
 std::atomic<unsigned int> g_lastPlan{0};
 std::atomic<std::size_t> g_asked{0};
 std::atomic<std::size_t> g_failing{0};
-std::array<Fault, KEPT_KINDS> g_kinds{};
+std::array<std::atomic<Fault>, KEPT_KINDS> g_kinds{};
 std::atomic<MemoryOf> g_memory{MemoryOf::Everybody};
 std::atomic<unsigned int> g_announced{0};     // threads that were started under the plan
 std::array<std::atomic<int>, 16> g_threads{}; // and those of them that have begun
@@ -235,7 +235,9 @@ std::size_t FaultPlan::Count() const {
 
 std::vector<Fault> FaultPlan::Kinds() const {
     const WithoutFaults exempt;
-    return {g_kinds.begin(), g_kinds.begin() + static_cast<std::ptrdiff_t>(std::min(Count(), KEPT_KINDS))};
+    std::vector<Fault> kinds(std::min(Count(), KEPT_KINDS));
+    std::copy_n(g_kinds.begin(), kinds.size(), kinds.begin());
+    return kinds;
 }
 
 bool FaultPlan::WaitForThreads() {

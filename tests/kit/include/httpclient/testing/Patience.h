@@ -8,6 +8,6 @@
 namespace httpclient::testing {
 
 /// How long the waiting operations of this kit wait unless told otherwise: long enough for a busy machine.
-constexpr std::chrono::milliseconds PATIENCE{10000};
+constexpr std::chrono::milliseconds PATIENCE{30000};
 
 } // namespace httpclient::testing
