@@ -31,6 +31,11 @@ class CHttpConnection;
 /// Every operation may be called from any thread, except Finalize(): the host calls it when no other thread
 /// uses the library and no asynchronous send is under way.
 ///
+/// @par Forks
+/// A forked child has none of the pool's threads and shares the sockets of its connections, so it leaves the
+/// pool alone and makes one of its own when it first needs it. No other thread may be amid a call into the
+/// library when the process forks.
+///
 /// @par Performance
 /// One lock. Lending a pooled connection is a map look-up and a walk over the address's connections; making a
 /// TLS connection reads and decrypts its key password under that lock.
@@ -92,6 +97,7 @@ public:
 private:
     CHttpConnectionMgr();
     static CHttpConnectionMgr* MakeInstance();
+    static void LeaveToTheParentInForks();
     CHttpConnection* GetConnOfNewAddress(const std::string& addr, const std::string& domain,
                                          unsigned int port, bool bSSL);
     bool ScheduleSweeps();
