@@ -1,0 +1,88 @@
+// SPDX-License-Identifier: Apache-2.0
+// The pool ends and begins again, and the process forks.
+#include <cstdlib>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <httpclient/HttpConnectionMgr.h>
+#include <httpclient/testing/ResourceListener.h>
+
+#include "../faults/Gate.h"
+
+using namespace httpclient::testing;
+
+namespace {
+
+const LoopbackServer::Handler SOUND = [](const RecordedRequest&) { return Sound(); };
+
+class Lifetimes : public GateTest {
+protected:
+    /// Sends in a forked child, which sees the host's pool as it was. @return how the child ended.
+    int SendInChild() {
+        const pid_t child = fork();
+        if (child == 0) {
+            alarm(30); // a child that hangs is ended
+            _exit(Send(Way::Fresh).result == 200 ? 0 : 1);
+        }
+        int status = -1;
+        waitpid(child, &status, 0);
+        return status;
+    }
+
+    LoopbackServer m_server{SOUND};
+};
+
+} // namespace
+
+TEST_F(Lifetimes, OfManyPoolsLeaveNothingBehind) {
+    const unsigned int pools = std::getenv("TORTURE_ALL") != nullptr ? 1000 : 200;
+    PointAt(m_server, Way::Fresh);
+    Resources first;
+    for (unsigned int i = 0; i < pools; ++i) {
+        ASSERT_EQ(Send(Way::Fresh).result, 200) << i;
+        CHttpConnectionMgr::Finalize();
+        if (i == 0) {
+            ASSERT_TRUE(m_server.WaitForOpenConnections(0));
+            first = Resources::Now();
+        }
+    }
+    ASSERT_TRUE(m_server.WaitForOpenConnections(0));
+    EXPECT_EQ(m_server.connectionsAccepted(), pools);
+    EXPECT_LE(Resources::Now().descriptors, first.descriptors);
+    EXPECT_LE(Resources::Now().threads, first.threads);
+}
+
+#ifndef __SANITIZE_THREAD__ // whose children may start no thread
+TEST_F(Lifetimes, OfAForkedChildAreItsOwn) {
+    PointAt(m_server, Way::Fresh);
+    EXPECT_EQ(Send(Way::Fresh).result, 200);
+    EXPECT_EQ(SendInChild(), 0);
+    EXPECT_EQ(Send(Way::Fresh).result, 200);
+    EXPECT_EQ(SendInChild(), 0);
+    const auto requests = m_server.requests();
+    ASSERT_EQ(requests.size(), 4U);
+    EXPECT_EQ(requests[0].connection, 1U);
+    EXPECT_EQ(requests[1].connection, 2U) << "the child has a connection of its own";
+    EXPECT_EQ(requests[2].connection, 1U) << "and has left the host's alone";
+    EXPECT_EQ(requests[3].connection, 3U);
+}
+
+TEST_F(Lifetimes, OfAForkedChildEndWithItsOwnPool) {
+    PointAt(m_server, Way::Fresh);
+    EXPECT_EQ(Send(Way::Fresh).result, 200);
+    const pid_t child = fork();
+    if (child == 0) {
+        alarm(30);
+        CHttpConnectionMgr::Finalize(); // there is none yet
+        const bool sent = Send(Way::Fresh).result == 200;
+        CHttpConnectionMgr::Finalize();
+        _exit(sent ? 0 : 1);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(Send(Way::Fresh).result, 200);
+    EXPECT_EQ(m_server.connectionsAccepted(), 2U);
+}
+#endif

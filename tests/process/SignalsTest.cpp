@@ -1,0 +1,146 @@
+// SPDX-License-Identifier: Apache-2.0
+// The host's signals: none ends a transfer or a wait early, and a peer that is gone raises none.
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <memory>
+#include <thread>
+#include <vector>
+
+#include <sys/time.h>
+
+#include <httpclient/HttpConnectionMgr.h>
+#include <httpclient/testing/TlsLoopbackServer.h>
+
+#include "../faults/Gate.h"
+
+using namespace httpclient::testing;
+
+namespace {
+
+std::atomic<int> g_taken{0};
+
+/// Counts a signal while it lives.
+class Counted {
+public:
+    explicit Counted(int signal) : m_signal(signal) {
+        g_taken = 0;
+        struct sigaction count {};
+        count.sa_handler = [](int) { ++g_taken; }; // and no SA_RESTART: calls are interrupted
+        sigaction(signal, &count, &m_former);
+    }
+    ~Counted() { sigaction(m_signal, &m_former, nullptr); }
+    Counted(const Counted&) = delete;
+    Counted& operator=(const Counted&) = delete;
+
+private:
+    const int m_signal;
+    struct sigaction m_former {};
+};
+
+/// While it lives, SIGALRM comes every millisecond.
+class Alarms {
+public:
+    Alarms() { Every(1000); }
+    ~Alarms() { Every(0); }
+    Alarms(const Alarms&) = delete;
+    Alarms& operator=(const Alarms&) = delete;
+
+private:
+    static void Every(suseconds_t microseconds) {
+        const itimerval timer{{0, microseconds}, {0, microseconds}};
+        setitimer(ITIMER_REAL, &timer, nullptr);
+    }
+
+    const Counted m_counted{SIGALRM};
+};
+
+class Signals : public GateTest {
+protected:
+    std::unique_ptr<LoopbackServer> Serve(Way way, const LoopbackServer::Handler& handler,
+                                          ServerOptions options = {}) const {
+        if (IsTls(way))
+            return std::make_unique<TlsLoopbackServer>(handler, m_tls.Server(), std::move(options));
+        return std::make_unique<LoopbackServer>(handler, std::move(options));
+    }
+};
+
+} // namespace
+
+TEST_F(Signals, EveryMillisecondEndNoTransferEarly) {
+    const LoopbackServer::Handler slowly = [](const RecordedRequest&) {
+        return Delayed(Trickle(Sound(), std::chrono::milliseconds(1)), std::chrono::milliseconds(50));
+    };
+    for (const Way way : {Way::Fresh, Way::TlsFresh, Way::Asynchronous}) {
+        ClosePool();
+        const auto server = Serve(way, slowly);
+        PointAt(*server, way);
+        m_client.setRequestTimeout(30);
+        const Alarms alarms;
+        ExpectNextToWork(way);
+        EXPECT_GT(g_taken, 10) << "there were alarms during the transfers";
+        EXPECT_EQ(server->requests().size(), 2U);
+        EXPECT_EQ(server->connectionsAccepted(), 1U);
+    }
+}
+
+TEST_F(Signals, EveryMillisecondShortenNoWaitForAConnection) {
+    const auto server = Serve(Way::Fresh, [](const RecordedRequest&) { return Sound(); });
+    PointAt(*server, Way::Fresh);
+    CHttpConnectionMgr* const pool = CHttpConnectionMgr::Instance();
+    std::vector<CHttpConnection*> all;
+    while (CHttpConnection* const conn = pool->GetConn(server->address(), server->port(), false))
+        all.push_back(conn);
+    ASSERT_EQ(all.size(), 100U);
+
+    const auto before = std::chrono::steady_clock::now();
+    std::thread releaser([&] {
+        sigset_t every;
+        sigfillset(&every);
+        pthread_sigmask(SIG_SETMASK, &every, nullptr); // the alarms are the sender's
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        for (CHttpConnection* const conn : all)
+            pool->ReleaseConn(conn);
+    });
+    {
+        const Alarms alarms;
+        EXPECT_EQ(Send(Way::Fresh).result, 200);
+        EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(2900));
+        EXPECT_GT(g_taken, 100);
+    }
+    releaser.join();
+    ClosePool();
+}
+
+TEST_F(Signals, OfABrokenPipeAreNotRaised) {
+    const std::string large(std::size_t{4} << 20, 'x');
+    for (const OnAccept fault : {OnAccept::Reset, OnAccept::Close, OnAccept::CloseAfterHello})
+        for (const Way way : {Way::Fresh, Way::TlsFresh}) {
+            ClosePool();
+            ServerOptions options;
+            options.onAccept = [fault](unsigned int) { return fault; };
+            const auto server = Serve(
+                way, [](const RecordedRequest&) { return Sound(); }, options);
+            PointAt(*server, way);
+            const Counted pipes(SIGPIPE);
+            EXPECT_EQ(Send(way, HTTPOPERATION_POST, large).result, -1);
+            ClosePool();
+            EXPECT_EQ(g_taken, 0);
+        }
+}
+
+// What is sent to a TLS connection that the peer has reset while it was kept: more records, or that it ends.
+TEST_F(Signals, OfABrokenPipeAreNotRaisedByAKeptConnection) {
+    const std::string large(std::size_t{4} << 20, 'x');
+    for (const After after : {After::Reset, After::Close, After::Cut})
+        for (const Way way : {Way::Kept, Way::TlsKept}) {
+            ClosePool();
+            const auto server = Serve(way, [after](const RecordedRequest&) { return Then(Sound(), after); });
+            PointAt(*server, way);
+            const Counted pipes(SIGPIPE);
+            EXPECT_EQ(Send(way).result, 200);
+            EXPECT_EQ(Send(way, HTTPOPERATION_POST, large).result, 200);
+            ClosePool();
+            EXPECT_EQ(g_taken, 0);
+        }
+}
