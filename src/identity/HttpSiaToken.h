@@ -25,8 +25,8 @@ struct HTTPCLIENT_EXPORT SiaToken {
 /// instance is made, and only when the environment variable "enableServiceIdentity" is exactly "true".
 ///
 /// @par Thread Safety
-/// Every operation but the loaders and the switch may be called from any number of threads. No lock is held during an
-/// exchange.
+/// Every operation but the loaders and the switch may be called from any number of threads. No lock is held
+/// during an exchange.
 ///
 /// @par Performance
 /// A cached token costs a walk over the configured URLs and two short locks. A missing one costs an HTTPS

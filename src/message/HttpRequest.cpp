@@ -49,6 +49,7 @@ bool CHttpRequest::addParam(const std::string& name, std::vector<std::string> va
 }
 
 // By value: the signature is part of the ABI.
+// cppcheck-suppress passedByValue
 bool CHttpRequest::removeParam(std::string name) { // NOLINT(performance-unnecessary-value-param)
     return m_pImp ? m_pImp->removeParam(name) : false;
 }

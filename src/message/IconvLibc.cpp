@@ -48,7 +48,7 @@ std::uint32_t ReadCode(const unsigned char* in, std::size_t length) {
 
 class LibcDecoder final : public Decoder {
 public:
-    LibcDecoder(const char* name, Corrections corrections)
+    LibcDecoder(const char* name, const Corrections& corrections)
         : m_libc(kWide, name), m_corrections(corrections) {}
     bool IsOpen() const { return m_libc.IsOpen(); }
 
@@ -100,7 +100,7 @@ private:
 
 class LibcEncoder final : public Encoder {
 public:
-    LibcEncoder(const char* name, Corrections corrections)
+    LibcEncoder(const char* name, const Corrections& corrections)
         : m_libc(name, kWide), m_corrections(corrections) {}
     bool IsOpen() const { return m_libc.IsOpen(); }
 
@@ -146,12 +146,12 @@ private:
 
 } // namespace
 
-std::unique_ptr<Decoder> MakeLibcDecoder(const char* name, Corrections corrections) {
+std::unique_ptr<Decoder> MakeLibcDecoder(const char* name, const Corrections& corrections) {
     auto decoder = std::make_unique<LibcDecoder>(name, corrections);
     return decoder->IsOpen() ? std::move(decoder) : nullptr;
 }
 
-std::unique_ptr<Encoder> MakeLibcEncoder(const char* name, Corrections corrections) {
+std::unique_ptr<Encoder> MakeLibcEncoder(const char* name, const Corrections& corrections) {
     auto encoder = std::make_unique<LibcEncoder>(name, corrections);
     return encoder->IsOpen() ? std::move(encoder) : nullptr;
 }

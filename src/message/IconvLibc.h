@@ -36,7 +36,7 @@ struct Corrections {
 
 /// @param name the C library's name of the set.
 /// @return null when the C library has no such set; errno is set.
-std::unique_ptr<Decoder> MakeLibcDecoder(const char* name, Corrections corrections);
-std::unique_ptr<Encoder> MakeLibcEncoder(const char* name, Corrections corrections);
+std::unique_ptr<Decoder> MakeLibcDecoder(const char* name, const Corrections& corrections);
+std::unique_ptr<Encoder> MakeLibcEncoder(const char* name, const Corrections& corrections);
 
 } // namespace iconvadapter

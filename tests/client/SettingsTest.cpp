@@ -37,7 +37,8 @@ TEST_F(ClientSettings, StartWithTheDefaults) {
 }
 
 TEST_F(ClientSettings, MakeTheTokenSingletonWithTheFirstClient) {
-    CHttpSiaToken* const former = std::exchange(CHttpSiaToken::m_pInstance, nullptr); // as at the process's start
+    CHttpSiaToken* const former =
+        std::exchange(CHttpSiaToken::m_pInstance, nullptr); // as at the process's start
     const CHttpClientImp client;
     CHttpSiaToken* const made = CHttpSiaToken::m_pInstance;
     EXPECT_NE(made, nullptr);

@@ -4,5 +4,6 @@
 enum VornCipherKey : int { SOME_KEY = 1 };
 class VornCipher {
 public:
-    static int Decrypt(const std::string& cipherText, std::string& plainText, VornCipherKey key, unsigned int value);
+    static int Decrypt(const std::string& cipherText, std::string& plainText, VornCipherKey key,
+                       unsigned int value);
 };
