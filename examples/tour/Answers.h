@@ -24,7 +24,7 @@ void KeepAnswer(const CHttpResponse& response);
 
 /// Waits for so many answers, counted from the last call, and for the end of the threads that brought them:
 /// until then they may still use the pool. @return the answers, in the order of their arrival.
-/// @throw std::runtime_error when that takes longer than ten seconds.
+/// @throw std::runtime_error when that takes longer than half a minute.
 std::vector<Answer> WaitForAnswers(size_t count);
 
 } // namespace tour

@@ -21,6 +21,7 @@ void Show(Tour& tour) {
                       slow.log);
     tour.Expect("no sooner than that", waited.count() >= 0.99);
 
+    client->setRequestTimeout(20);
     tour.ExpectNumber("the next request is answered", 200,
                       tour.Send(*client, *NewRequest(HTTPOPERATION_GET, "/bytes/5")).status);
 }
