@@ -97,7 +97,6 @@ public:
 private:
     CHttpConnectionMgr();
     static CHttpConnectionMgr* MakeInstance();
-    static void LeaveToTheParentInForks();
     CHttpConnection* GetConnOfNewAddress(const std::string& addr, const std::string& domain,
                                          unsigned int port, bool bSSL);
     bool ScheduleSweeps();

@@ -6,7 +6,6 @@
 #include <ctime>
 #include <iterator>
 #include <memory>
-#include <mutex>
 
 #include <pthread.h>
 
@@ -95,27 +94,20 @@ CHttpConnectionMgr* CHttpConnectionMgr::Instance() {
 }
 
 CHttpConnectionMgr* CHttpConnectionMgr::MakeInstance() {
+    // A forked child leaves the pool to its parent. It is never forked amid the making or ending of one.
+    [[maybe_unused]] static const int forks = pthread_atfork(
+        [] { m_HttpConnectionMgr_Mutex.acquire(); }, [] { m_HttpConnectionMgr_Mutex.release(); },
+        [] {
+            Publish<CHttpConnectionMgr>(m_pInstance, nullptr);
+            m_HttpConnectionMgr_Mutex.release();
+        });
     const ACE_Guard<ACE_Thread_Mutex> guard(m_HttpConnectionMgr_Mutex);
     CHttpConnectionMgr* instance = LoadPublished(m_pInstance);
     if (instance == nullptr) {
-        LeaveToTheParentInForks();
         instance = new CHttpConnectionMgr;
         Publish(m_pInstance, instance);
     }
     return instance;
-}
-
-void CHttpConnectionMgr::LeaveToTheParentInForks() {
-    static std::once_flag once;
-    std::call_once(once, [] {
-        // Not amid the making or ending of a pool.
-        pthread_atfork([] { m_HttpConnectionMgr_Mutex.acquire(); },
-                       [] { m_HttpConnectionMgr_Mutex.release(); },
-                       [] {
-                           Publish<CHttpConnectionMgr>(m_pInstance, nullptr);
-                           m_HttpConnectionMgr_Mutex.release();
-                       });
-    });
 }
 
 CHttpConnectionMgr::ConnList* CHttpConnectionMgr::GetConnList(const std::string& addr, bool bSSL) {
