@@ -10,5 +10,6 @@ const char* __tsan_default_suppressions() {
     return "called_from_lib:libcrypto.so\n"
            "called_from_lib:libssl.so\n"
            "called_from_lib:libcpp-httplib.so\n"
-           "race:ACE_OS::mutex_destroy\n";
+           "race:ACE_OS::mutex_destroy\n"
+           "race:ACE_Thread_Exit::cleanup\n";
 }

@@ -47,11 +47,13 @@ void Servers::Start() {
     posix_spawn_file_actions_destroy(&actions);
     close(announced[1]);
     // The whole array comes in one write, or the process ends and nothing comes.
-    const bool listening =
-        failed == 0 && read(announced[0], m_ports.data(), sizeof m_ports) == sizeof m_ports;
+    decltype(m_ports) ports{};
+    const bool listening = failed == 0 && read(announced[0], ports.data(), sizeof ports) == sizeof ports;
     close(announced[0]);
     if (!listening)
         throw std::runtime_error("the servers do not start");
+    if (ports != m_ports) // only at the first start, before there is traffic that reads them
+        m_ports = ports;
     m_calmFrom = (Clock::now() + AFTERMATH).time_since_epoch().count();
 }
 
