@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// A host on that platform.
+// A host on a platform of its own.
 #include <httpclient/HttpClient.h>
 
 int main() {
