@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// A host that ends while workers are amid TLS transfers: AsynExitHost PORT return|exit MILLISECONDS
+// A host that ends while workers are amid TLS transfers, or amid callbacks that use the library:
+// AsynExitHost PORT return|exit MILLISECONDS [busy]
 #include <chrono>
 #include <cstdlib>
 #include <string>
@@ -10,18 +11,34 @@
 
 class CHttpResponse;
 
+namespace {
+
+/// Uses all that lasts as long as the process: constants, and the cache of conversions.
+void UseTheLibraryForEver(const CHttpResponse& /*response*/) {
+    for (;;) {
+        CHttpRequest request;
+        request.setVerb(HTTPOPERATION_GET);
+        request.setContentType("text/plain");
+        request.addParam("name", "caf\xe9");
+        request.getParamsAppendInURL();
+    }
+}
+
+} // namespace
+
 int main(int argc, char** argv) {
-    if (argc != 4)
+    if (argc != 4 && argc != 5)
         return 2;
+    const bool busy = argc == 5;
     CHttpClient client;
     client.setPort(std::atoi(argv[1]));
     client.setScheme("https");
-    for (int i = 0; i < 60; ++i) {
+    for (int i = 0; i < (busy ? 4 : 60); ++i) {
         CHttpRequest request;
         request.setVerb(HTTPOPERATION_GET);
         request.setUrlPath("/");
         client.asynSendRequest(
-            request, [](const CHttpResponse&) {}, true);
+            request, busy ? &UseTheLibraryForEver : [](const CHttpResponse&) {}, true);
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(std::atoi(argv[3])));
     if (std::string(argv[2]) == "exit")

@@ -17,10 +17,10 @@ using namespace httpclient::testing;
 namespace {
 
 /// @return how the host ended, as waitpid() tells it.
-int RunHost(const LoopbackServer& server, const char* way, int milliseconds) {
+int RunHost(const LoopbackServer& server, const char* way, int milliseconds, const char* busy = nullptr) {
     const std::string port = std::to_string(server.port());
     const std::string delay = std::to_string(milliseconds);
-    const char* const arguments[] = {ASYN_EXIT_HOST, port.c_str(), way, delay.c_str(), nullptr};
+    const char* const arguments[] = {ASYN_EXIT_HOST, port.c_str(), way, delay.c_str(), busy, nullptr};
     pid_t host = 0;
     int status = -1;
     if (posix_spawn(&host, ASYN_EXIT_HOST, nullptr, nullptr, const_cast<char**>(arguments), environ) == 0)
@@ -45,4 +45,12 @@ TEST(AsynExit, CrashesNoWorkerHoweverTheProcessEnds) {
     for (const char* way : {"return", "exit"})
         for (const int milliseconds : {0, 150, 190, 200, 210, 220, 250})
             EXPECT_EQ(RunHost(server, way, milliseconds), 0) << way << " after " << milliseconds << " ms";
+}
+
+TEST(AsynExit, CrashesNoCallbackThatUsesTheLibrary) {
+    TlsLoopbackServer server([](const RecordedRequest&) { return Respond(200); }, AnyClient());
+    for (const char* way : {"return", "exit"})
+        for (const int milliseconds : {600, 640})
+            EXPECT_EQ(RunHost(server, way, milliseconds, "busy"), 0)
+                << way << " after " << milliseconds << " ms";
 }

@@ -16,6 +16,7 @@
 
 #include "AsynFixture.h"
 #include "interpose/Allocations.h"
+#include "interpose/CurlRecorder.h"
 #include "interpose/Sleep.h"
 #include "interpose/ThreadCreate.h"
 #include "pool/HttpConnection.h"
@@ -167,6 +168,21 @@ TEST_F(AsynSendOutcome, OfAVerbThatCannotBeSentIsMinusOneAfterAPauseOfFiveSecond
     EXPECT_EQ(pauses[0].timeout.tv_sec, 5);
     EXPECT_EQ(pauses[0].timeout.tv_usec, 0);
     EXPECT_TRUE(m_server.requests().empty());
+}
+
+// libcurl crashes when a null handle is reset.
+TEST_F(AsynSendOutcome, OfAConnectionWithoutAHandleIsMinusOne) {
+    const auto request = MakeRequest(HTTPOPERATION_GET);
+    {
+        CurlRecorder recorder;
+        recorder.Force(CurlCall::EasyInit);
+        const Outcome outcome = Send(m_client, *request);
+        EXPECT_EQ(outcome.status, -1);
+        EXPECT_TRUE(recorder.Events(CurlCall::EasyReset).empty());
+    }
+    EXPECT_EQ(TraceRecorder::Instance().Count(5, "HTTP DoAsyncOperation curl is nullptr."), 1U);
+    EXPECT_TRUE(m_server.requests().empty());
+    ExpectTheNextToWork();
 }
 
 TEST_F(AsynSendOutcome, OfARefusedConnectionIsStatusZero) {

@@ -11,6 +11,27 @@ namespace {
 
 constexpr std::size_t kFailed = static_cast<std::size_t>(-1);
 
+bool g_usesUpInvalidInput = false; ///< Whether the C library takes all input for invalid, and uses it up.
+
+} // namespace
+
+// The linker puts this before the C library's iconv.
+extern "C" {
+std::size_t __real_iconv(void* cd, char** in, std::size_t* left, char** out, std::size_t* room);
+std::size_t __wrap_iconv(void* cd, char** in, std::size_t* left, char** out, std::size_t* room);
+
+std::size_t __wrap_iconv(void* cd, char** in, std::size_t* left, char** out, std::size_t* room) {
+    if (!g_usesUpInvalidInput)
+        return __real_iconv(cd, in, left, out, room);
+    *in += *left;
+    *left = 0;
+    errno = EILSEQ;
+    return kFailed;
+}
+}
+
+namespace {
+
 /// Converts into a small buffer with a descriptor that has no fallbacks. Descriptors are never closed: one
 /// serves all tests.
 struct Conversion {
@@ -38,6 +59,15 @@ TEST(IconvAdapter, StopsAtAnUndecodableByteThatNothingReplaces) {
     EXPECT_EQ(conversion.error, EILSEQ);
     EXPECT_EQ(conversion.left, 2U);
     EXPECT_EQ(conversion.room, 6U);
+}
+
+TEST(IconvAdapter, EndsWhenAnInvalidSequenceIsReportedWithNoInputLeft) {
+    g_usesUpInvalidInput = true;
+    const Conversion conversion("ab\xC4\xE3");
+    g_usesUpInvalidInput = false;
+    EXPECT_EQ(conversion.result, 0U);
+    EXPECT_EQ(conversion.left, 0U);
+    EXPECT_EQ(std::string(conversion.buffer, sizeof conversion.buffer - conversion.room), "ab");
 }
 
 TEST(IconvAdapter, StopsBeforeAnIncompleteCharacter) {
