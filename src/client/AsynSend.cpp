@@ -116,6 +116,7 @@ void CHttpClientImp::AsynSendOnConnection(const CHttpRequest& request, void (*ca
     record->ptrHttpConn = conn.get();
     record->mcurl = conn.get()->GetCurlM();
     record->pfnCallback = callback;
+    record->response = std::make_shared<CHttpResponse>();
     record->strContent = std::move(content);
 
     const std::string encoding = request.getAcceptEncoding();

@@ -109,13 +109,14 @@ void Transfer(const AsyncOperationArgs& args, CHttpResponse& response) {
 }
 
 /// Runs the transfer and calls the caller's function, exactly once.
-void TransferAndCallBack(AsyncOperationArgs& args) {
+void TransferAndCallBack(const AsyncOperationArgs& args) {
+    const auto response = args.response ? args.response : std::make_shared<CHttpResponse>();
     try {
-        Transfer(args, args.response);
+        Transfer(args, *response);
     } catch (...) {
-        args.response.setStatusCode(-1); // memory is exhausted: what there is of the response is no answer
+        response->setStatusCode(-1); // memory is exhausted: what there is of the response is no answer
     }
-    args.pfnCallback(args.response);
+    args.pfnCallback(*response);
 }
 
 } // namespace

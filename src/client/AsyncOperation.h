@@ -3,6 +3,7 @@
 /// The worker of an asynchronous send.
 #pragma once
 
+#include <memory>
 #include <string>
 
 #include <sys/time.h>
@@ -10,9 +11,9 @@
 #include <curl/curl.h>
 
 #include <httpclient/Export.h>
-#include <httpclient/HttpResponse.h>
 
 class CHttpConnection;
+class CHttpResponse;
 
 /// What a worker is given, and owns from its first moment: the record itself, the header list, and the
 /// connection, which it gives back.
@@ -25,7 +26,9 @@ struct HTTPCLIENT_EXPORT AsyncOperationArgs {
     CHttpConnection* ptrHttpConn = nullptr;
     void (*pfnCallback)(const CHttpResponse&) = nullptr;
     std::string strContent{}; ///< The body: libcurl refers to it, so it lives as long as the transfer.
-    CHttpResponse response{}; ///< Made before the worker is, which must not fail for want of its memory.
+    /// Made before the worker is, which must not fail for want of its memory. When null, the worker makes
+    /// one.
+    std::shared_ptr<CHttpResponse> response{};
 };
 
 /// Runs one transfer, calls the caller's function with the response, and gives the connection back.

@@ -21,11 +21,20 @@ size_t SaturatingProduct(size_t size, size_t count) {
     return __builtin_mul_overflow(size, count, &product) ? std::numeric_limits<size_t>::max() : product;
 }
 
+/// The server's word may be wrong: only what arrives must find memory.
+void TryToReserve(std::string& text, size_t size) {
+    try {
+        text.reserve(size);
+    } catch (const std::bad_alloc&) {
+        return;
+    }
+}
+
 // Apart, so that the many short pieces pay nothing for it.
 [[gnu::noinline]] void ReceiveLong(std::string& text, const char* data, size_t bytes) {
     // A first piece this long may be one of many: room for them all saves moving them as the text grows.
     if (text.empty())
-        text.reserve(ExpectedBody::Size());
+        TryToReserve(text, ExpectedBody::Size());
     AppendInPieces(text, data, bytes);
 }
 
@@ -33,18 +42,23 @@ size_t SaturatingProduct(size_t size, size_t count) {
 /// later versions "[HTTP/2] [1] [name: value]".
 /// @return where the value begins; null in any other text.
 const char* RepeatedHeaderValue(const char* text) {
+    if (text == nullptr)
+        return nullptr;
     if (std::strncmp(text, "h2h3 [", 6) != 0 && std::strncmp(text, "[HTTP/", 6) != 0)
         return nullptr;
     const char* separator = std::strstr(text, ": ");
     return separator != nullptr ? separator + 2 : nullptr;
 }
 
-void LogText(const char* text) {
-    const char* value = RepeatedHeaderValue(text);
-    if (value == nullptr)
-        Trace(TraceLevel::Detail, "== Info: %s", text);
-    else // a header's value may be a token, and no header is logged over HTTP/1.1 either
-        Trace(TraceLevel::Detail, "== Info: %.*s...]", static_cast<int>(value - text), text);
+void LogText(const char* text) noexcept {
+    try {
+        const char* value = RepeatedHeaderValue(text);
+        // A header's value may be a token, and no header is logged over HTTP/1.1 either.
+        const std::string shortened = value != nullptr ? std::string(text, value) + "...]\n" : "";
+        Trace(TraceLevel::Detail, "== Info: %s", value != nullptr ? shortened.c_str() : text);
+    } catch (const std::bad_alloc&) {
+        return; // without memory there is no log either
+    }
 }
 
 } // namespace

@@ -130,7 +130,7 @@ int CHttpClientImp::SynSendOnConnection(const CHttpRequest& request, CHttpRespon
         const size_t begin = body.size();
         const int result = SendRequest(request, verb, url, content, body, bSSL);
         if (result != -1)
-            EndConnectionOfUnreadBody(m_curl, body, begin);
+            EndConnectionOfUnreadBody(m_curl, result, body, begin);
         return result;
     };
     int status = send();

@@ -7,7 +7,13 @@
 
 namespace {
 
-bool MayLeaveABodyUnread(CURL* curl, const std::string& response, std::size_t begin) {
+// What has no body under any method (RFC 9110, sections 15.3.5 and 15.4.5).
+constexpr int NO_CONTENT = 204;
+constexpr int NOT_MODIFIED = 304;
+
+bool MayLeaveABodyUnread(CURL* curl, int status, const std::string& response, std::size_t begin) {
+    if (status == NO_CONTENT || status == NOT_MODIFIED)
+        return false;
     // A HEAD's options have the head written into the response, which hardly any body begins like.
     if (response.compare(begin, 5, "HTTP/") != 0)
         return false;
@@ -22,8 +28,8 @@ bool MayLeaveABodyUnread(CURL* curl, const std::string& response, std::size_t be
 
 } // namespace
 
-void EndConnectionOfUnreadBody(CURL* curl, const std::string& response, std::size_t begin) {
-    if (!MayLeaveABodyUnread(curl, response, begin))
+void EndConnectionOfUnreadBody(CURL* curl, int status, const std::string& response, std::size_t begin) {
+    if (!MayLeaveABodyUnread(curl, status, response, begin))
         return;
     curl_socket_t socket = CURL_SOCKET_BAD;
     if (curl_easy_getinfo(curl, CURLINFO_ACTIVESOCKET, &socket) == CURLE_OK && socket != CURL_SOCKET_BAD)

@@ -14,5 +14,6 @@
 /// out under a method whose answer has a body, and libcurl stops at the head. Read late, the body would be
 /// taken for the answer to the next request.
 /// @param curl the handle of a transfer that succeeded.
+/// @param status the response's.
 /// @param response what the transfer was to receive, from @p begin on.
-void EndConnectionOfUnreadBody(CURL* curl, const std::string& response, std::size_t begin);
+void EndConnectionOfUnreadBody(CURL* curl, int status, const std::string& response, std::size_t begin);

@@ -2,10 +2,12 @@
 // Lending, taking back, and the limits. How the pool starts, sweeps and stops is in IdleReclamation.cpp.
 #include <httpclient/HttpConnectionMgr.h>
 
+#include <atomic>
 #include <charconv>
 #include <ctime>
 #include <iterator>
 #include <memory>
+#include <new>
 
 #include <pthread.h>
 
@@ -37,15 +39,29 @@ private:
     const char* m_end;
 };
 
-// Where keys are written, so that looking an address up allocates nothing. Used under the pool lock only. Not
-// a local of the thread, which would be gone for a host that still sends while its statics are destroyed; and
-// never destroyed for the same reason.
-std::string& g_key = *new std::string;
+/// An address key. Its text is written where the last key stood, so that looking an address up allocates
+/// nothing; whoever comes while that place is taken has a text of its own.
+class AddressKey {
+public:
+    AddressKey(const std::string& domain, unsigned int port) : m_text(s_spare.exchange(nullptr)) {
+        if (!m_text)
+            m_text = std::make_unique<std::string>();
+        const PortText portText(port);
+        m_text->assign(domain).append(portText.Data(), portText.Size());
+    }
+    ~AddressKey() { m_text.reset(s_spare.exchange(m_text.release())); }
+    AddressKey(const AddressKey&) = delete;
+    AddressKey& operator=(const AddressKey&) = delete;
+    const std::string& Text() const { return *m_text; }
 
-/// @return the address key, good until the next one is written.
-const std::string& AddressKey(const std::string& domain, const PortText& port) {
-    return g_key.assign(domain).append(port.Data(), port.Size());
-}
+private:
+    // The last one is never destroyed: a host may still send while its statics are destroyed.
+    static std::atomic<std::string*> s_spare;
+
+    std::unique_ptr<std::string> m_text;
+};
+
+std::atomic<std::string*> AddressKey::s_spare{nullptr};
 
 CHttpConnection* FirstIdle(const CHttpConnectionMgr::ConnList& list) {
     for (CHttpConnection* conn : list)
@@ -94,12 +110,21 @@ CHttpConnectionMgr* CHttpConnectionMgr::Instance() {
 }
 
 CHttpConnectionMgr* CHttpConnectionMgr::MakeInstance() {
-    // A forked child leaves the pool to its parent. It is never forked amid the making or ending of one.
+    // A forked child leaves the pool to its parent. The lock is not waited for: who holds it, amid the making
+    // or ending of a pool, may be waiting for the thread that forks.
+    static thread_local bool held = false;
     [[maybe_unused]] static const int forks = pthread_atfork(
-        [] { m_HttpConnectionMgr_Mutex.acquire(); }, [] { m_HttpConnectionMgr_Mutex.release(); },
+        [] { held = m_HttpConnectionMgr_Mutex.tryacquire() == 0; },
+        [] {
+            if (held)
+                m_HttpConnectionMgr_Mutex.release();
+        },
         [] {
             Publish<CHttpConnectionMgr>(m_pInstance, nullptr);
-            m_HttpConnectionMgr_Mutex.release();
+            if (held)
+                m_HttpConnectionMgr_Mutex.release();
+            else
+                new (&m_HttpConnectionMgr_Mutex) ACE_Thread_Mutex; // its holder does not exist here
         });
     const ACE_Guard<ACE_Thread_Mutex> guard(m_HttpConnectionMgr_Mutex);
     CHttpConnectionMgr* instance = LoadPublished(m_pInstance);
@@ -123,10 +148,10 @@ CHttpConnection* CHttpConnectionMgr::GetConn(const std::string& domain, unsigned
         Trace(TraceLevel::Error, "CHttpConnectionMgr::GetConn, domain is empty, return nullptr");
         return nullptr;
     }
-    const PortText portText(port);
+    const AddressKey key(domain, port);
+    const std::string& addr = key.Text();
     const PoolGuard guard(m_PoolLock);
 
-    const std::string& addr = AddressKey(domain, portText);
     ConnList* list = GetConnList(addr, bSSL);
     if (list == nullptr)
         return GetConnOfNewAddress(addr, domain, port, bSSL);

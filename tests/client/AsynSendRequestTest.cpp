@@ -2,6 +2,7 @@
 // What an asynchronous send puts on the wire, and what it asks of libcurl, in order.
 #include <algorithm>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include <httpclient/HttpConnectionMgr.h>
@@ -229,3 +230,6 @@ TEST_F(AsynSendRequest, VerifiesWithTheBundleThatARecordNames) {
     const Lines expected{"setopt SSL_VERIFYPEER=1", "setopt CAINFO=\"bundle.pem\"", "setopt NOSIGNAL=1"};
     EXPECT_NE(std::search(lines.begin(), lines.end(), expected.begin(), expected.end()), lines.end());
 }
+
+// A host's own way of starting threads may keep a copy of the record.
+static_assert(std::is_copy_constructible_v<AsyncOperationArgs>);

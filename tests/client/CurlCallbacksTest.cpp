@@ -109,9 +109,9 @@ TEST_F(DebugCallback, TakesTheLineForTextAndNeverForAFormat) {
 
 TEST_F(DebugCallback, LeavesOutTheValuesOfHeadersThatLibcurlRepeats) {
     const std::pair<std::string, const char*> rows[] = {
-        {"h2h3 [x-access-token: secret]\n", "[2] == Info: h2h3 [x-access-token: ...]"},
-        {"h2h3 [:path: /a: b]\n", "[2] == Info: h2h3 [:path: ...]"},
-        {"[HTTP/2] [1] [cookie: secret: 1]\n", "[2] == Info: [HTTP/2] [1] [cookie: ...]"},
+        {"h2h3 [x-access-token: secret]\n", "[2] == Info: h2h3 [x-access-token: ...]\n"},
+        {"h2h3 [:path: /a: b]\n", "[2] == Info: h2h3 [:path: ...]\n"},
+        {"[HTTP/2] [1] [cookie: secret: 1]\n", "[2] == Info: [HTTP/2] [1] [cookie: ...]\n"},
         {"[HTTP/2] [1] OPENED stream for https://host/\n",
          "[2] == Info: [HTTP/2] [1] OPENED stream for https://host/\n"},
         {"h2h3 [", "[2] == Info: h2h3 ["},
@@ -124,6 +124,11 @@ TEST_F(DebugCallback, LeavesOutTheValuesOfHeadersThatLibcurlRepeats) {
         expected.emplace_back(message);
     }
     EXPECT_EQ(OwnMessages(0), expected);
+}
+
+TEST_F(DebugCallback, OutlivesALineThatIsNotThere) {
+    EXPECT_EQ(OnCurlDebug(nullptr, CURLINFO_TEXT, nullptr, 0, nullptr), 0);
+    EXPECT_EQ(OwnMessages(0).size(), 1U);
 }
 
 TEST_F(DebugCallback, FormatsNothingWhenDetailIsOff) {

@@ -187,9 +187,13 @@ TEST_F(ConnectionFaults, OfABodyThatNobodyReadsNeverBecomeTheNextAnswer) {
 }
 
 TEST_F(ConnectionFaults, OfNoBodyToLeaveUnreadCostNoConnection) {
-    const LoopbackServer server([](const RecordedRequest&) { return Respond(200); });
-    PointAt(server, Way::Fresh);
-    for (const HTTPOPERATIONTYPE verb : {HTTPOPERATION_HEAD, HTTPOPERATION_GET, HTTPOPERATION_POST})
-        EXPECT_EQ(Send(Way::Fresh, verb).result, 200);
-    EXPECT_EQ(server.connectionsAccepted(), 1U);
+    for (const std::string head : {"200 OK\r\nContent-Length: 0", "204 No Content", "304 Not Modified"}) {
+        ClosePool();
+        const LoopbackServer server(
+            [&head](const RecordedRequest&) { return Raw("HTTP/1.1 " + head + "\r\n\r\n"); });
+        PointAt(server, Way::Fresh);
+        for (const HTTPOPERATIONTYPE verb : {HTTPOPERATION_HEAD, HTTPOPERATION_GET, HTTPOPERATION_POST})
+            EXPECT_EQ(Send(Way::Fresh, verb).result, std::stoi(head));
+        EXPECT_EQ(server.connectionsAccepted(), 1U) << head;
+    }
 }
