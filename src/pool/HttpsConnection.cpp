@@ -10,6 +10,7 @@
 #include <json/value.h>
 #include <vorncipher/VornCipher.h>
 
+#include "support/Cleansing.h"
 #include "support/ExitGate.h"
 #include "support/JsonFile.h"
 #include "support/Trace.h"
@@ -48,6 +49,7 @@ CHttpsConnection::CHttpsConnection(std::string address, int port)
     const std::string key = root + CLIENT_KEY;
 
     std::string password;
+    const Cleansing cleansing(password); // libcurl keeps a copy of its own
     const int status = VornCipher::Decrypt(cipherText, password, KEY_SELECTOR, KEY_VALUE);
     if (status != 0 || password.empty())
         Trace(TraceLevel::Progress,
