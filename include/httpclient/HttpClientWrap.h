@@ -16,7 +16,8 @@
 class HTTPCLIENT_EXPORT HttpClientWrap {
 public:
     HttpClientWrap();
-    ~HttpClientWrap();
+    // Not inline: it is part of the ABI.
+    ~HttpClientWrap(); // NOLINT(performance-trivially-destructible)
 
     /// @param domain the host; an empty one is refused as in CHttpClient::setDomain().
     /// @param connectTimeout,requestTimeout in seconds.

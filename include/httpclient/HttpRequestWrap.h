@@ -17,7 +17,8 @@
 class HTTPCLIENT_EXPORT HttpRequestWrap {
 public:
     HttpRequestWrap();
-    ~HttpRequestWrap();
+    // Not inline: it is part of the ABI.
+    ~HttpRequestWrap(); // NOLINT(performance-trivially-destructible)
 
     /// @return a request with this path, body and verb and the content type "application/json". To give it
     ///         another content type, remove that header entry first.
