@@ -40,5 +40,6 @@ void FuzzConversion(std::string_view input) {
     else if (result >= 0)
         Require(out.size() <= 2 * text.size() + 2 && out.find('\0') == std::string::npos,
                 "the text fits, and ends before a NUL");
-    Require(result <= static_cast<int>(text.size()), "no byte is replaced twice");
+    // Some sets hold a character back until the next one is there, be it in the next text.
+    Require(result <= static_cast<int>(text.size()) + 1, "no byte is replaced twice");
 }
