@@ -20,10 +20,14 @@ std::string MeasuredToken() {
     return std::string(TOKEN_LENGTH, 't');
 }
 
+void SwitchIdentity(bool on) {
+    setenv("enableServiceIdentity", on ? "true" : "false", 1);
+    CHttpSiaToken::Instance()->GetServiceIdentitySwitch();
+}
+
 void CacheToken(const std::string& pattern) {
     CHttpSiaToken* identity = CHttpSiaToken::Instance();
-    setenv("enableServiceIdentity", "true", 1);
-    identity->GetServiceIdentitySwitch();
+    SwitchIdentity(true);
     identity->m_mapServiceUrl[pattern] = SERVICE;
     identity->m_mapSiaToken[SERVICE] = SiaToken{MeasuredToken(), time(nullptr) + ONE_DAY};
 }

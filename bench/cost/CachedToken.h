@@ -8,5 +8,8 @@
 /// @return a token of usual length.
 std::string MeasuredToken();
 
+/// Switches service identity on or off.
+void SwitchIdentity(bool on);
+
 /// Switches service identity on and leaves that token, still valid, in the cache for a URL pattern.
 void CacheToken(const std::string& pattern);
