@@ -23,6 +23,17 @@ BareLoop::~BareLoop() {
     curl_easy_cleanup(m_curl);
 }
 
+void BareLoop::UseTls(const std::string& ca, const std::string& certificate, const std::string& key) {
+    curl_easy_setopt(m_curl, CURLOPT_SSL_VERIFYPEER, 1L);
+    curl_easy_setopt(m_curl, CURLOPT_CAPATH, ca.substr(0, ca.rfind('/') + 1).c_str());
+    curl_easy_setopt(m_curl, CURLOPT_CAINFO, ca.c_str());
+    curl_easy_setopt(m_curl, CURLOPT_SSL_VERIFYHOST, 0L);
+    curl_easy_setopt(m_curl, CURLOPT_SSLCERT, certificate.c_str());
+    curl_easy_setopt(m_curl, CURLOPT_SSLCERTTYPE, "PEM");
+    curl_easy_setopt(m_curl, CURLOPT_SSLKEY, key.c_str());
+    curl_easy_setopt(m_curl, CURLOPT_KEYPASSWD, "");
+}
+
 void BareLoop::SetBeforeVerb(std::string& head) {
     curl_easy_setopt(m_curl, CURLOPT_HEADERDATA, &head);
     curl_easy_setopt(m_curl, CURLOPT_HEADERFUNCTION, &Append);

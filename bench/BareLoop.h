@@ -17,6 +17,9 @@ public:
     BareLoop(const BareLoop&) = delete;
     BareLoop& operator=(const BareLoop&) = delete;
 
+    /// Sets the options of a TLS connection, as the library sets them.
+    void UseTls(const std::string& ca, const std::string& certificate, const std::string& key);
+
     /// @return the HTTP status; 0 when there was none.
     long Get();
     long Post(const std::string& body);

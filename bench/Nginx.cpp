@@ -46,9 +46,27 @@ std::string MakeDirectory() {
 
 } // namespace
 
-Nginx::Nginx() : m_directory(MakeDirectory()), m_port(FreePort()) {
+Nginx::Nginx() : m_directory(MakeDirectory()), m_port(FreePort()), m_closingPort(FreePort()) {
     WriteFiles();
     Start();
+}
+
+Nginx::Nginx(const ServerTls& tls)
+    : m_directory(MakeDirectory()), m_port(FreePort()), m_closingPort(FreePort()), m_tlsPort(FreePort()),
+      m_closingTlsPort(FreePort()) {
+    std::ofstream(m_directory + "/server.pem") << tls.certificate;
+    std::ofstream(m_directory + "/server.key") << tls.key;
+    std::ofstream(m_directory + "/ca.pem") << tls.clientCa;
+    WriteFiles();
+    Start();
+}
+
+std::string Nginx::Server(std::uint16_t port, const std::string& settings) const {
+    return "  server {\n    listen 127.0.0.1:" + std::to_string(port) +
+           (port == m_tlsPort || port == m_closingTlsPort ? " ssl" : "") + ";\n    " + settings +
+           "\n    root " + m_directory +
+           ";\n    location = /sink { proxy_pass http://127.0.0.1:" + std::to_string(m_port) +
+           "/128; proxy_method GET; proxy_set_body ''; }\n  }\n";
 }
 
 void Nginx::WriteFiles() const {
@@ -62,10 +80,14 @@ void Nginx::WriteFiles() const {
     conf << "events { worker_connections 1024; }\nhttp {\n  access_log off; keepalive_requests 100000000;\n";
     for (const char* kind : {"client_body", "proxy", "fastcgi", "uwsgi", "scgi"})
         conf << "  " << kind << "_temp_path " << dir << "/" << kind << ";\n";
-    conf << "  client_body_buffer_size 64k;\n  server {\n    listen 127.0.0.1:" << m_port << ";\n    root "
-         << dir << ";\n    location = /sink { proxy_pass http://127.0.0.1:" << m_port
-         << "/128; proxy_method GET;"
-         << " proxy_set_body ''; }\n  }\n}\n";
+    const std::string closing = "keepalive_timeout 0; ssl_session_cache off; ssl_session_tickets off;";
+    const std::string tls = "ssl_certificate " + dir + "/server.pem; ssl_certificate_key " + dir +
+                            "/server.key; ssl_client_certificate " + dir + "/ca.pem; ssl_verify_client on;";
+    conf << "  client_body_buffer_size 64k;\n"
+         << Server(m_port, "") << Server(m_closingPort, "keepalive_timeout 0;");
+    if (m_tlsPort != 0)
+        conf << Server(m_tlsPort, tls) << Server(m_closingTlsPort, tls + " " + closing);
+    conf << "}\n";
 }
 
 void Nginx::Start() {

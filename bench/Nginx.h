@@ -8,24 +8,42 @@
 
 #include <sys/types.h>
 
-/// nginx on a free loopback port, with one worker; stopped when it goes out of scope.
+/// What a server of mutual TLS shows, and whom it lets in: texts in PEM.
+struct ServerTls {
+    std::string certificate;
+    std::string key;
+    std::string clientCa;
+};
+
+/// nginx on free loopback ports, with one worker; stopped when it goes out of scope.
 /// GET /128 answers 128 bytes, GET /1m answers 1 MiB, POST /sink takes a body and answers 128 bytes.
 class Nginx {
 public:
     /// @throw std::runtime_error when it does not come up.
     Nginx();
+    explicit Nginx(const ServerTls& tls);
     ~Nginx();
     Nginx(const Nginx&) = delete;
     Nginx& operator=(const Nginx&) = delete;
 
     std::uint16_t Port() const { return m_port; }
+    /// Closes the connection after each answer.
+    std::uint16_t ClosingPort() const { return m_closingPort; }
+    /// Mutual TLS; only where certificates were given.
+    std::uint16_t TlsPort() const { return m_tlsPort; }
+    /// Mutual TLS, a full handshake for each answer.
+    std::uint16_t ClosingTlsPort() const { return m_closingTlsPort; }
 
 private:
     void WriteFiles() const;
+    std::string Server(std::uint16_t port, const std::string& settings) const;
     void Start();
     bool Answers() const;
 
     std::string m_directory;
     std::uint16_t m_port;
+    std::uint16_t m_closingPort;
+    std::uint16_t m_tlsPort = 0; ///< 0 without TLS.
+    std::uint16_t m_closingTlsPort = 0;
     pid_t m_process = -1;
 };

@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file
+/// Those who are compared.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+/// What a peer is to request, again and again.
+struct Target {
+    std::uint16_t port = 0;
+    std::string path;
+    std::string body;  ///< Empty: GET; else POST.
+    std::string token; ///< Not empty: sent as "x-access-token".
+    bool tls = false;
+    std::string ca; ///< CA file; with tls only.
+    std::string certificate;
+    std::string key;
+
+    std::string Url() const {
+        return std::string(tls ? "https" : "http") + "://127.0.0.1:" + std::to_string(port) + path;
+    }
+};
+
+/// One thread's client. What it keeps from request to request is what its users would keep.
+class Peer {
+public:
+    Peer() = default;
+    virtual ~Peer() = default;
+    Peer(const Peer&) = delete;
+    Peer& operator=(const Peer&) = delete;
+
+    /// @return whether the answer was a 200 with a body, taken out of the library as a text.
+    virtual bool Send() = 0;
+};
+
+struct PeerKind {
+    std::string name;
+    std::unique_ptr<Peer> (*make)(const Target& target);
+    bool speaksTls;
+};
+
+/// Those that were built: the floor first, then the library, then the others whose packages were there.
+const std::vector<PeerKind>& AllPeers();

@@ -1,0 +1,106 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Results.h"
+
+#include <algorithm>
+#include <cstdarg>
+#include <cstdio>
+
+namespace {
+
+__attribute__((format(printf, 1, 2))) std::string Text(const char* format, ...) {
+    char text[512];
+    va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(text, sizeof text, format, arguments);
+    va_end(arguments);
+    return text;
+}
+
+double Median(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    const size_t half = values.size() / 2;
+    return values.size() % 2 == 1 ? values[half] : (values[half - 1] + values[half]) / 2;
+}
+
+Figures Ratio(const Figures& value, const Figures& floor) {
+    return {value.perSecond / floor.perSecond, value.p50 / floor.p50, value.cpu / floor.cpu};
+}
+
+Figures Medians(const std::vector<Figures>& rounds) {
+    const auto of = [&](double Figures::*field) {
+        std::vector<double> values;
+        for (const Figures& round : rounds)
+            values.push_back(round.*field);
+        return Median(values);
+    };
+    return {of(&Figures::perSecond), of(&Figures::p50), of(&Figures::cpu)};
+}
+
+} // namespace
+
+Result Summarise(const std::string& peer, const std::vector<Figures>& rounds,
+                 const std::vector<Figures>& floor) {
+    std::vector<Figures> ratios;
+    for (size_t i = 0; i < rounds.size(); ++i)
+        ratios.push_back(Ratio(rounds[i], floor[i]));
+    return {peer, Medians(rounds), Medians(ratios)};
+}
+
+std::string Table(const std::vector<WorkResults>& works) {
+    std::string table;
+    for (const WorkResults& work : works) {
+        table += "\n### " + work.title + "\n\n";
+        table += "| | requests/s | p50, us | CPU, us | requests/s : floor | p50 : floor | CPU : floor |\n";
+        table += "|---|---|---|---|---|---|---|\n";
+        for (const auto& [peer, median, ratio] : work.results)
+            table += Text("| %s | %.0f | %.1f | %.1f | %.2f | %.2f | %.2f |\n", peer.c_str(),
+                          median.perSecond, median.p50, median.cpu, ratio.perSecond, ratio.p50, ratio.cpu);
+    }
+    return table;
+}
+
+std::string Json(const std::vector<WorkResults>& works) {
+    std::string json = "[";
+    for (const WorkResults& work : works) {
+        for (const auto& [peer, median, ratio] : work.results) {
+            json += json.size() > 1 ? ",\n" : "\n";
+            json +=
+                Text(R"( {"work": "%s", "peer": "%s", "per_second": %.1f, "p50_us": %.2f, "cpu_us": %.2f, )",
+                     work.name.c_str(), peer.c_str(), median.perSecond, median.p50, median.cpu);
+            json += Text(R"("per_second_to_floor": %.3f, "p50_to_floor": %.3f, "cpu_to_floor": %.3f})",
+                         ratio.perSecond, ratio.p50, ratio.cpu);
+        }
+    }
+    return json + "\n]\n";
+}
+
+std::string Svg(const std::vector<WorkResults>& works) {
+    constexpr int ROW = 18;
+    constexpr int LEFT = 250;
+    constexpr double UNIT = 200; // of the floor
+    constexpr double LONGEST = 3;
+    int y = 30;
+    std::string bars =
+        Text("<text x=\"10\" y=\"20\" font-weight=\"bold\">Requests per second, the floor being 1</text>\n");
+    for (const WorkResults& work : works) {
+        y += ROW;
+        bars += Text("<text x=\"10\" y=\"%d\" font-weight=\"bold\">%s</text>\n", y, work.title.c_str());
+        for (const auto& [peer, median, ratio] : work.results) {
+            y += ROW;
+            const double width = UNIT * std::min(ratio.perSecond, LONGEST);
+            bars += Text("<text x=\"20\" y=\"%d\">%s</text>", y, peer.c_str());
+            bars += Text("<rect x=\"%d\" y=\"%d\" width=\"%.1f\" height=\"13\" fill=\"%s\"/>", LEFT, y - 11,
+                         width, peer.rfind("libhttpclient", 0) == 0 ? "#2a6fbb" : "#b9c4d0");
+            bars += Text("<text x=\"%.1f\" y=\"%d\">%.2f</text>\n", LEFT + width + 6, y, ratio.perSecond);
+        }
+        y += ROW / 2;
+    }
+    bars +=
+        Text("<line x1=\"%.0f\" y1=\"30\" x2=\"%.0f\" y2=\"%d\" stroke=\"#888\" stroke-dasharray=\"3\"/>\n",
+             LEFT + UNIT, LEFT + UNIT, y);
+    return Text("<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"%d\" height=\"%d\" "
+                "font-family=\"sans-serif\" "
+                "font-size=\"12\">\n<rect width=\"100%%\" height=\"100%%\" fill=\"white\"/>\n",
+                LEFT + static_cast<int>(UNIT * LONGEST) + 60, y + ROW) +
+           bars + "</svg>\n";
+}

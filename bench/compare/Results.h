@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file
+/// The medians of all rounds, and how they are shown.
+#pragma once
+
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "Round.h"
+
+/// What a peer came to at a work.
+struct Result {
+    std::string peer;
+    Figures median;  ///< Of all rounds.
+    Figures toFloor; ///< Medians of the ratios to the floor's figures of the same round.
+};
+
+/// The results of a work, in the order of the peers.
+struct WorkResults {
+    std::string name;
+    std::string title;
+    std::vector<Result> results;
+};
+
+/// The rounds of one peer, and those of the floor beside it.
+Result Summarise(const std::string& peer, const std::vector<Figures>& rounds,
+                 const std::vector<Figures>& floor);
+
+/// Tables in Markdown.
+std::string Table(const std::vector<WorkResults>& works);
+std::string Json(const std::vector<WorkResults>& works);
+/// Bars: requests per second over the floor's.
+std::string Svg(const std::vector<WorkResults>& works);

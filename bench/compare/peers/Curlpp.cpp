@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "../Peer.h"
+
+#include <list>
+#include <sstream>
+
+#include <curlpp/Easy.hpp>
+#include <curlpp/Infos.hpp>
+#include <curlpp/Options.hpp>
+
+namespace {
+
+class Curlpp : public Peer {
+public:
+    explicit Curlpp(const Target& target) {
+        m_easy.setOpt(curlpp::options::Url(target.Url()));
+        m_easy.setOpt(curlpp::options::NoSignal(true));
+        if (!target.body.empty())
+            m_easy.setOpt(curlpp::options::PostFields(target.body));
+        if (!target.token.empty())
+            m_easy.setOpt(curlpp::options::HttpHeader({"x-access-token:" + target.token}));
+        if (target.tls) {
+            m_easy.setOpt(curlpp::options::CaInfo(target.ca));
+            m_easy.setOpt(curlpp::options::SslVerifyHost(0));
+            m_easy.setOpt(curlpp::options::SslCert(target.certificate));
+            m_easy.setOpt(curlpp::options::SslKey(target.key));
+        }
+    }
+    bool Send() override {
+        std::ostringstream body;
+        m_easy.setOpt(curlpp::options::WriteStream(&body));
+        m_easy.perform();
+        return curlpp::infos::ResponseCode::get(m_easy) == 200 && !body.str().empty();
+    }
+
+private:
+    curlpp::Easy m_easy;
+};
+
+} // namespace
+
+std::unique_ptr<Peer> MakeCurlpp(const Target& target) {
+    return std::make_unique<Curlpp>(target);
+}

@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: Apache-2.0
+#define CPPHTTPLIB_OPENSSL_SUPPORT
+#include "../Peer.h"
+
+#include <httplib.h>
+
+namespace {
+
+std::unique_ptr<httplib::Client> ClientOf(const Target& target) {
+    const std::string origin =
+        (target.tls ? "https://127.0.0.1:" : "http://127.0.0.1:") + std::to_string(target.port);
+    if (!target.tls)
+        return std::make_unique<httplib::Client>(origin);
+    auto client = std::make_unique<httplib::Client>(origin, target.certificate, target.key);
+    client->set_ca_cert_path(target.ca);
+    client->enable_server_certificate_verification(true);
+    return client;
+}
+
+class Httplib : public Peer {
+public:
+    explicit Httplib(const Target& target) : m_target(target), m_client(ClientOf(target)) {
+        m_client->set_keep_alive(true);
+        m_client->set_tcp_nodelay(true);
+        if (!target.token.empty())
+            m_headers.emplace("x-access-token", target.token);
+    }
+    bool Send() override {
+        const auto result = m_target.body.empty()
+                                ? m_client->Get(m_target.path, m_headers)
+                                : m_client->Post(m_target.path, m_headers, m_target.body, "text/plain");
+        return result && result->status == 200 && !result->body.empty();
+    }
+
+private:
+    Target m_target;
+    httplib::Headers m_headers;
+    std::unique_ptr<httplib::Client> m_client;
+};
+
+} // namespace
+
+std::unique_ptr<Peer> MakeHttplib(const Target& target) {
+    return std::make_unique<Httplib>(target);
+}

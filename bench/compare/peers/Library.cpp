@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "../../cost/CachedToken.h"
+#include "../Peer.h"
+
+#include <httpclient/HttpClient.h>
+#include <httpclient/HttpRequest.h>
+#include <httpclient/HttpResponse.h>
+
+namespace {
+
+class Library : public Peer {
+public:
+    explicit Library(const Target& target) : m_bTls(target.tls) {
+        m_client.setPort(target.port);
+        m_client.setScheme(target.tls ? "https" : "http");
+        m_request.setVerb(target.body.empty() ? HTTPOPERATION_GET : HTTPOPERATION_POST);
+        m_request.setUrlPath(target.path);
+        m_request.setContent(target.body);
+        SwitchIdentity(!target.token.empty());
+    }
+    bool Send() override {
+        CHttpResponse response;
+        return m_client.synSendRequest(m_request, response, m_bTls) == 200;
+    }
+
+private:
+    bool m_bTls;
+    CHttpClient m_client;
+    CHttpRequest m_request;
+};
+
+} // namespace
+
+std::unique_ptr<Peer> MakeLibrary(const Target& target) {
+    return std::make_unique<Library>(target);
+}

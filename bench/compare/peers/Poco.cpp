@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "../Peer.h"
+
+#include <Poco/Net/HTTPClientSession.h>
+#include <Poco/Net/HTTPRequest.h>
+#include <Poco/Net/HTTPResponse.h>
+#include <Poco/StreamCopier.h>
+
+namespace {
+
+class PocoPeer : public Peer {
+public:
+    explicit PocoPeer(const Target& target) : m_target(target), m_session("127.0.0.1", target.port) {
+        m_session.setKeepAlive(true);
+        m_session.setKeepAliveTimeout(Poco::Timespan(60, 0));
+    }
+    bool Send() override {
+        const bool get = m_target.body.empty();
+        Poco::Net::HTTPRequest request(get ? "GET" : "POST", m_target.path, "HTTP/1.1");
+        request.setKeepAlive(true);
+        if (!m_target.token.empty())
+            request.set("x-access-token", m_target.token);
+        if (!get)
+            request.setContentLength(static_cast<std::streamsize>(m_target.body.size()));
+        m_session.sendRequest(request) << m_target.body;
+        Poco::Net::HTTPResponse response;
+        std::string body;
+        Poco::StreamCopier::copyToString(m_session.receiveResponse(response), body);
+        return response.getStatus() == Poco::Net::HTTPResponse::HTTP_OK && !body.empty();
+    }
+
+private:
+    Target m_target;
+    Poco::Net::HTTPClientSession m_session;
+};
+
+} // namespace
+
+std::unique_ptr<Peer> MakePoco(const Target& target) {
+    return std::make_unique<PocoPeer>(target);
+}
