@@ -104,7 +104,7 @@ TEST_F(SynSendBadInput, APathThatRunsIntoThePortFails) {
 }
 
 TEST_F(SynSendBadInput, ARefusedConnectionFailsUntilTheServerIsThere) {
-    const std::uint16_t port = RefusingPort();
+    const std::uint16_t port = LoopbackServer(AnswerAll("")).port(); // its server is gone already
     m_client.setPort(port);
     UntouchedResponse response;
     EXPECT_EQ(m_client.synSendRequest(*MakeRequest(HTTPOPERATION_GET), response.get(), false), -1);
