@@ -31,6 +31,8 @@ public:
     std::optional<int> ForcedOption(CURLoption option);
     /// Notes a call once its outcome is known.
     void Note(CurlEvent event);
+    /// Takes the memory for the next note.
+    void MakeRoom();
 
 private:
     CurlLedger() = default;
@@ -76,6 +78,7 @@ Result HoldCode(CurlEvent event, std::optional<int> forced, const Real& real) {
 /// Does one call of a function that makes a handle or a list: null when forced, and noted.
 template <class Real> auto HoldMaker(CurlEvent event, const Real& real) -> decltype(real()) {
     event.forced = CurlLedger::Instance().Forced(event.call).has_value();
+    CurlLedger::Instance().MakeRoom(); // when memory is refused, then before there is a handle to lose
     const auto made = event.forced ? nullptr : Call(real);
     event.handle = made;
     CurlLedger::Instance().Note(std::move(event));

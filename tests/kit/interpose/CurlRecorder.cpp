@@ -72,6 +72,13 @@ std::optional<int> CurlLedger::ForcedOption(CURLoption option) {
                                                                 : std::optional<int>(forced->second);
 }
 
+void CurlLedger::MakeRoom() {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    if (m_events.size() == m_events.capacity()) {
+        m_events.reserve(2 * m_events.size() + 16);
+    }
+}
+
 void CurlLedger::Note(CurlEvent event) {
     const std::lock_guard<std::mutex> lock(m_mutex);
     if (m_held && !WithinLibcurl::Now()) {
