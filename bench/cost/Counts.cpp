@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <deque>
 #include <filesystem>
+#include <limits>
 #include <sstream>
 #include <stdexcept>
 #include <utility>
@@ -73,30 +73,17 @@ std::string Output(const std::string& command) {
     return text;
 }
 
-std::string DriverCommand(const std::string& driver, int requests, const std::deque<AnswerServer>& servers) {
-    std::string command = Quoted(driver) + " " + std::to_string(requests);
-    for (const AnswerServer& server : servers)
-        command += " " + std::to_string(server.Port());
-    return command;
-}
-
-void AddAllocations(const std::string& output, int requests, CostByWork& costs) {
-    std::map<std::string, double> once;
-    std::map<std::string, double> twice;
-    std::istringstream lines(output);
-    std::string work;
+double Allocations(const std::string& output, int requests) {
+    // The fewest: the pool's own thread may allocate meanwhile.
+    double once = std::numeric_limits<double>::max();
+    double twice = once;
     double first = 0;
     double second = 0;
-    // The fewest: the pool's own thread may allocate meanwhile.
-    const auto keepFewest = [](double& kept, double count) {
-        kept = kept == 0 ? count : std::min(kept, count);
-    };
-    while (lines >> work >> first >> second) {
-        keepFewest(once[work], first);
-        keepFewest(twice[work], second);
+    for (std::istringstream lines(output); lines >> first >> second;) {
+        once = std::min(once, first);
+        twice = std::min(twice, second);
     }
-    for (const char* name : WORK_NAMES)
-        costs[name].allocations = (twice[name] - once[name]) / requests;
+    return (twice - once) / requests;
 }
 
 double Total(const InstructionsByObject& instructions) {
@@ -106,26 +93,41 @@ double Total(const InstructionsByObject& instructions) {
     return sum;
 }
 
-void AddInstructions(const std::string& dumps, int requests, CostByWork& costs) {
+std::map<std::string, double> Instructions(const std::string& dumps, int requests) {
     int dump = 0;
     const auto next = [&] { return ReadProfile(dumps + "." + std::to_string(++dump)); };
-    for (const char* work : WORK_NAMES) {
-        next(); // the warm-up
-        Dearest<InstructionsByObject> once;
-        Dearest<InstructionsByObject> twice;
-        for (int round = 0; round < ROUNDS; ++round) {
-            for (auto* phase : {&once, &twice}) {
-                InstructionsByObject counted = next();
-                const double total = Total(counted);
-                phase->Offer(total, std::move(counted));
-            }
+    next(); // the warm-up
+    Dearest<InstructionsByObject> once;
+    Dearest<InstructionsByObject> twice;
+    for (int round = 0; round < ROUNDS; ++round) {
+        for (auto* phase : {&once, &twice}) {
+            InstructionsByObject counted = next();
+            const double total = Total(counted);
+            phase->Offer(total, std::move(counted));
         }
-        auto& instructions = costs[work].instructions;
-        for (const auto& [object, count] : twice.Get())
-            instructions[object] += static_cast<double>(count) / requests;
-        for (const auto& [object, count] : once.Get())
-            instructions[object] -= static_cast<double>(count) / requests;
     }
+    std::map<std::string, double> instructions;
+    for (const auto& [object, count] : twice.Get())
+        instructions[object] += static_cast<double>(count) / requests;
+    for (const auto& [object, count] : once.Get())
+        instructions[object] -= static_cast<double>(count) / requests;
+    return instructions;
+}
+
+Cost CountCost(const std::string& driver, const std::string& work, int requests, bool withInstructions) {
+    const AnswerServer server;
+    const std::string command =
+        Quoted(driver) + " " + work + " " + std::to_string(requests) + " " + std::to_string(server.Port());
+    Cost cost;
+    cost.allocations = Allocations(Output(command), requests);
+    if (!withInstructions)
+        return cost;
+    const ScratchDirectory scratch;
+    const std::string dumps = scratch.Path("dump");
+    Output("valgrind --tool=callgrind --dump-before=CostPhaseEnds --callgrind-out-file=" + Quoted(dumps) +
+           " --log-file=" + Quoted(scratch.Path("log")) + " " + command);
+    cost.instructions = Instructions(dumps, requests);
+    return cost;
 }
 
 } // namespace
@@ -147,16 +149,8 @@ bool HasValgrind() {
 }
 
 CostByWork CountCosts(const std::string& driver, int requests, bool withInstructions) {
-    std::deque<AnswerServer> servers(WORK_NAMES.size());
-    const std::string command = DriverCommand(driver, requests, servers);
     CostByWork costs;
-    AddAllocations(Output(command), requests, costs);
-    if (!withInstructions)
-        return costs;
-    const ScratchDirectory scratch;
-    const std::string dumps = scratch.Path("dump");
-    Output("valgrind --tool=callgrind --dump-before=CostPhaseEnds --callgrind-out-file=" + Quoted(dumps) +
-           " --log-file=" + Quoted(scratch.Path("log")) + " " + command);
-    AddInstructions(dumps, requests, costs);
+    for (const char* work : WORK_NAMES)
+        costs[work] = CountCost(driver, work, requests, withInstructions);
     return costs;
 }
