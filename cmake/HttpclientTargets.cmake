@@ -24,8 +24,9 @@ endfunction()
 # A shared library of the package: versioned, found beside its neighbours wherever the tree is moved.
 function(httpclient_shared_library target)
   httpclient_target_settings(${target})
-  # Calls out of the library go through its table of addresses at once, not through a stub first.
-  target_compile_options(${target} PRIVATE -fno-plt)
+  # Calls out of the library go through its table of addresses at once, not through a stub first; calls within a
+  # file may be inlined, though a host could define a function of the same name.
+  target_compile_options(${target} PRIVATE -fno-plt -fno-semantic-interposition)
   set_target_properties(${target} PROPERTIES
     VERSION ${PROJECT_VERSION}
     SOVERSION ${PROJECT_VERSION_MAJOR}

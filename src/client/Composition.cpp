@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <optional>
 #include <string>
 
 #include <ace/OS_NS_stdlib.h>
@@ -12,7 +13,9 @@
 
 #include "identity/HttpSiaToken.h"
 #include "message/RequestView.h"
+#include "support/Cleansing.h"
 #include "support/CurlOwners.h"
+#include "support/SpareText.h"
 #include "support/Trace.h"
 
 namespace {
@@ -29,18 +32,26 @@ void AppendHost(std::string& url, const std::string& domain) {
 const std::string& TOKEN_HEADER =
     *new std::string("x-access-token"); // never destroyed: workers may outlive main()
 
+SparePlace g_spareLine{nullptr};
+
 /// A header list as it grows.
 class HeaderLines {
 public:
     /// Appends a line, without a blank after the colon. When libcurl cannot, the list stays as it was.
     void Append(const std::string& name, const std::string& value) {
-        m_line.reserve(std::max(USUAL_LINE, name.size() + 1 + value.size()));
-        m_line.assign(name).append(1, ':').append(value);
-        curl_slist* longer = curl_slist_append(m_list.get(), m_line.c_str());
+        std::string& line = *m_line;
+        line.reserve(std::max(USUAL_LINE, name.size() + 1 + value.size()));
+        line.assign(name).append(1, ':').append(value);
+        curl_slist* longer = curl_slist_append(m_list.get(), line.c_str());
         if (longer == nullptr)
             return;
         static_cast<void>(m_list.release()); // the old list is part of the longer one
         m_list.reset(longer);
+    }
+    /// As Append(), and the value stays nowhere but in the list.
+    void AppendSecret(const std::string& name, const std::string& value) {
+        const Cleansing cleansing(*m_line);
+        Append(name, value);
     }
     curl_slist* release() { return m_list.release(); }
 
@@ -48,17 +59,21 @@ private:
     static constexpr std::size_t USUAL_LINE = 256;
 
     CurlSlistPtr m_list;
-    std::string m_line;
+    SpareText m_line{g_spareLine};
 };
 
 } // namespace
 
-// Deliberate: the port is always written, nothing stands between it and the path, nothing is escaped.
 std::string CHttpClientImp::GetUrl(const CHttpRequest& request) const {
+    return UrlOf(request);
+}
+
+// Deliberate: the port is always written, nothing stands between it and the path, nothing is escaped.
+std::string CHttpClientImp::UrlOf(const RequestView& request) const {
     char port[33] = {};
     ACE_OS::itoa_emulation(m_nPort, port, 10);
     std::string copy;
-    const std::string& path = RequestView(request).UrlPath(copy);
+    const std::string& path = request.UrlPath(copy);
 
     std::string url;
     url.reserve(m_strScheme.size() + m_strDomain.size() + path.size() + sizeof port);
@@ -70,13 +85,18 @@ std::string CHttpClientImp::GetUrl(const CHttpRequest& request) const {
 }
 
 curl_slist* CHttpClientImp::AppendSlist(const CHttpRequest& request) const {
-    const RequestView view(request);
-    RequestView::Head copyOfHead;
-    const RequestView::Head& head = view.RequestHead(copyOfHead);
+    return HeaderListOf(request);
+}
+
+curl_slist* CHttpClientImp::HeaderListOf(const RequestView& request) const {
+    std::optional<RequestView::Head> copyOfHead;
+    const RequestView::Head& head = request.RequestHead(copyOfHead);
     std::string copyOfPath;
     std::string token;
-    if (CHttpSiaToken::Instance()->GetSiaToken(view.UrlPath(copyOfPath), token, m_bSiaAccess) < 0)
+    if (CHttpSiaToken::Instance()->GetSiaToken(request.UrlPath(copyOfPath), token, m_bSiaAccess) < 0)
         Trace(TraceLevel::Error, "CHttpClientImp::AppendSlist, GetSiaToken failed");
+    if (head.empty() && token.empty())
+        return nullptr;
 
     // The token's line stands where its name belongs in the order, and replaces one of the caller's.
     HeaderLines lines;
@@ -84,7 +104,7 @@ curl_slist* CHttpClientImp::AppendSlist(const CHttpRequest& request) const {
     if (!token.empty()) {
         for (; entry != head.end() && entry->first < TOKEN_HEADER; ++entry)
             lines.Append(entry->first, entry->second);
-        lines.Append(TOKEN_HEADER, token);
+        lines.AppendSecret(TOKEN_HEADER, token);
         if (entry != head.end() && entry->first == TOKEN_HEADER)
             ++entry;
     }

@@ -62,7 +62,12 @@ CHttpConnection* CHttpClientImp::GetHttpConnection(bool bSSL) {
 
 int CHttpClientImp::SendRequest(const CHttpRequest& request, HTTPOPERATIONTYPE verb, const std::string& url,
                                 const std::string& content, std::string& response, bool bSSL) {
-    const CurlSlistPtr list(AppendSlist(request));
+    return SendVerb(request, verb, url, content, response, bSSL);
+}
+
+int CHttpClientImp::SendVerb(const RequestView& request, HTTPOPERATIONTYPE verb, const std::string& url,
+                             const std::string& content, std::string& response, bool bSSL) {
+    const CurlSlistPtr list(HeaderListOf(request));
     switch (verb) {
     case HTTPOPERATION_GET:
         return SendGetRequest(url, response, list.get(), bSSL);
@@ -100,12 +105,12 @@ int CHttpClientImp::synSendRequest(const CHttpRequest& request, CHttpResponse& r
 }
 
 int CHttpClientImp::SynSendOnConnection(const CHttpRequest& request, CHttpResponse& response, bool bSSL) {
-    std::string url = GetUrl(request);
+    const RequestView view(request);
+    std::string url = UrlOf(view);
     // "sync" where the operation says "syn": the text is fixed.
     Trace(TraceLevel::Detail, "HTTP syncSendRequest URL is: %s", url.c_str());
     const HTTPOPERATIONTYPE verb = request.getVerb();
     const std::string params = PlaceParameters(request, verb, url);
-    const RequestView view(request);
     std::string copyOfBody;
     const std::string& ownBody = view.Content(copyOfBody);
     const std::string& content = ownBody.empty() ? params : ownBody;
@@ -128,7 +133,7 @@ int CHttpClientImp::SynSendOnConnection(const CHttpRequest& request, CHttpRespon
     std::string body;
     const auto send = [&] {
         const size_t begin = body.size();
-        const int result = SendRequest(request, verb, url, content, body, bSSL);
+        const int result = SendVerb(view, verb, url, content, body, bSSL);
         if (result != -1)
             EndConnectionOfUnreadBody(m_curl, result, body, begin);
         return result;

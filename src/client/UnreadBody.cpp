@@ -2,6 +2,7 @@
 #include "client/UnreadBody.h"
 
 #include <cstring>
+#include <string_view>
 
 #include <sys/socket.h>
 
@@ -15,7 +16,7 @@ bool MayLeaveABodyUnread(CURL* curl, int status, const std::string& response, st
     if (status == NO_CONTENT || status == NOT_MODIFIED)
         return false;
     // A HEAD's options have the head written into the response, which hardly any body begins like.
-    if (response.compare(begin, 5, "HTTP/") != 0)
+    if (std::string_view(response).substr(begin, 5) != "HTTP/")
         return false;
     const char* method = nullptr; // libcurl's own text
     curl_easy_getinfo(curl, CURLINFO_EFFECTIVE_METHOD, &method);

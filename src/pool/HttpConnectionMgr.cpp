@@ -2,7 +2,6 @@
 // Lending, taking back, and the limits. How the pool starts, sweeps and stops is in IdleReclamation.cpp.
 #include <httpclient/HttpConnectionMgr.h>
 
-#include <atomic>
 #include <charconv>
 #include <ctime>
 #include <iterator>
@@ -16,6 +15,7 @@
 #include "pool/HttpConnection.h"
 #include "pool/HttpsConnection.h"
 #include "support/Published.h"
+#include "support/SpareText.h"
 #include "support/Trace.h"
 
 CHttpConnectionMgr* CHttpConnectionMgr::m_pInstance = nullptr;
@@ -39,29 +39,8 @@ private:
     const char* m_end;
 };
 
-/// An address key. Its text is written where the last key stood, so that looking an address up allocates
-/// nothing; whoever comes while that place is taken has a text of its own.
-class AddressKey {
-public:
-    AddressKey(const std::string& domain, unsigned int port) : m_text(s_spare.exchange(nullptr)) {
-        if (!m_text)
-            m_text = std::make_unique<std::string>();
-        const PortText portText(port);
-        m_text->assign(domain).append(portText.Data(), portText.Size());
-    }
-    ~AddressKey() { m_text.reset(s_spare.exchange(m_text.release())); }
-    AddressKey(const AddressKey&) = delete;
-    AddressKey& operator=(const AddressKey&) = delete;
-    const std::string& Text() const { return *m_text; }
-
-private:
-    // The last one is never destroyed: a host may still send while its statics are destroyed.
-    static std::atomic<std::string*> s_spare;
-
-    std::unique_ptr<std::string> m_text;
-};
-
-std::atomic<std::string*> AddressKey::s_spare{nullptr};
+// The memory of the last address key, so that looking an address up allocates nothing.
+SparePlace g_spareKey{nullptr};
 
 CHttpConnection* FirstIdle(const CHttpConnectionMgr::ConnList& list) {
     for (CHttpConnection* conn : list)
@@ -148,8 +127,9 @@ CHttpConnection* CHttpConnectionMgr::GetConn(const std::string& domain, unsigned
         Trace(TraceLevel::Error, "CHttpConnectionMgr::GetConn, domain is empty, return nullptr");
         return nullptr;
     }
-    const AddressKey key(domain, port);
-    const std::string& addr = key.Text();
+    const PortText portText(port);
+    const SpareText key(g_spareKey);
+    const std::string& addr = (*key).append(domain).append(portText.Data(), portText.Size());
     const PoolGuard guard(m_PoolLock);
 
     ConnList* list = GetConnList(addr, bSSL);
