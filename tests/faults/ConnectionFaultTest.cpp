@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Faults around the answer: no server, no handshake, no interim answer, bytes that come too late.
+#include <atomic>
 #include <chrono>
 #include <memory>
 #include <string>
@@ -15,6 +16,7 @@ namespace {
 constexpr int COULD_NOT_CONNECT = 7;
 constexpr int TIMED_OUT = 28;
 constexpr int TLS_CONNECT_ERROR = 35;
+constexpr int SEND_ERROR = 55;
 constexpr int PEER_NOT_VERIFIED = 60;
 
 const LoopbackServer::Handler SOUND = [](const RecordedRequest&) { return Sound(); };
@@ -150,6 +152,35 @@ TEST_F(ConnectionFaults, OfAnInterimAnswerThatNeverComesOnlyDelay) {
         ExpectNextToWork(way);
         EXPECT_EQ(server->requests().size(), 3U);
         EXPECT_EQ(server->connectionsAccepted(), 1U);
+    }
+}
+
+// libcurl 7.88 counts its second tries in the life of a handle, and those of the pool live on. The server
+// drops each connection at the second request that comes on it.
+TEST_F(ConnectionFaults, OfASixthDroppedKeptConnectionFailARequestAndTheCountBeginsAnew) {
+    for (const Way way : {Way::Kept, Way::TlsKept}) {
+        ClosePool();
+        std::atomic<unsigned int> last{0};
+        const LoopbackServer::Handler dropTheSecond = [&last](const RecordedRequest& request) {
+            const bool isSecond = last.exchange(request.connection) == request.connection;
+            return isSecond ? Silence(After::Close) : Sound();
+        };
+        std::unique_ptr<LoopbackServer> server;
+        if (IsTls(way))
+            server = std::make_unique<TlsLoopbackServer>(dropTheSecond, m_tls.Server());
+        else
+            server = std::make_unique<LoopbackServer>(dropTheSecond);
+        PointAt(*server, way);
+        for (int round = 0; round < 2; ++round) {
+            EXPECT_EQ(Send(way).result, 200) << "on a new connection";
+            for (int again = 1; again <= 5; ++again)
+                EXPECT_EQ(Send(way).body, "sound") << again;
+            const Outcome outcome = Send(way);
+            EXPECT_EQ(outcome.result, -1);
+            EXPECT_EQ(outcome.error, SEND_ERROR);
+        }
+        EXPECT_EQ(server->connectionsAccepted(), 12U);
+        EXPECT_EQ(server->requests().size(), 24U);
     }
 }
 
