@@ -62,10 +62,11 @@ void LoopbackServer::Engine::Stop() {
 void LoopbackServer::Engine::Listen() {
     while (Descriptor socket = m_listener.Accept(m_stop)) {
         m_workers.remove_if([](Worker& worker) {
-            if (worker.done) {
+            const bool done = worker.done; // asked once: one that ended in between would not be joined
+            if (done) {
                 worker.thread.join();
             }
-            return worker.done.load();
+            return done;
         });
         Start(std::move(socket));
     }

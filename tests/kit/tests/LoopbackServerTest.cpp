@@ -45,6 +45,17 @@ private:
     FailureReporter m_former;
 };
 
+// Each ends about when the next one comes, which is when its thread is looked for.
+TEST(LoopbackServer, OutlivesThousandsOfConnectionsThatEndAtOnce) {
+    ServerOptions options;
+    options.onAccept = [](unsigned int) { return OnAccept::Close; };
+    const LoopbackServer server(Ok, options);
+    for (unsigned int i = 0; i < 2000; ++i) {
+        const RawClient client(server.port());
+    }
+    EXPECT_TRUE(server.WaitForConnections(2000));
+}
+
 TEST(LoopbackServer, RecordsEveryByteOfARequest) {
     const LoopbackServer server(Ok);
     const std::string request =
