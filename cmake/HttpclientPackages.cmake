@@ -5,10 +5,14 @@ set(library_package "libhttpclient${PROJECT_VERSION_MAJOR}")
 set(release 1)
 set(same_version "(= ${PROJECT_VERSION}-${release})")
 
+# A distributor puts its own here: users turn to this address, also with weaknesses (SECURITY.md).
+set(HTTPCLIENT_MAINTAINER "The httpclient maintainers <maintainers@httpclient.invalid>" CACHE STRING
+  "Name and address that the Debian packages give as their maintainer")
+
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME httpclient)
 set(CPACK_PACKAGE_VENDOR "The httpclient maintainers")
-set(CPACK_PACKAGE_CONTACT "The httpclient maintainers <maintainers@httpclient.invalid>")
+set(CPACK_PACKAGE_CONTACT "${HTTPCLIENT_MAINTAINER}")
 set(CPACK_PACKAGE_VERSION "${PROJECT_VERSION}")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
