@@ -10,7 +10,8 @@
 #include <httpclient/HttpRequest.h>
 #include <httpclient/HttpResponse.h>
 
-#include "Nginx.h"
+#include "BenchServer.h"
+#include "TlsServer.h"
 
 namespace {
 
@@ -33,9 +34,8 @@ void WaitForAnswers(int64_t count) {
 
 /// Argument: how many are in flight at once.
 void AsynchronousGet(benchmark::State& state) {
-    const Nginx server;
     CHttpClient client;
-    client.setPort(server.Port());
+    client.setPort(BenchServer().Server().Port());
     CHttpRequest request;
     request.setVerb(HTTPOPERATION_GET);
     request.setUrlPath("/128");

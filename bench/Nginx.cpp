@@ -4,6 +4,7 @@
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -12,8 +13,10 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <initializer_list>
 #include <stdexcept>
 #include <thread>
+#include <vector>
 
 namespace {
 
@@ -25,16 +28,28 @@ sockaddr_in Loopback(std::uint16_t port) {
     return address;
 }
 
-std::uint16_t FreePort() {
-    const int probe = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+/// Binds a socket to a free port. @return the port; 0 when there is none.
+std::uint16_t BindFree(int probe) {
     sockaddr_in address = Loopback(0);
     socklen_t length = sizeof address;
     auto* generic = reinterpret_cast<sockaddr*>(&address);
     const bool bound = bind(probe, generic, length) == 0 && getsockname(probe, generic, &length) == 0;
-    close(probe);
-    if (!bound)
+    return bound ? ntohs(address.sin_port) : std::uint16_t{0};
+}
+
+/// Different ones: each is held until all have been found.
+void FindFreePorts(std::initializer_list<std::uint16_t*> ports) {
+    std::vector<int> probes;
+    bool found = true;
+    for (std::uint16_t* port : ports) {
+        probes.push_back(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        *port = BindFree(probes.back());
+        found &= *port != 0;
+    }
+    for (const int probe : probes)
+        close(probe);
+    if (!found)
         throw std::runtime_error("no free loopback port");
-    return ntohs(address.sin_port);
 }
 
 std::string MakeDirectory() {
@@ -46,14 +61,12 @@ std::string MakeDirectory() {
 
 } // namespace
 
-Nginx::Nginx() : m_directory(MakeDirectory()), m_port(FreePort()), m_closingPort(FreePort()) {
-    WriteFiles();
-    Start();
+std::string Nginx::Address(int number) {
+    return "127.0.0." + std::to_string(1 + number);
 }
 
-Nginx::Nginx(const ServerTls& tls)
-    : m_directory(MakeDirectory()), m_port(FreePort()), m_closingPort(FreePort()), m_tlsPort(FreePort()),
-      m_closingTlsPort(FreePort()) {
+Nginx::Nginx(const ServerTls& tls) : m_directory(MakeDirectory()) {
+    FindFreePorts({&m_port, &m_closingPort, &m_tlsPort, &m_closingTlsPort});
     std::ofstream(m_directory + "/server.pem") << tls.certificate;
     std::ofstream(m_directory + "/server.key") << tls.key;
     std::ofstream(m_directory + "/ca.pem") << tls.clientCa;
@@ -61,12 +74,17 @@ Nginx::Nginx(const ServerTls& tls)
     Start();
 }
 
-std::string Nginx::Server(std::uint16_t port, const std::string& settings) const {
-    return "  server {\n    listen 127.0.0.1:" + std::to_string(port) +
-           (port == m_tlsPort || port == m_closingTlsPort ? " ssl" : "") + ";\n    " + settings +
-           "\n    root " + m_directory +
-           ";\n    location = /sink { proxy_pass http://127.0.0.1:" + std::to_string(m_port) +
-           "/128; proxy_method GET; proxy_set_body ''; }\n  }\n";
+void Nginx::WriteServer(std::ostream& conf, std::uint16_t port, const std::string& settings) const {
+    const bool tls = port == m_tlsPort || port == m_closingTlsPort;
+    conf << "  server {\n";
+    for (int i = 0; i < (port == m_port ? ADDRESSES : 1); ++i)
+        conf << "    listen " << Address(i) << ":" << port << (tls ? " ssl" : "") << ";\n";
+    if (tls)
+        conf << "    ssl_certificate " << m_directory << "/server.pem; ssl_certificate_key " << m_directory
+             << "/server.key; ssl_client_certificate " << m_directory << "/ca.pem; ssl_verify_client on;\n";
+    conf << "    " << settings << "\n    root " << m_directory << ";\n"
+         << "    location = /sink { proxy_pass http://127.0.0.1:" << m_port
+         << "/128; proxy_method GET; proxy_set_body ''; }\n  }\n";
 }
 
 void Nginx::WriteFiles() const {
@@ -77,34 +95,43 @@ void Nginx::WriteFiles() const {
     conf << "daemon off; worker_processes 1; pid " << dir << "/pid; error_log " << dir << "/error.log;\n";
     if (geteuid() == 0)
         conf << "user root;\n"; // the files are in a directory that only we may enter
-    conf << "events { worker_connections 1024; }\nhttp {\n  access_log off; keepalive_requests 100000000;\n";
+    conf << "events { worker_connections 8192; }\nworker_rlimit_nofile 10000;\n"
+         << "http {\n  access_log off; keepalive_requests 100000000;\n";
     for (const char* kind : {"client_body", "proxy", "fastcgi", "uwsgi", "scgi"})
         conf << "  " << kind << "_temp_path " << dir << "/" << kind << ";\n";
-    const std::string closing = "keepalive_timeout 0; ssl_session_cache off; ssl_session_tickets off;";
-    const std::string tls = "ssl_certificate " + dir + "/server.pem; ssl_certificate_key " + dir +
-                            "/server.key; ssl_client_certificate " + dir + "/ca.pem; ssl_verify_client on;";
-    conf << "  client_body_buffer_size 64k;\n"
-         << Server(m_port, "") << Server(m_closingPort, "keepalive_timeout 0;");
-    if (m_tlsPort != 0)
-        conf << Server(m_tlsPort, tls) << Server(m_closingTlsPort, tls + " " + closing);
+    conf << "  client_body_buffer_size 64k;\n";
+    const std::string keeping = "keepalive_timeout 1h;";
+    const std::string closing = "keepalive_timeout 0;";
+    WriteServer(conf, m_port, keeping);
+    WriteServer(conf, m_closingPort, closing);
+    WriteServer(conf, m_tlsPort, keeping);
+    WriteServer(conf, m_closingTlsPort, closing + " ssl_session_cache off; ssl_session_tickets off;");
     conf << "}\n";
 }
 
 void Nginx::Start() {
     m_process = fork();
     if (m_process == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGTERM);
         const int null = open("/dev/null", O_WRONLY | O_CLOEXEC);
         dup2(null, STDERR_FILENO);
         const std::string conf = m_directory + "/nginx.conf";
         execlp("nginx", "nginx", "-c", conf.c_str(), "-p", m_directory.c_str(), nullptr);
         _exit(127);
     }
-    for (int i = 0; i < 500; ++i) {
+    for (int i = 0; i < 500 && IsRunning(); ++i) {
         if (Answers())
             return;
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
+    Stop();
     throw std::runtime_error("nginx does not come up (is it installed?)");
+}
+
+bool Nginx::IsRunning() {
+    if (waitpid(m_process, nullptr, WNOHANG) != 0)
+        m_process = -1;
+    return m_process > 0;
 }
 
 bool Nginx::Answers() const {
@@ -115,11 +142,15 @@ bool Nginx::Answers() const {
     return connected;
 }
 
-Nginx::~Nginx() {
+void Nginx::Stop() {
     if (m_process > 0) {
         kill(m_process, SIGTERM);
         waitpid(m_process, nullptr, 0);
     }
     std::error_code ignored;
     std::filesystem::remove_all(m_directory, ignored);
+}
+
+Nginx::~Nginx() {
+    Stop();
 }

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <iosfwd>
 #include <string>
 
 #include <sys/types.h>
@@ -19,8 +20,11 @@ struct ServerTls {
 /// GET /128 answers 128 bytes, GET /1m answers 1 MiB, POST /sink takes a body and answers 128 bytes.
 class Nginx {
 public:
+    static constexpr int ADDRESSES = 30;
+    /// @param number 0 to ADDRESSES - 1. @return a loopback address at which Port() is served, too.
+    static std::string Address(int number);
+
     /// @throw std::runtime_error when it does not come up.
-    Nginx();
     explicit Nginx(const ServerTls& tls);
     ~Nginx();
     Nginx(const Nginx&) = delete;
@@ -29,21 +33,23 @@ public:
     std::uint16_t Port() const { return m_port; }
     /// Closes the connection after each answer.
     std::uint16_t ClosingPort() const { return m_closingPort; }
-    /// Mutual TLS; only where certificates were given.
+    /// Mutual TLS.
     std::uint16_t TlsPort() const { return m_tlsPort; }
     /// Mutual TLS, a full handshake for each answer.
     std::uint16_t ClosingTlsPort() const { return m_closingTlsPort; }
 
 private:
     void WriteFiles() const;
-    std::string Server(std::uint16_t port, const std::string& settings) const;
+    void WriteServer(std::ostream& conf, std::uint16_t port, const std::string& settings) const;
     void Start();
+    bool IsRunning();
+    void Stop();
     bool Answers() const;
 
     std::string m_directory;
-    std::uint16_t m_port;
-    std::uint16_t m_closingPort;
-    std::uint16_t m_tlsPort = 0; ///< 0 without TLS.
+    std::uint16_t m_port = 0;
+    std::uint16_t m_closingPort = 0;
+    std::uint16_t m_tlsPort = 0;
     std::uint16_t m_closingTlsPort = 0;
     pid_t m_process = -1;
 };

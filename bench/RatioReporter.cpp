@@ -3,9 +3,14 @@
 
 #include <cstdio>
 
+#include <unistd.h>
+
+RatioReporter::RatioReporter() : ConsoleReporter(isatty(STDOUT_FILENO) != 0 ? OO_ColorTabular : OO_Tabular) {}
+
 void RatioReporter::ReportRuns(const std::vector<Run>& reports) {
     ConsoleReporter::ReportRuns(reports);
     for (const Run& run : reports) {
+        m_bAllWell &= !run.error_occurred;
         const auto rate = run.counters.find("items_per_second");
         const bool median = run.run_type == Run::RT_Aggregate && run.aggregate_name == "median";
         if ((run.repetitions > 1 && !median) || rate == run.counters.end())

@@ -1,27 +1,23 @@
 // SPDX-License-Identifier: Apache-2.0
 // The synchronous send beside a bare libcurl loop: keep-alive GET of 128 bytes and POST of 16 KiB.
-#include <cstdlib>
-#include <memory>
+#include <string>
 
 #include <benchmark/benchmark.h>
 
 #include <httpclient/HttpClient.h>
-#include <httpclient/HttpConnectionMgr.h>
 #include <httpclient/HttpRequest.h>
 #include <httpclient/HttpResponse.h>
 
 #include "BareLoop.h"
-#include "Nginx.h"
-#include "RatioReporter.h"
+#include "BenchServer.h"
+#include "TlsServer.h"
 
 namespace {
 
 constexpr size_t POST_BYTES = 16 * 1024;
 
-std::unique_ptr<Nginx> g_server;
-
 std::string Url(const char* path) {
-    return "http://127.0.0.1:" + std::to_string(g_server->Port()) + path;
+    return "http://127.0.0.1:" + std::to_string(BenchServer().Server().Port()) + path;
 }
 
 /// Counts a request, or ends the measurement if it failed.
@@ -51,7 +47,7 @@ void BarePost(benchmark::State& state) {
 
 void Library(benchmark::State& state, HTTPOPERATIONTYPE verb, const char* path, const std::string& body) {
     CHttpClient client;
-    client.setPort(g_server->Port());
+    client.setPort(BenchServer().Server().Port());
     CHttpRequest request;
     request.setVerb(verb);
     request.setUrlPath(path);
@@ -78,18 +74,3 @@ BENCHMARK(BarePost)->Threads(1)->Threads(8)->UseRealTime();
 BENCHMARK(LibraryPost)->Threads(1)->Threads(8)->UseRealTime();
 
 } // namespace
-
-int main(int argc, char** argv) {
-    for (const char* proxy : {"http_proxy", "all_proxy", "ALL_PROXY"})
-        unsetenv(proxy);
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
-        return 2;
-    g_server = std::make_unique<Nginx>();
-    RatioReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    benchmark::Shutdown();
-    CHttpConnectionMgr::Finalize();
-    g_server.reset();
-    return 0;
-}

@@ -13,17 +13,13 @@
 #include <CLI/CLI.hpp>
 
 #include <httpclient/HttpConnectionMgr.h>
-#include <httpclient/testing/Certificates.h>
-#include <httpclient/testing/TlsRoot.h>
 
-#include "../Nginx.h"
+#include "../TlsServer.h"
 #include "../cost/CachedToken.h"
 #include "Results.h"
 #include "SlowServer.h"
 
 namespace {
-
-using namespace httpclient::testing;
 
 struct Options {
     std::vector<std::string> works; ///< Empty: all.
@@ -107,20 +103,16 @@ void WriteFile(const std::string& path, const std::string& text) {
 
 int Run(const Options& options) {
     const SlowServer slow;
-    const CertificateAuthority ca;
-    const TlsRoot root(ca.certificatePem(), ca.IssueClient(), "", "");
-    setenv("SSL_ROOT", root.path().c_str(), 1);
-    const Identity server = ca.IssueServer();
-    const Nginx nginx({server.certificatePem, server.keyPem, ca.certificatePem()});
+    const TlsServer server;
     CacheToken("/1*");
     SwitchIdentity(false);
 
     Target client;
-    client.ca = root.File("trust.cer");
-    client.certificate = root.File("server.cer");
-    client.key = root.File("server_key.pem");
+    client.ca = server.CaFile();
+    client.certificate = server.CertificateFile();
+    client.key = server.KeyFile();
     std::vector<Work> works;
-    for (Work& work : AllWorks(nginx, slow.Port(), client))
+    for (Work& work : AllWorks(server.Server(), slow.Port(), client))
         if (Wanted(options.works, work.name))
             works.push_back(std::move(work));
 
