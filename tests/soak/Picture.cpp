@@ -3,6 +3,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
+#include <cstdio>
 #include <iterator>
 
 namespace {
@@ -13,6 +15,8 @@ constexpr int GAP = 40;
 constexpr int LEFT = 70;
 constexpr int TOP = 40;
 constexpr int PLOT = WIDTH - LEFT - 20;
+constexpr std::size_t MOST_POINTS =
+    200; // so that the picture of a long run is as small as that of a short one
 
 struct Panel {
     const char* name;
@@ -32,6 +36,12 @@ std::string Number(double value) {
 std::string Text(double x, double y, const char* anchor, const std::string& text) {
     return "<text x=\"" + Number(x) + "\" y=\"" + Number(y) + "\" text-anchor=\"" + anchor + "\">" + text +
            "</text>\n";
+}
+
+std::string Coordinate(double value) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%.1f", value);
+    return text;
 }
 
 /// A number as the next one that is easily read.
@@ -55,9 +65,14 @@ std::string DrawPanel(const Panel& panel, const Samples& samples, double top) {
     text += Text(LEFT - 6, top + 10, "end", Number(scale));
     text += Text(LEFT - 6, top + PANEL, "end", "0");
     text += "<polyline fill=\"none\" stroke=\"#06c\" points=\"";
-    for (const Sample& sample : samples)
-        text += std::to_string(LEFT + PLOT * sample.second / end) + "," +
-                std::to_string(top + PANEL - PANEL * (sample.*panel.value) / scale) + " ";
+    const std::size_t stretch = samples.size() / MOST_POINTS + 1;
+    for (std::size_t first = 0; first < samples.size(); first += stretch) {
+        double highest = 0; // of each stretch, so that no peak is lost
+        for (std::size_t i = first; i < std::min(first + stretch, samples.size()); ++i)
+            highest = std::max(highest, samples[i].*panel.value);
+        text += Coordinate(LEFT + PLOT * samples[first].second / end) + "," +
+                Coordinate(top + PANEL - PANEL * highest / scale) + " ";
+    }
     return text + "\"/>\n";
 }
 
