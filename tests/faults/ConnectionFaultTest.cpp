@@ -1,13 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 // Faults around the answer: no server, no handshake, no interim answer, bytes that come too late.
+#include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cstddef>
 #include <memory>
 #include <string>
 
 #include <httpclient/testing/TlsLoopbackServer.h>
 
 #include "Gate.h"
+#include "setting/Log.h"
 
 using namespace httpclient::testing;
 
@@ -20,6 +23,13 @@ constexpr int SEND_ERROR = 55;
 constexpr int PEER_NOT_VERIFIED = 60;
 
 const LoopbackServer::Handler SOUND = [](const RecordedRequest&) { return Sound(); };
+
+/// How many messages hold a text.
+std::ptrdiff_t TimesLogged(const std::string& text) {
+    const Lines all = Logged(2);
+    return std::count_if(all.begin(), all.end(),
+                         [&text](const std::string& line) { return line.find(text) != std::string::npos; });
+}
 
 class ConnectionFaults : public GateTest {
 protected:
@@ -158,6 +168,7 @@ TEST_F(ConnectionFaults, OfAnInterimAnswerThatNeverComesOnlyDelay) {
 // libcurl 7.88 counts its second tries in the life of a handle, and those of the pool live on. The server
 // drops each connection at the second request that comes on it.
 TEST_F(ConnectionFaults, OfASixthDroppedKeptConnectionFailARequestAndTheCountBeginsAnew) {
+    int failures = 0;
     for (const Way way : {Way::Kept, Way::TlsKept}) {
         ClosePool();
         std::atomic<unsigned int> last{0};
@@ -178,6 +189,7 @@ TEST_F(ConnectionFaults, OfASixthDroppedKeptConnectionFailARequestAndTheCountBeg
             const Outcome outcome = Send(way);
             EXPECT_EQ(outcome.result, -1);
             EXPECT_EQ(outcome.error, SEND_ERROR);
+            EXPECT_EQ(TimesLogged("Connection died, tried 5 times before giving up"), ++failures);
         }
         EXPECT_EQ(server->connectionsAccepted(), 12U);
         EXPECT_EQ(server->requests().size(), 24U);

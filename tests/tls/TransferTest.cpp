@@ -147,6 +147,17 @@ TEST_F(Transfer, KeepsItsOptionsForANewHandshake) {
     EXPECT_EQ(Logged(), Lines{});
 }
 
+TEST_F(Transfer, FailsForAsLongAsTheConnectionLivesThatWasMadeWithoutItsPassword) {
+    TlsLoopbackServer server(TellSubject, m_tls.Server());
+    m_tls.root().Remove("manifest.json");
+    ExpectFailure(server, CURLE_SSL_CERTPROBLEM, {message::NO_CIPHER_TEXT, message::NoPlainText(10)});
+    m_tls.root().Replace("manifest.json", Manifest(TlsSetting::Encrypted(TlsSetting::Password())));
+    ExpectFailure(server, CURLE_SSL_CERTPROBLEM);
+    ExpectFailure(server, CURLE_SSL_CERTPROBLEM);
+    ClosePool(); // as the sweep does with a connection that was idle for long enough
+    EXPECT_EQ(SendTo(server), 200);
+}
+
 TEST_F(Transfer, AcceptsAServerUnderAnotherName) {
     TlsOptions options = m_tls.Server();
     CertificateProfile profile;
