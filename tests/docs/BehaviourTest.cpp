@@ -11,6 +11,7 @@
 
 #include "AsynFixture.h"
 #include "GoldenFile.h"
+#include "interpose/CurlRecorder.h"
 
 using namespace httpclient::testing;
 
@@ -223,4 +224,32 @@ TEST_F(Behaviour, OfTheContentTypeOfAReusedResponseIsAsInThePage) {
         talk.Note("content type " + talk.response().getContentType());
     }
     ExpectPage("content-type", talk.text());
+}
+
+TEST_F(Behaviour, OfAMethodWithoutMemoryIsAsInThePage) {
+    Conversation talk(AnswerAll("answer"));
+    CurlRecorder recorder; // holds the memory for the method back
+    recorder.ForceOption(CURLOPT_CUSTOMREQUEST, CURLE_OUT_OF_MEMORY);
+    talk.Send(*MakeRequest(HTTPOPERATION_DELETE, "/items/7"));
+    ExpectPage("lost-method", talk.text());
+}
+
+TEST_F(Behaviour, OfValuesThatCannotBeEscapedIsAsInThePage) {
+    Conversation talk(AnswerAll("answer"));
+    CurlRecorder recorder;
+    recorder.Force(CurlCall::EasyInit); // the request's own handle
+    const auto request = MakeRequest(HTTPOPERATION_DELETE, "/items");
+    request->addParam("id", "7");
+    talk.Send(*request);
+    ExpectPage("lost-values", talk.text());
+}
+
+TEST_F(Behaviour, OfAHeadThatIsCutIsAsInThePage) {
+    Conversation talk(
+        ReplyScript({Raw("HTTP/1.1 200 OK\r\nServer: s\r\nContent-Type: text/ht", After::Close)}));
+    talk.Send(*MakeRequest(HTTPOPERATION_GET, "/a"));
+    talk.Note("head:");
+    talk.Note(Shown(talk.response().getResponseHead(), "< ") + "content type \"" +
+              talk.response().getContentType() + "\"");
+    ExpectPage("cut-head", talk.text());
 }
