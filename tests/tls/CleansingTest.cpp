@@ -1,73 +1,104 @@
 // SPDX-License-Identifier: Apache-2.0
-// Watches every block that operator delete gets back while a TLS connection is made and ended: none may still
-// hold the key's password. What libcurl keeps for the connection's life is its own.
-#include <malloc.h>
-
-#include <atomic>
-#include <cstdlib>
-#include <cstring>
-#include <new>
+// Where secrets are left: the key's password in no block of memory that is given back, and each secret, once
+// it has been used, in no other place than the one where it is kept. What libcurl keeps for the connection's
+// life is its own.
+#include <utility>
 
 #include <gtest/gtest.h>
 
+#include <httpclient/HttpClient.h>
+#include <httpclient/HttpRequest.h>
+#include <httpclient/HttpResponse.h>
+#include <httpclient/testing/Environment.h>
+#include <httpclient/testing/FakeTokenService.h>
+
+#include "WatchedMemory.h"
+#include "identity/HttpSiaToken.h"
 #include "pool/HttpsConnection.h"
 #include "setting/Log.h"
 #include "setting/Secrets.h"
 #include "setting/TlsSetting.h"
 
+using namespace httpclient::testing;
+
 namespace {
 
-constexpr const char* NAME = "of-the-password-which-is-long-enough-to-live-on-the-heap";
+// Long enough to live on the heap.
+constexpr const char* PASSWORD = "of-the-password-which-is-long";
+constexpr const char* JWT = "the-credential-of-the-process";
+constexpr const char* FIRST_TOKEN = "1st-token-of-the-service-named-orders";
+constexpr const char* SECOND_TOKEN = "2nd-token-of-the-service-named-orders";
 
-std::atomic<bool> g_watching{false};
-std::atomic<int> g_blocks{0};
-std::atomic<int> g_leaks{0};
+/// A process that has a password, a credential and tokens.
+class SecretsInUse : public ::testing::Test {
+protected:
+    SecretsInUse() {
+        StartLog();
+        m_application.Write("etc/authconf/jwt/service_url_config.json",
+                            R"({"/orders/*": {"type": "sia", "service": "orders"}})");
+        m_application.Write("etc/authconf/jwt/jwt_billing.json", R"({"jwt": ")" + Secret(JWT) + "\"}");
+        m_tls.root().Replace("manifest.json", Manifest(TlsSetting::Encrypted(Secret(PASSWORD))));
+        m_tls.root().Replace("server_key.pem", EncryptKey(m_tls.client().keyPem, Secret(PASSWORD)));
+        m_service.SetTokens("orders", {Secret(FIRST_TOKEN), Secret(SECOND_TOKEN)});
+    }
+    ~SecretsInUse() override { EndSia(); }
 
-void Inspect(void* block) {
-    if (block == nullptr || !g_watching)
-        return;
-    ++g_blocks;
-    // A part is a leak as well, so that only the start is looked for.
-    if (memmem(block, malloc_usable_size(block), NAME, 16) != nullptr)
-        ++g_leaks;
-}
+    static void EndSia() { delete std::exchange(CHttpSiaToken::m_pInstance, nullptr); }
+
+    const TemporaryDirectory m_application;
+    const std::string m_address = ProcessLoopbackAddress();
+    const ScopedEnvironment m_root{"APP_ROOT", m_application.path()};
+    const ScopedEnvironment m_name{"APP_NAME", "billing"};
+    const ScopedEnvironment m_switch{"enableServiceIdentity", "true"};
+    const ScopedEnvironment m_maintenance{"OVEX_MAINTENANCE_IP", m_address};
+    const TlsSetting m_tls;
+    FakeTokenService m_service{m_tls.Server(), m_address};
+};
 
 } // namespace
 
-// calloc, so that looking at a block's unwritten end is well defined.
-void* operator new(std::size_t size) {
-    void* const block = std::calloc(1, size == 0 ? 1 : size);
-    if (block == nullptr)
-        throw std::bad_alloc();
-    return block;
-}
-void operator delete(void* block) noexcept {
-    Inspect(block);
-    std::free(block);
-}
-void operator delete(void* block, std::size_t /*size*/) noexcept {
-    operator delete(block);
-}
-
 TEST(TlsCleansing, ThePasswordLeavesNothingBehindInMemoryThatIsGivenBack) {
     const TlsSetting tls;
-    tls.root().Replace("manifest.json", httpclient::testing::Manifest(TlsSetting::Encrypted(Secret(NAME))));
+    tls.root().Replace("manifest.json", Manifest(TlsSetting::Encrypted(Secret(PASSWORD))));
     StartLog();
-    g_watching = true;
+    const FreedBlocks freed(PASSWORD);
     { const CHttpsConnection connection("127.0.0.1", 443); }
-    g_watching = false;
     EXPECT_EQ(Logged(), Lines{}) << "the password is had";
-    EXPECT_GT(g_blocks, 10);
-    EXPECT_EQ(g_leaks, 0);
+    EXPECT_GT(freed.Count(), 10);
+    EXPECT_EQ(freed.Holding(), 0);
 }
 
 TEST(TlsCleansing, WouldSeeAPasswordThatIsLeftBehind) {
-    const int before = g_leaks;
-    g_watching = true;
+    const FreedBlocks freed(PASSWORD);
     {
         std::string password;
-        password.append("x").append(NAME);
+        password.append("x").append(PASSWORD);
     }
-    g_watching = false;
-    EXPECT_EQ(g_leaks, before + 1);
+    EXPECT_EQ(freed.Holding(), 1);
+}
+
+TEST_F(SecretsInUse, AreInNoOtherPlaceAfterwardsThanWhereTheyAreKept) {
+    LoopbackServer server([](const RecordedRequest& request) {
+        return Respond(request.Header("x-access-token") == Secret(FIRST_TOKEN) ? 403 : 200);
+    });
+    LiveBlocks live;
+    CHttpClient client;
+    client.setDomain(server.address());
+    client.setPort(server.port());
+    CHttpRequest request;
+    request.setVerb(HTTPOPERATION_GET);
+    request.setUrlPath("/orders/1");
+    CHttpResponse response;
+
+    EXPECT_EQ(client.synSendRequest(request, response, false), 200);
+    live.Stop();
+    ASSERT_EQ(m_service.exchanges().size(), 2U) << "the first token was refused";
+    EXPECT_EQ(m_service.exchanges().back().jwt, Secret(JWT));
+    EXPECT_GT(live.Count(), 10U);
+    EXPECT_EQ(live.Holding(PASSWORD), 0U);
+    EXPECT_EQ(live.Holding(FIRST_TOKEN), 0U);
+    EXPECT_EQ(live.Holding(SECOND_TOKEN), 1U) << "in the cache";
+    EXPECT_EQ(live.Holding(JWT), 1U) << "in the singleton";
+    EndSia();
+    EXPECT_EQ(live.Holding(SECOND_TOKEN) + live.Holding(JWT), 0U);
 }
