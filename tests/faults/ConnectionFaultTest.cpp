@@ -117,7 +117,7 @@ TEST_F(ConnectionFaults, OfAConnectionClosedOrResetAtOnceEndWithIt) {
 TEST_F(ConnectionFaults, OfAServerThatAcceptsAndReadsNothingEndWithTheTimeout) {
     const auto server = ServeAllButTheFirst(Way::TlsFresh, OnAccept::ReadNothing);
     PointAt(*server, Way::TlsFresh);
-    EXPECT_EQ(Send(Way::TlsFresh).error, TIMED_OUT);
+    EXPECT_EQ(SendUntilTimeout(Way::TlsFresh).error, TIMED_OUT);
     ExpectNextToWork(Way::TlsFresh);
     EXPECT_EQ(server->requests().size(), 2U);
     EXPECT_EQ(server->connectionsAccepted(), 2U);
@@ -148,7 +148,6 @@ TEST_F(ConnectionFaults, OfAnExpiredCertificateEndWhenTheServerHasARightOne) {
 // libcurl asks to go on before it sends more than 1 MiB, and goes on by itself after a second.
 TEST_F(ConnectionFaults, OfAnInterimAnswerThatNeverComesOnlyDelay) {
     const std::string large(std::size_t{2} << 20, 'x');
-    m_client.setRequestTimeout(30);
     for (const Way way : {Way::Fresh, Way::TlsFresh}) {
         ClosePool();
         ServerOptions options;

@@ -15,6 +15,9 @@ using namespace httpclient::testing;
 
 namespace {
 
+constexpr unsigned int LONGEST_REQUEST = 30; // seconds
+constexpr unsigned int SHORTEST_REQUEST = 2; // what does come has come by then
+
 void ExpectPoolInOrder() {
     CHttpConnectionMgr* const pool = CHttpConnectionMgr::Instance();
     const ACE_Write_Guard<ACE_RW_Thread_Mutex> guard(pool->m_PoolLock);
@@ -46,7 +49,7 @@ Reply Sound() {
 
 GateTest::GateTest() {
     StartLog();
-    m_client.setRequestTimeout(1); // for answers that do not come
+    m_client.setRequestTimeout(LONGEST_REQUEST); // a busy machine may take its time
 }
 
 GateTest::~GateTest() {
@@ -75,6 +78,13 @@ GateTest::Outcome GateTest::Send(Way way, HTTPOPERATIONTYPE verb, const std::str
     CHttpResponse response;
     const int result = m_client.synSendRequest(request, response, IsTls(way));
     return {result, response.getResponseBody(), result == -1 ? LastError() : 0};
+}
+
+GateTest::Outcome GateTest::SendUntilTimeout(Way way) {
+    m_client.setRequestTimeout(SHORTEST_REQUEST);
+    Outcome outcome = Send(way);
+    m_client.setRequestTimeout(LONGEST_REQUEST);
+    return outcome;
 }
 
 void GateTest::ExpectNextToWork(Way way) {

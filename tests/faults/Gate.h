@@ -42,6 +42,8 @@ protected:
 
     /// Sends a request.
     Outcome Send(Way way, HTTPOPERATIONTYPE verb = HTTPOPERATION_GET, const std::string& content = "");
+    /// Sends a request that is given up soon, for no answer comes.
+    Outcome SendUntilTimeout(Way way);
     /// Points the client at an address, over TLS where the way says so.
     void PointAt(const std::string& address, int port, Way way);
     void PointAt(const httpclient::testing::LoopbackServer& server, Way way);

@@ -75,7 +75,6 @@ TEST_F(Signals, EveryMillisecondEndNoTransferEarly) {
         ClosePool();
         const auto server = Serve(way, slowly);
         PointAt(*server, way);
-        m_client.setRequestTimeout(30);
         const Alarms alarms;
         ExpectNextToWork(way);
         EXPECT_GT(g_taken, 10) << "there were alarms during the transfers";
