@@ -17,8 +17,11 @@ if(HTTPCLIENT_PLATFORM STREQUAL "reference")
 endif()
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/include/" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}" COMPONENT dev)
 install(EXPORT httpclientTargets NAMESPACE httpclient:: DESTINATION "${httpclient_cmake_dir}" COMPONENT dev)
-install(FILES "${PROJECT_SOURCE_DIR}/examples/first/first.cpp" "${PROJECT_SOURCE_DIR}/packaging/first/CMakeLists.txt"
-  DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/libhttpclient-dev/examples/first" COMPONENT dev)
+install(FILES "${PROJECT_SOURCE_DIR}/examples/first/first.cpp" "${PROJECT_SOURCE_DIR}/docs/examples/async.cpp"
+              "${PROJECT_SOURCE_DIR}/docs/examples/tls.cpp" "${PROJECT_SOURCE_DIR}/docs/examples/tls-root.sh"
+              "${PROJECT_SOURCE_DIR}/docs/examples/tls-server.sh" "${PROJECT_SOURCE_DIR}/docs/examples/identity.sh"
+              "${PROJECT_SOURCE_DIR}/packaging/examples/CMakeLists.txt"
+  DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/libhttpclient-dev/examples" COMPONENT dev)
 
 configure_package_config_file("${CMAKE_CURRENT_LIST_DIR}/httpclientConfig.cmake.in"
   "${PROJECT_BINARY_DIR}/httpclientConfig.cmake" INSTALL_DESTINATION "${httpclient_cmake_dir}"

@@ -14,8 +14,11 @@ set(CPACK_PACKAGE_NAME httpclient)
 set(CPACK_PACKAGE_VENDOR "The httpclient maintainers")
 set(CPACK_PACKAGE_CONTACT "${HTTPCLIENT_MAINTAINER}")
 set(CPACK_PACKAGE_VERSION "${PROJECT_VERSION}")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "") # each package has its own
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
+set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS # whatever the umask
+  OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_COMPONENTS_ALL runtime dev tools testing)
@@ -34,33 +37,39 @@ set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME "${library_package}")
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA "${PROJECT_SOURCE_DIR}/packaging/triggers")
 set(CPACK_DEBIAN_RUNTIME_DESCRIPTION "${PROJECT_DESCRIPTION}
- The shared library, and the reference platform below it.")
+Requests on the caller's thread or on workers, over pooled connections, with
+mutual TLS and service tokens. This is the shared library, with the reference
+platform below it.")
 
 set(CPACK_DEBIAN_DEV_PACKAGE_NAME libhttpclient-dev)
 set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "${library_package} ${same_version}, libace-dev, libjsoncpp-dev, pkgconf")
 set(CPACK_DEBIAN_DEV_PACKAGE_RECOMMENDS libssl-dev) # the testing kit
 set(CPACK_DEBIAN_DEV_DESCRIPTION "${PROJECT_DESCRIPTION} (development)
- Headers, CMake package, pkg-config file, examples, and a testing kit for
- services: loopback servers, mutual TLS, a token service, a recording log.")
+Headers, CMake package, pkg-config file, examples, and a testing kit for
+services: loopback servers, mutual TLS, a token service, a recording log.")
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME httpclient-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${library_package} ${same_version}")
 set(CPACK_DEBIAN_TOOLS_DESCRIPTION "${PROJECT_DESCRIPTION} (programs)
- Sets up and checks TLS and service identity (ovex-tls), sends requests from
- the command line, and has a server to try them on.")
+Sets up and checks TLS and service identity (ovex-tls), sends requests from
+the command line, and has a server to try them on.")
 
-# Debian wants its copyright and changes in each package.
+# Debian wants copyright and changes in each package: ours, and its own.
+string(TIMESTAMP date "%a, %d %b %Y %H:%M:%S +0000" UTC)
+configure_file("${PROJECT_SOURCE_DIR}/packaging/changelog.in" "${PROJECT_BINARY_DIR}/changelog.Debian" @ONLY)
 foreach(part "runtime;${library_package}" "dev;libhttpclient-dev" "tools;httpclient-tools")
   list(GET part 0 component)
   list(GET part 1 package)
   set(directory "${CMAKE_INSTALL_DATADIR}/doc/${package}")
-  install(FILES "${PROJECT_SOURCE_DIR}/packaging/copyright" "${PROJECT_SOURCE_DIR}/CHANGELOG.md"
-    DESTINATION "${directory}" COMPONENT ${component})
+  install(FILES "${PROJECT_SOURCE_DIR}/packaging/copyright" DESTINATION "${directory}" COMPONENT ${component})
+  install(FILES "${PROJECT_SOURCE_DIR}/CHANGELOG.md" DESTINATION "${directory}" COMPONENT ${component} RENAME changelog)
+  install(FILES "${PROJECT_BINARY_DIR}/changelog.Debian" DESTINATION "${directory}" COMPONENT ${component}
+    EXCLUDE_FROM_ALL) # an installation by hand goes without
 endforeach()
 
-# Every file gets the same time, so that the same sources give the same bytes.
-set(CPACK_PRE_BUILD_SCRIPTS "${PROJECT_SOURCE_DIR}/packaging/SameTime.cmake")
+set(CPACK_PRE_BUILD_SCRIPTS "${PROJECT_SOURCE_DIR}/packaging/Finish.cmake")
 include(CPack)

@@ -183,3 +183,20 @@ TEST(SlotOrder, OfFacadesIsTheDestructorsAlone) {
     for (const char* const facade : {"CHttpClient", "CHttpRequest", "CHttpResponse"})
         EXPECT_EQ(VirtualTable(facade), WithDestructors(facade, {}));
 }
+
+TEST(SlotOrder, OfConnectionsIsTheDestructorsAlone) {
+    for (const char* const connection : {"CHttpConnection", "CHttpsConnection"})
+        EXPECT_EQ(VirtualTable(connection), WithDestructors(connection, {}));
+}
+
+TEST(SlotOrder, OfThePoolIsThatOfTheTaskBelow) {
+    // The pool adds no place to those of ACE's task, and its timer's operation takes the place of ACE's.
+    Names task = VirtualTable("ACE_Task_Base");
+    for (std::string& name : task)
+        name = Replaced(name, "ACE_Event_Handler::handle_timeout", "handle_timeout");
+    Names pool = VirtualTable("CHttpConnectionMgr");
+    for (std::string& name : pool)
+        name = Replaced(Replaced(name, "ACE_Task_Base::", ""), "CHttpConnectionMgr", "ACE_Task_Base");
+    EXPECT_GT(pool.size(), 20U);
+    EXPECT_EQ(pool, task);
+}
