@@ -77,6 +77,7 @@ long BareLoop::Get() {
     curl_easy_setopt(m_curl, CURLOPT_CUSTOMREQUEST, "GET");
     curl_easy_setopt(m_curl, CURLOPT_READFUNCTION, nullptr);
     const long status = Perform();
+    m_bodyBytes = body.size();
     curl_slist_free_all(list);
     return status;
 }
@@ -90,6 +91,7 @@ long BareLoop::Post(const std::string& content) {
     curl_easy_setopt(m_curl, CURLOPT_CUSTOMREQUEST, "POST");
     curl_easy_setopt(m_curl, CURLOPT_POSTFIELDS, content.c_str());
     const long status = Perform();
+    m_bodyBytes = body.size();
     curl_slist_free_all(list);
     return status;
 }

@@ -23,6 +23,8 @@ public:
     /// @return the HTTP status; 0 when there was none.
     long Get();
     long Post(const std::string& body);
+    /// @return the length of the last answer's body.
+    size_t BodyBytes() const { return m_bodyBytes; }
 
 private:
     curl_slist* HeaderList() const;
@@ -33,4 +35,5 @@ private:
     std::string m_url;
     std::string m_header;
     CURL* m_curl;
+    size_t m_bodyBytes = 0;
 };

@@ -14,27 +14,27 @@ std::unique_ptr<Peer> MakeSoup(const Target& target);
 
 const std::vector<PeerKind>& AllPeers() {
     static const std::vector<PeerKind> peers{
-        {"floor", &MakeFloor, true},
-        {"libhttpclient", &MakeLibrary, true},
-        {"libcurl, minimal loop", &MakeMinimal, true},
-        {"libcurl, a handle per request", &MakeHandlePerRequest, true},
+        {"floor", &MakeFloor},
+        {"libhttpclient", &MakeLibrary},
+        {"libcurl, minimal loop", &MakeMinimal},
+        {"libcurl, a handle per request", &MakeHandlePerRequest},
 #ifdef WITH_CURLPP
-        {"curlpp", &MakeCurlpp, true},
+        {"curlpp", &MakeCurlpp},
 #endif
 #ifdef WITH_HTTPLIB
-        {"cpp-httplib", &MakeHttplib, true},
+        {"cpp-httplib", &MakeHttplib},
 #endif
 #ifdef WITH_POCO
-        {"Poco", &MakePoco, false},
+        {"Poco", &MakePoco},
 #endif
 #ifdef WITH_BEAST
-        {"Boost.Beast", &MakeBeast, false},
+        {"Boost.Beast", &MakeBeast},
 #endif
 #ifdef WITH_CPPREST
-        {"cpprestsdk", &MakeCpprest, false},
+        {"cpprestsdk", &MakeCpprest},
 #endif
 #ifdef WITH_SOUP
-        {"libsoup", &MakeSoup, false},
+        {"libsoup", &MakeSoup},
 #endif
     };
     return peers;

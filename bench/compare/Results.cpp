@@ -26,7 +26,10 @@ Figures Ratio(const Figures& value, const Figures& floor) {
     return {value.perSecond / floor.perSecond, value.p50 / floor.p50, value.cpu / floor.cpu};
 }
 
+/// Of none: 0.
 Figures Medians(const std::vector<Figures>& rounds) {
+    if (rounds.empty())
+        return {};
     const auto of = [&](double Figures::*field) {
         std::vector<double> values;
         for (const Figures& round : rounds)
@@ -36,45 +39,68 @@ Figures Medians(const std::vector<Figures>& rounds) {
     return {of(&Figures::perSecond), of(&Figures::p50), of(&Figures::cpu)};
 }
 
+std::string Row(const Result& result) {
+    const auto& [peer, median, ratio] = result;
+    if (!median.Measured())
+        return Text("| %s | - | - | - | - | - | - | %ld |\n", peer.c_str(), median.errors);
+    return Text("| %s | %.0f | %.1f | %.1f | %.2f | %.2f | %.2f | %ld |\n", peer.c_str(), median.perSecond,
+                median.p50, median.cpu, ratio.perSecond, ratio.p50, ratio.cpu, median.errors);
+}
+
+std::string JsonObject(const std::string& work, const Result& result) {
+    const auto& [peer, median, ratio] = result;
+    const std::string names =
+        Text(R"( {"work": "%s", "peer": "%s", "errors": %ld)", work.c_str(), peer.c_str(), median.errors);
+    if (!median.Measured())
+        return names + "}";
+    return names +
+           Text(R"(, "per_second": %.1f, "p50_us": %.2f, "cpu_us": %.2f, )", median.perSecond, median.p50,
+                median.cpu) +
+           Text(R"("per_second_to_floor": %.3f, "p50_to_floor": %.3f, "cpu_to_floor": %.3f})",
+                ratio.perSecond, ratio.p50, ratio.cpu);
+}
+
 } // namespace
 
 Result Summarise(const std::string& peer, const std::vector<Figures>& rounds,
                  const std::vector<Figures>& floor) {
+    std::vector<Figures> measured;
     std::vector<Figures> ratios;
-    for (size_t i = 0; i < rounds.size(); ++i)
+    long errors = 0;
+    for (size_t i = 0; i < rounds.size(); ++i) {
+        errors += rounds[i].errors;
+        if (!rounds[i].Measured())
+            continue;
+        measured.push_back(rounds[i]);
         ratios.push_back(Ratio(rounds[i], floor[i]));
-    return {peer, Medians(rounds), Medians(ratios)};
+    }
+    Result result{peer, Medians(measured), Medians(ratios)};
+    result.median.errors = errors;
+    return result;
 }
 
-std::string Table(const std::vector<WorkResults>& works) {
+std::string AsTable(const std::vector<WorkResults>& works) {
     std::string table;
     for (const WorkResults& work : works) {
         table += "\n### " + work.title + "\n\n";
-        table += "| | requests/s | p50, us | CPU, us | requests/s : floor | p50 : floor | CPU : floor |\n";
-        table += "|---|---|---|---|---|---|---|\n";
-        for (const auto& [peer, median, ratio] : work.results)
-            table += Text("| %s | %.0f | %.1f | %.1f | %.2f | %.2f | %.2f |\n", peer.c_str(),
-                          median.perSecond, median.p50, median.cpu, ratio.perSecond, ratio.p50, ratio.cpu);
+        table += "| | requests/s | p50, us | CPU, us | requests/s : floor | p50 : floor | CPU : floor | "
+                 "errors |\n";
+        table += "|---|---|---|---|---|---|---|---|\n";
+        for (const Result& result : work.results)
+            table += Row(result);
     }
     return table;
 }
 
-std::string Json(const std::vector<WorkResults>& works) {
+std::string AsJson(const std::vector<WorkResults>& works) {
     std::string json = "[";
-    for (const WorkResults& work : works) {
-        for (const auto& [peer, median, ratio] : work.results) {
-            json += json.size() > 1 ? ",\n" : "\n";
-            json +=
-                Text(R"( {"work": "%s", "peer": "%s", "per_second": %.1f, "p50_us": %.2f, "cpu_us": %.2f, )",
-                     work.name.c_str(), peer.c_str(), median.perSecond, median.p50, median.cpu);
-            json += Text(R"("per_second_to_floor": %.3f, "p50_to_floor": %.3f, "cpu_to_floor": %.3f})",
-                         ratio.perSecond, ratio.p50, ratio.cpu);
-        }
-    }
+    for (const WorkResults& work : works)
+        for (const Result& result : work.results)
+            json += (json.size() > 1 ? ",\n" : "\n") + JsonObject(work.name, result);
     return json + "\n]\n";
 }
 
-std::string Svg(const std::vector<WorkResults>& works) {
+std::string AsSvg(const std::vector<WorkResults>& works) {
     constexpr int ROW = 18;
     constexpr int LEFT = 250;
     constexpr double UNIT = 200; // of the floor
@@ -91,7 +117,8 @@ std::string Svg(const std::vector<WorkResults>& works) {
             bars += Text("<text x=\"20\" y=\"%d\">%s</text>", y, peer.c_str());
             bars += Text("<rect x=\"%d\" y=\"%d\" width=\"%.1f\" height=\"13\" fill=\"%s\"/>", LEFT, y - 11,
                          width, peer.rfind("libhttpclient", 0) == 0 ? "#2a6fbb" : "#b9c4d0");
-            bars += Text("<text x=\"%.1f\" y=\"%d\">%.2f</text>\n", LEFT + width + 6, y, ratio.perSecond);
+            bars += Text("<text x=\"%.1f\" y=\"%d\">%.2f", LEFT + width + 6, y, ratio.perSecond);
+            bars += (median.errors > 0 ? Text(" (%ld errors)", median.errors) : "") + "</text>\n";
         }
         y += ROW / 2;
     }

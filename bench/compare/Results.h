@@ -10,10 +10,10 @@
 
 #include "Round.h"
 
-/// What a peer came to at a work.
+/// What a peer came to at a work; without any answer only the errors are there.
 struct Result {
     std::string peer;
-    Figures median;  ///< Of all rounds.
+    Figures median;  ///< Of all rounds; the errors are the sum.
     Figures toFloor; ///< Medians of the ratios to the floor's figures of the same round.
 };
 
@@ -24,12 +24,13 @@ struct WorkResults {
     std::vector<Result> results;
 };
 
-/// The rounds of one peer, and those of the floor beside it.
+/// The rounds of one peer, and those of the floor beside it. Rounds in which the peer was never answered are
+/// left out of the medians.
 Result Summarise(const std::string& peer, const std::vector<Figures>& rounds,
                  const std::vector<Figures>& floor);
 
 /// Tables in Markdown.
-std::string Table(const std::vector<WorkResults>& works);
-std::string Json(const std::vector<WorkResults>& works);
+std::string AsTable(const std::vector<WorkResults>& works);
+std::string AsJson(const std::vector<WorkResults>& works);
 /// Bars: requests per second over the floor's.
-std::string Svg(const std::vector<WorkResults>& works);
+std::string AsSvg(const std::vector<WorkResults>& works);

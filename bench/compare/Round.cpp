@@ -4,9 +4,9 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cstdio>
 #include <exception>
 #include <future>
-#include <stdexcept>
 #include <thread>
 
 #include <sys/resource.h>
@@ -15,12 +15,16 @@
 #include <httpclient/HttpRequest.h>
 #include <httpclient/HttpResponse.h>
 
+#include "StartLine.h"
+
 namespace {
 
 using Clock = std::chrono::steady_clock;
 using Microseconds = std::chrono::duration<double, std::micro>;
 
 constexpr int WARM_UP = 3;
+constexpr long MOST_ERRORS = 5; // of a thread in a round: one that always fails need not fill the log
+constexpr auto PATIENCE = std::chrono::seconds(60);
 
 double CpuMicroseconds() {
     rusage usage{};
@@ -31,21 +35,44 @@ double CpuMicroseconds() {
     return of(usage.ru_utime) + of(usage.ru_stime);
 }
 
-void SendOne(Peer& peer) {
-    if (!peer.Send())
-        throw std::runtime_error("a request failed");
+/// What a thread has done.
+struct Tally {
+    std::vector<double> times; ///< us, of the requests that were answered.
+    long errors = 0;
+};
+
+bool SendOne(Peer& peer, Tally& tally) {
+    const char* what = "not the answer that was asked for";
+    std::string text;
+    try {
+        if (peer.Send())
+            return true;
+    } catch (const std::exception& failure) {
+        text = failure.what();
+        what = text.c_str();
+    }
+    if (tally.errors++ == 0)
+        std::fprintf(stderr, "a request failed: %s\n", what);
+    return false;
 }
 
-/// Sends until the end. @return how long each request took, in us.
-std::vector<double> SendUntil(Peer& peer, Clock::time_point end) {
-    std::vector<double> times;
-    for (Clock::time_point now = Clock::now(); now < end;) {
-        SendOne(peer);
-        const Clock::time_point after = Clock::now();
-        times.push_back(Microseconds(after - now).count());
-        now = after;
-    }
-    return times;
+void SendTimed(Peer& peer, Tally& tally) {
+    const auto start = Clock::now();
+    if (SendOne(peer, tally))
+        tally.times.push_back(Microseconds(Clock::now() - start).count());
+}
+
+Tally RunThread(Peer& peer, const Work& work, double seconds, StartLine& line) {
+    Tally tally;
+    for (int i = 0; i < (work.burst ? 1 : WARM_UP); ++i)
+        SendOne(peer, tally);
+    line.Wait();
+    const auto end =
+        Clock::now() + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
+    do
+        SendTimed(peer, tally);
+    while (!work.burst && Clock::now() < end && tally.errors < MOST_ERRORS);
+    return tally;
 }
 
 double Median(std::vector<double>& values) {
@@ -54,77 +81,73 @@ double Median(std::vector<double>& values) {
     return *middle;
 }
 
-std::vector<std::unique_ptr<Peer>> WarmPeers(const PeerKind& kind, const Work& work) {
-    std::vector<std::unique_ptr<Peer>> peers;
-    for (int i = 0; i < work.threads; ++i) {
-        peers.push_back(kind.make(work.target));
-        for (int j = 0; !work.burst && j < WARM_UP; ++j)
-            SendOne(*peers.back());
-    }
-    return peers;
-}
-
-/// All the threads' times.
-std::vector<double> RunThreads(const std::vector<std::unique_ptr<Peer>>& peers, const Work& work,
-                               double seconds) {
-    const auto end =
-        Clock::now() + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
-    std::vector<std::future<std::vector<double>>> threads;
-    threads.reserve(peers.size());
-    for (const auto& peer : peers)
-        threads.push_back(std::async(std::launch::async, [&peer, &work, end] {
-            if (!work.burst)
-                return SendUntil(*peer, end);
-            SendOne(*peer);
-            return std::vector<double>{0};
-        }));
-    std::vector<double> all;
-    for (auto& thread : threads) {
-        const std::vector<double> times = thread.get();
-        all.insert(all.end(), times.begin(), times.end());
-    }
-    return all;
-}
-
-Figures FiguresOf(size_t requests, double elapsed, double p50, double cpu) {
+Figures FiguresOf(size_t requests, double elapsed, double p50, double cpu, long errors) {
+    if (requests == 0)
+        return {0, 0, 0, errors};
     const auto count = static_cast<double>(requests);
-    return {1e6 * count / elapsed, p50, cpu / count};
+    return {1e6 * count / elapsed, p50, cpu / count, errors};
 }
 
 std::atomic<int> g_answers{0};
+std::atomic<int> g_right{0};
 
 void CountAnswer(const CHttpResponse& response) {
-    if (response.getStatusCode() == 200)
-        g_answers.fetch_add(1);
+    if (response.getStatusCode() == 200 && !response.getResponseBody().empty())
+        ++g_right;
+    ++g_answers;
 }
 
-} // namespace
-
-Figures Measure(const PeerKind& kind, const Work& work, double seconds) {
-    const auto peers = WarmPeers(kind, work);
-    const double cpu = CpuMicroseconds();
-    const auto start = Clock::now();
-    std::vector<double> times = RunThreads(peers, work, seconds);
-    const double elapsed = Microseconds(Clock::now() - start).count();
-    return FiguresOf(times.size(), elapsed, work.burst ? elapsed : Median(times), CpuMicroseconds() - cpu);
-}
-
-Figures MeasureAsynchronous(const Work& work) {
-    CHttpClient client;
-    client.setPort(work.target.port);
+/// Sends all at once and waits for the last.
+void BurstAsynchronously(CHttpClient& client, const Work& work) {
     CHttpRequest request;
     request.setVerb(HTTPOPERATION_GET);
     request.setUrlPath(work.target.path);
     request.setAccept("*/*"); // a request without any entry is logged as an error
     g_answers = 0;
-    const double cpu = CpuMicroseconds();
-    const auto start = Clock::now();
+    g_right = 0;
+    const auto end = Clock::now() + PATIENCE;
     for (int i = 0; i < work.threads; ++i)
         client.asynSendRequest(request, &CountAnswer, false);
-    while (g_answers < work.threads && Clock::now() - start < std::chrono::seconds(30))
+    while (g_answers < work.threads && Clock::now() < end)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    if (g_answers < work.threads)
-        throw std::runtime_error("an asynchronous request failed");
+}
+
+} // namespace
+
+Figures Measure(const PeerKind& kind, const Work& work, double seconds) {
+    std::vector<std::unique_ptr<Peer>> peers;
+    std::vector<std::future<Tally>> threads;
+    StartLine line(work.threads);
+    for (int i = 0; i < work.threads; ++i)
+        peers.push_back(kind.make(work.target));
+    for (const auto& peer : peers)
+        threads.push_back(std::async(std::launch::async, &RunThread, std::ref(*peer), std::cref(work),
+                                     seconds, std::ref(line)));
+    line.AwaitAll();
+    const double cpu = CpuMicroseconds();
+    const auto start = Clock::now();
+    line.Start();
+    Tally all;
+    for (auto& thread : threads) {
+        const Tally one = thread.get();
+        all.times.insert(all.times.end(), one.times.begin(), one.times.end());
+        all.errors += one.errors;
+    }
     const double elapsed = Microseconds(Clock::now() - start).count();
-    return FiguresOf(static_cast<size_t>(work.threads), elapsed, elapsed, CpuMicroseconds() - cpu);
+    const double used = CpuMicroseconds() - cpu;
+    const double p50 = work.burst || all.times.empty() ? elapsed : Median(all.times);
+    return FiguresOf(all.times.size(), elapsed, p50, used, all.errors);
+}
+
+Figures MeasureAsynchronous(const Work& work) {
+    CHttpClient client;
+    client.setPort(work.target.port);
+    BurstAsynchronously(client, work);
+    long errors = work.threads - g_right;
+    const double cpu = CpuMicroseconds();
+    const auto start = Clock::now();
+    BurstAsynchronously(client, work);
+    const double elapsed = Microseconds(Clock::now() - start).count();
+    errors += work.threads - g_right;
+    return FiguresOf(static_cast<size_t>(g_right), elapsed, elapsed, CpuMicroseconds() - cpu, errors);
 }

@@ -78,11 +78,17 @@ SlowServer::SlowServer() {
     close(ends[1]);
     const bool told = read(ends[0], &m_port, sizeof m_port) == sizeof m_port;
     close(ends[0]);
-    if (!told)
+    if (!told) {
+        Stop();
         throw std::runtime_error("the slow server does not come up");
+    }
 }
 
 SlowServer::~SlowServer() {
+    Stop();
+}
+
+void SlowServer::Stop() const {
     kill(m_process, SIGKILL);
     waitpid(m_process, nullptr, 0);
 }

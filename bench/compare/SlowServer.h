@@ -19,6 +19,8 @@ public:
     std::uint16_t Port() const { return m_port; }
 
 private:
+    void Stop() const;
+
     std::uint16_t m_port = 0;
     pid_t m_process = -1;
 };

@@ -3,22 +3,30 @@
 /// What is compared.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
 #include "Peer.h"
 
-class Nginx;
-
+/// One kind of request, and how many send it.
 struct Work {
     std::string name;  ///< For options and JSON.
     std::string title; ///< For people.
     Target target;
     int threads = 1;
-    bool burst =
-        false; ///< Each thread sends one request, all at once; else each sends until the time is over.
+    bool burst = false; ///< Each thread sends one request, all at once; else until the time is over.
 };
 
-/// @param slowPort of a server that answers after 50 ms.
+/// Where the servers are.
+struct Ports {
+    std::uint16_t plain = 0;
+    std::uint16_t closing = 0; ///< Closes the connection after each answer.
+    std::uint16_t tls = 0;
+    std::uint16_t closingTls = 0;
+    std::uint16_t slow = 0; ///< Answers after 50 ms.
+};
+
 /// @param client the targets' TLS files.
-std::vector<Work> AllWorks(const Nginx& server, std::uint16_t slowPort, const Target& client);
+std::vector<Work> AllWorks(const Ports& ports, const Target& client);
+std::vector<std::string> WorkNames();

@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-// The library beside its peers: interleaved rounds, medians, and ratios to the floor of the same round.
+// The library beside its peers: interleaved rounds, medians, and ratios to the floor of the same round. Ends
+// non-zero when a request failed.
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <fstream>
-#include <map>
-#include <set>
 
 #include <unistd.h>
 
@@ -16,7 +15,7 @@
 
 #include "../TlsServer.h"
 #include "../cost/CachedToken.h"
-#include "Results.h"
+#include "Contest.h"
 #include "SlowServer.h"
 
 namespace {
@@ -31,74 +30,74 @@ struct Options {
     std::string table;
 };
 
-bool Wanted(const std::vector<std::string>& wanted, const std::string& name) {
-    return wanted.empty() || std::find(wanted.begin(), wanted.end(), name) != wanted.end();
-}
+/// A bar on a terminal; nothing elsewhere.
+class Progress {
+public:
+    explicit Progress(size_t all) : m_all(all), m_bShown(isatty(STDERR_FILENO) != 0) {}
+    void Next(const std::string& what) {
+        Show(what);
+        ++m_done;
+    }
+    void Finish() const {
+        Show("");
+        if (m_bShown)
+            std::fprintf(stderr, "\n");
+    }
 
-void ShowProgress(size_t done, size_t all, const std::string& what) {
-    constexpr size_t WIDTH = 30;
-    if (isatty(STDERR_FILENO) == 0)
-        return;
-    const size_t filled = done * WIDTH / all;
-    std::fprintf(stderr, "\r[%s%s] %zu/%zu %-50.50s", std::string(filled, '#').c_str(),
-                 std::string(WIDTH - filled, ' ').c_str(), done, all, what.c_str());
-    if (done == all)
-        std::fprintf(stderr, "\n");
-}
+private:
+    void Show(const std::string& what) const {
+        constexpr size_t WIDTH = 30;
+        const size_t filled = m_all == 0 ? WIDTH : m_done * WIDTH / m_all;
+        if (m_bShown)
+            std::fprintf(stderr, "\r[%s%s] %zu/%zu %-60.60s", std::string(filled, '#').c_str(),
+                         std::string(WIDTH - filled, ' ').c_str(), m_done, m_all, what.c_str());
+    }
 
-/// A name, and how it is measured.
-struct Contestant {
-    std::string name;
-    std::function<Figures(const Work&)> measure;
+    size_t m_all;
+    size_t m_done = 0;
+    bool m_bShown;
 };
 
-std::vector<Contestant> ContestantsOf(const Work& work, const Options& options) {
-    std::vector<Contestant> all;
-    for (const PeerKind& peer : AllPeers()) {
-        if (work.target.tls && !peer.speaksTls)
-            continue;
-        if (peer.name == "floor" || Wanted(options.peers, peer.name))
-            all.push_back({peer.name, [&peer, &options](const Work& one) {
-                               return Measure(peer, one, options.seconds);
-                           }});
-        if (work.burst && peer.name == "libhttpclient" && Wanted(options.peers, peer.name))
-            all.push_back({"libhttpclient, asynchronous", &MeasureAsynchronous});
-    }
-    return all;
+std::vector<Work> WorksOf(const Options& options, const TlsServer& server, const SlowServer& slow) {
+    Target client;
+    client.ca = server.CaFile();
+    client.certificate = server.CertificateFile();
+    client.key = server.KeyFile();
+    const Nginx& nginx = server.Server();
+    std::vector<Work> works = AllWorks(
+        {nginx.Port(), nginx.ClosingPort(), nginx.TlsPort(), nginx.ClosingTlsPort(), slow.Port()}, client);
+    const auto unwanted = [&](const Work& work) {
+        const auto& wanted = options.works;
+        return !wanted.empty() && std::find(wanted.begin(), wanted.end(), work.name) == wanted.end();
+    };
+    works.erase(std::remove_if(works.begin(), works.end(), unwanted), works.end());
+    return works;
 }
 
-WorkResults Compare(const Work& work, const Options& options, size_t& done, size_t all) {
-    std::vector<Contestant> contestants = ContestantsOf(work, options);
-    std::map<std::string, std::vector<Figures>> figures;
-    std::set<std::string> failed;
-    for (int round = 0; round < options.rounds; ++round) {
-        for (size_t i = 0; i < contestants.size(); ++i) {
-            // Each round begins with another, so that none always follows the same neighbour.
-            const Contestant& one = contestants[(i + static_cast<size_t>(round)) % contestants.size()];
-            if (failed.count(one.name) != 0)
-                continue;
-            try {
-                figures[one.name].push_back(one.measure(work));
-            } catch (const std::exception& failure) {
-                std::fprintf(stderr, "\n%s: %s is left out: %s\n", work.name.c_str(), one.name.c_str(),
-                             failure.what());
-                failed.insert(one.name);
-            }
-        }
-        ShowProgress(++done, all, work.title);
-    }
-    if (failed.count("floor") != 0)
-        throw std::runtime_error(work.name + ": the floor failed");
-    WorkResults results{work.name, work.title, {}};
-    for (const Contestant& one : contestants)
-        if (failed.count(one.name) == 0)
-            results.results.push_back(Summarise(one.name, figures[one.name], figures["floor"]));
+std::vector<WorkResults> CompareAll(const std::vector<Work>& works, const Options& options) {
+    size_t all = 0;
+    for (const Work& work : works)
+        all += ContestantsOf(work, options.peers).size() * static_cast<size_t>(options.rounds);
+    Progress progress(all);
+    std::vector<WorkResults> results;
+    for (const Work& work : works)
+        results.push_back(
+            Compare(work, ContestantsOf(work, options.peers), options.rounds, options.seconds,
+                    [&](const std::string& contestant) { progress.Next(work.title + ": " + contestant); }));
+    progress.Finish();
     return results;
 }
 
 void WriteFile(const std::string& path, const std::string& text) {
-    if (!path.empty() && !(std::ofstream(path) << text))
+    if (!path.empty() && !(std::ofstream(path) << text << std::flush))
         throw std::runtime_error("cannot write " + path);
+}
+
+bool AnyErrors(const std::vector<WorkResults>& works) {
+    return std::any_of(works.begin(), works.end(), [](const WorkResults& work) {
+        return std::any_of(work.results.begin(), work.results.end(),
+                           [](const Result& result) { return result.median.errors > 0; });
+    });
 }
 
 int Run(const Options& options) {
@@ -106,28 +105,21 @@ int Run(const Options& options) {
     const TlsServer server;
     CacheToken("/1*");
     SwitchIdentity(false);
-
-    Target client;
-    client.ca = server.CaFile();
-    client.certificate = server.CertificateFile();
-    client.key = server.KeyFile();
-    std::vector<Work> works;
-    for (Work& work : AllWorks(server.Server(), slow.Port(), client))
-        if (Wanted(options.works, work.name))
-            works.push_back(std::move(work));
-
-    std::vector<WorkResults> results;
-    size_t done = 0;
-    const size_t all = works.size() * static_cast<size_t>(options.rounds);
-    for (const Work& work : works)
-        results.push_back(Compare(work, options, done, all));
-    const std::string table = Table(results);
+    const std::vector<WorkResults> results = CompareAll(WorksOf(options, server, slow), options);
+    CHttpConnectionMgr::Finalize();
+    const std::string table = AsTable(results);
     std::fputs(table.c_str(), stdout);
     WriteFile(options.table, table);
-    WriteFile(options.json, Json(results));
-    WriteFile(options.svg, Svg(results));
-    CHttpConnectionMgr::Finalize();
-    return 0;
+    WriteFile(options.json, AsJson(results));
+    WriteFile(options.svg, AsSvg(results));
+    return AnyErrors(results) ? 1 : 0;
+}
+
+std::vector<std::string> PeerNames() {
+    std::vector<std::string> names;
+    for (const Contestant& one : AllContestants())
+        names.push_back(one.name);
+    return names;
 }
 
 } // namespace
@@ -135,9 +127,9 @@ int Run(const Options& options) {
 int main(int argc, char** argv) {
     Options options;
     CLI::App app("Compares the library with its peers, against nginx on loopback.");
-    app.add_option("--work", options.works,
-                   "get, get-8, get-1m, post, token, tls, connect, connect-tls, burst (all)");
-    app.add_option("--peer", options.peers, "by name; the floor always takes part (all)");
+    app.add_option("--work", options.works, "all unless given")->check(CLI::IsMember(WorkNames()));
+    app.add_option("--peer", options.peers, "all unless given; the floor always takes part")
+        ->check(CLI::IsMember(PeerNames()));
     app.add_option("--rounds", options.rounds, "rounds (7)")->check(CLI::Range(1, 1000));
     app.add_option("--seconds", options.seconds, "of each peer in a round (0.3)")
         ->check(CLI::Range(0.01, 60.0));

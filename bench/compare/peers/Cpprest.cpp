@@ -1,14 +1,25 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "../Peer.h"
 
+#include <boost/asio/ssl.hpp>
 #include <cpprest/http_client.h>
 
 namespace {
 
+web::http::client::http_client_config ConfigurationOf(const Target& target) {
+    web::http::client::http_client_config configuration;
+    configuration.set_ssl_context_callback([target](boost::asio::ssl::context& context) {
+        context.load_verify_file(target.ca);
+        context.use_certificate_chain_file(target.certificate);
+        context.use_private_key_file(target.key, boost::asio::ssl::context::pem);
+    });
+    return configuration;
+}
+
 class Cpprest : public Peer {
 public:
     explicit Cpprest(const Target& target)
-        : m_target(target), m_client("http://127.0.0.1:" + std::to_string(target.port)) {}
+        : m_target(target), m_client(target.Origin(), ConfigurationOf(target)) {}
     bool Send() override {
         web::http::http_request request(m_target.body.empty() ? web::http::methods::GET
                                                               : web::http::methods::POST);
@@ -18,7 +29,7 @@ public:
         if (!m_target.body.empty())
             request.set_body(m_target.body);
         web::http::http_response response = m_client.request(request).get();
-        return response.status_code() == 200 && !response.extract_string(true).get().empty();
+        return m_target.IsAnswer(response.status_code(), response.extract_string(true).get().size());
     }
 
 private:

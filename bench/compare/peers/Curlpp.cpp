@@ -12,7 +12,7 @@ namespace {
 
 class Curlpp : public Peer {
 public:
-    explicit Curlpp(const Target& target) {
+    explicit Curlpp(const Target& target) : m_target(target) {
         m_easy.setOpt(curlpp::options::Url(target.Url()));
         m_easy.setOpt(curlpp::options::NoSignal(true));
         if (!target.body.empty())
@@ -30,10 +30,11 @@ public:
         std::ostringstream body;
         m_easy.setOpt(curlpp::options::WriteStream(&body));
         m_easy.perform();
-        return curlpp::infos::ResponseCode::get(m_easy) == 200 && !body.str().empty();
+        return m_target.IsAnswer(curlpp::infos::ResponseCode::get(m_easy), body.str().size());
     }
 
 private:
+    Target m_target;
     curlpp::Easy m_easy;
 };
 

@@ -7,16 +7,19 @@ namespace {
 class Floor : public Peer {
 public:
     explicit Floor(const Target& target)
-        : m_loop(target.Url(), target.token.empty() ? "" : "x-access-token:" + target.token),
-          m_body(target.body) {
+        : m_target(target),
+          m_loop(target.Url(), target.token.empty() ? "" : "x-access-token:" + target.token) {
         if (target.tls)
             m_loop.UseTls(target.ca, target.certificate, target.key);
     }
-    bool Send() override { return (m_body.empty() ? m_loop.Get() : m_loop.Post(m_body)) == 200; }
+    bool Send() override {
+        const long status = m_target.body.empty() ? m_loop.Get() : m_loop.Post(m_target.body);
+        return m_target.IsAnswer(status, m_loop.BodyBytes());
+    }
 
 private:
+    Target m_target;
     BareLoop m_loop;
-    std::string m_body;
 };
 
 } // namespace

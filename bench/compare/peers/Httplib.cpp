@@ -7,11 +7,9 @@
 namespace {
 
 std::unique_ptr<httplib::Client> ClientOf(const Target& target) {
-    const std::string origin =
-        (target.tls ? "https://127.0.0.1:" : "http://127.0.0.1:") + std::to_string(target.port);
     if (!target.tls)
-        return std::make_unique<httplib::Client>(origin);
-    auto client = std::make_unique<httplib::Client>(origin, target.certificate, target.key);
+        return std::make_unique<httplib::Client>(target.Origin());
+    auto client = std::make_unique<httplib::Client>(target.Origin(), target.certificate, target.key);
     client->set_ca_cert_path(target.ca);
     client->enable_server_certificate_verification(true);
     return client;
@@ -29,7 +27,7 @@ public:
         const auto result = m_target.body.empty()
                                 ? m_client->Get(m_target.path, m_headers)
                                 : m_client->Post(m_target.path, m_headers, m_target.body, "text/plain");
-        return result && result->status == 200 && !result->body.empty();
+        return result && m_target.IsAnswer(result->status, result->body.size());
     }
 
 private:

@@ -39,7 +39,7 @@ bool Perform(CURL* curl, const Target& target) {
     if (curl_easy_perform(curl) == CURLE_OK)
         curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &status);
     curl_slist_free_all(header);
-    return status == 200 && !body.empty();
+    return target.IsAnswer(status, body.size());
 }
 
 class Minimal : public Peer {

@@ -10,7 +10,7 @@ namespace {
 
 class Library : public Peer {
 public:
-    explicit Library(const Target& target) : m_bTls(target.tls) {
+    explicit Library(const Target& target) : m_target(target) {
         m_client.setPort(target.port);
         m_client.setScheme(target.tls ? "https" : "http");
         m_request.setVerb(target.body.empty() ? HTTPOPERATION_GET : HTTPOPERATION_POST);
@@ -20,11 +20,12 @@ public:
     }
     bool Send() override {
         CHttpResponse response;
-        return m_client.synSendRequest(m_request, response, m_bTls) == 200;
+        const int status = m_client.synSendRequest(m_request, response, m_target.tls);
+        return m_target.IsAnswer(status, response.getResponseBody().size());
     }
 
 private:
-    bool m_bTls;
+    Target m_target;
     CHttpClient m_client;
     CHttpRequest m_request;
 };

@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <gtest/gtest.h>
+
+#include "Results.h"
+
+namespace {
+
+TEST(Results, AreMediansAndMediansOfRatiosOfTheSameRound) {
+    const Result result = Summarise("peer", {{100, 10, 1}, {300, 30, 3}, {200, 20, 8}},
+                                    {{100, 20, 1}, {100, 20, 2}, {50, 20, 4}});
+    EXPECT_EQ(result.median.perSecond, 200);
+    EXPECT_EQ(result.median.p50, 20);
+    EXPECT_EQ(result.median.cpu, 3);
+    EXPECT_EQ(result.toFloor.perSecond, 3);
+    EXPECT_EQ(result.toFloor.p50, 1);
+    EXPECT_EQ(result.toFloor.cpu, 1.5);
+    EXPECT_EQ(result.median.errors, 0);
+}
+
+TEST(Results, LeaveRoundsWithoutAnAnswerOutAndSumTheErrors) {
+    const Result result = Summarise("peer", {{100, 10, 1, 2}, {0, 0, 0, 3}}, {{50, 5, 1}, {100, 10, 1}});
+    EXPECT_EQ(result.median.perSecond, 100);
+    EXPECT_EQ(result.toFloor.perSecond, 2);
+    EXPECT_EQ(result.median.errors, 5);
+}
+
+const std::vector<WorkResults> WORKS{{"get",
+                                      "GET 128 B",
+                                      {{"floor", {10000, 90.5, 60.25, 0}, {1, 1, 1, 0}},
+                                       {"lame", {5000, 181, 120.5, 2}, {0.5, 2, 2, 0}},
+                                       {"dead", {0, 0, 0, 7}, {}}}}};
+
+TEST(Results, MakeATable) {
+    EXPECT_EQ(
+        AsTable(WORKS),
+        "\n### GET 128 B\n\n"
+        "| | requests/s | p50, us | CPU, us | requests/s : floor | p50 : floor | CPU : floor | errors |\n"
+        "|---|---|---|---|---|---|---|---|\n"
+        "| floor | 10000 | 90.5 | 60.2 | 1.00 | 1.00 | 1.00 | 0 |\n"
+        "| lame | 5000 | 181.0 | 120.5 | 0.50 | 2.00 | 2.00 | 2 |\n"
+        "| dead | - | - | - | - | - | - | 7 |\n");
+}
+
+TEST(Results, MakeJson) {
+    EXPECT_EQ(AsJson(WORKS), R"([
+ {"work": "get", "peer": "floor", "errors": 0, "per_second": 10000.0, "p50_us": 90.50, "cpu_us": 60.25, "per_second_to_floor": 1.000, "p50_to_floor": 1.000, "cpu_to_floor": 1.000},
+ {"work": "get", "peer": "lame", "errors": 2, "per_second": 5000.0, "p50_us": 181.00, "cpu_us": 120.50, "per_second_to_floor": 0.500, "p50_to_floor": 2.000, "cpu_to_floor": 2.000},
+ {"work": "get", "peer": "dead", "errors": 7}
+]
+)");
+}
+
+} // namespace
