@@ -71,6 +71,7 @@ TEST_F(DescriptorsOfTheProcess, WhenNoneIsLeftFailARequestAndNotTheNext) {
         PointAt(*server, way);
         ExpectNextToWork(way); // with what the process opens only once
         ClosePool();
+        ASSERT_TRUE(server->WaitForOpenConnections(0)); // a descriptor closed later would be one that is left
         CHttpConnectionMgr::Instance();
         {
             const Limit limit(64);
@@ -92,6 +93,7 @@ TEST_F(DescriptorsOfTheProcess, WhenNoneIsLeftForThePoolLeaveItWithoutASweep) {
     PointAt(*server, Way::Fresh);
     ExpectNextToWork(Way::Fresh);
     ClosePool();
+    ASSERT_TRUE(server->WaitForOpenConnections(0));
     {
         const Limit limit(64);
         Held held;
