@@ -9,6 +9,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
@@ -50,6 +51,14 @@ void FindFreePorts(std::initializer_list<std::uint16_t*> ports) {
         close(probe);
     if (!found)
         throw std::runtime_error("no free loopback port");
+}
+
+bool Connects(std::uint16_t port) {
+    const int probe = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const sockaddr_in address = Loopback(port);
+    const bool connected = connect(probe, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+    close(probe);
+    return connected;
 }
 
 std::string MakeDirectory() {
@@ -135,11 +144,8 @@ bool Nginx::IsRunning() {
 }
 
 bool Nginx::Answers() const {
-    const int probe = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const sockaddr_in address = Loopback(m_port);
-    const bool connected = connect(probe, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
-    close(probe);
-    return connected;
+    const auto ports = {m_port, m_closingPort, m_tlsPort, m_closingTlsPort}; // it opens one after the other
+    return std::all_of(ports.begin(), ports.end(), &Connects);
 }
 
 void Nginx::Stop() {
