@@ -7,6 +7,8 @@
 #include <utility>
 #include <vector>
 
+#include <semaphore.h>
+
 #include <ace/Dev_Poll_Reactor.h>
 #include <ace/Guard_T.h>
 #include <ace/High_Res_Timer.h>
@@ -25,6 +27,9 @@ namespace {
 constexpr time_t FIRST_SWEEP_SECONDS = 1;
 constexpr time_t SWEEP_INTERVAL_SECONDS = 20;
 constexpr int WITHOUT_HANDLE_CLOSE = 1;
+
+/// Posted by the thread of each pool as it begins. One does: pools are made one after the other.
+sem_t g_begun;
 
 using PoolGuard = ACE_Write_Guard<ACE_RW_Thread_Mutex>;
 
@@ -69,7 +74,12 @@ int CHttpConnectionMgr::Initialize() {
     }
     // A signal that interrupts the reactor would make ACE print on standard error.
     const SignalBlock block;
-    return activate();
+    sem_init(&g_begun, 0, 0);
+    const int ret = activate();
+    // The process may end right away, and a thread that begins only then would find ACE taken down.
+    while (ret == 0 && sem_wait(&g_begun) != 0)
+        continue; // interrupted
+    return ret;
 }
 
 bool CHttpConnectionMgr::ScheduleSweeps() {
@@ -87,6 +97,7 @@ bool CHttpConnectionMgr::ScheduleSweeps() {
 }
 
 int CHttpConnectionMgr::svc() {
+    sem_post(&g_begun); // before all that may ask for the pool, which is still being made
     Trace(TraceLevel::Progress, "CHttpConnectionMgr::svc in "); // the trailing blank belongs to the text
     m_pReactor->owner(ACE_OS::thr_self());
     while (m_pReactor->reactor_event_loop_done() == 0)
