@@ -15,6 +15,7 @@
 #include <httpclient/testing/ResourceListener.h>
 
 #include "AsynFixture.h"
+#include "client/AsyncOperation.h"
 #include "interpose/Allocations.h"
 #include "interpose/CurlRecorder.h"
 #include "interpose/Sleep.h"
@@ -376,6 +377,44 @@ TEST_F(AsynSendOutcome, ComesExactlyOnceWhicheverAllocationFailsInPreparation) {
     EXPECT_GT(sent, 5U);
     Outcomes::Clear();
     ExpectTheNextToWork();
+}
+
+TEST_F(AsynSendOutcome, ComesExactlyOnceWhicheverAllocationOfTheWorkerFails) {
+    static int calls;
+    const std::string body(20'000, 'x');
+    LoopbackServer server(AnswerAll(body));
+    TraceRecorder::Instance().SetLowestLevel(6); // messages take memory, too
+    int status = 0;
+    std::size_t unanswered = 0;
+    std::size_t sufficed = 0;
+    bool failed = true;
+    for (std::size_t i = 1; failed; ++i) {
+        CHttpConnection* conn = NextConnection(server, true);
+        conn->SetIdle(false);
+        curl_easy_reset(conn->GetCurl());
+        curl_easy_setopt(conn->GetCurl(), CURLOPT_URL, server.url().c_str());
+        auto* record = new AsyncOperationArgs;
+        record->curl = conn->GetCurl();
+        record->mcurl = conn->GetCurlM();
+        record->ptrHttpConn = conn;
+        const auto response = record->response = std::make_shared<CHttpResponse>();
+        record->pfnCallback = [](const CHttpResponse&) { ++calls; };
+        calls = 0;
+        {
+            const CountedNew counted(i);
+            DoAsyncOperation(record); // in this thread, whose allocations are counted
+            failed = counted.Count() >= i;
+        }
+        EXPECT_EQ(calls, 1) << i;
+        EXPECT_TRUE(conn->IsIdle()) << i;
+        status = response->getStatusCode();
+        EXPECT_TRUE(status == 200 || status == 0 || status == -1) << i << ": " << status;
+        unanswered += status == -1 ? 1 : 0;
+        sufficed += failed && response->getResponseBody() == body ? 1 : 0;
+    }
+    EXPECT_EQ(status, 200);
+    EXPECT_GT(unanswered, 0U) << "what the response is made of";
+    EXPECT_GT(sufficed, 0U) << "the room for a long body, which is only taken to save time";
 }
 
 TEST_F(AsynSendOutcome, ComesToEachOfTwoHundredAtOnce) {

@@ -131,6 +131,23 @@ TEST_F(DebugCallback, OutlivesALineThatIsNotThere) {
     EXPECT_EQ(OwnMessages(0).size(), 1U);
 }
 
+TEST_F(DebugCallback, LosesALineForWantOfMemoryRatherThanLogAHeadersValue) {
+    std::string data = "h2h3 [x-access-token-with-a-long-name: secret]\n";
+    const std::string message = "[2] == Info: h2h3 [x-access-token-with-a-long-name: ...]\n";
+    std::size_t lost = 0;
+    for (bool failed = true; failed; ++lost) {
+        TraceRecorder::Instance().Clear();
+        const CountedNew counted(lost + 1);
+        EXPECT_EQ(OnCurlDebug(nullptr, CURLINFO_TEXT, data.data(), data.size(), nullptr), 0);
+        failed = counted.Count() > lost;
+        if (failed) {
+            EXPECT_EQ(TraceRecorder::Instance().Messages().size(), 0U) << lost;
+        }
+    }
+    EXPECT_EQ(OwnMessages(0), Messages{message});
+    EXPECT_GT(lost, 1U);
+}
+
 TEST_F(DebugCallback, FormatsNothingWhenDetailIsOff) {
     TraceRecorder::Instance().SetLowestLevel(3);
     char data[] = "a line\n";

@@ -77,6 +77,13 @@ template <class Make> bool IsDestroyedWhen(const std::string& call, Make make) {
 
 } // namespace
 
+TEST(Factories, MayBeObjectsToo) {
+    const HttpRequestWrap requests;
+    const HttpClientWrap clients;
+    EXPECT_EQ(requests.MakeRequestPtr("/a", "{}", HTTPOPERATION_POST)->getUrlPath(), "/a");
+    EXPECT_EQ(ImpOf(*clients.MakeClientPtr("127.0.0.1", 1, 2, 8080, false)).m_nPort, 8080);
+}
+
 TEST(MakeRequest, GivesAJsonRequestOfPathBodyAndVerb) {
     const auto request = HttpRequestWrap::MakeRequestPtr("/a", "{}", HTTPOPERATION_POST);
     EXPECT_EQ(request->getUrlPath(), "/a");

@@ -101,6 +101,19 @@ TEST_F(PoolMemory, FailingForAKnownTlsAddressLosesNothing) {
     ExpectNothingIsLost(2, true);
 }
 
+TEST_F(PoolMemory, FailingForWhatIsLeftOpenLeavesItToThoseWhoHoldIt) {
+    const std::size_t others = AllocationsOf([] { CHttpConnectionMgr::Finalize(); });
+    const std::unique_ptr<CHttpConnection> lent(CHttpConnectionMgr::Instance()->GetConn("host", 443, true));
+    {
+        const CountedNew failing(others + 1); // none when a former pool has left room
+        CHttpConnectionMgr::Finalize();
+        EXPECT_LE(failing.Count(), others + 1);
+    }
+    EXPECT_EQ(curl_easy_setopt(lent->GetCurl(), CURLOPT_TIMEOUT, 1L), CURLE_OK);
+    CHttpConnectionMgr::Instance()->ReleaseConn(lent.get());
+    EXPECT_TRUE(lent->IsIdle());
+}
+
 class PoolStartMemory : public WithoutPool {};
 
 /// Which of the allocations that make a pool are its own, counted from 1. ACE's own lie between them.

@@ -1,11 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 // Stopping the pool: its thread, its connections, and what may still happen afterwards.
 #include <chrono>
+#include <cstdio>
+#include <cstdlib>
 #include <future>
 #include <memory>
 #include <string>
 #include <thread>
 #include <vector>
+
+#include <unistd.h>
 
 #include <ace/Reactor.h>
 
@@ -185,12 +189,18 @@ TEST_F(PoolRounds, StopWhileASweepIsDue) {
     EXPECT_EQ(Closed(recorder, CurlCall::MultiCleanup).size(), 200u);
 }
 
-TEST(PoolAtExit, AProcessThatEndsWithAPoolEndsQuietly) {
+class PoolAtExit : public ::testing::Test {
+protected:
+    void SetUp() override {
 #if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
-    // The search for leaks stops all threads at exit, which wakes the pool's within ACE.
-    GTEST_SKIP() << "ACE takes itself down at exit whatever threads still wait in it";
+        // The search for leaks stops all threads at exit, which wakes the pool's within ACE.
+        GTEST_SKIP() << "ACE takes itself down at exit whatever threads still wait in it";
 #endif
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
+        GTEST_FLAG_SET(death_test_style, "threadsafe");
+    }
+};
+
+TEST_F(PoolAtExit, AProcessThatEndsWithAPoolEndsQuietly) {
     EXPECT_EXIT(
         {
             CHttpConnectionMgr* pool = CHttpConnectionMgr::Instance();
@@ -199,6 +209,60 @@ TEST(PoolAtExit, AProcessThatEndsWithAPoolEndsQuietly) {
             exit(0);
         },
         ::testing::ExitedWithCode(0), "^$");
+}
+
+TEST_F(PoolAtExit, ASweepThatComesWhileTheProcessEndsClosesNothing) {
+    EXPECT_EXIT(
+        {
+            // Handlers run in reverse order: this one when the first TLS connection's has been.
+            std::atexit([] {
+                Sweep(*CHttpConnectionMgr::m_pInstance);
+                const auto left = KeysOf(*CHttpConnectionMgr::m_pInstance, true);
+                std::fputs(left.empty() ? "none" : left[0].c_str(), stderr);
+            });
+            CHttpConnectionMgr* pool = CHttpConnectionMgr::Instance();
+            pool->SetRlsTime(0);
+            pool->ReleaseConn(pool->GetConn("host", 443, true));
+            exit(0);
+        },
+        ::testing::ExitedWithCode(0), "^host:443$");
+}
+
+// The child is forked as it stands, without its parent's threads.
+class PoolAtFork : public PoolAtExit {
+protected:
+    void SetUp() override {
+        PoolAtExit::SetUp();
+        GTEST_FLAG_SET(death_test_style, "fast");
+        m_conn.reset(CHttpConnectionMgr::Instance()->GetConn("host", 443, true));
+    }
+    void TearDown() override { CHttpConnectionMgr::Finalize(); }
+
+    std::unique_ptr<CHttpConnection> m_conn; // the pool leaves it open
+
+    /// Has a child make a pool, use it and end as a process does.
+    static void ExpectAChildToHaveAPoolOfItsOwn() {
+        EXPECT_EXIT(
+            {
+                alarm(30); // a child that hangs is ended
+                const bool none = CHttpConnectionMgr::m_pInstance == nullptr;
+                CHttpConnectionMgr* pool = CHttpConnectionMgr::Instance();
+                pool->ReleaseConn(pool->GetConn("host", 443, true));
+                Sweep(*pool);
+                exit(none ? 0 : 1);
+            },
+            ::testing::ExitedWithCode(0), "");
+    }
+};
+
+TEST_F(PoolAtFork, AChildMakesAPoolOfItsOwn) {
+    ExpectAChildToHaveAPoolOfItsOwn();
+}
+
+TEST_F(PoolAtFork, AChildMakesAPoolOfItsOwnThoughItsParentWasAmidMakingOne) {
+    ASSERT_EQ(CHttpConnectionMgr::m_HttpConnectionMgr_Mutex.acquire(), 0);
+    ExpectAChildToHaveAPoolOfItsOwn();
+    EXPECT_EQ(CHttpConnectionMgr::m_HttpConnectionMgr_Mutex.release(), 0);
 }
 
 } // namespace

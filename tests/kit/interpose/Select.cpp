@@ -59,6 +59,8 @@ timeval Divided(const timeval& whole, unsigned int divisor) {
 HeldSelect::HeldSelect() {
     const std::lock_guard<std::mutex> lock(TheHeld().mutex);
     TheHeld().calls.clear();
+    TheHeld().calls.reserve(
+        1000); // a pause takes no memory: where none is left, select() still does not throw
     TheHeld().errors.clear();
     TheHeld().divisor.reset();
     TheHeld().held = true;

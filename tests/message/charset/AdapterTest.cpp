@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <gtest/gtest.h>
+#include <map>
 #include <string>
 
 namespace {
@@ -32,23 +33,33 @@ std::size_t __wrap_iconv(void* cd, char** in, std::size_t* left, char** out, std
 
 namespace {
 
-/// Converts into a small buffer with a descriptor that has no fallbacks. Descriptors are never closed: one
-/// serves all tests.
+/// @return a descriptor that has no fallbacks. Descriptors are never closed: one per pair serves all tests.
+iconv_t Descriptor(const std::string& to, const std::string& from) {
+    static std::map<std::string, iconv_t> s_descriptors;
+    const auto [entry, isNew] = s_descriptors.try_emplace(to + "<" + from);
+    if (isNew)
+        entry->second = libiconv_open(to.c_str(), from.c_str());
+    return entry->second;
+}
+
+/// Converts into a small buffer, or a part of it.
 struct Conversion {
-    explicit Conversion(std::string text) : in(std::move(text)), left(in.size()) {
-        static const iconv_t s_descriptor = libiconv_open("UTF-8", "GBK");
+    explicit Conversion(std::string text, const char* to = "UTF-8", const char* from = "GBK",
+                        std::size_t bytes = sizeof buffer)
+        : in(std::move(text)), left(in.size()), room(bytes) {
+        const iconv_t descriptor = Descriptor(to, from);
         char* source = in.data();
         char* target = buffer;
         errno = 0;
-        result = libiconv(s_descriptor, &source, &left, &target, &room);
+        result = libiconv(descriptor, &source, &left, &target, &room);
         error = errno;
         EXPECT_EQ(source, in.data() + in.size() - left);
-        EXPECT_EQ(target, buffer + sizeof buffer - room);
+        EXPECT_EQ(target, buffer + bytes - room);
     }
     std::string in;
     char buffer[8] = {};
     std::size_t left;
-    std::size_t room = sizeof buffer;
+    std::size_t room;
     std::size_t result;
     int error;
 };
@@ -92,6 +103,65 @@ TEST(IconvAdapter, FillsTheOutputToItsLastByte) {
     EXPECT_EQ(conversion.left, 0U);
     EXPECT_EQ(conversion.room, 0U);
     EXPECT_EQ(std::string(conversion.buffer, sizeof conversion.buffer), "abcde\xE4\xBD\xA0");
+}
+
+TEST(IconvAdapter, StopsBeforeACharacterThatHasNoCodeAndThatNothingReplaces) {
+    const Conversion conversion("ab\xC4\xE3z", "ASCII");
+    EXPECT_EQ(conversion.result, kFailed);
+    EXPECT_EQ(conversion.error, EILSEQ);
+    EXPECT_EQ(conversion.left, 3U);
+    EXPECT_EQ(conversion.room, 6U);
+}
+
+TEST(IconvAdapter, DropsLanguageTagsWithoutCountingThem) {
+    const std::string tags = "\xF3\xA0\x80\x81\xF3\xA0\x81\xBF"; // U+E0001 and U+E007F
+    for (const char* to : {"GBK", "GB_2312-80", "UCS-2LE", "HZ"}) {
+        const Conversion conversion(tags, to, "UTF-8");
+        EXPECT_EQ(conversion.result, 0U) << to;
+        EXPECT_EQ(conversion.left, 0U) << to;
+        EXPECT_EQ(conversion.room, 8U) << to;
+        EXPECT_EQ(Conversion("\xF3\xA0\x82\x80", to, "UTF-8").error, EILSEQ) << to << ": U+E0080 is none";
+    }
+}
+
+// For each way in which an encoder writes: one byte too few, and just enough.
+TEST(IconvAdapter, StopsWhereACodeOfAnySetDoesNotFit) {
+    const struct {
+        const char* to;
+        const char* text; // in UTF-8
+        std::size_t length;
+    } rows[] = {{"UTF-16LE", "\xE4\xBD\xA0", 2}, {"UTF-16LE", "\xF0\x9F\x98\x80", 4}, // a pair
+                {"UTF-16", "\xE4\xBD\xA0", 4},                                        // with a mark
+                {"GBK", "\xE4\xBD\xA0", 2},      {"GB_2312-80", "\xE4\xBD\xA0", 2},
+                {"HZ", "\xE4\xBD\xA0", 4},       // with the shift to two bytes
+                {"GB18030", "\xEE\x9E\x8D", 2}}; // U+E78D, whose code is the adapter's own
+    for (const auto& row : rows) {
+        const std::size_t all = std::string(row.text).size();
+        const Conversion tooShort(row.text, row.to, "UTF-8", row.length - 1);
+        EXPECT_EQ(tooShort.result, kFailed) << row.to;
+        EXPECT_EQ(tooShort.error, E2BIG) << row.to;
+        EXPECT_EQ(tooShort.left, all) << row.to;
+        EXPECT_EQ(tooShort.room, row.length - 1) << row.to;
+        const Conversion enough(row.text, row.to, "UTF-8", row.length);
+        EXPECT_EQ(enough.result, 0U) << row.to;
+        EXPECT_EQ(enough.left, 0U) << row.to;
+        EXPECT_EQ(enough.room, 0U) << row.to;
+    }
+}
+
+TEST(IconvAdapter, StopsBeforeACharacterWhoseReplacementDoesNotFit) {
+    iconv_fallbacks fallbacks{};
+    fallbacks.uc_to_mb_fallback = [](unsigned int, void (*write)(const char*, std::size_t, void*),
+                                     void* writeTo, void*) { write("(?)", 3, writeTo); };
+    EXPECT_EQ(libiconvctl(Descriptor("ISO-8859-1", "GBK"), ICONV_SET_FALLBACKS, &fallbacks), 0);
+    const Conversion enough("ab\xC4\xE3", "ISO-8859-1", "GBK", 5);
+    EXPECT_EQ(enough.result, 1U);
+    EXPECT_EQ(std::string(enough.buffer, 5), "ab(?)");
+    const Conversion tooShort("ab\xC4\xE3", "ISO-8859-1", "GBK", 4);
+    EXPECT_EQ(tooShort.result, kFailed);
+    EXPECT_EQ(tooShort.error, E2BIG);
+    EXPECT_EQ(tooShort.left, 2U);
+    EXPECT_EQ(tooShort.room, 2U);
 }
 
 TEST(IconvAdapter, RefusesRequestsThatItDoesNotHave) {

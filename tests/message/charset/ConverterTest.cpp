@@ -90,6 +90,19 @@ TEST(CodeSetConverter, TextEndsAtItsFirstNul) {
     EXPECT_EQ(out, "");
 }
 
+TEST(CodeSetConverter, ALineOfHzMayGoOnInTheNext) {
+    std::string out;
+    EXPECT_EQ(ConvertCodeSet("HZ", "UTF-8", "ab~\ncd~~~{Dc~}e", out), 0);
+    EXPECT_EQ(out, "abcd~\xE4\xBD\xA0"
+                   "e");
+}
+
+TEST(CodeSetConverter, ASwappedByteOrderMarkIsNotWritten) {
+    std::string out;
+    EXPECT_EQ(ConvertCodeSet("UTF-8", "UTF-16BE", "\xEF\xBF\xBE", out), 0); // U+FFFE
+    EXPECT_EQ(ConvertCodeSet("UTF-8", "UTF-16", "a\xEF\xBF\xBE", out), 1);
+}
+
 TEST(CodeSetConverter, EmptyTextConvertsToEmptyText) {
     std::string out = "before";
     EXPECT_EQ(ConvertCodeSet("GBK", "UTF-8", "", out), 0);
