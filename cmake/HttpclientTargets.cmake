@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-# Settings that every target of this project shares: language level, warnings, sanitizers.
+# Settings that every target of this project shares: language level, warnings, sanitizers, coverage.
 
 function(httpclient_target_settings target)
   target_compile_features(${target} PUBLIC cxx_std_17)
@@ -18,6 +18,14 @@ function(httpclient_target_settings target)
     elseif(type STREQUAL "EXECUTABLE")
       target_sources(${target} PRIVATE "${PROJECT_SOURCE_DIR}/cmake/AddressSanitizer.cpp")
     endif()
+  endif()
+endfunction()
+
+# The library's own code: in the preset "coverage" it counts which of its lines and branches are reached.
+function(httpclient_coverage_settings target)
+  if(HTTPCLIENT_COVERAGE)
+    target_compile_options(${target} PRIVATE --coverage -fprofile-update=atomic) # it is reached by many threads
+    target_link_options(${target} PUBLIC --coverage)
   endif()
 endfunction()
 
