@@ -10,8 +10,8 @@
 #include "CallgrindProfile.h"
 
 /// The same work by the library and by libcurl alone; each has a process and a server of its own.
-constexpr std::array WORK_NAMES{"floor-get",    "library-get",     "floor-post",
-                                "library-post", "floor-get-token", "library-get-token"};
+constexpr std::array WORK_NAMES{"floor-get",       "library-get",       "floor-post",        "library-post",
+                                "floor-get-token", "library-get-token", "library-get-pooled"};
 
 /// What one request of a kind of work costs.
 struct Cost {

@@ -3,8 +3,10 @@
 
 #include <map>
 #include <memory>
+#include <vector>
 
 #include <httpclient/HttpClient.h>
+#include <httpclient/HttpConnectionMgr.h>
 #include <httpclient/HttpRequest.h>
 #include <httpclient/HttpResponse.h>
 
@@ -62,6 +64,30 @@ SendOne LibraryGetWithToken(std::uint16_t port) {
     return Library(port, HTTPOPERATION_GET, PATH, "");
 }
 
+/// @return false when the pool takes no more addresses.
+bool FillPool(const std::string& host, unsigned int port, int connections) {
+    CHttpConnectionMgr* pool = CHttpConnectionMgr::Instance();
+    std::vector<CHttpConnection*> lent;
+    for (int i = 0; i < connections; ++i)
+        if (CHttpConnection* conn = pool->GetConn(host, port, false))
+            lent.push_back(conn);
+    for (CHttpConnection* conn : lent)
+        pool->ReleaseConn(conn);
+    return !lent.empty();
+}
+
+/// Beside idle connections: many of its own address, some of each other address that the pool takes.
+SendOne LibraryGetBesidePooled(std::uint16_t port) {
+    constexpr int OF_ITS_OWN = 100;
+    constexpr int OF_EACH_OTHER =
+        5; // each has two descriptors, of which a process often has no more than 1024
+    CHttpConnectionMgr::Instance()->SetRlsTime(3600); // no sweep closes them
+    FillPool("127.0.0.1", port, OF_ITS_OWN);
+    for (int i = 2; FillPool("127.0.0." + std::to_string(i), port, OF_EACH_OTHER); ++i) {
+    }
+    return LibraryGet(port);
+}
+
 } // namespace
 
 SendOne MakeWork(const std::string& name, std::uint16_t port) {
@@ -71,6 +97,7 @@ SendOne MakeWork(const std::string& name, std::uint16_t port) {
         {"floor-post", &FloorPost},
         {"library-post", &LibraryPost},
         {"floor-get-token", &FloorGetWithToken},
-        {"library-get-token", &LibraryGetWithToken}};
+        {"library-get-token", &LibraryGetWithToken},
+        {"library-get-pooled", &LibraryGetBesidePooled}};
     return makers.at(name)(port);
 }

@@ -74,7 +74,8 @@ Cost Difference(Cost cost, const Cost& subtracted) {
     return cost;
 }
 
-/// A cached token counts beyond what libcurl makes of its header line, which the floor has, too.
+/// A cached token counts beyond what libcurl makes of its header line, which the floor has, too; a full pool
+/// beyond a GET from one that holds nothing else.
 Measures Measure(const CostByWork& costs) {
     Measures measures;
     AddMeasures("get", costs.at("library-get"), costs.at("floor-get"), measures);
@@ -83,6 +84,9 @@ Measures Measure(const CostByWork& costs) {
     const Cost line = Difference(costs.at("floor-get-token"), costs.at("floor-get"));
     measures["token.own-instructions"] = added.InstructionsOf(OWN);
     measures["token.instructions"] = added.TotalInstructions() - line.TotalInstructions();
+    const Cost besidePool = Difference(costs.at("library-get-pooled"), costs.at("library-get"));
+    measures["pooled.own-instructions"] = besidePool.InstructionsOf(OWN);
+    measures["pooled.allocations"] = besidePool.allocations;
     measures["token.allocations"] = added.allocations - line.allocations;
     return measures;
 }
