@@ -77,8 +77,9 @@ int CHttpConnectionMgr::Initialize() {
     sem_init(&g_begun, 0, 0);
     const int ret = activate();
     // The process may end right away, and a thread that begins only then would find ACE taken down.
-    while (ret == 0 && sem_wait(&g_begun) != 0)
-        continue; // interrupted
+    while (ret == 0 && sem_wait(&g_begun) != 0) {
+        // interrupted
+    }
     return ret;
 }
 

@@ -8,6 +8,7 @@
 
 #include "ClientFixture.h"
 #include "CurlTranscript.h"
+#include "Verbs.h"
 #include "client/HttpClientImp.h"
 #include "interpose/CurlRecorder.h"
 #include "support/CurlOwners.h"
@@ -237,4 +238,23 @@ TEST_F(Transfer, OfAHeadKeepsTheMethodTextOfAnEarlierPost) {
     ASSERT_EQ(requests.size(), 2U);
     EXPECT_EQ(requests[1].method, "POST");
     EXPECT_EQ(requests[1].body, "");
+}
+
+TEST_F(Transfer, IsThatOfTheVerbWithTheHeadersOfTheRequest) {
+    for (const Verb& verb : VERBS) {
+        curl_easy_reset(m_client.m_curl);
+        const auto request = MakeRequest(HTTPOPERATION_NOT_SET); // the verb that is said counts
+        request->addRequestHeadEntry("A", verb.name);
+        EXPECT_EQ(m_client.SendRequest(*request, verb.type, Url(), "content", m_response, false), 200);
+        const RecordedRequest sent = m_server.requests().back();
+        EXPECT_EQ(sent.method, verb.name);
+        EXPECT_EQ(sent.target, "/path");
+        EXPECT_EQ(sent.Header("A"), verb.name);
+        const bool hasBody = verb.type == HTTPOPERATION_PUT || verb.type == HTTPOPERATION_POST;
+        EXPECT_EQ(sent.body, hasBody ? "content" : "") << verb.name;
+    }
+    EXPECT_EQ(m_client.SendRequest(*MakeRequest(HTTPOPERATION_GET), HTTPOPERATION_NOT_SET, Url(), "",
+                                   m_response, false),
+              -1);
+    EXPECT_EQ(m_server.requests().size(), VERBS.size());
 }
