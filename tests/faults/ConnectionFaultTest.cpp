@@ -20,6 +20,7 @@ constexpr int COULD_NOT_CONNECT = 7;
 constexpr int TIMED_OUT = 28;
 constexpr int TLS_CONNECT_ERROR = 35;
 constexpr int SEND_ERROR = 55;
+constexpr int RECEIVE_ERROR = 56;
 constexpr int PEER_NOT_VERIFIED = 60;
 
 const LoopbackServer::Handler SOUND = [](const RecordedRequest&) { return Sound(); };
@@ -168,31 +169,32 @@ TEST_F(ConnectionFaults, OfAnInterimAnswerThatNeverComesOnlyDelay) {
 // drops each connection at the second request that comes on it.
 TEST_F(ConnectionFaults, OfASixthDroppedKeptConnectionFailARequestAndTheCountBeginsAnew) {
     int failures = 0;
-    for (const Way way : {Way::Kept, Way::TlsKept}) {
-        ClosePool();
-        std::atomic<unsigned int> last{0};
-        const LoopbackServer::Handler dropTheSecond = [&last](const RecordedRequest& request) {
-            const bool isSecond = last.exchange(request.connection) == request.connection;
-            return isSecond ? Silence(After::Close) : Sound();
-        };
-        std::unique_ptr<LoopbackServer> server;
-        if (IsTls(way))
-            server = std::make_unique<TlsLoopbackServer>(dropTheSecond, m_tls.Server());
-        else
-            server = std::make_unique<LoopbackServer>(dropTheSecond);
-        PointAt(*server, way);
-        for (int round = 0; round < 2; ++round) {
-            EXPECT_EQ(Send(way).result, 200) << "on a new connection";
-            for (int again = 1; again <= 5; ++again)
-                EXPECT_EQ(Send(way).body, "sound") << again;
-            const Outcome outcome = Send(way);
-            EXPECT_EQ(outcome.result, -1);
-            EXPECT_EQ(outcome.error, SEND_ERROR);
-            EXPECT_EQ(TimesLogged("Connection died, tried 5 times before giving up"), ++failures);
+    for (const After drop : {After::Close, After::Reset})
+        for (const Way way : {Way::Kept, Way::TlsKept}) {
+            ClosePool();
+            std::atomic<unsigned int> last{0};
+            const LoopbackServer::Handler dropTheSecond = [&last, drop](const RecordedRequest& request) {
+                const bool isSecond = last.exchange(request.connection) == request.connection;
+                return isSecond ? Silence(drop) : Sound();
+            };
+            std::unique_ptr<LoopbackServer> server;
+            if (IsTls(way))
+                server = std::make_unique<TlsLoopbackServer>(dropTheSecond, m_tls.Server());
+            else
+                server = std::make_unique<LoopbackServer>(dropTheSecond);
+            PointAt(*server, way);
+            for (int round = 0; round < 2; ++round) {
+                EXPECT_EQ(Send(way).result, 200) << "on a new connection";
+                for (int again = 1; again <= 5; ++again)
+                    EXPECT_EQ(Send(way).body, "sound") << again;
+                const Outcome outcome = Send(way);
+                EXPECT_EQ(outcome.result, -1);
+                EXPECT_EQ(outcome.error, drop == After::Close ? SEND_ERROR : RECEIVE_ERROR);
+                EXPECT_EQ(TimesLogged("Connection died, tried 5 times before giving up"), ++failures);
+            }
+            EXPECT_EQ(server->connectionsAccepted(), 12U);
+            EXPECT_EQ(server->requests().size(), 24U);
         }
-        EXPECT_EQ(server->connectionsAccepted(), 12U);
-        EXPECT_EQ(server->requests().size(), 24U);
-    }
 }
 
 // After a HEAD, and for a HEAD that goes out under another method, libcurl reads no body; the server sends
