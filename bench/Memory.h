@@ -15,4 +15,3 @@ Memory MemoryNow();
 void TrimMemory();
 
 int ThreadsNow();
-int OpenDescriptorsNow();

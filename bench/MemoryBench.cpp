@@ -14,6 +14,7 @@
 #include <httpclient/HttpResponse.h>
 
 #include "BenchServer.h"
+#include "Descriptors.h"
 #include "Memory.h"
 #include "Pools.h"
 #include "TlsServer.h"
@@ -100,7 +101,10 @@ void AsynchronousInFlight(benchmark::State& state) {
     g_failures = 0;
     for ([[maybe_unused]] auto _ : state) {
         NewPool();
+        const int descriptors = OpenDescriptorsNow();
         Burst(client);
+        state.counters["descriptors/conn"] =
+            static_cast<double>(OpenDescriptorsNow() - descriptors) / IN_FLIGHT;
         TrimMemory();
         const Memory before = MemoryNow();
         const int threads = ThreadsNow();

@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // What a request costs, on many threads and beside many pooled connections.
-#include <sys/resource.h>
-
 #include <algorithm>
 
 #include <benchmark/benchmark.h>
@@ -9,8 +7,8 @@
 #include <httpclient/HttpConnectionMgr.h>
 
 #include "BenchServer.h"
+#include "Descriptors.h"
 #include "LibraryGet.h"
-#include "Memory.h"
 #include "Pools.h"
 #include "TlsServer.h"
 
@@ -35,11 +33,7 @@ int64_t MostOpen(int64_t pooled) {
     constexpr int64_t UNUSED = 2; // descriptors of a connection that has not been used
     constexpr int64_t USED = 5;
     constexpr int64_t RESERVE = 100;
-    rlimit limit{};
-    getrlimit(RLIMIT_NOFILE, &limit);
-    limit.rlim_cur = limit.rlim_max;
-    setrlimit(RLIMIT_NOFILE, &limit);
-    const int64_t left = static_cast<int64_t>(limit.rlim_cur) - OpenDescriptorsNow() - RESERVE;
+    const int64_t left = DescriptorLimit() - OpenDescriptorsNow() - RESERVE;
     return (left - UNUSED * pooled) / (USED - UNUSED);
 }
 

@@ -8,6 +8,7 @@
 #include <httpclient/HttpConnectionMgr.h>
 
 #include "BenchServer.h"
+#include "Descriptors.h"
 #include "RatioReporter.h"
 #include "TlsServer.h"
 
@@ -27,6 +28,7 @@ int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv))
         return 2;
+    RaiseDescriptorLimit();
     g_server = std::make_unique<TlsServer>();
     RatioReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);

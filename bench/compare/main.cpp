@@ -13,6 +13,7 @@
 
 #include <httpclient/HttpConnectionMgr.h>
 
+#include "../Descriptors.h"
 #include "../TlsServer.h"
 #include "../cost/CachedToken.h"
 #include "Contest.h"
@@ -139,6 +140,7 @@ int main(int argc, char** argv) {
     CLI11_PARSE(app, argc, argv);
     for (const char* proxy : {"http_proxy", "https_proxy", "all_proxy", "HTTPS_PROXY", "ALL_PROXY"})
         unsetenv(proxy);
+    RaiseDescriptorLimit();
     try {
         return Run(options);
     } catch (const std::exception& failure) {

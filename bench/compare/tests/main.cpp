@@ -4,8 +4,11 @@
 
 #include <httpclient/testing/Environment.h>
 
+#include "../../Descriptors.h"
+
 int main(int argc, char** argv) {
     ::testing::InitGoogleTest(&argc, argv);
     httpclient::testing::ClearProxyEnvironment();
+    RaiseDescriptorLimit();
     return RUN_ALL_TESTS();
 }
