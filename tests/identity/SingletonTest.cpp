@@ -14,10 +14,10 @@
 #include <httpclient/testing/RecordingTrace.h>
 
 #include "HeldMutex.h"
-#include "HeldPlatform.h"
 #include "IdentityTest.h"
 #include "identity/HttpSiaToken.h"
 #include "interpose/Allocations.h"
+#include "setting/HeldPlatform.h"
 #include "setting/OpenedFiles.h"
 #include "setting/Secrets.h"
 #include "support/Published.h"

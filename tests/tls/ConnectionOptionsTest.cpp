@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <new>
 
-#include "HeldPlatform.h"
 #include "TlsTest.h"
 #include "interpose/Allocations.h"
 #include "interpose/CurlRecorder.h"
 #include "pool/HttpsConnection.h"
+#include "setting/HeldPlatform.h"
 #include "setting/Secrets.h"
 
 using namespace httpclient::testing;

@@ -6,10 +6,10 @@
 
 #include <httpclient/HttpConnectionMgr.h>
 
-#include "HeldPlatform.h"
 #include "TlsTest.h"
 #include "interpose/CurlRecorder.h"
 #include "pool/HttpsConnection.h"
+#include "setting/HeldPlatform.h"
 #include "setting/OpenedFiles.h"
 
 using namespace httpclient::testing;

@@ -6,9 +6,9 @@
 
 #include <vorncipher/VornStatus.h>
 
-#include "HeldPlatform.h"
 #include "TlsTest.h"
 #include "pool/HttpsConnection.h"
+#include "setting/HeldPlatform.h"
 #include "setting/Mutator.h"
 #include "setting/Secrets.h"
 #include "setting/WithoutPrivileges.h"

@@ -5,9 +5,9 @@
 
 #include <dlfcn.h>
 
-#include "HeldPlatform.h"
 #include "TlsTest.h"
 #include "pool/HttpsConnection.h"
+#include "setting/HeldPlatform.h"
 #include "setting/OpenedFiles.h"
 
 using namespace httpclient::testing;

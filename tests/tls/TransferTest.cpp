@@ -9,10 +9,10 @@
 #include <httpclient/HttpConnectionMgr.h>
 #include <httpclient/HttpRequest.h>
 
-#include "HeldPlatform.h"
 #include "TlsTest.h"
 #include "interpose/CurlRecorder.h"
 #include "setting/Callback.h"
+#include "setting/HeldPlatform.h"
 #include "setting/OpenedFiles.h"
 #include "setting/Secrets.h"
 

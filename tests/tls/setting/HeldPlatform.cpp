@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "HeldPlatform.h"
+#include "setting/HeldPlatform.h"
 
 #include <mutex>
 
