@@ -2,6 +2,7 @@
 // Which service a URL path belongs to.
 #include <map>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -25,101 +26,83 @@ std::string Match(const Services& services, const std::string& url, bool bSiaAcc
     return service;
 }
 
-bool Matches(const std::string& pattern, const std::string& url) {
-    return Match({{pattern, "service"}}, url) == "service";
+/// Expects these URLs and none of the others to match a pattern.
+void ExpectMatches(const std::string& pattern, const std::vector<std::string>& urls,
+                   const std::vector<std::string>& others = {}) {
+    for (const std::string& url : urls)
+        EXPECT_EQ(Match({{pattern, "service"}}, url), "service") << pattern << " and " << url;
+    for (const std::string& url : others)
+        EXPECT_EQ(Match({{pattern, "service"}}, url), "") << pattern << " and " << url;
 }
 
-const Services ITEMS{{"/rest/a/v1/items", "items"}};
+const std::string ITEMS = "/rest/a/v1/items";
 
 } // namespace
 
 TEST(UrlMatch, OfAnExactPatternIsThePathItself) {
-    EXPECT_EQ(Match(ITEMS, "/rest/a/v1/items"), "items");
-    for (const char* other : {"/rest/a/v1/items/7", "/rest/a/v1/item", "/rest/a/v1/itemss", "rest/a/v1/items",
-                              "//rest/a/v1/items", "/x/rest/a/v1/items", "/", " /rest/a/v1/items"})
-        EXPECT_EQ(Match(ITEMS, other), "") << other;
+    ExpectMatches(ITEMS, {"/rest/a/v1/items"},
+                  {"/rest/a/v1/items/7", "/rest/a/v1/item", "/rest/a/v1/itemss", "rest/a/v1/items",
+                   "//rest/a/v1/items", "/x/rest/a/v1/items", "/", " /rest/a/v1/items"});
 }
 
 TEST(UrlMatch, OfAnExactPatternIsThePathWithOneSlashAtItsEnd) {
-    EXPECT_EQ(Match(ITEMS, "/rest/a/v1/items/"), "items");
-    EXPECT_EQ(Match(ITEMS, "/rest/a/v1/items//"), "");
+    ExpectMatches(ITEMS, {"/rest/a/v1/items/"}, {"/rest/a/v1/items//"});
 }
 
 TEST(UrlMatch, OfAnExactPatternThatEndsInASlashIsThePathWithAndWithoutIt) {
-    EXPECT_TRUE(Matches("/x/", "/x"));
-    EXPECT_TRUE(Matches("/x/", "/x/"));
-    EXPECT_FALSE(Matches("/x/", "/x//"));
-    EXPECT_TRUE(Matches("/x//", "/x//"));
-    EXPECT_FALSE(Matches("/x//", "/x/"));
+    ExpectMatches("/x/", {"/x", "/x/"}, {"/x//"});
+    ExpectMatches("/x//", {"/x//"}, {"/x/"});
 }
 
 TEST(UrlMatch, OfASlashAloneIsThatOfAnEmptyPath) {
-    EXPECT_TRUE(Matches("/", "/"));
-    EXPECT_TRUE(Matches("/", "?x=1"));
-    EXPECT_TRUE(Matches("/", "/?x=1"));
-    EXPECT_FALSE(Matches("/", "//"));
-    EXPECT_FALSE(Matches("//", "/"));
-    EXPECT_TRUE(Matches("//", "//"));
-    EXPECT_FALSE(Matches("/", "x"));
+    ExpectMatches("/", {"/", "?x=1", "/?x=1"}, {"//", "x"});
+    ExpectMatches("//", {"//"}, {"/"});
 }
 
 TEST(UrlMatch, LooksAtNothingFromTheFirstQuestionMarkOn) {
-    EXPECT_EQ(Match(ITEMS, "/rest/a/v1/items?x=1"), "items");
-    EXPECT_EQ(Match(ITEMS, "/rest/a/v1/items/?x=1"), "items");
-    EXPECT_EQ(Match(ITEMS, "/rest/a/v1/items?"), "items");
-    EXPECT_EQ(Match(ITEMS, "/rest/a/v1/items?x=?/*/"), "items");
-    EXPECT_EQ(Match(ITEMS, "/rest/a/v1?/items"), "");
-    EXPECT_FALSE(Matches("/x?y", "/x?y"));
-    EXPECT_FALSE(Matches("/x?*", "/x?y"));
-    EXPECT_TRUE(Matches("/x*", "/x?y"));
-    EXPECT_FALSE(Matches("/x/*", "/x?/"));
+    ExpectMatches(
+        ITEMS,
+        {"/rest/a/v1/items?x=1", "/rest/a/v1/items/?x=1", "/rest/a/v1/items?", "/rest/a/v1/items?x=?/*/"},
+        {"/rest/a/v1?/items"});
+    ExpectMatches("/x?y", {}, {"/x?y"});
+    ExpectMatches("/x?*", {}, {"/x?y"});
+    ExpectMatches("/x*", {"/x?y"});
+    ExpectMatches("/x/*", {}, {"/x?/"});
 }
 
 TEST(UrlMatch, OfAWildcardIsEveryPathThatBeginsWithWhatStandsBeforeIt) {
-    const Services services{{"/rest/a/v1/items/*", "items"}};
-    EXPECT_EQ(Match(services, "/rest/a/v1/items/7"), "items");
-    EXPECT_EQ(Match(services, "/rest/a/v1/items/7/8"), "items");
-    EXPECT_EQ(Match(services, "/rest/a/v1/items/"), "items");
-    EXPECT_EQ(Match(services, "/rest/a/v1/items/*"), "items");
-    EXPECT_EQ(Match(services, "/rest/a/v1/items"), "");
-    EXPECT_EQ(Match(services, "/rest/a/v1/items?x=/"), "");
-    EXPECT_EQ(Match(services, "/rest/a/v1/"), "");
-    EXPECT_EQ(Match(services, "/"), "");
+    ExpectMatches("/rest/a/v1/items/*",
+                  {"/rest/a/v1/items/7", "/rest/a/v1/items/7/8", "/rest/a/v1/items/", "/rest/a/v1/items/*"},
+                  {"/rest/a/v1/items", "/rest/a/v1/items?x=/", "/rest/a/v1/", "/"});
 }
 
 TEST(UrlMatch, IgnoresWhatFollowsTheFirstWildcard) {
-    EXPECT_TRUE(Matches("/rest/a/v1/*/detail", "/rest/a/v1/anything"));
-    EXPECT_TRUE(Matches("/rest/a/v1/*/detail", "/rest/a/v1/"));
-    EXPECT_TRUE(Matches("/a**", "/a"));
-    EXPECT_TRUE(Matches("/a*b*c", "/az"));
-    EXPECT_TRUE(Matches("/a*/", "/a"));
+    ExpectMatches("/rest/a/v1/*/detail", {"/rest/a/v1/anything", "/rest/a/v1/"});
+    ExpectMatches("/a**", {"/a"});
+    ExpectMatches("/a*b*c", {"/az"});
+    ExpectMatches("/a*/", {"/a"});
 }
 
 TEST(UrlMatch, OfALeadingWildcardIsEveryPath) {
-    for (const char* url : {"/", "x", "/rest/a", "?x=1", "//", "*", "\xff"}) {
-        EXPECT_TRUE(Matches("*", url)) << url;
-        EXPECT_TRUE(Matches("*/rest", url)) << url;
-    }
+    for (const char* pattern : {"*", "*/rest"})
+        ExpectMatches(pattern, {"/", "x", "/rest/a", "?x=1", "//", "*", "\xff"});
 }
 
 TEST(UrlMatch, IsByteForByte) {
-    EXPECT_FALSE(Matches("/rest", "/Rest"));
-    EXPECT_FALSE(Matches("/rest/*", "/REST/x"));
-    EXPECT_FALSE(Matches("/a b", "/a%20b"));
-    EXPECT_FALSE(Matches("/a%2fb", "/a%2Fb"));
-    EXPECT_TRUE(Matches("/a%2fb", "/a%2fb"));
-    EXPECT_TRUE(Matches("/\xff\xfe", "/\xff\xfe/"));
-    EXPECT_FALSE(Matches("/a", "http://host/a"));
-    EXPECT_FALSE(Matches("/a.c", "/abc"));
-    EXPECT_FALSE(Matches("/a\\", "/a"));
+    ExpectMatches("/rest", {}, {"/Rest"});
+    ExpectMatches("/rest/*", {}, {"/REST/x"});
+    ExpectMatches("/a b", {}, {"/a%20b"});
+    ExpectMatches("/a%2fb", {"/a%2fb"}, {"/a%2Fb"});
+    ExpectMatches("/\xff\xfe", {"/\xff\xfe/"});
+    ExpectMatches("/a", {}, {"http://host/a"});
+    ExpectMatches("/a.c", {}, {"/abc"});
+    ExpectMatches("/a\\", {}, {"/a"});
 }
 
 TEST(UrlMatch, DoesNotEndAtANul) {
-    EXPECT_TRUE(Matches("/a\0b"s, "/a\0b/"s));
-    EXPECT_FALSE(Matches("/a\0b"s, "/a\0c"s));
-    EXPECT_FALSE(Matches("/a", "/a\0"s));
-    EXPECT_TRUE(Matches("/a\0*"s, "/a\0c"s));
-    EXPECT_FALSE(Matches("/a\0*"s, "/a"));
+    ExpectMatches("/a\0b"s, {"/a\0b/"s}, {"/a\0c"s});
+    ExpectMatches("/a", {}, {"/a\0"s});
+    ExpectMatches("/a\0*"s, {"/a\0c"s}, {"/a"});
 }
 
 TEST(UrlMatch, OfSeveralIsTheSmallestInByteOrder) {
@@ -170,16 +153,14 @@ TEST(UrlMatch, IsEmptyForAnEmptyUrlAndWithoutConfiguration) {
 }
 
 TEST(UrlMatch, OfSiaAccessIsTheFixedServiceWhateverElse) {
-    EXPECT_EQ(Match(ITEMS, "/rest/a/v1/items", true), "ServiceIdentityAccessService");
-    EXPECT_EQ(Match(ITEMS, "/elsewhere", true), "ServiceIdentityAccessService");
-    EXPECT_EQ(Match(ITEMS, "", true), "ServiceIdentityAccessService");
-    EXPECT_EQ(Match({}, "/rest", true), "ServiceIdentityAccessService");
-    EXPECT_EQ(Match({}, "", true), "ServiceIdentityAccessService");
+    for (const Services& services : {Services{{ITEMS, "items"}}, Services{}})
+        for (const std::string& url : {ITEMS, "/elsewhere"s, ""s})
+            EXPECT_EQ(Match(services, url, true), "ServiceIdentityAccessService") << url;
 }
 
 TEST(UrlMatch, OfAMegabyteOfSlashesLosesOneToo) {
     const std::string slashes(std::size_t{1} << 20, '/');
-    EXPECT_TRUE(Matches(slashes, slashes));
-    EXPECT_FALSE(Matches(slashes, slashes + "/"));
-    EXPECT_TRUE(Matches("//*", slashes));
+    EXPECT_EQ(Match({{slashes, "service"}}, slashes), "service");
+    EXPECT_EQ(Match({{slashes, "service"}}, slashes + "/"), "");
+    EXPECT_EQ(Match({{"//*", "service"}}, slashes), "service");
 }
