@@ -52,7 +52,7 @@ protected:
     std::string Begin() const {
         return "cd " + m_directory.path().string() +
                " && PATH=" TOOLS ":$PATH && exec 2>&1 && "
-               "export VORN_KEY_FILE=$PWD/master.key SSL_ROOT=$PWD/tls && ";
+               "export VORN_KEY_FILE=$PWD/master.key SSL_ROOT=$PWD/tls-root && ";
     }
     examples::Ran Run(const std::string& command) const {
         return examples::Run("sh -c '" + Begin() + command + "'");
@@ -64,8 +64,9 @@ protected:
     /// How a server does TLS with the files laid out for it.
     TlsOptions ServersTls() const {
         TlsOptions options;
-        options.identity = {TextOf("tls/test-server/server.cer"), TextOf("tls/test-server/server_key.pem")};
-        options.clientCaPem = TextOf("tls/test-server/trust.cer");
+        options.identity = {TextOf("tls-root/test-server/server.cer"),
+                            TextOf("tls-root/test-server/server_key.pem")};
+        options.clientCaPem = TextOf("tls-root/test-server/trust.cer");
         return options;
     }
 
