@@ -86,8 +86,8 @@ TEST(RequestView, ShowsNoEncodingWhereNoneIsSet) {
 }
 
 TEST(RequestView, AsksEachGetterOfAForeignImplementationOnce) {
+    std::vector<std::string> calls; // outlives the request, whose end is noted, too
     CHttpRequest request;
-    std::vector<std::string> calls;
     request.m_pImp = std::make_unique<RecordingRequest>(calls);
     const Shown shown(request);
     EXPECT_EQ(calls, (std::vector<std::string>{"getUrlPath()", "getContent()", "getCustomCookieParam()",

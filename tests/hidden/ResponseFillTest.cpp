@@ -77,8 +77,8 @@ TEST(ResponseFill, ReplacesBodyAndHeadAndKeepsTheFirstContentType) {
 }
 
 TEST(ResponseFill, CallsEachSetterOfAForeignImplementationOnce) {
+    std::vector<std::string> calls; // outlives the response, whose end is noted, too
     CHttpResponse response;
-    std::vector<std::string> calls;
     response.m_pImp = std::make_unique<RecordingResponse>(calls);
     Fill(response);
     EXPECT_EQ(calls, (std::vector<std::string>{"setResponseHead(head)", "setResponseBody(body)",

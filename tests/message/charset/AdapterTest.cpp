@@ -35,7 +35,7 @@ namespace {
 
 /// @return a descriptor that has no fallbacks. Descriptors are never closed: one per pair serves all tests.
 iconv_t Descriptor(const std::string& to, const std::string& from) {
-    static std::map<std::string, iconv_t> s_descriptors;
+    static auto& s_descriptors = *new std::map<std::string, iconv_t>; // never destroyed, as they are not
     const auto [entry, isNew] = s_descriptors.try_emplace(to + "<" + from);
     if (isNew)
         entry->second = libiconv_open(to.c_str(), from.c_str());
