@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // A token is exchanged for a request, with each of the fallible calls failing in turn.
+#include <memory>
 #include <utility>
 
 #include <openssl/crypto.h>
@@ -36,13 +37,14 @@ protected:
         CHttpSiaToken::Instance(); // reads its files once for the life of the process
         CHttpConnectionMgr* const pool = CHttpConnectionMgr::Instance();
         pool->ReleaseConn(pool->GetConn(m_address, FakeTokenService::PORT, true));
+        m_response = std::make_unique<CHttpResponse>();
     }
-    void Run() noexcept override {
-        CHttpResponse response;
-        m_result = m_client.synSendRequest(m_request, response, false);
+    void Run() noexcept override { // the send lets no exception out; making a response may
+        m_result = m_client.synSendRequest(m_request, *m_response, false);
     }
     void ExpectOutcome() override { EXPECT_TRUE(m_result == 200 || m_result == -1) << m_result; }
     void Discard() override {
+        m_response.reset();
         EndSia();
         OPENSSL_thread_stop(); // OpenSSL keeps each thread's errors with their texts
     }
@@ -69,6 +71,7 @@ private:
     LoopbackServer m_server{&AnswerAll};
     CHttpClient m_client;
     CHttpRequest m_request;
+    std::unique_ptr<CHttpResponse> m_response;
     int m_result = -2;
 };
 
