@@ -48,11 +48,6 @@ public:
         static_cast<void>(m_list.release()); // the old list is part of the longer one
         m_list.reset(longer);
     }
-    /// As Append(), and the value stays nowhere but in the list.
-    void AppendSecret(const std::string& name, const std::string& value) {
-        const Cleansing cleansing(*m_line);
-        Append(name, value);
-    }
     curl_slist* release() { return m_list.release(); }
 
 private:
@@ -60,6 +55,8 @@ private:
 
     CurlSlistPtr m_list;
     SpareText m_line{g_spareLine};
+    // Tokens, and what hosts authorize themselves with, stay nowhere but in the list.
+    Cleansing m_cleansing{*m_line};
 };
 
 } // namespace
@@ -104,7 +101,7 @@ curl_slist* CHttpClientImp::HeaderListOf(const RequestView& request) const {
     if (!token.empty()) {
         for (; entry != head.end() && entry->first < TOKEN_HEADER; ++entry)
             lines.Append(entry->first, entry->second);
-        lines.AppendSecret(TOKEN_HEADER, token);
+        lines.Append(TOKEN_HEADER, token);
         if (entry != head.end() && entry->first == TOKEN_HEADER)
             ++entry;
     }
