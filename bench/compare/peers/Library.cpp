@@ -3,6 +3,7 @@
 #include "../Peer.h"
 
 #include <httpclient/HttpClient.h>
+#include <httpclient/HttpConnectionMgr.h>
 #include <httpclient/HttpRequest.h>
 #include <httpclient/HttpResponse.h>
 
@@ -11,6 +12,9 @@ namespace {
 class Library : public Peer {
 public:
     explicit Library(const Target& target) : m_target(target) {
+        // The pool would lend the connection of the last round, while all others begin with a new one: one
+        // that has lived longer costs the kernel more.
+        CHttpConnectionMgr::Finalize();
         m_client.setPort(target.port);
         m_client.setScheme(target.tls ? "https" : "http");
         m_request.setVerb(target.body.empty() ? HTTPOPERATION_GET : HTTPOPERATION_POST);
