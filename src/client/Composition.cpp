@@ -55,7 +55,7 @@ private:
 
     CurlSlistPtr m_list;
     SpareText m_line{g_spareLine};
-    // Tokens, and what hosts authorize themselves with, stay nowhere but in the list.
+    // What waits for the next list holds no token, nor what a host authorizes itself with.
     Cleansing m_cleansing{*m_line};
 };
 
