@@ -43,15 +43,17 @@ void AsynchronousGet(benchmark::State& state) {
     g_allWell = true;
     for ([[maybe_unused]] auto _ : state) {
         g_answers = 0;
-        for (int64_t i = 0; i < state.range(0); ++i)
+        for (int64_t i = 0; i < state.range(0); ++i) {
             client.asynSendRequest(request, &CountAnswer, false);
+        }
         WaitForAnswers(state.range(0));
     }
-    if (!g_allWell)
+    if (!g_allWell) {
         state.SkipWithError("a request failed");
+    }
     state.SetItemsProcessed(state.iterations() * state.range(0));
 }
 
-BENCHMARK(AsynchronousGet)->Arg(1)->Arg(100)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(AsynchronousGet)->Arg(1)->Arg(100)->Unit(benchmark::MILLISECOND)->UseRealTime();
 
 } // namespace

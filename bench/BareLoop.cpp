@@ -58,8 +58,9 @@ void BareLoop::SetCommon(std::string& body, const curl_slist* list) {
 
 long BareLoop::Perform() {
     long status = 0;
-    if (curl_easy_perform(m_curl) == CURLE_OK)
+    if (curl_easy_perform(m_curl) == CURLE_OK) {
         curl_easy_getinfo(m_curl, CURLINFO_RESPONSE_CODE, &status);
+    }
     const char* type = nullptr;
     curl_easy_getinfo(m_curl, CURLINFO_CONTENT_TYPE, &type);
     curl_off_t length = 0;

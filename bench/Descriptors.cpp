@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Descriptors.h"
 
-#include <sys/resource.h>
-
 #include <algorithm>
 #include <climits>
 #include <filesystem>
 #include <iterator>
+
+#include <sys/resource.h>
 
 void RaiseDescriptorLimit() {
     rlimit limit{};

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Memory.h"
 
-#include <malloc.h>
-#include <unistd.h>
-
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+
+#include <malloc.h>
+#include <unistd.h>
 
 Memory MemoryNow() {
     const struct mallinfo2 info = mallinfo2();

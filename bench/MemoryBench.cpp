@@ -43,8 +43,9 @@ void IdleConnections(benchmark::State& state, bool tls) {
         state.counters["resident/conn"] = (after.resident - before.resident) / CONNECTIONS;
         state.counters["descriptors/conn"] =
             static_cast<double>(OpenDescriptorsNow() - descriptors) / CONNECTIONS;
-        if (!allWell)
+        if (!allWell) {
             state.SkipWithError("a request failed");
+        }
     }
     CHttpConnectionMgr::Finalize();
 }
@@ -61,8 +62,9 @@ std::atomic<int> g_answers{0};
 std::atomic<int> g_failures{0};
 
 void CountAnswer(const CHttpResponse& response) {
-    if (response.getStatusCode() != 200)
+    if (response.getStatusCode() != 200) {
         ++g_failures;
+    }
     ++g_answers;
 }
 
@@ -81,8 +83,9 @@ Peak Burst(CHttpClient& client) {
     g_answers = 0;
     const auto end = std::chrono::steady_clock::now() + PATIENCE;
     Peak peak;
-    for (int i = 0; i < IN_FLIGHT; ++i)
+    for (int i = 0; i < IN_FLIGHT; ++i) {
         client.asynSendRequest(request, &CountAnswer, false);
+    }
     while (g_answers < IN_FLIGHT && std::chrono::steady_clock::now() < end) {
         const Memory now = MemoryNow();
         peak.allocated = std::max(peak.allocated, now.allocated);
@@ -112,13 +115,14 @@ void AsynchronousInFlight(benchmark::State& state) {
         state.counters["allocated/request"] = (peak.allocated - before.allocated) / IN_FLIGHT;
         state.counters["resident/request"] = (peak.resident - before.resident) / IN_FLIGHT;
         state.counters["threads/request"] = static_cast<double>(peak.threads - threads) / IN_FLIGHT;
-        if (g_answers < IN_FLIGHT || g_failures > 0)
+        if (g_answers < IN_FLIGHT || g_failures > 0) {
             state.SkipWithError("a request failed");
+        }
     }
 }
 
-BENCHMARK(IdlePlainConnections)->Iterations(1)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(IdleTlsConnections)->Iterations(1)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(AsynchronousInFlight)->Iterations(1)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(IdlePlainConnections)->Iterations(1)->Unit(benchmark::MILLISECOND)->UseRealTime();
+BENCHMARK(IdleTlsConnections)->Iterations(1)->Unit(benchmark::MILLISECOND)->UseRealTime();
+BENCHMARK(AsynchronousInFlight)->Iterations(1)->Unit(benchmark::MILLISECOND)->UseRealTime();
 
 } // namespace

@@ -1,14 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Nginx.h"
 
-#include <arpa/inet.h>
-#include <fcntl.h>
-#include <signal.h>
-#include <sys/prctl.h>
-#include <sys/socket.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
@@ -18,6 +10,14 @@
 #include <stdexcept>
 #include <thread>
 #include <vector>
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace {
 
@@ -47,10 +47,12 @@ void FindFreePorts(std::initializer_list<std::uint16_t*> ports) {
         *port = BindFree(probes.back());
         found &= *port != 0;
     }
-    for (const int probe : probes)
+    for (const int probe : probes) {
         close(probe);
-    if (!found)
+    }
+    if (!found) {
         throw std::runtime_error("no free loopback port");
+    }
 }
 
 bool Connects(std::uint16_t port) {
@@ -63,8 +65,9 @@ bool Connects(std::uint16_t port) {
 
 std::string MakeDirectory() {
     std::string path = (std::filesystem::temp_directory_path() / "httpclient-bench-XXXXXX").string();
-    if (mkdtemp(path.data()) == nullptr)
+    if (mkdtemp(path.data()) == nullptr) {
         throw std::runtime_error("no temporary directory");
+    }
     return path;
 }
 
@@ -86,11 +89,13 @@ Nginx::Nginx(const ServerTls& tls) : m_directory(MakeDirectory()) {
 void Nginx::WriteServer(std::ostream& conf, std::uint16_t port, const std::string& settings) const {
     const bool tls = port == m_tlsPort || port == m_closingTlsPort;
     conf << "  server {\n";
-    for (int i = 0; i < (port == m_port ? ADDRESSES : 1); ++i)
+    for (int i = 0; i < (port == m_port ? ADDRESSES : 1); ++i) {
         conf << "    listen " << Address(i) << ":" << port << (tls ? " ssl" : "") << ";\n";
-    if (tls)
+    }
+    if (tls) {
         conf << "    ssl_certificate " << m_directory << "/server.pem; ssl_certificate_key " << m_directory
              << "/server.key; ssl_client_certificate " << m_directory << "/ca.pem; ssl_verify_client on;\n";
+    }
     conf << "    " << settings << "\n    root " << m_directory << ";\n"
          << "    location = /sink { proxy_pass http://127.0.0.1:" << m_port
          << "/128; proxy_method GET; proxy_set_body ''; }\n  }\n";
@@ -102,12 +107,14 @@ void Nginx::WriteFiles() const {
     const std::string dir = m_directory;
     std::ofstream conf(dir + "/nginx.conf");
     conf << "daemon off; worker_processes 1; pid " << dir << "/pid; error_log " << dir << "/error.log;\n";
-    if (geteuid() == 0)
+    if (geteuid() == 0) {
         conf << "user root;\n"; // the files are in a directory that only we may enter
+    }
     conf << "events { worker_connections 8192; }\nworker_rlimit_nofile 10000;\n"
          << "http {\n  access_log off; keepalive_requests 100000000;\n";
-    for (const char* kind : {"client_body", "proxy", "fastcgi", "uwsgi", "scgi"})
+    for (const char* kind : {"client_body", "proxy", "fastcgi", "uwsgi", "scgi"}) {
         conf << "  " << kind << "_temp_path " << dir << "/" << kind << ";\n";
+    }
     conf << "  client_body_buffer_size 64k;\n";
     const std::string keeping = "keepalive_timeout 1h;";
     const std::string closing = "keepalive_timeout 0;";
@@ -129,8 +136,9 @@ void Nginx::Start() {
         _exit(127);
     }
     for (int i = 0; i < 500 && IsRunning(); ++i) {
-        if (Answers())
+        if (Answers()) {
             return;
+        }
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
     Stop();
@@ -138,8 +146,9 @@ void Nginx::Start() {
 }
 
 bool Nginx::IsRunning() {
-    if (waitpid(m_process, nullptr, WNOHANG) != 0)
+    if (waitpid(m_process, nullptr, WNOHANG) != 0) {
         m_process = -1;
+    }
     return m_process > 0;
 }
 

@@ -21,16 +21,18 @@ std::string Host(int64_t number) {
 
 /// Argument: how many addresses the threads share.
 void LendAndTakeBack(benchmark::State& state) {
-    if (state.thread_index() == 0)
+    if (state.thread_index() == 0) {
         NewPool();
+    }
     const std::string host = Host(state.thread_index() % state.range(0));
     for ([[maybe_unused]] auto _ : state) {
         CHttpConnectionMgr* pool = CHttpConnectionMgr::Instance();
         CHttpConnection* conn = pool->GetConn(host, PORT, false);
-        if (conn == nullptr)
+        if (conn == nullptr) {
             state.SkipWithError("no connection");
-        else
+        } else {
             pool->ReleaseConn(conn);
+        }
     }
     state.SetItemsProcessed(state.iterations());
 }
@@ -41,8 +43,9 @@ void LendBesideABusyOne(benchmark::State& state) {
     const std::string host = Host(0);
     MakeConnections(host, PORT, state.range(0));
     CHttpConnection* busy = pool->GetConn(host, PORT, false);
-    for ([[maybe_unused]] auto _ : state)
+    for ([[maybe_unused]] auto _ : state) {
         pool->ReleaseConn(pool->GetConn(host, PORT, false));
+    }
     pool->ReleaseConn(busy);
 }
 
@@ -50,13 +53,15 @@ void LendBesideABusyOne(benchmark::State& state) {
 void SweepFullPool(benchmark::State& state) {
     CHttpConnectionMgr* pool = NewPool();
     const Memory before = MemoryNow();
-    for (int i = 0; i < ADDRESSES; ++i)
+    for (int i = 0; i < ADDRESSES; ++i) {
         MakeConnections(Host(i), PORT, PER_ADDRESS);
+    }
     const auto connections = static_cast<double>(ADDRESSES * PER_ADDRESS);
     state.counters["connections"] = connections;
     state.counters["bytes/connection"] = (MemoryNow().allocated - before.allocated) / connections;
-    for ([[maybe_unused]] auto _ : state)
+    for ([[maybe_unused]] auto _ : state) {
         pool->handle_timeout(ACE_Time_Value::zero, nullptr);
+    }
     CHttpConnectionMgr::Finalize();
 }
 
@@ -69,6 +74,6 @@ BENCHMARK(LendAndTakeBack)
     ->Threads(256)
     ->UseRealTime();
 BENCHMARK(LendBesideABusyOne)->Arg(2)->Arg(100);
-BENCHMARK(SweepFullPool)->Unit(benchmark::kMicrosecond);
+BENCHMARK(SweepFullPool)->Unit(benchmark::MICROSECOND);
 
 } // namespace

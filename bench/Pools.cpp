@@ -13,13 +13,15 @@ namespace {
 class Lent {
 public:
     ~Lent() {
-        for (CHttpConnection* conn : m_connections)
+        for (CHttpConnection* conn : m_connections) {
             CHttpConnectionMgr::Instance()->ReleaseConn(conn);
+        }
     }
     void Borrow(const std::string& host, int port, bool tls) {
         if (CHttpConnection* conn =
-                CHttpConnectionMgr::Instance()->GetConn(host, static_cast<unsigned int>(port), tls))
+                CHttpConnectionMgr::Instance()->GetConn(host, static_cast<unsigned int>(port), tls)) {
             m_connections.push_back(conn);
+        }
     }
 
 private:
@@ -38,16 +40,18 @@ CHttpConnectionMgr* NewPool() {
 
 void MakeConnections(const std::string& host, int port, int64_t count) {
     Lent lent;
-    for (int64_t i = 0; i < count; ++i)
+    for (int64_t i = 0; i < count; ++i) {
         lent.Borrow(host, port, false);
+    }
 }
 
 bool ConnectEach(const std::string& host, int port, bool tls, int64_t count) {
     LibraryGet get(host, port, tls);
     Lent lent;
     for (int64_t i = 0; i < count; ++i) {
-        if (!get.Send())
+        if (!get.Send()) {
             return false;
+        }
         lent.Borrow(host, port, tls);
     }
     return true;

@@ -13,8 +13,9 @@ void RatioReporter::ReportRuns(const std::vector<Run>& reports) {
         m_bAllWell &= !run.error_occurred;
         const auto rate = run.counters.find("items_per_second");
         const bool median = run.run_type == Run::RT_Aggregate && run.aggregate_name == "median";
-        if ((run.repetitions > 1 && !median) || rate == run.counters.end())
+        if ((run.repetitions > 1 && !median) || rate == run.counters.end()) {
             continue;
+        }
         std::string name = run.run_name.function_name + " " + run.run_name.args + " " + run.run_name.threads;
         m_requestsPerSecond[name] = rate->second;
     }
@@ -25,10 +26,12 @@ void RatioReporter::Finalize() {
     std::printf("\nRequests per second, library over bare loop:\n");
     const std::string prefix = "Bare";
     for (const auto& [name, bare] : m_requestsPerSecond) {
-        if (name.compare(0, prefix.size(), prefix) != 0)
+        if (name.compare(0, prefix.size(), prefix) != 0) {
             continue;
+        }
         const auto library = m_requestsPerSecond.find("Library" + name.substr(prefix.size()));
-        if (library != m_requestsPerSecond.end())
+        if (library != m_requestsPerSecond.end()) {
             std::printf("  %-40s %.3f\n", name.substr(prefix.size()).c_str(), library->second / bare);
+        }
     }
 }

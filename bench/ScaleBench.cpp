@@ -18,13 +18,16 @@ static_assert(ADDRESSES == Nginx::ADDRESSES);
 
 /// Argument: how many addresses the threads share.
 void GetOnThreads(benchmark::State& state) {
-    if (state.thread_index() == 0)
+    if (state.thread_index() == 0) {
         NewPool();
+    }
     LibraryGet get(Nginx::Address(static_cast<int>(state.thread_index() % state.range(0))),
                    BenchServer().Server().Port());
-    for ([[maybe_unused]] auto _ : state)
-        if (!get.Send())
+    for ([[maybe_unused]] auto _ : state) {
+        if (!get.Send()) {
             state.SkipWithError("a request failed");
+        }
+    }
     state.SetItemsProcessed(state.iterations());
 }
 
@@ -51,12 +54,15 @@ void GetBesidePooled(benchmark::State& state) {
         allWell = ConnectEach(Nginx::Address(i), port, false, open);
         MakeConnections(Nginx::Address(i), port, each);
     }
-    if (!allWell)
+    if (!allWell) {
         state.SkipWithError("the connections cannot be made");
+    }
     LibraryGet get(Nginx::Address(static_cast<int>(addresses) - 1), port);
-    for ([[maybe_unused]] auto _ : state)
-        if (!get.Send())
+    for ([[maybe_unused]] auto _ : state) {
+        if (!get.Send()) {
             state.SkipWithError("a request failed");
+        }
+    }
     state.counters["open"] = static_cast<double>(open * addresses);
     state.SetItemsProcessed(state.iterations());
     CHttpConnectionMgr::Finalize();
@@ -69,14 +75,14 @@ BENCHMARK(GetOnThreads)
     ->Threads(8)
     ->Threads(64)
     ->Threads(256)
-    ->Unit(benchmark::kMicrosecond)
+    ->Unit(benchmark::MICROSECOND)
     ->UseRealTime();
 BENCHMARK(GetBesidePooled)
     ->Arg(1)
     ->Arg(100)
     ->Arg(1000)
     ->Arg(6000)
-    ->Unit(benchmark::kMicrosecond)
+    ->Unit(benchmark::MICROSECOND)
     ->UseRealTime();
 
 } // namespace

@@ -22,26 +22,31 @@ std::string Url(const char* path) {
 
 /// Counts a request, or ends the measurement if it failed.
 bool Counted(benchmark::State& state, long status) {
-    if (status == 200)
+    if (status == 200) {
         return true;
+    }
     state.SkipWithError("a request failed");
     return false;
 }
 
 void BareGet(benchmark::State& state) {
     BareLoop loop(Url("/128"));
-    for ([[maybe_unused]] auto _ : state)
-        if (!Counted(state, loop.Get()))
+    for ([[maybe_unused]] auto _ : state) {
+        if (!Counted(state, loop.Get())) {
             break;
+        }
+    }
     state.SetItemsProcessed(state.iterations());
 }
 
 void BarePost(benchmark::State& state) {
     BareLoop loop(Url("/sink"));
     const std::string body(POST_BYTES, 'b');
-    for ([[maybe_unused]] auto _ : state)
-        if (!Counted(state, loop.Post(body)))
+    for ([[maybe_unused]] auto _ : state) {
+        if (!Counted(state, loop.Post(body))) {
             break;
+        }
+    }
     state.SetItemsProcessed(state.iterations());
 }
 
@@ -54,8 +59,9 @@ void Library(benchmark::State& state, HTTPOPERATIONTYPE verb, const char* path, 
     request.setContent(body);
     for ([[maybe_unused]] auto _ : state) {
         CHttpResponse response;
-        if (!Counted(state, client.synSendRequest(request, response, false)))
+        if (!Counted(state, client.synSendRequest(request, response, false))) {
             break;
+        }
     }
     state.SetItemsProcessed(state.iterations());
 }

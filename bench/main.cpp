@@ -23,11 +23,13 @@ const TlsServer& BenchServer() {
 }
 
 int main(int argc, char** argv) {
-    for (const char* proxy : {"http_proxy", "https_proxy", "all_proxy", "HTTPS_PROXY", "ALL_PROXY"})
+    for (const char* proxy : {"http_proxy", "https_proxy", "all_proxy", "HTTPS_PROXY", "ALL_PROXY"}) {
         unsetenv(proxy);
+    }
     benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
         return 2;
+    }
     RaiseDescriptorLimit();
     g_server = std::make_unique<TlsServer>();
     RatioReporter reporter;

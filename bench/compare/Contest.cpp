@@ -12,9 +12,10 @@ std::vector<Contestant> MakeContestants() {
     for (const PeerKind& peer : AllPeers()) {
         all.push_back(
             {peer.name, [&peer](const Work& work, double seconds) { return Measure(peer, work, seconds); }});
-        if (peer.name == "libhttpclient")
+        if (peer.name == "libhttpclient") {
             all.push_back({"libhttpclient, asynchronous",
                            [](const Work& work, double) { return MeasureAsynchronous(work); }, true});
+        }
     }
     return all;
 }
@@ -32,9 +33,11 @@ const std::vector<Contestant>& AllContestants() {
 
 std::vector<Contestant> ContestantsOf(const Work& work, const std::vector<std::string>& wanted) {
     std::vector<Contestant> those;
-    for (const Contestant& one : AllContestants())
-        if ((work.burst || !one.burstsOnly) && (those.empty() || Wanted(wanted, one.name)))
+    for (const Contestant& one : AllContestants()) {
+        if ((work.burst || !one.burstsOnly) && (those.empty() || Wanted(wanted, one.name))) {
             those.push_back(one);
+        }
+    }
     return those;
 }
 
@@ -49,11 +52,13 @@ WorkResults Compare(const Work& work, const std::vector<Contestant>& contestants
             progress(one.name);
             figures[one.name].push_back(one.measure(work, seconds));
         }
-        if (!figures[floor].back().Measured())
+        if (!figures[floor].back().Measured()) {
             throw std::runtime_error(work.name + ": the floor got no answer");
+        }
     }
     WorkResults results{work.name, work.title, {}};
-    for (const Contestant& one : contestants)
+    for (const Contestant& one : contestants) {
         results.results.push_back(Summarise(one.name, figures[one.name], figures[floor]));
+    }
     return results;
 }

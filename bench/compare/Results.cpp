@@ -28,12 +28,14 @@ Figures Ratio(const Figures& value, const Figures& floor) {
 
 /// Of none: 0.
 Figures Medians(const std::vector<Figures>& rounds) {
-    if (rounds.empty())
+    if (rounds.empty()) {
         return {};
+    }
     const auto of = [&](double Figures::*field) {
         std::vector<double> values;
-        for (const Figures& round : rounds)
+        for (const Figures& round : rounds) {
             values.push_back(round.*field);
+        }
         return Median(values);
     };
     return {of(&Figures::perSecond), of(&Figures::p50), of(&Figures::cpu)};
@@ -41,8 +43,9 @@ Figures Medians(const std::vector<Figures>& rounds) {
 
 std::string Row(const Result& result) {
     const auto& [peer, median, ratio] = result;
-    if (!median.Measured())
+    if (!median.Measured()) {
         return Text("| %s | - | - | - | - | - | - | %ld |\n", peer.c_str(), median.errors);
+    }
     return Text("| %s | %.0f | %.1f | %.1f | %.2f | %.2f | %.2f | %ld |\n", peer.c_str(), median.perSecond,
                 median.p50, median.cpu, ratio.perSecond, ratio.p50, ratio.cpu, median.errors);
 }
@@ -51,8 +54,9 @@ std::string JsonObject(const std::string& work, const Result& result) {
     const auto& [peer, median, ratio] = result;
     const std::string names =
         Text(R"( {"work": "%s", "peer": "%s", "errors": %ld)", work.c_str(), peer.c_str(), median.errors);
-    if (!median.Measured())
+    if (!median.Measured()) {
         return names + "}";
+    }
     return names +
            Text(R"(, "per_second": %.1f, "p50_us": %.2f, "cpu_us": %.2f, )", median.perSecond, median.p50,
                 median.cpu) +
@@ -69,8 +73,9 @@ Result Summarise(const std::string& peer, const std::vector<Figures>& rounds,
     long errors = 0;
     for (size_t i = 0; i < rounds.size(); ++i) {
         errors += rounds[i].errors;
-        if (!rounds[i].Measured())
+        if (!rounds[i].Measured()) {
             continue;
+        }
         measured.push_back(rounds[i]);
         ratios.push_back(Ratio(rounds[i], floor[i]));
     }
@@ -86,17 +91,20 @@ std::string AsTable(const std::vector<WorkResults>& works) {
         table += "| | requests/s | p50, us | CPU, us | requests/s : floor | p50 : floor | CPU : floor | "
                  "errors |\n";
         table += "|---|---|---|---|---|---|---|---|\n";
-        for (const Result& result : work.results)
+        for (const Result& result : work.results) {
             table += Row(result);
+        }
     }
     return table;
 }
 
 std::string AsJson(const std::vector<WorkResults>& works) {
     std::string json = "[";
-    for (const WorkResults& work : works)
-        for (const Result& result : work.results)
+    for (const WorkResults& work : works) {
+        for (const Result& result : work.results) {
             json += (json.size() > 1 ? ",\n" : "\n") + JsonObject(work.name, result);
+        }
+    }
     return json + "\n]\n";
 }
 

@@ -45,33 +45,37 @@ bool SendOne(Peer& peer, Tally& tally) {
     const char* what = "not the answer that was asked for";
     std::string text;
     try {
-        if (peer.Send())
+        if (peer.Send()) {
             return true;
+        }
     } catch (const std::exception& failure) {
         text = failure.what();
         what = text.c_str();
     }
-    if (tally.errors++ == 0)
+    if (tally.errors++ == 0) {
         std::fprintf(stderr, "a request failed: %s\n", what);
+    }
     return false;
 }
 
 void SendTimed(Peer& peer, Tally& tally) {
     const auto start = Clock::now();
-    if (SendOne(peer, tally))
+    if (SendOne(peer, tally)) {
         tally.times.push_back(Microseconds(Clock::now() - start).count());
+    }
 }
 
 Tally RunThread(Peer& peer, const Work& work, double seconds, StartLine& line) {
     Tally tally;
-    for (int i = 0; i < (work.burst ? 1 : WARM_UP); ++i)
+    for (int i = 0; i < (work.burst ? 1 : WARM_UP); ++i) {
         SendOne(peer, tally);
+    }
     line.Wait();
     const auto end =
         Clock::now() + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
-    do
+    do {
         SendTimed(peer, tally);
-    while (!work.burst && Clock::now() < end && tally.errors < MOST_ERRORS);
+    } while (!work.burst && Clock::now() < end && tally.errors < MOST_ERRORS);
     return tally;
 }
 
@@ -82,8 +86,9 @@ double Median(std::vector<double>& values) {
 }
 
 Figures FiguresOf(size_t requests, double elapsed, double p50, double cpu, long errors) {
-    if (requests == 0)
+    if (requests == 0) {
         return {0, 0, 0, errors};
+    }
     const auto count = static_cast<double>(requests);
     return {1e6 * count / elapsed, p50, cpu / count, errors};
 }
@@ -92,8 +97,9 @@ std::atomic<int> g_answers{0};
 std::atomic<int> g_right{0};
 
 void CountAnswer(const CHttpResponse& response) {
-    if (response.getStatusCode() == 200 && !response.getResponseBody().empty())
+    if (response.getStatusCode() == 200 && !response.getResponseBody().empty()) {
         ++g_right;
+    }
     ++g_answers;
 }
 
@@ -106,10 +112,12 @@ void BurstAsynchronously(CHttpClient& client, const Work& work) {
     g_answers = 0;
     g_right = 0;
     const auto end = Clock::now() + PATIENCE;
-    for (int i = 0; i < work.threads; ++i)
+    for (int i = 0; i < work.threads; ++i) {
         client.asynSendRequest(request, &CountAnswer, false);
-    while (g_answers < work.threads && Clock::now() < end)
+    }
+    while (g_answers < work.threads && Clock::now() < end) {
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
 }
 
 } // namespace
@@ -118,11 +126,13 @@ Figures Measure(const PeerKind& kind, const Work& work, double seconds) {
     std::vector<std::unique_ptr<Peer>> peers;
     std::vector<std::future<Tally>> threads;
     StartLine line(work.threads);
-    for (int i = 0; i < work.threads; ++i)
+    for (int i = 0; i < work.threads; ++i) {
         peers.push_back(kind.make(work.target));
-    for (const auto& peer : peers)
+    }
+    for (const auto& peer : peers) {
         threads.push_back(std::async(std::launch::async, &RunThread, std::ref(*peer), std::cref(work),
                                      seconds, std::ref(line)));
+    }
     line.AwaitAll();
     const double cpu = CpuMicroseconds();
     const auto start = Clock::now();

@@ -26,12 +26,14 @@ void ServeConnection(int connection) {
     char piece[4096];
     for (ssize_t got = 0; (got = read(connection, piece, sizeof piece)) > 0;) {
         request.append(piece, static_cast<size_t>(got));
-        if (request.find("\r\n\r\n") == std::string::npos)
+        if (request.find("\r\n\r\n") == std::string::npos) {
             continue;
+        }
         request.clear();
         std::this_thread::sleep_for(HANDLER_TIME);
-        if (send(connection, answer.data(), answer.size(), MSG_NOSIGNAL) < 0)
+        if (send(connection, answer.data(), answer.size(), MSG_NOSIGNAL) < 0) {
             break;
+        }
     }
     close(connection);
 }
@@ -45,8 +47,9 @@ int Listen(std::uint16_t& port) {
     socklen_t length = sizeof address;
     auto* generic = reinterpret_cast<sockaddr*>(&address);
     if (bind(listener, generic, length) != 0 || listen(listener, SOMAXCONN) != 0 ||
-        getsockname(listener, generic, &length) != 0)
+        getsockname(listener, generic, &length) != 0) {
         return -1;
+    }
     port = ntohs(address.sin_port);
     return listener;
 }
@@ -55,13 +58,15 @@ int Listen(std::uint16_t& port) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     std::uint16_t port = 0;
     const int listener = Listen(port);
-    if (listener == -1 || write(portPipe, &port, sizeof port) != sizeof port)
+    if (listener == -1 || write(portPipe, &port, sizeof port) != sizeof port) {
         _exit(1);
+    }
     close(portPipe);
     for (;;) {
         const int connection = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
-        if (connection == -1)
+        if (connection == -1) {
             _exit(1);
+        }
         std::thread(&ServeConnection, connection).detach();
     }
 }
@@ -70,11 +75,13 @@ int Listen(std::uint16_t& port) {
 
 SlowServer::SlowServer() {
     int ends[2];
-    if (pipe(ends) != 0)
+    if (pipe(ends) != 0) {
         throw std::runtime_error("no pipe");
+    }
     m_process = fork();
-    if (m_process == 0)
+    if (m_process == 0) {
         Serve(ends[1]);
+    }
     close(ends[1]);
     const bool told = read(ends[0], &m_port, sizeof m_port) == sizeof m_port;
     close(ends[0]);

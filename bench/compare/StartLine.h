@@ -14,8 +14,9 @@ public:
     /// A thread is ready. @return when it may go.
     void Wait() {
         std::unique_lock<std::mutex> lock(m_mutex);
-        if (--m_missing == 0)
+        if (--m_missing == 0) {
             m_ready.notify_one();
+        }
         m_go.wait(lock, [this] { return m_bStarted; });
     }
     /// @return when all are ready.

@@ -57,7 +57,8 @@ std::vector<Work> AllWorks(const Ports& ports, const Target& client) {
 
 std::vector<std::string> WorkNames() {
     std::vector<std::string> names;
-    for (const Work& work : AllWorks({}, {}))
+    for (const Work& work : AllWorks({}, {})) {
         names.push_back(work.name);
+    }
     return names;
 }

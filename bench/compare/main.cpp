@@ -41,17 +41,19 @@ public:
     }
     void Finish() const {
         Show("");
-        if (m_bShown)
+        if (m_bShown) {
             std::fprintf(stderr, "\n");
+        }
     }
 
 private:
     void Show(const std::string& what) const {
         constexpr size_t WIDTH = 30;
         const size_t filled = m_all == 0 ? WIDTH : m_done * WIDTH / m_all;
-        if (m_bShown)
+        if (m_bShown) {
             std::fprintf(stderr, "\r[%s%s] %zu/%zu %-60.60s", std::string(filled, '#').c_str(),
                          std::string(WIDTH - filled, ' ').c_str(), m_done, m_all, what.c_str());
+        }
     }
 
     size_t m_all;
@@ -77,21 +79,24 @@ std::vector<Work> WorksOf(const Options& options, const TlsServer& server, const
 
 std::vector<WorkResults> CompareAll(const std::vector<Work>& works, const Options& options) {
     size_t all = 0;
-    for (const Work& work : works)
+    for (const Work& work : works) {
         all += ContestantsOf(work, options.peers).size() * static_cast<size_t>(options.rounds);
+    }
     Progress progress(all);
     std::vector<WorkResults> results;
-    for (const Work& work : works)
+    for (const Work& work : works) {
         results.push_back(
             Compare(work, ContestantsOf(work, options.peers), options.rounds, options.seconds,
                     [&](const std::string& contestant) { progress.Next(work.title + ": " + contestant); }));
+    }
     progress.Finish();
     return results;
 }
 
 void WriteFile(const std::string& path, const std::string& text) {
-    if (!path.empty() && !(std::ofstream(path) << text << std::flush))
+    if (!path.empty() && !(std::ofstream(path) << text << std::flush)) {
         throw std::runtime_error("cannot write " + path);
+    }
 }
 
 bool AnyErrors(const std::vector<WorkResults>& works) {
@@ -118,8 +123,9 @@ int Run(const Options& options) {
 
 std::vector<std::string> PeerNames() {
     std::vector<std::string> names;
-    for (const Contestant& one : AllContestants())
+    for (const Contestant& one : AllContestants()) {
         names.push_back(one.name);
+    }
     return names;
 }
 
@@ -138,8 +144,9 @@ int main(int argc, char** argv) {
     app.add_option("--json", options.json, "file for all figures");
     app.add_option("--svg", options.svg, "file for the picture");
     CLI11_PARSE(app, argc, argv);
-    for (const char* proxy : {"http_proxy", "https_proxy", "all_proxy", "HTTPS_PROXY", "ALL_PROXY"})
+    for (const char* proxy : {"http_proxy", "https_proxy", "all_proxy", "HTTPS_PROXY", "ALL_PROXY"}) {
         unsetenv(proxy);
+    }
     RaiseDescriptorLimit();
     try {
         return Run(options);

@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "AnswerServer.h"
 
+#include <chrono>
+#include <cstdlib>
+#include <stdexcept>
+#include <string>
+
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <unistd.h>
-
-#include <chrono>
-#include <cstdlib>
-#include <stdexcept>
-#include <string>
 
 namespace {
 
@@ -45,8 +45,9 @@ bool ReadRequest(int connection, std::string& unread) {
             }
         }
         const ssize_t got = read(connection, piece, sizeof piece);
-        if (got <= 0)
+        if (got <= 0) {
             return false;
+        }
         unread.append(piece, static_cast<size_t>(got));
     }
 }
@@ -58,8 +59,9 @@ void Serve(int connection) {
     std::string unread;
     while (ReadRequest(connection, unread)) {
         std::this_thread::sleep_for(ANSWER_TIME);
-        if (send(connection, answer.data(), answer.size(), MSG_NOSIGNAL) < 0)
+        if (send(connection, answer.data(), answer.size(), MSG_NOSIGNAL) < 0) {
             return;
+        }
     }
 }
 
@@ -89,8 +91,9 @@ AnswerServer::~AnswerServer() {
 void AnswerServer::AcceptAll() const {
     for (;;) {
         const int connection = accept4(m_listener, nullptr, nullptr, SOCK_CLOEXEC);
-        if (connection == -1)
+        if (connection == -1) {
             return;
+        }
         Serve(connection);
         close(connection);
     }

@@ -18,8 +18,9 @@ public:
     std::string Resolve(const std::string& text) {
         const size_t end = text.find(')');
         const std::string number = text.substr(0, end);
-        if (end != std::string::npos && end + 2 < text.size())
+        if (end != std::string::npos && end + 2 < text.size()) {
             m_names[number] = FileName(text.substr(end + 2));
+        }
         return m_names[number];
     }
 
@@ -43,8 +44,9 @@ long long Cost(const std::string& line) {
 
 InstructionsByObject ReadProfile(const std::string& path) {
     std::ifstream file(path);
-    if (!file)
+    if (!file) {
         throw std::runtime_error("callgrind left no dump " + path);
+    }
     InstructionsByObject instructions;
     ObjectNames names;
     std::string object;
@@ -52,12 +54,13 @@ InstructionsByObject ReadProfile(const std::string& path) {
     bool inclusive =
         false; // the line below "calls=" tells the callee's cost, which stands with the callee, too
     while (std::getline(file, line)) {
-        if (StartsWith(line, "ob="))
+        if (StartsWith(line, "ob=")) {
             object = names.Resolve(line.substr(3));
-        else if (StartsWith(line, "cob="))
+        } else if (StartsWith(line, "cob=")) {
             names.Resolve(line.substr(4));
-        else if (IsCost(line) && !inclusive)
+        } else if (IsCost(line) && !inclusive) {
             instructions[object] += Cost(line);
+        }
         inclusive = StartsWith(line, "calls=");
     }
     return instructions;

@@ -20,10 +20,12 @@ struct Ceiling {
 /// @return false for a line that holds none.
 bool Read(const std::string& line, Ceiling& ceiling) {
     std::istringstream words(line);
-    if (!(words >> ceiling.measure) || ceiling.measure[0] == '#')
+    if (!(words >> ceiling.measure) || ceiling.measure[0] == '#') {
         return false;
-    if (!(words >> ceiling.release >> ceiling.debug))
+    }
+    if (!(words >> ceiling.release >> ceiling.debug)) {
         throw std::runtime_error("a ceiling is incomplete: " + line);
+    }
     return true;
 }
 
@@ -33,8 +35,9 @@ bool OfInstructions(const std::string& measure) {
 
 bool Check(const std::string& measure, double ceiling, const Measures& measures) {
     const auto found = measures.find(measure);
-    if (found == measures.end())
+    if (found == measures.end()) {
         throw std::runtime_error("a ceiling for a measure that there is not: " + measure);
+    }
     const bool below = found->second <= ceiling + ROUNDING;
     std::printf("  %-32s %10.3f  of at most %10.3f  %s\n", measure.c_str(), found->second, ceiling,
                 below ? "ok" : "TOO MUCH");
@@ -46,16 +49,19 @@ bool Check(const std::string& measure, double ceiling, const Measures& measures)
 bool CheckCeilings(const std::string& path, const std::string& buildType, const Measures& measures,
                    bool instructionsCounted) {
     std::ifstream file(path);
-    if (!file)
+    if (!file) {
         throw std::runtime_error("cannot read " + path);
+    }
     bool allBelow = true;
     Ceiling ceiling;
     for (std::string line; std::getline(file, line);) {
-        if (!Read(line, ceiling) || (OfInstructions(ceiling.measure) && !instructionsCounted))
+        if (!Read(line, ceiling) || (OfInstructions(ceiling.measure) && !instructionsCounted)) {
             continue;
+        }
         const std::string& text = buildType == "Debug" ? ceiling.debug : ceiling.release;
-        if (text != "-")
+        if (text != "-") {
             allBelow &= Check(ceiling.measure, std::stod(text), measures);
+        }
     }
     return allBelow;
 }

@@ -21,8 +21,9 @@ namespace fs = std::filesystem;
 template <typename Value> class Dearest {
 public:
     void Offer(double cost, Value value) {
-        if (cost <= m_cost)
+        if (cost <= m_cost) {
             return;
+        }
         m_cost = cost;
         m_value = std::move(value);
     }
@@ -38,8 +39,9 @@ class ScratchDirectory {
 public:
     ScratchDirectory() {
         std::string path = (fs::temp_directory_path() / "httpclient-cost-XXXXXX").string();
-        if (mkdtemp(path.data()) == nullptr)
+        if (mkdtemp(path.data()) == nullptr) {
             throw std::runtime_error("no temporary directory");
+        }
         m_path = path;
     }
     ~ScratchDirectory() {
@@ -62,14 +64,17 @@ std::string Quoted(const std::string& text) {
 /// Runs a command of the shell. @return its standard output.
 std::string Output(const std::string& command) {
     FILE* pipe = popen(command.c_str(), "r");
-    if (pipe == nullptr)
+    if (pipe == nullptr) {
         throw std::runtime_error("cannot run " + command);
+    }
     std::string text;
     char piece[4096];
-    for (size_t got = 0; (got = fread(piece, 1, sizeof piece, pipe)) > 0;)
+    for (size_t got = 0; (got = fread(piece, 1, sizeof piece, pipe)) > 0;) {
         text.append(piece, got);
-    if (pclose(pipe) != 0)
+    }
+    if (pclose(pipe) != 0) {
         throw std::runtime_error("failed: " + command + "\n" + text);
+    }
     return text;
 }
 
@@ -88,8 +93,9 @@ double Allocations(const std::string& output, int requests) {
 
 double Total(const InstructionsByObject& instructions) {
     double sum = 0;
-    for (const auto& [object, count] : instructions)
+    for (const auto& [object, count] : instructions) {
         sum += static_cast<double>(count);
+    }
     return sum;
 }
 
@@ -107,10 +113,12 @@ std::map<std::string, double> Instructions(const std::string& dumps, int request
         }
     }
     std::map<std::string, double> instructions;
-    for (const auto& [object, count] : twice.Get())
+    for (const auto& [object, count] : twice.Get()) {
         instructions[object] += static_cast<double>(count) / requests;
-    for (const auto& [object, count] : once.Get())
+    }
+    for (const auto& [object, count] : once.Get()) {
         instructions[object] -= static_cast<double>(count) / requests;
+    }
     return instructions;
 }
 
@@ -120,8 +128,9 @@ Cost CountCost(const std::string& driver, const std::string& work, int requests,
         Quoted(driver) + " " + work + " " + std::to_string(requests) + " " + std::to_string(server.Port());
     Cost cost;
     cost.allocations = Allocations(Output(command), requests);
-    if (!withInstructions)
+    if (!withInstructions) {
         return cost;
+    }
     const ScratchDirectory scratch;
     const std::string dumps = scratch.Path("dump");
     Output("valgrind --tool=callgrind --dump-before=CostPhaseEnds --callgrind-out-file=" + Quoted(dumps) +
@@ -138,9 +147,11 @@ double Cost::TotalInstructions() const {
 
 double Cost::InstructionsOf(const std::string& prefix) const {
     double sum = 0;
-    for (const auto& [object, count] : instructions)
-        if (object.rfind(prefix, 0) == 0)
+    for (const auto& [object, count] : instructions) {
+        if (object.rfind(prefix, 0) == 0) {
             sum += count;
+        }
+    }
     return sum;
 }
 
@@ -150,7 +161,8 @@ bool HasValgrind() {
 
 CostByWork CountCosts(const std::string& driver, int requests, bool withInstructions) {
     CostByWork costs;
-    for (const char* work : WORK_NAMES)
+    for (const char* work : WORK_NAMES) {
         costs[work] = CountCost(driver, work, requests, withInstructions);
+    }
     return costs;
 }

@@ -20,9 +20,11 @@ namespace {
 constexpr int WARM_UP = 3;
 
 bool Send(const SendOne& send, int count) {
-    for (int i = 0; i < count; ++i)
-        if (send() != 200)
+    for (int i = 0; i < count; ++i) {
+        if (send() != 200) {
             return false;
+        }
+    }
     return true;
 }
 
@@ -36,14 +38,16 @@ long CountedPhase(const SendOne& send, int count) {
 }
 
 bool Count(const SendOne& send, int requests) {
-    if (!Send(send, WARM_UP))
+    if (!Send(send, WARM_UP)) {
         return false;
+    }
     CostPhaseEnds();
     for (int round = 0; round < ROUNDS; ++round) {
         const long once = CountedPhase(send, requests);
         const long twice = CountedPhase(send, 2 * requests);
-        if (once < 0 || twice < 0)
+        if (once < 0 || twice < 0) {
             return false;
+        }
         std::printf("%ld %ld\n", once, twice);
     }
     return true;
@@ -62,7 +66,8 @@ int main(int argc, char** argv) {
     const auto thread = std::async(std::launch::async, [&end] { end.get_future().wait(); });
     const bool counted = Count(MakeWork(argv[1], static_cast<std::uint16_t>(std::atoi(argv[3]))), requests);
     end.set_value();
-    if (!counted)
+    if (!counted) {
         std::fprintf(stderr, "%s: a request failed\n", argv[1]);
+    }
     return counted ? 0 : 1;
 }

@@ -68,11 +68,14 @@ SendOne LibraryGetWithToken(std::uint16_t port) {
 bool FillPool(const std::string& host, unsigned int port, int connections) {
     CHttpConnectionMgr* pool = CHttpConnectionMgr::Instance();
     std::vector<CHttpConnection*> lent;
-    for (int i = 0; i < connections; ++i)
-        if (CHttpConnection* conn = pool->GetConn(host, port, false))
+    for (int i = 0; i < connections; ++i) {
+        if (CHttpConnection* conn = pool->GetConn(host, port, false)) {
             lent.push_back(conn);
-    for (CHttpConnection* conn : lent)
+        }
+    }
+    for (CHttpConnection* conn : lent) {
         pool->ReleaseConn(conn);
+    }
     return !lent.empty();
 }
 

@@ -23,20 +23,22 @@ constexpr const char* OWN = "libhttpclient.so";
 
 bool Parse(int argc, char** argv, Options& options) {
     for (int i = 1; i + 1 < argc; i += 2) {
-        if (std::strcmp(argv[i], "--requests") == 0)
+        if (std::strcmp(argv[i], "--requests") == 0) {
             options.requests = std::atoi(argv[i + 1]);
-        else if (std::strcmp(argv[i], "--check") == 0)
+        } else if (std::strcmp(argv[i], "--check") == 0) {
             options.ceilings = argv[i + 1];
-        else
+        } else {
             return false;
+        }
     }
     return argc % 2 == 1 && options.requests > 0;
 }
 
 void PrintRow(const char* name, const CostByWork& costs, double (*value)(const Cost&)) {
     std::printf("%-28s", name);
-    for (const char* work : WORK_NAMES)
+    for (const char* work : WORK_NAMES) {
         std::printf(" %17.1f", value(costs.at(work)));
+    }
     std::printf("\n");
 }
 
@@ -45,16 +47,18 @@ void PrintTable(const CostByWork& costs) {
     std::set<std::string> objects;
     for (const char* work : WORK_NAMES) {
         std::printf(" %17s", work);
-        for (const auto& [object, count] : costs.at(work).instructions)
+        for (const auto& [object, count] : costs.at(work).instructions) {
             objects.insert(object);
+        }
     }
     std::printf("\n");
     PrintRow("allocations", costs, [](const Cost& cost) { return cost.allocations; });
     PrintRow("instructions", costs, [](const Cost& cost) { return cost.TotalInstructions(); });
     for (const std::string& object : objects) {
         std::printf("  %-26.26s", object.c_str());
-        for (const char* work : WORK_NAMES)
+        for (const char* work : WORK_NAMES) {
             std::printf(" %17.1f", costs.at(work).InstructionsOf(object));
+        }
         std::printf("\n");
     }
 }
@@ -69,8 +73,9 @@ void AddMeasures(const std::string& name, const Cost& library, const Cost& floor
 
 Cost Difference(Cost cost, const Cost& subtracted) {
     cost.allocations -= subtracted.allocations;
-    for (const auto& [object, count] : subtracted.instructions)
+    for (const auto& [object, count] : subtracted.instructions) {
         cost.instructions[object] -= count;
+    }
     return cost;
 }
 
@@ -93,16 +98,19 @@ Measures Measure(const CostByWork& costs) {
 
 int Run(const std::string& self, const Options& options) {
     const bool instructions = HasValgrind();
-    if (!instructions)
+    if (!instructions) {
         std::printf("valgrind is not there: instructions are not counted\n");
+    }
     const CostByWork costs = CountCosts(self + "-driver", options.requests, instructions);
     PrintTable(costs);
     const Measures measures = Measure(costs);
     std::printf("\n");
-    if (!options.ceilings.empty())
+    if (!options.ceilings.empty()) {
         return CheckCeilings(options.ceilings, BUILD_TYPE, measures, instructions) ? 0 : 1;
-    for (const auto& [name, value] : measures)
+    }
+    for (const auto& [name, value] : measures) {
         std::printf("  %-32s %10.3f\n", name.c_str(), value);
+    }
     return 0;
 }
 
@@ -114,8 +122,9 @@ int main(int argc, char** argv) {
         std::fputs(USAGE, stderr);
         return 2;
     }
-    for (const char* proxy : {"http_proxy", "all_proxy", "ALL_PROXY"})
+    for (const char* proxy : {"http_proxy", "all_proxy", "ALL_PROXY"}) {
         unsetenv(proxy);
+    }
     try {
         return Run(argv[0], options);
     } catch (const std::exception& failure) {

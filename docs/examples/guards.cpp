@@ -67,8 +67,9 @@ int sendText(CHttpClient& client, const std::string& text) {
     // [end]
     request.setVerb(HTTPOPERATION_GET);
     request.setUrlPath("/echo");
-    if (isHeaderText(text))
+    if (isHeaderText(text)) {
         request.addRequestHeadEntry("X-Name", text);
+    }
     CHttpResponse response; // a new one for each send
     return client.synSendRequest(request, response, false);
 }

@@ -36,8 +36,9 @@ int get(const std::string& path, std::string& body) {
     request.setUrlPath(path);
     CHttpResponse response; // never used twice
     const int status = client->synSendRequest(request, response, false);
-    if (status != -1)
+    if (status != -1) {
         body = response.getResponseBody();
+    }
     return status;
 }
 // [end]
@@ -74,14 +75,16 @@ void onAnswer(const CHttpResponse& response) { // short: the connection stays le
 
 void sendOnThreads() {
     std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i)
+    for (int i = 0; i < 4; ++i) {
         threads.emplace_back([] {
             std::string body;
             const int status = get("/echo", body);
             std::cout << std::to_string(status) + " on a thread\n";
         });
-    for (std::thread& thread : threads)
+    }
+    for (std::thread& thread : threads) {
         thread.join();
+    }
 }
 
 void sendWithCallback() {
@@ -97,8 +100,9 @@ void sendWithCallback() {
 
 // [stop]
 void stopHttp(std::vector<std::thread>& senders) { // at the end of main()
-    for (std::thread& sender : senders)
-        sender.join();              // first: no send is under way
+    for (std::thread& sender : senders) {
+        sender.join(); // first: no send is under way
+    }
     CHttpConnectionMgr::Finalize(); // then: the pool and its thread end
 } // a process that sends asynchronously leaves Finalize() out and simply ends
 // [end]
@@ -106,8 +110,9 @@ void stopHttp(std::vector<std::thread>& senders) { // at the end of main()
 } // namespace
 
 int main(int argc, char** argv) {
-    if (argc > 1)
+    if (argc > 1) {
         port = std::stoi(argv[1]);
+    }
     startHttp();
     std::cout << CHttpConnectionMgr::Instance()->GetConnPoolSize() << " connections per address\n";
     sendOnThreads();

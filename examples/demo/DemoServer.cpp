@@ -1,18 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "demo/DemoServer.h"
 
-#include "demo/PeerName.h"
-
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <stdexcept>
 
-#include <fmt/format.h>
 #include <httplib.h>
+#include <sys/socket.h>
+
+#include <fmt/format.h>
 #include <json/reader.h>
 #include <json/value.h>
-#include <sys/socket.h>
+
+#include "demo/PeerName.h"
 
 namespace demo {
 namespace {

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "demo/Tokens.h"
-
 #include <memory>
 #include <string>
 #include <thread>
+
+#include "demo/Tokens.h"
 
 namespace httplib {
 class Server;

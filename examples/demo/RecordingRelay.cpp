@@ -2,10 +2,11 @@
 #include "demo/RecordingRelay.h"
 
 #include <array>
-#include <poll.h>
 #include <stdexcept>
 #include <utility>
 #include <vector>
+
+#include <poll.h>
 
 #include <ace/ACE.h>
 #include <ace/INET_Addr.h>

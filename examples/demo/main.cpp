@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 // The demonstration server as a program: something to send to.
-#include "demo/DemoServer.h"
-
 #include <csignal>
 #include <exception>
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
+
+#include "demo/DemoServer.h"
 
 namespace {
 

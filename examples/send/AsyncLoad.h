@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <atomic>
+
 #include "send/Latency.h"
 #include "send/Options.h"
 #include "send/Progress.h"
 #include "send/Sender.h"
-
-#include <atomic>
 
 class CHttpRequest;
 

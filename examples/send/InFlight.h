@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "send/Sender.h"
-
 #include <cstddef>
 #include <vector>
+
+#include "send/Sender.h"
 
 namespace sender {
 

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "send/Sender.h"
-
 #include <cstdint>
 #include <map>
 #include <vector>
+
+#include "send/Sender.h"
 
 namespace sender {
 

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "send/Load.h"
 
-#include "send/AsyncLoad.h"
-#include "send/RequestMaker.h"
-#include "send/Sender.h"
-
 #include <condition_variable>
 #include <mutex>
 #include <thread>
 #include <utility>
+
+#include "send/AsyncLoad.h"
+#include "send/RequestMaker.h"
+#include "send/Sender.h"
 
 namespace sender {
 namespace {

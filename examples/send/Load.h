@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <atomic>
+
 #include "send/Latency.h"
 #include "send/Options.h"
 #include "send/Progress.h"
-
-#include <atomic>
 
 class CHttpRequest;
 

@@ -1,9 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "send/Options.h"
 
-#include "send/Errors.h"
-#include "send/InFlight.h"
-
 #include <algorithm>
 #include <cctype>
 #include <fstream>
@@ -13,6 +10,9 @@
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
+
+#include "send/Errors.h"
+#include "send/InFlight.h"
 
 namespace sender {
 namespace {

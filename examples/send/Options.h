@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "send/Url.h"
-
 #include <map>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include <httpclient/HttpOperationType.h>
+
+#include "send/Url.h"
 
 namespace sender {
 

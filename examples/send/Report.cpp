@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "send/Report.h"
 
-#include "send/Errors.h"
-
 #include <fstream>
 
 #include <fmt/format.h>
+
+#include "send/Errors.h"
 
 namespace sender {
 namespace {

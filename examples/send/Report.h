@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <ostream>
+#include <string>
+
 #include "send/Load.h"
 #include "send/Options.h"
 #include "send/Sender.h"
-
-#include <ostream>
-#include <string>
 
 namespace sender {
 

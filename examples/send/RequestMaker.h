@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "send/Options.h"
-
 #include <memory>
 
 #include <httpclient/HttpClient.h>
 #include <httpclient/HttpRequest.h>
+
+#include "send/Options.h"
 
 namespace sender {
 

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "send/Url.h"
 
-#include "send/Errors.h"
-
 #include <algorithm>
 #include <memory>
 #include <optional>
 
 #include <curl/curl.h>
 #include <fmt/format.h>
+
+#include "send/Errors.h"
 
 namespace sender {
 namespace {

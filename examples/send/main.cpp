@@ -1,5 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 // Sends a request from the command line, once or many times.
+#include <algorithm>
+#include <atomic>
+#include <csignal>
+#include <cstdlib>
+#include <iostream>
+
+#include <unistd.h>
+
+#include <fmt/format.h>
+
+#include <httpclient/HttpConnectionMgr.h>
+#include <httpclient/HttpRequest.h>
+
 #include "send/AsyncLoad.h"
 #include "send/Errors.h"
 #include "send/Load.h"
@@ -8,18 +21,6 @@
 #include "send/Report.h"
 #include "send/RequestMaker.h"
 #include "send/Sender.h"
-
-#include <algorithm>
-#include <atomic>
-#include <csignal>
-#include <cstdlib>
-#include <iostream>
-#include <unistd.h>
-
-#include <fmt/format.h>
-
-#include <httpclient/HttpConnectionMgr.h>
-#include <httpclient/HttpRequest.h>
 
 namespace {
 

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 // The first program: that it works, and that the README shows it as it is.
-#include "demo/DemoServer.h"
-#include "tests/Run.h"
-
 #include <fstream>
 #include <iterator>
 #include <string>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include "demo/DemoServer.h"
+#include "tests/Run.h"
 
 namespace {
 

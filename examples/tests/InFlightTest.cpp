@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "send/InFlight.h"
 
-#include "demo/DemoServer.h"
-
 #include <gtest/gtest.h>
 
 #include <httpclient/HttpClientWrap.h>
 #include <httpclient/HttpRequestWrap.h>
+
+#include "demo/DemoServer.h"
 
 using namespace std::chrono_literals;
 using sender::InFlight;

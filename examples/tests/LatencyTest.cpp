@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "send/Latency.h"
 
-#include "send/Progress.h"
-
 #include <sstream>
 
 #include <gtest/gtest.h>
+
+#include "send/Progress.h"
 
 using sender::Duration;
 using sender::Latencies;

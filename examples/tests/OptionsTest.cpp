@@ -1,15 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "send/Options.h"
 
-#include "send/Errors.h"
-#include "send/RequestMaker.h"
-
 #include <filesystem>
 #include <fstream>
 
+#include <unistd.h>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
+
+#include "send/Errors.h"
+#include "send/RequestMaker.h"
 
 using sender::Options;
 using sender::UsageError;

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "send/Report.h"
 
-#include "send/Errors.h"
-
 #include <sstream>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include "send/Errors.h"
 
 using namespace sender;
 using testing::HasSubstr;

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 // The sender as a program, against the demonstration server.
-#include "demo/DemoServer.h"
-#include "tests/Run.h"
-
 #include <string>
 
 #include <ace/INET_Addr.h>
 #include <ace/SOCK_Acceptor.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include "demo/DemoServer.h"
+#include "tests/Run.h"
 
 using testing::EndsWith;
 using testing::HasSubstr;

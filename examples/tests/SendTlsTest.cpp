@@ -1,8 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // The sender over mutual TLS, set up with the operator's tool.
-#include "demo/DemoServer.h"
-#include "tests/Run.h"
-
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
@@ -11,6 +8,9 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include "demo/DemoServer.h"
+#include "tests/Run.h"
 
 using testing::HasSubstr;
 

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "send/Url.h"
 
-#include "send/Errors.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include "send/Errors.h"
 
 using sender::ParseUrl;
 using sender::Target;

@@ -1,16 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tour/Answers.h"
 
-#include "tour/WaitUntil.h"
-
 #include <filesystem>
 #include <mutex>
 #include <utility>
 
-#include <fmt/format.h>
 #include <unistd.h>
 
+#include <fmt/format.h>
+
 #include <httpclient/HttpResponse.h>
+
+#include "tour/WaitUntil.h"
 
 namespace tour {
 namespace {

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tour/Operator.h"
 
-#include "tour/Tour.h"
-
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
 
 #include <fmt/format.h>
+
+#include "tour/Tour.h"
 
 namespace tour {
 namespace {

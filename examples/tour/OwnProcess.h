@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "tour/Transcript.h"
-
 #include <functional>
 #include <optional>
+
+#include "tour/Transcript.h"
 
 namespace tour {
 

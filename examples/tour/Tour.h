@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "demo/DemoServer.h"
-#include "demo/RecordingRelay.h"
-#include "tour/TraceLog.h"
-#include "tour/Transcript.h"
-
 #include <memory>
 #include <string>
 #include <vector>
 
 #include <httpclient/HttpOperationType.h>
+
+#include "demo/DemoServer.h"
+#include "demo/RecordingRelay.h"
+#include "tour/TraceLog.h"
+#include "tour/Transcript.h"
 
 class CHttpClient;
 class CHttpRequest;

@@ -1,12 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // Shows what the library promises, byte by byte, and checks it. Exit code 0: every promise was kept.
-#include "tour/OwnProcess.h"
-#include "tour/Stop.h"
-#include "tour/TemporaryDirectory.h"
-#include "tour/Tour.h"
-#include "tour/TraceLog.h"
-#include "tour/Transcript.h"
-
 #include <cstdlib>
 #include <exception>
 #include <string>
@@ -14,6 +7,13 @@
 #include <fmt/format.h>
 
 #include <httpclient/HttpConnectionMgr.h>
+
+#include "tour/OwnProcess.h"
+#include "tour/Stop.h"
+#include "tour/TemporaryDirectory.h"
+#include "tour/Tour.h"
+#include "tour/TraceLog.h"
+#include "tour/Transcript.h"
 
 namespace {
 

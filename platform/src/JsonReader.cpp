@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "ovexcommon/JsonReader.h"
 
-#include "StrictJsonTokens.h"
+#include <memory>
+#include <new>
 
 #include <json/reader.h>
 
-#include <memory>
-#include <new>
+#include "StrictJsonTokens.h"
 
 namespace {
 

@@ -1,20 +1,20 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "MasterKey.h"
 
-#include "VornCipherBase64.h"
-
-#include <vorncipher/VornMasterKey.h>
-
-#include <openssl/rand.h>
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <string_view>
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <cerrno>
-#include <cstdlib>
-#include <string_view>
+#include <openssl/rand.h>
+
+#include <vorncipher/VornMasterKey.h>
+
+#include "VornCipherBase64.h"
 
 namespace Vorn {
 namespace {

@@ -3,12 +3,12 @@
 /// The master key: where it lies, what a safe file is, and how it is read and made.
 #pragma once
 
-#include "VornCipherBytes.h"
+#include <cstddef>
+#include <string>
 
 #include <vorncipher/VornStatus.h>
 
-#include <cstddef>
-#include <string>
+#include "VornCipherBytes.h"
 
 namespace Vorn {
 

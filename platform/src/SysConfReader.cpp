@@ -4,13 +4,13 @@
 // of the file "etc/sysconf.json" under APP_ROOT does. The file is read at each call, because it may change.
 #include "ovexcommon/SysConfReader.h"
 
-#include "ovexcommon/JsonReader.h"
-#include "ovexcommon/OvexCommonUtils.h"
-
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+
+#include "ovexcommon/JsonReader.h"
+#include "ovexcommon/OvexCommonUtils.h"
 
 namespace {
 

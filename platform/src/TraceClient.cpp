@@ -3,14 +3,14 @@
 // is produced (2, 3 or 5), OVEX_TRACE_FILE a file that is written instead of standard error.
 #include "ovexcommon/TraceClient.h"
 
-#include "TraceOutput.h"
-#include "TraceText.h"
-
 #include <atomic>
 #include <chrono>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+
+#include "TraceOutput.h"
+#include "TraceText.h"
 
 namespace Ovexcommon {
 

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "TraceOutput.h"
 
-#include "TraceText.h"
-
 #include <cstdio>
 #include <utility>
 
 #include <fcntl.h>
+
+#include "TraceText.h"
 
 namespace Ovexcommon {
 

@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <openssl/err.h>
+
 #include <vorncipher/VornCipher.h>
+#include <vorncipher/VornCipherEncrypt.h>
 
 #include "MasterKey.h"
 #include "VornCipherText.h"
-
-#include <vorncipher/VornCipherEncrypt.h>
-
-#include <openssl/err.h>
 
 namespace {
 

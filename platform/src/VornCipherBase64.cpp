@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "VornCipherBase64.h"
 
-#include <openssl/evp.h>
-
 #include <algorithm>
+
+#include <openssl/evp.h>
 
 namespace Vorn {
 namespace {

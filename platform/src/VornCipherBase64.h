@@ -3,9 +3,9 @@
 /// base64url without padding, as cipher texts and master key files are written in.
 #pragma once
 
-#include "VornCipherBytes.h"
-
 #include <cstddef>
+
+#include "VornCipherBytes.h"
 
 namespace Vorn {
 

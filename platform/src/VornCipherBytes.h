@@ -3,11 +3,11 @@
 /// Memory for keys and plain texts: overwritten before it is given back.
 #pragma once
 
-#include <openssl/crypto.h>
-
 #include <cstddef>
 #include <memory>
 #include <vector>
+
+#include <openssl/crypto.h>
 
 namespace Vorn {
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "VornCipherText.h"
 
-#include "VornCipherBase64.h"
-
-#include <vorncipher/VornCipherEncrypt.h>
+#include <cstdint>
+#include <memory>
+#include <string_view>
 
 #include <openssl/core_names.h>
 #include <openssl/evp.h>
@@ -11,9 +11,9 @@
 #include <openssl/params.h>
 #include <openssl/rand.h>
 
-#include <cstdint>
-#include <memory>
-#include <string_view>
+#include <vorncipher/VornCipherEncrypt.h>
+
+#include "VornCipherBase64.h"
 
 namespace Vorn {
 namespace {

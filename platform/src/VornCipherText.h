@@ -3,12 +3,12 @@
 /// The cipher text: "vorn1:" and base64url of nonce, cipher bytes and tag (AES-256-GCM).
 #pragma once
 
-#include "VornCipherBytes.h"
+#include <string>
 
 #include <vorncipher/VornCipher.h>
 #include <vorncipher/VornStatus.h>
 
-#include <string>
+#include "VornCipherBytes.h"
 
 namespace Vorn {
 

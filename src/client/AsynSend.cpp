@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // The caller's side of an asynchronous send. The worker's is in AsyncOperation.cpp.
-#include "client/HttpClientImp.h"
-
 #include <memory>
 #include <utility>
 
@@ -12,6 +10,7 @@
 
 #include "client/AsyncOperation.h"
 #include "client/ConnectionWait.h"
+#include "client/HttpClientImp.h"
 #include "pool/HttpConnection.h"
 #include "support/CurlOwners.h"
 #include "support/SignalBlock.h"
@@ -96,19 +95,22 @@ void CHttpClientImp::AsynSendOnConnection(const CHttpRequest& request, void (*ca
     const HTTPOPERATIONTYPE verb = request.getVerb();
     std::string content;
     if (request.getParamNums() > 0) {
-        if (verb == HTTPOPERATION_GET || verb == HTTPOPERATION_DELETE)
+        if (verb == HTTPOPERATION_GET || verb == HTTPOPERATION_DELETE) {
             url += request.getParamsAppendInURL();
-        else
+        } else {
             content = request.getParamsAppendInURL();
+        }
     }
 
     // Deliberate: the reset takes the TLS options with it that the connection was made with.
-    if (easy != nullptr)
+    if (easy != nullptr) {
         curl_easy_reset(easy);
+    }
     curl_easy_setopt(easy, CURLOPT_URL, url.c_str());
     CurlSlistPtr list(AppendSlist(request));
-    if (list)
+    if (list) {
         curl_easy_setopt(easy, CURLOPT_HTTPHEADER, list.get());
+    }
 
     auto record = std::make_unique<AsyncOperationArgs>();
     record->bSSL = bSSL;
@@ -120,12 +122,14 @@ void CHttpClientImp::AsynSendOnConnection(const CHttpRequest& request, void (*ca
     record->strContent = std::move(content);
 
     const std::string encoding = request.getAcceptEncoding();
-    if (!encoding.empty())
+    if (!encoding.empty()) {
         SetDecodingHttpResponse(encoding); // deliberately without effect: there is no current handle here
+    }
     curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT, static_cast<long>(m_nConnectTimeout));
     curl_easy_setopt(easy, CURLOPT_TIMEOUT, static_cast<long>(m_nRequestTimeout));
-    if (SetVerb(easy, verb, record->strContent))
+    if (SetVerb(easy, verb, record->strContent)) {
         record->curl = easy;
+    }
 
     if (!StartWorker(record.get())) {
         Trace(TraceLevel::Error, "asynSendRequest::failed to spawn the thread DoAsyncOperation !");

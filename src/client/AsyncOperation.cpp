@@ -24,14 +24,18 @@ constexpr time_t WAIT_WITHOUT_TIMER_SECONDS = 5;
 
 /// Deliberately only logs: the worker carries on with what it has.
 void ReportMissing(const AsyncOperationArgs& args) {
-    if (args.curl == nullptr)
+    if (args.curl == nullptr) {
         Trace(TraceLevel::Error, "HTTP DoAsyncOperation curl is nullptr.");
-    if (args.mcurl == nullptr)
+    }
+    if (args.mcurl == nullptr) {
         Trace(TraceLevel::Error, "HTTP DoAsyncOperation mcurl is nullptr.");
-    if (args.ptrSList == nullptr)
+    }
+    if (args.ptrSList == nullptr) {
         Trace(TraceLevel::Error, "HTTP DoAsyncOperation ptrSList is nullptr.");
-    if (args.ptrHttpConn == nullptr)
+    }
+    if (args.ptrHttpConn == nullptr) {
         Trace(TraceLevel::Error, "HTTP DoAsyncOperation ptrHttpConn is nullptr.");
+    }
 }
 
 void SetWorkerOptions(const AsyncOperationArgs& args, std::string& head, std::string& body) {
@@ -75,11 +79,13 @@ CURLMcode Step(CURLM* multi, int& running) {
 /// Drives the transfer to its end; pauses at least once, even when the first perform has ended it.
 void Drive(CURLM* multi) {
     int running = 1;
-    if (Step(multi, running) != CURLM_OK)
+    if (Step(multi, running) != CURLM_OK) {
         return;
+    }
     do {
-        if (!Pause(multi))
+        if (!Pause(multi)) {
             return;
+        }
         Step(multi, running);
     } while (running != 0);
 }
@@ -122,8 +128,9 @@ void TransferAndCallBack(const AsyncOperationArgs& args) {
 } // namespace
 
 void* DoAsyncOperation(void* args) {
-    if (args == nullptr)
+    if (args == nullptr) {
         return nullptr;
+    }
     // Destroyed in reverse order: the connection is given back before list and record go.
     const std::unique_ptr<AsyncOperationArgs> record(static_cast<AsyncOperationArgs*>(args));
     const CurlSlistPtr list(record->ptrSList);
@@ -138,8 +145,9 @@ void* DoAsyncOperation(void* args) {
 }
 
 void InitTimeStruct(long ms, timeval& tv) {
-    if (ms < 0)
+    if (ms < 0) {
         return;
+    }
     tv.tv_sec = ms / 1000;
     if (tv.tv_sec > 1) {
         tv.tv_sec = 1; // tv_usec deliberately stays as it was

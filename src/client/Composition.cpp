@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // What a request becomes before it is sent: its URL and its header list.
-#include "client/HttpClientImp.h"
-
 #include <algorithm>
 #include <cstddef>
 #include <optional>
@@ -11,6 +9,7 @@
 
 #include <httpclient/HttpRequest.h>
 
+#include "client/HttpClientImp.h"
 #include "identity/HttpSiaToken.h"
 #include "message/RequestView.h"
 #include "support/Cleansing.h"
@@ -23,10 +22,11 @@ namespace {
 /// Appends the host as it stands in a URL: a bare IPv6 address gets brackets.
 void AppendHost(std::string& url, const std::string& domain) {
     const bool bareIpv6 = domain.find(':') != std::string::npos && domain.find('[') == std::string::npos;
-    if (bareIpv6)
+    if (bareIpv6) {
         url.append(1, '[').append(domain).append(1, ']');
-    else
+    } else {
         url.append(domain);
+    }
 }
 
 const std::string& TOKEN_HEADER =
@@ -43,8 +43,9 @@ public:
         line.reserve(std::max(USUAL_LINE, name.size() + 1 + value.size()));
         line.assign(name).append(1, ':').append(value);
         curl_slist* longer = curl_slist_append(m_list.get(), line.c_str());
-        if (longer == nullptr)
+        if (longer == nullptr) {
             return;
+        }
         static_cast<void>(m_list.release()); // the old list is part of the longer one
         m_list.reset(longer);
     }
@@ -90,22 +91,27 @@ curl_slist* CHttpClientImp::HeaderListOf(const RequestView& request) const {
     const RequestView::Head& head = request.RequestHead(copyOfHead);
     std::string copyOfPath;
     std::string token;
-    if (CHttpSiaToken::Instance()->GetSiaToken(request.UrlPath(copyOfPath), token, m_bSiaAccess) < 0)
+    if (CHttpSiaToken::Instance()->GetSiaToken(request.UrlPath(copyOfPath), token, m_bSiaAccess) < 0) {
         Trace(TraceLevel::Error, "CHttpClientImp::AppendSlist, GetSiaToken failed");
-    if (head.empty() && token.empty())
+    }
+    if (head.empty() && token.empty()) {
         return nullptr;
+    }
 
     // The token's line stands where its name belongs in the order, and replaces one of the caller's.
     HeaderLines lines;
     auto entry = head.begin();
     if (!token.empty()) {
-        for (; entry != head.end() && entry->first < TOKEN_HEADER; ++entry)
+        for (; entry != head.end() && entry->first < TOKEN_HEADER; ++entry) {
             lines.Append(entry->first, entry->second);
+        }
         lines.Append(TOKEN_HEADER, token);
-        if (entry != head.end() && entry->first == TOKEN_HEADER)
+        if (entry != head.end() && entry->first == TOKEN_HEADER) {
             ++entry;
+        }
     }
-    for (; entry != head.end(); ++entry)
+    for (; entry != head.end(); ++entry) {
         lines.Append(entry->first, entry->second);
+    }
     return lines.release();
 }

@@ -18,8 +18,9 @@ constexpr time_t RETRY_SECONDS = 3;
 void SleepBeforeRetry() {
     timespec wait{RETRY_SECONDS, 0};
     timespec rest{};
-    while (nanosleep(&wait, &rest) == -1 && errno == EINTR)
+    while (nanosleep(&wait, &rest) == -1 && errno == EINTR) {
         wait = rest;
+    }
 }
 
 } // namespace
@@ -29,8 +30,9 @@ CHttpConnection* WaitForConnection(const std::string& domain, int port, bool bSS
     for (int i = 0; i < MAX_TRIES; ++i) {
         CHttpConnection* conn =
             CHttpConnectionMgr::Instance()->GetConn(domain, static_cast<unsigned int>(port), bSSL);
-        if (conn != nullptr)
+        if (conn != nullptr) {
             return conn;
+        }
         Trace(TraceLevel::Error, failureMessage);
         SleepBeforeRetry();
     }
@@ -38,8 +40,9 @@ CHttpConnection* WaitForConnection(const std::string& domain, int port, bool bSS
 }
 
 ConnectionReturn::~ConnectionReturn() {
-    if (m_pConn == nullptr)
+    if (m_pConn == nullptr) {
         return;
+    }
     try {
         CHttpConnectionMgr::Instance()->ReleaseConn(m_pConn);
     } catch (...) {

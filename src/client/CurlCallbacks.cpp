@@ -33,8 +33,9 @@ void TryToReserve(std::string& text, size_t size) {
 // Apart, so that the many short pieces pay nothing for it.
 [[gnu::noinline]] void ReceiveLong(std::string& text, const char* data, size_t bytes) {
     // A first piece this long may be one of many: room for them all saves moving them as the text grows.
-    if (text.empty())
+    if (text.empty()) {
         TryToReserve(text, ExpectedBody::Size());
+    }
     AppendInPieces(text, data, bytes);
 }
 
@@ -42,10 +43,12 @@ void TryToReserve(std::string& text, size_t size) {
 /// later versions "[HTTP/2] [1] [name: value]".
 /// @return where the value begins; null in any other text.
 const char* RepeatedHeaderValue(const char* text) {
-    if (text == nullptr)
+    if (text == nullptr) {
         return nullptr;
-    if (std::strncmp(text, "h2h3 [", 6) != 0 && std::strncmp(text, "[HTTP/", 6) != 0)
+    }
+    if (std::strncmp(text, "h2h3 [", 6) != 0 && std::strncmp(text, "[HTTP/", 6) != 0) {
         return nullptr;
+    }
     const char* separator = std::strstr(text, ": ");
     return separator != nullptr ? separator + 2 : nullptr;
 }
@@ -64,15 +67,17 @@ void LogText(const char* text) noexcept {
 } // namespace
 
 size_t OnCurlWrite(char* data, size_t size, size_t count, void* user) {
-    if (data == nullptr || user == nullptr)
+    if (data == nullptr || user == nullptr) {
         return WRITE_ERROR;
+    }
     try {
         auto& text = *static_cast<std::string*>(user);
         const size_t bytes = SaturatingProduct(size, count);
-        if (bytes < LONG_PIECE)
+        if (bytes < LONG_PIECE) {
             text.append(data, bytes);
-        else
+        } else {
             ReceiveLong(text, data, bytes);
+        }
     } catch (const std::bad_alloc&) {
         return WRITE_ERROR; // an exception that crossed libcurl would leave the handle unusable
     }
@@ -80,7 +85,8 @@ size_t OnCurlWrite(char* data, size_t size, size_t count, void* user) {
 }
 
 int OnCurlDebug(CURL* /*curl*/, curl_infotype type, char* data, size_t /*size*/, void* /*user*/) {
-    if (type == CURLINFO_TEXT && TraceEnabled(TraceLevel::Detail))
+    if (type == CURLINFO_TEXT && TraceEnabled(TraceLevel::Detail)) {
         LogText(data);
+    }
     return 0;
 }

@@ -18,9 +18,12 @@ thread_local const std::string* t_head = nullptr;
 
 /// The value of the last line of that name; a text may hold the header lines of more than one response.
 unsigned long AnnouncedLength(const std::string& head) {
-    for (std::size_t at = head.rfind('\n'); at != std::string::npos && at > 0; at = head.rfind('\n', at - 1))
-        if (strncasecmp(head.c_str() + at, NAME, NAME_LENGTH) == 0)
+    for (std::size_t at = head.rfind('\n'); at != std::string::npos && at > 0;
+         at = head.rfind('\n', at - 1)) {
+        if (strncasecmp(head.c_str() + at, NAME, NAME_LENGTH) == 0) {
             return std::strtoul(head.c_str() + at + NAME_LENGTH, nullptr, 10);
+        }
+    }
     return 0;
 }
 

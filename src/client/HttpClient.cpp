@@ -10,23 +10,27 @@ CHttpClient::CHttpClient() : m_pImp(std::make_unique<CHttpClientImp>()) {}
 CHttpClient::~CHttpClient() = default;
 
 void CHttpClient::setDomain(const std::string& strDomain) {
-    if (m_pImp)
+    if (m_pImp) {
         m_pImp->setDomain(strDomain);
+    }
 }
 
 void CHttpClient::setSSLSupport() {
-    if (m_pImp)
+    if (m_pImp) {
         m_pImp->setSSLSupport();
+    }
 }
 
 void CHttpClient::setSSLCipherList(const std::string& strList) {
-    if (m_pImp)
+    if (m_pImp) {
         m_pImp->setSSLCipherList(strList);
+    }
 }
 
 void CHttpClient::resizeConnPool(unsigned int maxConnNum, unsigned int maxConnCategory) {
-    if (m_pImp)
+    if (m_pImp) {
         m_pImp->resizeConnPool(maxConnNum, maxConnCategory);
+    }
 }
 
 int CHttpClient::getConnPoolSize() {
@@ -38,18 +42,21 @@ int CHttpClient::getConnAddrSize() {
 }
 
 void CHttpClient::EnableSiaAccess() {
-    if (m_pImp)
+    if (m_pImp) {
         m_pImp->EnableSiaAccess();
+    }
 }
 
 void CHttpClient::setPort(const int& nPort) {
-    if (m_pImp)
+    if (m_pImp) {
         m_pImp->setPort(nPort);
+    }
 }
 
 void CHttpClient::setScheme(const std::string& strScheme) {
-    if (m_pImp)
+    if (m_pImp) {
         m_pImp->setScheme(strScheme);
+    }
 }
 
 std::string CHttpClient::getScheme() {
@@ -57,13 +64,15 @@ std::string CHttpClient::getScheme() {
 }
 
 void CHttpClient::setConnectTimeout(unsigned int nTimeout) {
-    if (m_pImp)
+    if (m_pImp) {
         m_pImp->setConnectTimeout(nTimeout);
+    }
 }
 
 void CHttpClient::setRequestTimeout(unsigned int nTimeout) {
-    if (m_pImp)
+    if (m_pImp) {
         m_pImp->setRequestTimeout(nTimeout);
+    }
 }
 
 int CHttpClient::synSendRequest(const CHttpRequest& request, CHttpResponse& response, bool bSSL) {
@@ -72,6 +81,7 @@ int CHttpClient::synSendRequest(const CHttpRequest& request, CHttpResponse& resp
 
 void CHttpClient::asynSendRequest(const CHttpRequest& request, void (*callback)(const CHttpResponse&),
                                   bool bSSL) {
-    if (m_pImp)
+    if (m_pImp) {
         m_pImp->asynSendRequest(request, callback, bSSL);
+    }
 }

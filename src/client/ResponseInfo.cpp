@@ -9,8 +9,9 @@ constexpr double UNKNOWN_LENGTH = -1.0;
 
 std::string ResponseContentType(CURL* curl) {
     const char* type = nullptr; // libcurl's own text
-    if (curl_easy_getinfo(curl, CURLINFO_CONTENT_TYPE, &type) != CURLE_OK || type == nullptr)
+    if (curl_easy_getinfo(curl, CURLINFO_CONTENT_TYPE, &type) != CURLE_OK || type == nullptr) {
         return "";
+    }
     return type;
 }
 

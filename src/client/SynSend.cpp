@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // The synchronous send.
-#include "client/HttpClientImp.h"
-
 #include <stdexcept>
 #include <utility>
 
@@ -11,6 +9,7 @@
 #include "client/ConnectionWait.h"
 #include "client/CurlCallbacks.h"
 #include "client/ExpectedBody.h"
+#include "client/HttpClientImp.h"
 #include "client/ResponseInfo.h"
 #include "client/UnreadBody.h"
 #include "identity/HttpSiaToken.h"
@@ -41,11 +40,13 @@ private:
 
 /// Adds the parameters to the URL where they belong there. @return what they make of the body elsewhere.
 std::string PlaceParameters(const CHttpRequest& request, HTTPOPERATIONTYPE verb, std::string& url) {
-    if (request.getParamNums() == 0)
+    if (request.getParamNums() == 0) {
         return {};
+    }
     std::string params = request.getParamsAppendInURL();
-    if (verb != HTTPOPERATION_GET && verb != HTTPOPERATION_DELETE)
+    if (verb != HTTPOPERATION_GET && verb != HTTPOPERATION_DELETE) {
         return params;
+    }
     url += params;
     return {};
 }
@@ -55,8 +56,9 @@ std::string PlaceParameters(const CHttpRequest& request, HTTPOPERATIONTYPE verb,
 CHttpConnection* CHttpClientImp::GetHttpConnection(bool bSSL) {
     CHttpConnection* conn = WaitForConnection(m_strDomain, m_nPort, bSSL,
                                               "synSendRequest::no idle conn now, wait 3s and retry...");
-    if (conn != nullptr)
+    if (conn != nullptr) {
         m_curl = conn->GetCurl();
+    }
     return conn;
 }
 
@@ -127,15 +129,17 @@ int CHttpClientImp::SynSendOnConnection(const CHttpRequest& request, CHttpRespon
     }
     std::string copyOfEncoding;
     const std::string& encoding = view.AcceptEncoding(copyOfEncoding);
-    if (!encoding.empty())
+    if (!encoding.empty()) {
         SetDecodingHttpResponse(encoding);
+    }
 
     std::string body;
     const auto send = [&] {
         const size_t begin = body.size();
         const int result = SendVerb(view, verb, url, content, body, bSSL);
-        if (result != -1)
+        if (result != -1) {
             EndConnectionOfUnreadBody(m_curl, result, body, begin);
+        }
         return result;
     };
     int status = send();
@@ -145,8 +149,9 @@ int CHttpClientImp::SynSendOnConnection(const CHttpRequest& request, CHttpRespon
         // Deliberate: body and head keep the text of the refused try, that of this one is appended.
         status = send();
     }
-    if (status == -1)
+    if (status == -1) {
         return -1;
+    }
 
     const size_t received = body.size();
     ResponseFill fill(response);

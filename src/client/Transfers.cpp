@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // The ten transfers, and what surrounds them on the borrowed handle.
-#include "client/HttpClientImp.h"
-
 #include <array>
 
 #include "client/CurlCallbacks.h"
+#include "client/HttpClientImp.h"
 #include "client/ResponseInfo.h"
 #include "support/PiecewiseCopy.h"
 #include "support/SpareText.h"
@@ -91,12 +90,14 @@ CURLcode Set(Step step, CHttpClientImp& client, CURL* curl, const TransferKind& 
 }
 
 void ReportFailedOption(Step step, CURLcode result) {
-    if (step == Step::Method)
+    if (step == Step::Method) {
         Trace(TraceLevel::Error, "HTTP Post failed,curl_easy_setopt CURLOPT_CUSTOMREQUEST retcode is : %d",
               result);
-    if (step == Step::Body)
+    }
+    if (step == Step::Body) {
         Trace(TraceLevel::Error, "HTTP Post failed,curl_easy_setopt CURLOPT_POSTFIELDS retcode is : %d",
               result);
+    }
 }
 
 long ResponseCode(CURL* curl) {
@@ -106,12 +107,14 @@ long ResponseCode(CURL* curl) {
 }
 
 void ReportFailedTransfer(const TransferKind& kind, CURL* curl, CURLcode result) {
-    if (kind.report == Report::ResultCode)
+    if (kind.report == Report::ResultCode) {
         Trace(TraceLevel::Error, "HTTP synSendRequest::%s curl_easy_perform call failed, error no is:%d",
               kind.name, result);
-    if (kind.report == Report::OptionsAndResponseCode)
+    }
+    if (kind.report == Report::OptionsAndResponseCode) {
         Trace(TraceLevel::Error, "HTTP asynSendRequest failed,the response code is : %d",
               static_cast<int>(ResponseCode(curl)));
+    }
 }
 
 int Perform(const TransferKind& kind, CHttpClientImp& client, CURL* curl, const Transfer& transfer) {
@@ -121,12 +124,14 @@ int Perform(const TransferKind& kind, CHttpClientImp& client, CURL* curl, const 
     }
     for (const Step step : kind.steps) {
         const CURLcode set = Set(step, client, curl, kind, transfer);
-        if (set != CURLE_OK && kind.report == Report::OptionsAndResponseCode)
+        if (set != CURLE_OK && kind.report == Report::OptionsAndResponseCode) {
             ReportFailedOption(step, set); // and carries on
+        }
     }
     const CURLcode performed = curl_easy_perform(curl);
-    if (performed == CURLE_OK)
+    if (performed == CURLE_OK) {
         return static_cast<int>(ResponseCode(curl));
+    }
     ReportFailedTransfer(kind, curl, performed);
     return -1;
 }
@@ -217,15 +222,17 @@ int CHttpClientImp::SendHeadRequest(const std::string& url, std::string& respons
 }
 
 void CHttpClientImp::GetResponseHead(std::string& head) {
-    if (m_curl == nullptr)
+    if (m_curl == nullptr) {
         return;
+    }
     curl_easy_setopt(m_curl, CURLOPT_HEADERDATA, &head);
     curl_easy_setopt(m_curl, CURLOPT_HEADERFUNCTION, &OnCurlWrite);
 }
 
 void CHttpClientImp::SetDecodingHttpResponse(const std::string& encoding) {
-    if (m_curl == nullptr)
+    if (m_curl == nullptr) {
         return;
+    }
     curl_easy_setopt(m_curl, CURLOPT_ACCEPT_ENCODING, encoding.c_str());
     curl_easy_setopt(m_curl, CURLOPT_HTTP_CONTENT_DECODING, 1L);
 }

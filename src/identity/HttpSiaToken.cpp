@@ -31,8 +31,9 @@ CHttpSiaToken* CHttpSiaToken::Instance() {
 CHttpSiaToken* CHttpSiaToken::MakeInstance() {
     const ACE_Guard<ACE_Thread_Mutex> guard(m_Mutex);
     CHttpSiaToken* instance = LoadPublished(m_pInstance);
-    if (instance != nullptr)
+    if (instance != nullptr) {
         return instance;
+    }
 
     const auto destroy = [](CHttpSiaToken* token) { delete token; };
     std::unique_ptr<CHttpSiaToken, decltype(destroy)> created(new CHttpSiaToken, destroy);
@@ -50,11 +51,13 @@ bool CHttpSiaToken::GetServiceIdentitySwitch() {
 }
 
 int CHttpSiaToken::GetSiaToken(const std::string& url, std::string& token, bool bSiaAccess) {
-    if (!m_bServiceIdentity)
+    if (!m_bServiceIdentity) {
         return 0;
+    }
     // The exchange's own request travels this way, too, and must not ask for a token.
-    if (url.find(g_strSiaTokenPath) != std::string::npos)
+    if (url.find(g_strSiaTokenPath) != std::string::npos) {
         return 0;
+    }
     const std::string service = GetServiceNameByUrl(url, bSiaAccess);
     if (service.empty()) {
         Trace(TraceLevel::Progress, "no need to get sia token, url: %s", url.c_str());
@@ -72,8 +75,9 @@ int CHttpSiaToken::GetSiaToken(const std::string& url, std::string& token, bool 
         return 0;
     }
     const int result = RequestSiaToken(service, rec);
-    if (result != 0)
+    if (result != 0) {
         return result; // an expired entry stays
+    }
 
     const TokenGuard guard(m_TokenMutex);
     m_mapSiaToken[service] = rec;
@@ -84,8 +88,9 @@ int CHttpSiaToken::GetSiaToken(const std::string& url, std::string& token, bool 
 int CHttpSiaToken::GetTokenFromBuf(const std::string& service, SiaToken& out) {
     const TokenGuard guard(m_TokenMutex);
     const auto entry = m_mapSiaToken.find(service);
-    if (entry == m_mapSiaToken.end())
+    if (entry == m_mapSiaToken.end()) {
         return -1;
+    }
     out = entry->second;
     return 0;
 }
@@ -97,8 +102,9 @@ bool CHttpSiaToken::IsTokenValid(const SiaToken& rec) {
 
 int CHttpSiaToken::EraseTokenFromBuf(const std::string& url, bool bSiaAccess) {
     const std::string service = GetServiceNameByUrl(url, bSiaAccess);
-    if (service.empty())
+    if (service.empty()) {
         return -1;
+    }
     const TokenGuard guard(m_TokenMutex);
     m_mapSiaToken.erase(service);
     return 0;

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 // The process's JWT. Its text is never logged, nor is the directory that it lies in.
-#include "identity/HttpSiaToken.h"
-
 #include <json/value.h>
+
 #include <ovexcommon/OvexCommonUtils.h>
 
 #include "identity/AuthConfig.h"
+#include "identity/HttpSiaToken.h"
 #include "support/JsonFile.h"
 #include "support/Trace.h"
 

@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 // The service URL configuration: loading, and matching of URL paths.
-#include "identity/HttpSiaToken.h"
-
 #include <string_view>
 
 #include <json/value.h>
 
 #include "identity/AuthConfig.h"
+#include "identity/HttpSiaToken.h"
 #include "support/JsonFile.h"
 #include "support/Trace.h"
 
@@ -14,8 +13,9 @@ namespace {
 
 /// Removes one "/" from the end, if there is one.
 void StripSlash(std::string_view& text) {
-    if (!text.empty() && text.back() == '/')
+    if (!text.empty() && text.back() == '/') {
         text.remove_suffix(1);
+    }
 }
 
 /// Matches a pattern without "*". Deliberate: the path loses one final "/" and stays so for later patterns.
@@ -52,8 +52,9 @@ int CHttpSiaToken::LoadServiceUrlConf() {
         }
         // Deliberate: what was stored before a fault stays.
         for (const std::string& name : root.getMemberNames()) {
-            if (name.empty() || root[name]["type"].asString() != "sia")
+            if (name.empty() || root[name]["type"].asString() != "sia") {
                 continue;
+            }
             m_mapServiceUrl[name] = root[name]["service"].asString();
         }
         Trace(TraceLevel::Progress, "load service_url_config.json successfully, sia url count: %d",
@@ -66,13 +67,17 @@ int CHttpSiaToken::LoadServiceUrlConf() {
 }
 
 std::string CHttpSiaToken::GetServiceNameByUrl(const std::string& url, bool bSiaAccess) {
-    if (bSiaAccess)
+    if (bSiaAccess) {
         return "ServiceIdentityAccessService";
-    if (url.empty() || m_mapServiceUrl.empty())
+    }
+    if (url.empty() || m_mapServiceUrl.empty()) {
         return "";
+    }
     std::string_view path = std::string_view(url).substr(0, url.find('?'));
-    for (const auto& [pattern, service] : m_mapServiceUrl)
-        if (Matches(pattern, path))
+    for (const auto& [pattern, service] : m_mapServiceUrl) {
+        if (Matches(pattern, path)) {
             return service;
+        }
+    }
     return "";
 }

@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The exchange with the token service: the process's JWT for a service's token.
-#include "identity/HttpSiaToken.h"
-
 #include <json/value.h>
+
 #include <ovexcommon/JsonReader.h>
 #include <ovexcommon/SysConfReader.h>
 
@@ -11,6 +10,7 @@
 #include <httpclient/HttpResponse.h>
 
 #include "identity/AuthConfig.h"
+#include "identity/HttpSiaToken.h"
 #include "support/MaintenanceService.h"
 #include "support/Trace.h"
 
@@ -46,8 +46,9 @@ int Send(const std::string& service, const std::string& jwt, CHttpResponse& resp
 
 int CHttpSiaToken::RequestSiaToken(const std::string& service, SiaToken& out) {
     const std::string jwt = GetJwt();
-    if (jwt.empty())
+    if (jwt.empty()) {
         return -1;
+    }
     try {
         CHttpResponse response;
         const int status = Send(service, jwt, response);

@@ -16,14 +16,15 @@
 
 namespace {
 
-constexpr const char* kUnknownCodeSet = "UNKOWN"; // the marker is misspelt everywhere, and must stay so
-constexpr std::size_t kFailed = static_cast<std::size_t>(-1);
+constexpr const char* UNKNOWN_CODE_SET = "UNKOWN"; // the marker is misspelt everywhere, and must stay so
+constexpr std::size_t FAILED = static_cast<std::size_t>(-1);
 
 void ReplaceEachByte(const char*, std::size_t count, void (*write)(const unsigned int*, std::size_t, void*),
                      void* arg, void*) {
-    constexpr unsigned int kReplacement = '?';
-    for (std::size_t i = 0; i < count; ++i)
-        write(&kReplacement, 1, arg);
+    constexpr unsigned int REPLACEMENT = '?';
+    for (std::size_t i = 0; i < count; ++i) {
+        write(&REPLACEMENT, 1, arg);
+    }
 }
 
 void ReplaceCharacter(unsigned int, void (*write)(const char*, std::size_t, void*), void* arg, void*) {
@@ -31,18 +32,20 @@ void ReplaceCharacter(unsigned int, void (*write)(const char*, std::size_t, void
 }
 
 // NOLINTNEXTLINE(performance-no-int-to-ptr): this is how libiconv_open says no
-const iconv_t kNotOpen = reinterpret_cast<iconv_t>(-1);
+const iconv_t NOT_OPEN = reinterpret_cast<iconv_t>(-1);
 
 /// A conversion between two sets. Its shift state goes on from text to text; it is never closed.
 class Conversion {
 public:
     /// Opens the conversion unless it is open already.
     bool Open(const std::string& from, const std::string& to) {
-        if (m_descriptor != kNotOpen)
+        if (m_descriptor != NOT_OPEN) {
             return true;
+        }
         m_descriptor = libiconv_open(to.c_str(), from.c_str());
-        if (m_descriptor == kNotOpen)
+        if (m_descriptor == NOT_OPEN) {
             return false;
+        }
         iconv_fallbacks fallbacks{ReplaceEachByte, ReplaceCharacter, nullptr, nullptr, nullptr};
         libiconvctl(m_descriptor, ICONV_SET_FALLBACKS, &fallbacks);
         return true;
@@ -57,7 +60,7 @@ public:
 
 private:
     std::mutex m_mutex;
-    iconv_t m_descriptor = kNotOpen;
+    iconv_t m_descriptor = NOT_OPEN;
 };
 
 /// @return the pair's conversion, opened if this is its first use; null if it can't be opened.
@@ -84,18 +87,21 @@ int ConvertCodeSet(const std::string& from, const std::string& to, const std::st
         out = in;
         return 0;
     }
-    if (to == kUnknownCodeSet || from == kUnknownCodeSet)
+    if (to == UNKNOWN_CODE_SET || from == UNKNOWN_CODE_SET) {
         return -1;
+    }
     Conversion* const conversion = FindConversion(from, to);
-    if (conversion == nullptr)
+    if (conversion == nullptr) {
         return -1;
+    }
 
     const std::size_t size = 2 * in.size() + 2;
     const std::unique_ptr<char[]> buffer(new char[size]);
     memset_s(buffer.get(), size, 0, size);
     const std::size_t result = conversion->Convert(in, buffer.get(), size);
-    if (result == kFailed)
+    if (result == FAILED) {
         return -1;
+    }
     out.assign(buffer.get(), strnlen(buffer.get(), size)); // the text may fill the buffer without a NUL
     return static_cast<int>(result);
 }

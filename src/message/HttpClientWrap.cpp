@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <httpclient/HttpClientWrap.h>
-
 #include <ovexcommon/SysConfReader.h>
+
+#include <httpclient/HttpClientWrap.h>
 
 #include "support/MaintenanceService.h"
 
@@ -31,8 +31,9 @@ std::unique_ptr<CHttpClient> HttpClientWrap::MakeClientPtr(const std::string& do
     auto client = MakeTimedClient(connectTimeout, requestTimeout);
     client->setDomain(domain);
     client->setPort(port);
-    if (ssl)
+    if (ssl) {
         UseTls(*client);
+    }
     return client;
 }
 

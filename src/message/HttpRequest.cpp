@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <httpclient/HttpRequest.h>
-
 #include <utility>
+
+#include <httpclient/HttpRequest.h>
 
 #include "message/HttpRequestImp.h"
 
@@ -20,8 +20,9 @@ bool CHttpRequest::removeRequestHeadEntry(const std::string& name) {
 }
 
 void CHttpRequest::removeRequestHead() {
-    if (m_pImp)
+    if (m_pImp) {
         m_pImp->removeRequestHead();
+    }
 }
 
 std::string CHttpRequest::getRequestHeadEntry(const std::string& name) const {
@@ -55,8 +56,9 @@ bool CHttpRequest::removeParam(std::string name) { // NOLINT(performance-unneces
 }
 
 void CHttpRequest::RemoveAllParams() {
-    if (m_pImp)
+    if (m_pImp) {
         m_pImp->RemoveAllParams();
+    }
 }
 
 std::vector<std::string> CHttpRequest::getParam(const std::string& name) const {
@@ -80,8 +82,9 @@ std::map<std::string, std::vector<std::string>> CHttpRequest::getRequestParams()
 }
 
 void CHttpRequest::setCustomCookieParam(const std::string& cookie) {
-    if (m_pImp)
+    if (m_pImp) {
         m_pImp->setCustomCookieParam(cookie);
+    }
 }
 
 std::string CHttpRequest::getCustomCookieParam() const {
@@ -158,8 +161,9 @@ bool CHttpRequest::setForwardFilter(const std::string& filter) {
 }
 
 void CHttpRequest::setVerb(HTTPOPERATIONTYPE verb) {
-    if (m_pImp)
+    if (m_pImp) {
         m_pImp->setVerb(verb);
+    }
 }
 
 HTTPOPERATIONTYPE CHttpRequest::getVerb() const {
@@ -167,8 +171,9 @@ HTTPOPERATIONTYPE CHttpRequest::getVerb() const {
 }
 
 void CHttpRequest::setUrlPath(const std::string& path) {
-    if (m_pImp)
+    if (m_pImp) {
         m_pImp->setUrlPath(path);
+    }
 }
 
 std::string CHttpRequest::getUrlPath() const {

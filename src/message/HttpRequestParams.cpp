@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Query parameters of a request: the store, their rendering, and the text services that rendering uses.
-#include "message/HttpRequestImp.h"
-
 #include "message/CodeSetConverter.h"
+#include "message/HttpRequestImp.h"
 #include "message/NamedEntries.h"
 
 namespace {
@@ -47,19 +46,23 @@ std::map<std::string, std::vector<std::string>> CHttpRequestImp::getRequestParam
 
 std::string CHttpRequestImp::getParamsAppendInURL() const {
     std::string charset = getAcceptCharset();
-    if (charset.empty())
+    if (charset.empty()) {
         charset = DEFAULT_CHARSET;
-    if (m_mapParams.empty())
+    }
+    if (m_mapParams.empty()) {
         return "";
+    }
 
     std::string text;
-    if (m_eVerb == HTTPOPERATION_GET || m_eVerb == HTTPOPERATION_DELETE)
+    if (m_eVerb == HTTPOPERATION_GET || m_eVerb == HTTPOPERATION_DELETE) {
         text = "?";
+    }
     for (auto entry = m_mapParams.begin(); entry != m_mapParams.end(); ++entry) {
         const auto& [name, values] = *entry;
         // Deliberate: one parameter without values empties the whole text, whatever stands before it.
-        if (values.empty())
+        if (values.empty()) {
             return "";
+        }
         for (const std::string& value : values) {
             std::string converted; // stays empty when the value cannot be converted
             codeSetConvert(charset, URL_CHARSET, value, converted);
@@ -71,15 +74,17 @@ std::string CHttpRequestImp::getParamsAppendInURL() const {
 }
 
 std::string CHttpRequestImp::encodeParam(const std::string& text) const {
-    if (text.empty() || !m_pCurl)
+    if (text.empty() || !m_pCurl) {
         return "";
+    }
     const CurlTextPtr escaped(curl_easy_escape(m_pCurl.get(), text.data(), static_cast<int>(text.size())));
     return escaped ? escaped.get() : "";
 }
 
 std::string CHttpRequestImp::decodeParam(const std::string& text) {
-    if (text.empty() || !m_pCurl)
+    if (text.empty() || !m_pCurl) {
         return "";
+    }
     int length = 0; // deliberately unused: the result ends before the first NUL byte
     const CurlTextPtr plain(
         curl_easy_unescape(m_pCurl.get(), text.data(), static_cast<int>(text.size()), &length));

@@ -10,8 +10,9 @@ CHttpResponse::CHttpResponse() : m_pImp(std::make_unique<CHttpResponseImp>()) {}
 CHttpResponse::~CHttpResponse() = default;
 
 void CHttpResponse::setResponseHead(const std::string& head) {
-    if (m_pImp)
+    if (m_pImp) {
         m_pImp->setResponseHead(head);
+    }
 }
 
 bool CHttpResponse::addResponseHeadEntry(const std::string& name, const std::string& value) {
@@ -39,8 +40,9 @@ std::string CHttpResponse::getResponseBody() const {
 }
 
 void CHttpResponse::setResponseBody(const std::string& body) {
-    if (m_pImp)
+    if (m_pImp) {
         m_pImp->setResponseBody(body);
+    }
 }
 
 std::string CHttpResponse::getContentType() const {
@@ -52,8 +54,9 @@ bool CHttpResponse::setContentType(const std::string& type) {
 }
 
 void CHttpResponse::setContentLen(double length) {
-    if (m_pImp)
+    if (m_pImp) {
         m_pImp->setContentLen(length);
+    }
 }
 
 double CHttpResponse::getContentLen() const {
@@ -70,6 +73,7 @@ int CHttpResponse::getStatusCode() const {
 }
 
 void CHttpResponse::setStatusCode(int code) {
-    if (m_pImp)
+    if (m_pImp) {
         m_pImp->setStatusCode(code);
+    }
 }

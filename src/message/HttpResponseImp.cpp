@@ -76,8 +76,9 @@ double CHttpResponseImp::getContentLen() const {
 std::string CHttpResponseImp::getCharset() const {
     const std::string type = getContentType();
     const std::string::size_type equals = type.find('=');
-    if (equals == std::string::npos || equals == 0)
+    if (equals == std::string::npos || equals == 0) {
         return "";
+    }
     return type.substr(equals + 1);
 }
 

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "message/IconvAdapter.h"
 
-#include "message/IconvCharsets.h"
-
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -10,10 +8,12 @@
 #include <new>
 #include <string_view>
 
+#include "message/IconvCharsets.h"
+
 namespace iconvadapter {
 namespace {
 
-constexpr std::size_t kFailed = static_cast<std::size_t>(-1);
+constexpr std::size_t FAILED = static_cast<std::size_t>(-1);
 
 /// The bytes that are left to write to.
 struct Output {
@@ -49,11 +49,13 @@ public:
         std::size_t replaced = 0;
         while (left > 0) {
             CopyAscii(in, left, out);
-            if (left == 0)
+            if (left == 0) {
                 break;
+            }
             std::size_t used = 0;
-            if (!Step(in, left, used, out, replaced))
-                return kFailed;
+            if (!Step(in, left, used, out, replaced)) {
+                return FAILED;
+            }
             in += used;
             left -= used;
         }
@@ -63,12 +65,14 @@ public:
 private:
     /// Copies the ASCII that the input begins with.
     void CopyAscii(const unsigned char*& in, std::size_t& left, Output& out) const {
-        if (!m_keepsAscii)
+        if (!m_keepsAscii) {
             return;
+        }
         const std::size_t most = std::min(left, out.room);
         std::size_t count = 0;
-        while (count < most && in[count] < 0x80)
+        while (count < most && in[count] < 0x80) {
             ++count;
+        }
         out.Write(in, count);
         in += count;
         left -= count;
@@ -94,19 +98,23 @@ private:
 
     bool WriteCharacter(char32_t character, Output& out, std::size_t& replaced) {
         const Encoded encoded = m_encoder->Encode(character, out.at, out.room);
-        if (encoded.status == EncodeStatus::NoRoom)
+        if (encoded.status == EncodeStatus::NoRoom) {
             return Fail(out, E2BIG);
-        if (encoded.status == EncodeStatus::Unrepresentable)
+        }
+        if (encoded.status == EncodeStatus::Unrepresentable) {
             return ReplaceCharacter(character, out, replaced);
+        }
         out.Advance(encoded.written);
         return true;
     }
 
     bool ReplaceInput(const unsigned char* in, std::size_t count, Output& out, std::size_t& replaced) {
-        if (m_ignore)
+        if (m_ignore) {
             return true; // dropped, and not counted
-        if (m_fallbacks.mb_to_uc_fallback == nullptr)
+        }
+        if (m_fallbacks.mb_to_uc_fallback == nullptr) {
             return Fail(out, EILSEQ);
+        }
         Replacement replacement{*this, out};
         m_fallbacks.mb_to_uc_fallback(reinterpret_cast<const char*>(in), count, WriteCharacters, &replacement,
                                       m_fallbacks.data);
@@ -115,13 +123,16 @@ private:
     }
 
     bool ReplaceCharacter(char32_t character, Output& out, std::size_t& replaced) {
-        if (character >> 7U == 0xE0000 >> 7U)
+        if (character >> 7U == 0xE0000 >> 7U) {
             return true; // language tags are dropped in silence
+        }
         ++replaced;
-        if (m_ignore)
+        if (m_ignore) {
             return true;
-        if (m_fallbacks.uc_to_mb_fallback == nullptr)
+        }
+        if (m_fallbacks.uc_to_mb_fallback == nullptr) {
             return Fail(out, EILSEQ);
+        }
         // The replacement is bytes of the target set and bypasses the encoder, whatever its shift state.
         m_fallbacks.uc_to_mb_fallback(character, WriteBytes, &out, m_fallbacks.data);
         return out.error == 0;
@@ -139,13 +150,15 @@ private:
     static void WriteCharacters(const unsigned int* buf, std::size_t buflen, void* callback_arg) {
         auto& [conversion, out] = *static_cast<Replacement*>(callback_arg);
         std::size_t uncounted = 0; // the undecodable input is counted, not what becomes of its replacement
-        for (std::size_t i = 0; i < buflen && out.error == 0; ++i)
+        for (std::size_t i = 0; i < buflen && out.error == 0; ++i) {
             conversion.WriteCharacter(buf[i], out, uncounted);
+        }
     }
     static void WriteBytes(const char* buf, std::size_t buflen, void* callback_arg) {
         auto& out = *static_cast<Output*>(callback_arg);
-        if (out.error == 0)
+        if (out.error == 0) {
             out.Write(buf, buflen);
+        }
     }
 
     const std::unique_ptr<Decoder> m_decoder;
@@ -164,8 +177,9 @@ std::unique_ptr<Conversion> Open(std::string_view to, std::string_view from) {
     }
     auto decoder = MakeDecoder(*source.charset);
     auto encoder = MakeEncoder(*target.charset);
-    if (!decoder || !encoder)
+    if (!decoder || !encoder) {
         return nullptr;
+    }
     const bool keepsAscii = KeepsAscii(*source.charset) && KeepsAscii(*target.charset);
     // Only the target's suffix counts.
     return std::make_unique<Conversion>(std::move(decoder), std::move(encoder), keepsAscii, target.ignore);
@@ -178,8 +192,9 @@ using iconvadapter::Conversion;
 
 iconv_t libiconv_open(const char* tocode, const char* fromcode) {
     try {
-        if (auto conversion = iconvadapter::Open(tocode, fromcode))
+        if (auto conversion = iconvadapter::Open(tocode, fromcode)) {
             return conversion.release();
+        }
     } catch (const std::bad_alloc&) {
         errno = ENOMEM;
     }
@@ -194,8 +209,9 @@ std::size_t libiconv(iconv_t cd, char** inbuf, std::size_t* inbytesleft, char** 
     *inbuf += in - reinterpret_cast<const unsigned char*>(*inbuf);
     *outbuf = reinterpret_cast<char*>(out.at);
     *outbytesleft = out.room;
-    if (result == iconvadapter::kFailed)
+    if (result == iconvadapter::FAILED) {
         errno = out.error;
+    }
     return result;
 }
 

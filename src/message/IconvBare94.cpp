@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "message/IconvBare94.h"
 
-#include "message/IconvLibc.h"
-
 #include <cstring>
 #include <utility>
+
+#include "message/IconvLibc.h"
 
 namespace iconvadapter {
 namespace {
@@ -15,17 +15,21 @@ public:
         : m_euc(std::move(euc)), m_singleShift(singleShift) {}
 
     Decoded Decode(const unsigned char* in, std::size_t left) override {
-        if (!IsCodeByte(in[0]))
+        if (!IsCodeByte(in[0])) {
             return {DecodeStatus::Invalid};
-        if (left < 2)
+        }
+        if (left < 2) {
             return {DecodeStatus::Incomplete};
-        if (!IsCodeByte(in[1]))
+        }
+        if (!IsCodeByte(in[1])) {
             return {DecodeStatus::Invalid};
+        }
         const unsigned char code[] = {m_singleShift, Shifted(in[0]), Shifted(in[1])};
         const std::size_t length = m_singleShift == 0 ? 2 : 3;
         const Decoded decoded = m_euc->Decode(code + sizeof code - length, length);
-        if (decoded.status != DecodeStatus::Character)
+        if (decoded.status != DecodeStatus::Character) {
             return {DecodeStatus::Invalid};
+        }
         return {DecodeStatus::Character, 2, decoded.character};
     }
 
@@ -48,10 +52,12 @@ public:
         const std::size_t prefix = m_singleShift == 0 ? 0 : 1;
         const bool inSet = encoded.status == EncodeStatus::Written && encoded.written == prefix + 2 &&
                            (prefix == 0 || code[0] == m_singleShift) && code[prefix] > 0xA0;
-        if (!inSet)
+        if (!inSet) {
             return {EncodeStatus::Unrepresentable};
-        if (room < 2)
+        }
+        if (room < 2) {
             return {EncodeStatus::NoRoom};
+        }
         out[0] = code[prefix] & 0x7FU;
         out[1] = code[prefix + 1] & 0x7FU;
         return {EncodeStatus::Written, 2};
@@ -67,22 +73,27 @@ public:
     explicit HzDecoder(std::unique_ptr<Decoder> twoByte) : m_twoByte(std::move(twoByte)) {}
 
     Decoded Decode(const unsigned char* in, std::size_t left) override {
-        if (in[0] == '~')
+        if (in[0] == '~') {
             return left < 2 ? Decoded{DecodeStatus::Incomplete} : Escape(in[1]);
-        if (m_inTwoByte)
+        }
+        if (m_inTwoByte) {
             return m_twoByte->Decode(in, left);
+        }
         return {DecodeStatus::Character, 1, in[0]}; // bytes beyond ASCII included: read as Latin-1
     }
 
 private:
     Decoded Escape(unsigned char what) {
-        if (what == '~' && !m_inTwoByte)
+        if (what == '~' && !m_inTwoByte) {
             return {DecodeStatus::Character, 2, '~'};
-        if (what == '\n' && !m_inTwoByte) // a line that goes on
+        }
+        if (what == '\n' && !m_inTwoByte) { // a line that goes on
             return {DecodeStatus::Shift, 2};
+        }
         const unsigned char end = m_inTwoByte ? '}' : '{';
-        if (what != end)
+        if (what != end) {
             return {DecodeStatus::Invalid};
+        }
         m_inTwoByte = !m_inTwoByte;
         return {DecodeStatus::Shift, 2};
     }
@@ -102,15 +113,18 @@ public:
         const bool twoByte = character >= 0x80;
         if (twoByte) {
             const Encoded encoded = m_twoByte->Encode(character, code, sizeof code);
-            if (encoded.status != EncodeStatus::Written)
+            if (encoded.status != EncodeStatus::Written) {
                 return encoded;
+            }
             length = encoded.written;
         }
         const std::size_t shift = twoByte == m_inTwoByte ? 0 : 2;
-        if (room < shift + length)
+        if (room < shift + length) {
             return {EncodeStatus::NoRoom};
-        if (shift != 0)
+        }
+        if (shift != 0) {
             std::memcpy(out, twoByte ? "~{" : "~}", shift);
+        }
         m_inTwoByte = twoByte;
         std::memcpy(out + shift, code, length);
         return {EncodeStatus::Written, shift + length};
@@ -134,12 +148,12 @@ std::unique_ptr<Encoder> MakeBare94Encoder(Bare94 set) {
 }
 
 std::unique_ptr<Decoder> MakeHzDecoder() {
-    auto twoByte = MakeBare94Decoder(kGb2312);
+    auto twoByte = MakeBare94Decoder(GB2312);
     return twoByte ? std::make_unique<HzDecoder>(std::move(twoByte)) : nullptr;
 }
 
 std::unique_ptr<Encoder> MakeHzEncoder() {
-    auto twoByte = MakeBare94Encoder(kGb2312);
+    auto twoByte = MakeBare94Encoder(GB2312);
     return twoByte ? std::make_unique<HzEncoder>(std::move(twoByte)) : nullptr;
 }
 

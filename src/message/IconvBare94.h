@@ -4,9 +4,9 @@
 /// EUC encodings, and HZ, which switches between ASCII and one of them.
 #pragma once
 
-#include "message/IconvCodec.h"
-
 #include <memory>
+
+#include "message/IconvCodec.h"
 
 namespace iconvadapter {
 
@@ -16,7 +16,7 @@ struct Bare94 {
     unsigned char singleShift; ///< the byte before each character of the set in that encoding; 0: none
 };
 
-inline constexpr Bare94 kGb2312{"EUC-CN", 0};
+inline constexpr Bare94 GB2312{"EUC-CN", 0};
 
 /// @return null when the C library lacks the encoding; errno is set.
 std::unique_ptr<Decoder> MakeBare94Decoder(Bare94 set);

@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "message/IconvCharsets.h"
 
+#include <algorithm>
+#include <cstring>
+
+#include <langinfo.h>
+
 #include "message/IconvBare94.h"
 #include "message/IconvLibc.h"
 #include "message/IconvUnicode.h"
-
-#include <algorithm>
-#include <cstring>
-#include <langinfo.h>
 
 namespace iconvadapter {
 
@@ -51,48 +52,48 @@ constexpr Corrections All(const Correction (&corrections)[N],
 }
 
 // The C library has U+0080 where GNU libiconv has no character.
-constexpr Correction kNo80[] = {{0x80, kNothing}, {kNothing, 0x80}};
-constexpr Correction kNoC1[] = {
-    {0x80, kNothing, 0x8E - 0x80}, {0x90, kNothing, 0xA1 - 0x90}, {0xFF, kNothing}, {kNothing, 0x80, 0x20}};
+constexpr Correction NO80[] = {{0x80, NOTHING}, {NOTHING, 0x80}};
+constexpr Correction NO_C1[] = {
+    {0x80, NOTHING, 0x8E - 0x80}, {0x90, NOTHING, 0xA1 - 0x90}, {0xFF, NOTHING}, {NOTHING, 0x80, 0x20}};
 
-constexpr Correction kGbk[] = {{0x80, kNothing}, {kNothing, 0x20AC}};
-constexpr Correction kCp936[] = {{0x80, 0x20AC}};
+constexpr Correction GBK[] = {{0x80, NOTHING}, {NOTHING, 0x20AC}};
+constexpr Correction CP936[] = {{0x80, 0x20AC}};
 
 // Characters that came into Unicode after they had been given codes in the private use area: the old code
 // points are still written, and the four-byte codes of the new ones are still read.
-constexpr Correction kGb18030[] = {
-    {0xA6D9, 0xE78D, 7, Way::Encode},     {0xA6EC, 0xE794, 2, Way::Encode},
-    {0xA6F3, 0xE796, 1, Way::Encode},     {0xFE51, 0xE816, 3, Way::Encode},
-    {0xFE59, 0xE81E, 1, Way::Encode},     {0xFE61, 0xE826, 1, Way::Encode},
-    {0xFE66, 0xE82B, 2, Way::Encode},     {0xFE6C, 0xE831, 2, Way::Encode},
-    {0xFE76, 0xE83B, 1, Way::Encode},     {0xFE7E, 0xE843, 1, Way::Encode},
-    {0xFE90, 0xE854, 2, Way::Encode},     {0xFEA0, 0xE864, 1, Way::Encode},
-    {0x84318236, 0xFE10, 4, Way::Decode}, {0x84318330, 0xFE14, 6, Way::Decode},
-    {0x82359037, 0x9FB4, 3, Way::Decode}, {0x82359130, 0x9FB7, 5, Way::Decode}};
+constexpr Correction GB18030[] = {{0xA6D9, 0xE78D, 7, Way::Encode},     {0xA6EC, 0xE794, 2, Way::Encode},
+                                  {0xA6F3, 0xE796, 1, Way::Encode},     {0xFE51, 0xE816, 3, Way::Encode},
+                                  {0xFE59, 0xE81E, 1, Way::Encode},     {0xFE61, 0xE826, 1, Way::Encode},
+                                  {0xFE66, 0xE82B, 2, Way::Encode},     {0xFE6C, 0xE831, 2, Way::Encode},
+                                  {0xFE76, 0xE83B, 1, Way::Encode},     {0xFE7E, 0xE843, 1, Way::Encode},
+                                  {0xFE90, 0xE854, 2, Way::Encode},     {0xFEA0, 0xE864, 1, Way::Encode},
+                                  {0x84318236, 0xFE10, 4, Way::Decode}, {0x84318330, 0xFE14, 6, Way::Decode},
+                                  {0x82359037, 0x9FB4, 3, Way::Decode}, {0x82359130, 0x9FB7, 5, Way::Decode}};
 
 /// The first bytes of a four-byte code, when they can't become one.
 bool WrongInGb18030(const unsigned char* in, std::size_t left) {
-    if (left < 2 || in[1] < 0x30 || in[1] > 0x39)
+    if (left < 2 || in[1] < 0x30 || in[1] > 0x39) {
         return false;
+    }
     const bool lead = (in[0] >= 0x81 && in[0] <= 0x84) || (in[0] >= 0x90 && in[0] <= 0xE3);
     return !lead || (left > 2 && (in[2] < 0x81 || in[2] > 0xFE));
 }
 
-constexpr Correction kJisX0201[] = {
-    {0x5C, 0xA5}, {0x7E, 0x203E}, {kNothing, 0x5C}, {kNothing, 0x7E}, {0xA1, 0xFF61, 63}};
-constexpr Correction kShiftJis[] = {{kNothing, 0x5C}, {kNothing, 0x7E}, {kNothing, 0xFFE0, 3}};
-constexpr Correction kCp932[] = {{0x8160, 0x301C, 1, Way::Decode},
-                                 {0x8161, 0x2016, 1, Way::Decode},
-                                 {0xFA54, 0xFFE2, 1, Way::Encode},
-                                 {kNothing, 0x2014},
-                                 {kNothing, 0xA5},
-                                 {kNothing, 0x203E}};
-constexpr Correction kBig5[] = {{0x80, kNothing}, {kNothing, 0x80}, {0xA145, 0x2022}, {0xA1C2, 0x203E},
-                                {0xA244, 0xA5},   {0xA246, 0xA2},   {0xA247, 0xA3}};
-constexpr Correction kBig5Hkscs[] = {{0x80, kNothing}, {kNothing, 0x80}, {0xA2A4, 0x2550, 1, Way::Encode}};
-constexpr Correction kMacintosh[] = {{kNothing, 0x3A9}};
+constexpr Correction JIS_X0201[] = {
+    {0x5C, 0xA5}, {0x7E, 0x203E}, {NOTHING, 0x5C}, {NOTHING, 0x7E}, {0xA1, 0xFF61, 63}};
+constexpr Correction SHIFT_JIS[] = {{NOTHING, 0x5C}, {NOTHING, 0x7E}, {NOTHING, 0xFFE0, 3}};
+constexpr Correction CP932[] = {{0x8160, 0x301C, 1, Way::Decode},
+                                {0x8161, 0x2016, 1, Way::Decode},
+                                {0xFA54, 0xFFE2, 1, Way::Encode},
+                                {NOTHING, 0x2014},
+                                {NOTHING, 0xA5},
+                                {NOTHING, 0x203E}};
+constexpr Correction BIG5[] = {{0x80, NOTHING}, {NOTHING, 0x80}, {0xA145, 0x2022}, {0xA1C2, 0x203E},
+                               {0xA244, 0xA5},  {0xA246, 0xA2},  {0xA247, 0xA3}};
+constexpr Correction BIG5_HKSCS[] = {{0x80, NOTHING}, {NOTHING, 0x80}, {0xA2A4, 0x2550, 1, Way::Encode}};
+constexpr Correction MACINTOSH[] = {{NOTHING, 0x3A9}};
 
-constexpr Charset kCharsets[] = {
+constexpr Charset CHARSETS[] = {
     {"UTF-8", Charset::Utf8, true, {}, {}, nullptr, {}},
     Wide(Order::Marked, Range::Ucs2, "ISO-10646-UCS-2 UCS-2 CSUNICODE"),
     Wide(Order::Big, Range::Ucs2, "UCS-2BE UNICODE-1-1 UNICODEBIG CSUNICODE11"),
@@ -154,7 +155,7 @@ constexpr Charset kCharsets[] = {
     Ascii("CP850", "850 CP850 IBM850 CSPC850MULTILINGUAL"),
     Ascii("CP862", "862 CP862 IBM862 CSPC862LATINHEBREW"),
     Ascii("CP866", "866 CP866 IBM866 CSIBM866"),
-    Ascii("MACINTOSH", "MAC MACINTOSH MACROMAN CSMACINTOSH", All(kMacintosh)),
+    Ascii("MACINTOSH", "MAC MACINTOSH MACROMAN CSMACINTOSH", All(MACINTOSH)),
     Ascii("MAC-CENTRALEUROPE", "MACCENTRALEUROPE"),
     Ascii("MAC-UK", "MACCYRILLIC MACUKRAINE"),
     Ascii("MAC-IS", "MACICELAND"),
@@ -171,20 +172,20 @@ constexpr Charset kCharsets[] = {
     Other("TCVN", "TCVN TCVN-5712 TCVN5712-1 TCVN5712-1:1993"),
 
     Other("ISO646-JP", "ISO-IR-14 ISO646-JP JIS_C6220-1969-RO JP CSISO14JISC6220RO"),
-    Other("ASCII", "JISX0201-1976 JIS_X0201 X0201 CSHALFWIDTHKATAKANA", All(kJisX0201)),
+    Other("ASCII", "JISX0201-1976 JIS_X0201 X0201 CSHALFWIDTHKATAKANA", All(JIS_X0201)),
     Other("ISO646-CN", "CN GB_1988-80 ISO-IR-57 ISO646-CN CSISO57GB1988"),
     Ascii("EUC-JP", "EUC-JP EUCJP EXTENDED_UNIX_CODE_PACKED_FORMAT_FOR_JAPANESE CSEUCPKDFMTJAPANESE",
-          All(kNoC1)),
-    Other("SJIS", "MS_KANJI SHIFT-JIS SHIFT_JIS SJIS CSSHIFTJIS", All(kShiftJis)),
-    Ascii("CP932", "CP932", All(kCp932)),
+          All(NO_C1)),
+    Other("SJIS", "MS_KANJI SHIFT-JIS SHIFT_JIS SJIS CSSHIFTJIS", All(SHIFT_JIS)),
+    Ascii("CP932", "CP932", All(CP932)),
     Other("ISO-2022-JP", "ISO-2022-JP CSISO2022JP"),
     Other("ISO-2022-JP-2", "ISO-2022-JP-2 CSISO2022JP2"),
     Ascii("EUC-CN", "CN-GB EUC-CN EUCCN GB2312 CSGB2312"),
-    Ascii("GBK", "GBK", All(kGbk)),
-    Ascii("GBK", "CP936 MS936 WINDOWS-936", All(kCp936)),
-    Ascii("GB18030", "GB18030 CSGB18030", All(kGb18030, WrongInGb18030)),
+    Ascii("GBK", "GBK", All(GBK)),
+    Ascii("GBK", "CP936 MS936 WINDOWS-936", All(CP936)),
+    Ascii("GB18030", "GB18030 CSGB18030", All(GB18030, WrongInGb18030)),
     {"HZ HZ-GB-2312", Charset::Hz, false, {}, {}, nullptr, {}},
-    Bare(kGb2312, "CHINESE GB_2312-80 ISO-IR-58 CSISO58GB231280"),
+    Bare(GB2312, "CHINESE GB_2312-80 ISO-IR-58 CSISO58GB231280"),
     Bare({"EUC-JP", 0},
          "ISO-IR-87 JIS0208 JIS_C6226-1983 JIS_X0208 JIS_X0208-1983 JIS_X0208-1990 X0208 CSISO87JISX0208"),
     Bare({"EUC-JP", 0x8F}, "ISO-IR-159 JIS_X0212 JIS_X0212-1990 JIS_X0212.1990-0 X0212 CSISO159JISX02121990"),
@@ -192,12 +193,12 @@ constexpr Charset kCharsets[] = {
     Other("ISO-2022-CN", "ISO-2022-CN CSISO2022CN"),
     Other("ISO-2022-CN-EXT", "ISO-2022-CN-EXT"),
     Ascii("EUC-TW", "EUC-TW EUCTW CSEUCTW"),
-    Ascii("BIG5", "BIG-5 BIG-FIVE BIG5 BIGFIVE CN-BIG5 CSBIG5", All(kBig5)),
-    Ascii("CP950", "CP950", All(kNo80)),
+    Ascii("BIG5", "BIG-5 BIG-FIVE BIG5 BIGFIVE CN-BIG5 CSBIG5", All(BIG5)),
+    Ascii("CP950", "CP950", All(NO80)),
     Other("BIG5-HKSCS",
           "BIG5-HKSCS BIG5-HKSCS:2008 BIG5HKSCS BIG5-HKSCS:1999 BIG5-HKSCS:2001 BIG5-HKSCS:2004",
-          All(kBig5Hkscs)),
-    Ascii("EUC-KR", "EUC-KR EUCKR CSEUCKR", All(kNoC1)),
+          All(BIG5_HKSCS)),
+    Ascii("EUC-KR", "EUC-KR EUCKR CSEUCKR", All(NO_C1)),
     Ascii("UHC", "CP949 UHC"),
     Other("JOHAB", "CP1361 JOHAB"),
     Other("ISO-2022-KR", "ISO-2022-KR CSISO2022KR"),
@@ -213,8 +214,9 @@ bool HasName(const Charset& charset, std::string_view name) {
     std::string_view names = charset.names;
     while (!names.empty()) {
         const std::size_t end = std::min(names.find(' '), names.size());
-        if (SameName(name, names.substr(0, end)))
+        if (SameName(name, names.substr(0, end))) {
             return true;
+        }
         names.remove_prefix(std::min(end + 1, names.size()));
     }
     return false;
@@ -222,35 +224,40 @@ bool HasName(const Charset& charset, std::string_view name) {
 
 /// Takes the suffix off the name's end, if it is there.
 bool Strip(std::string_view& name, std::string_view suffix) {
-    if (name.size() <= suffix.size()) // a suffix alone is a name, and nobody's
+    if (name.size() <= suffix.size()) { // a suffix alone is a name, and nobody's
         return false;
+    }
     const std::size_t start = name.size() - suffix.size();
-    if (!SameName(name.substr(start), suffix))
+    if (!SameName(name.substr(start), suffix)) {
         return false;
+    }
     name = name.substr(0, start);
     return true;
 }
 
 const Charset* FindBareName(std::string_view name) {
-    if (name.empty() || SameName(name, "CHAR"))
+    if (name.empty() || SameName(name, "CHAR")) {
         name = nl_langinfo(CODESET);
-    const auto found = std::find_if(std::begin(kCharsets), std::end(kCharsets),
+    }
+    const auto found = std::find_if(std::begin(CHARSETS), std::end(CHARSETS),
                                     [name](const Charset& charset) { return HasName(charset, name); });
-    return found == std::end(kCharsets) ? nullptr : found;
+    return found == std::end(CHARSETS) ? nullptr : found;
 }
 
 } // namespace
 
 NamedCharset FindCharset(std::string_view name) {
-    constexpr std::size_t kLongestName = 55; // GNU libiconv's limit, suffixes included
-    if (name.size() > kLongestName)
+    constexpr std::size_t LONGEST_NAME = 55; // GNU libiconv's limit, suffixes included
+    if (name.size() > LONGEST_NAME) {
         return {nullptr, false};
+    }
     bool ignore = false;
     for (;;) {
-        if (Strip(name, "//IGNORE"))
+        if (Strip(name, "//IGNORE")) {
             ignore = true;
-        else if (!Strip(name, "//TRANSLIT"))
+        } else if (!Strip(name, "//TRANSLIT")) {
             return {FindBareName(name), ignore};
+        }
     }
 }
 

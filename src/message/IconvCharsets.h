@@ -3,10 +3,10 @@
 /// The character sets and their names: what GNU libiconv calls them, and what reads and writes them here.
 #pragma once
 
-#include "message/IconvCodec.h"
-
 #include <memory>
 #include <string_view>
+
+#include "message/IconvCodec.h"
 
 namespace iconvadapter {
 

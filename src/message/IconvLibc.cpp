@@ -2,6 +2,7 @@
 #include "message/IconvLibc.h"
 
 #include <cerrno>
+
 #include <iconv.h>
 
 namespace iconvadapter {
@@ -9,7 +10,7 @@ namespace {
 
 // The C library's own form of a character: conversions to and from it take one step, so nothing is read
 // ahead.
-constexpr const char* kWide = "WCHAR_T";
+constexpr const char* WIDE = "WCHAR_T";
 static_assert(sizeof(wchar_t) == sizeof(char32_t));
 
 class Descriptor {
@@ -18,8 +19,9 @@ public:
     Descriptor(const Descriptor&) = delete;
     Descriptor& operator=(const Descriptor&) = delete;
     ~Descriptor() {
-        if (IsOpen())
+        if (IsOpen()) {
             iconv_close(m_cd);
+        }
     }
     // NOLINTNEXTLINE(performance-no-int-to-ptr): this is how iconv_open says no
     bool IsOpen() const { return m_cd != reinterpret_cast<iconv_t>(-1); }
@@ -31,46 +33,51 @@ private:
     iconv_t m_cd;
 };
 
-constexpr std::size_t kFailed = static_cast<std::size_t>(-1);
+constexpr std::size_t FAILED = static_cast<std::size_t>(-1);
 
 std::size_t CodeLength(std::uint32_t code) {
-    if (code < 0x100)
+    if (code < 0x100) {
         return 1;
+    }
     return code < 0x10000 ? 2 : 4;
 }
 
 std::uint32_t ReadCode(const unsigned char* in, std::size_t length) {
     std::uint32_t code = 0;
-    for (std::size_t i = 0; i < length; ++i)
+    for (std::size_t i = 0; i < length; ++i) {
         code = (code << 8U) | in[i];
+    }
     return code;
 }
 
 class LibcDecoder final : public Decoder {
 public:
     LibcDecoder(const char* name, const Corrections& corrections)
-        : m_libc(kWide, name), m_corrections(corrections) {}
+        : m_libc(WIDE, name), m_corrections(corrections) {}
     bool IsOpen() const { return m_libc.IsOpen(); }
 
     Decoded Decode(const unsigned char* in, std::size_t left) override {
         for (std::size_t i = 0; i < m_corrections.count; ++i) {
             const Correction& correction = m_corrections.first[i];
-            if (Holds(correction, in, left))
+            if (Holds(correction, in, left)) {
                 return Corrected(correction, in);
+            }
         }
         return Convert(in, left);
     }
 
 private:
     static bool Holds(const Correction& correction, const unsigned char* in, std::size_t left) {
-        if (correction.code == kNothing || correction.way == Way::Encode)
+        if (correction.code == NOTHING || correction.way == Way::Encode) {
             return false;
+        }
         const std::size_t length = CodeLength(correction.code);
         return left >= length && ReadCode(in, length) - correction.code < correction.count;
     }
     static Decoded Corrected(const Correction& correction, const unsigned char* in) {
-        if (correction.character == kNothing)
+        if (correction.character == NOTHING) {
             return {DecodeStatus::Invalid};
+        }
         const std::size_t length = CodeLength(correction.code);
         return {DecodeStatus::Character, length,
                 correction.character + (ReadCode(in, length) - correction.code)};
@@ -83,13 +90,16 @@ private:
         std::size_t room = sizeof character; // for one character: iconv stops behind it
         const std::size_t result = m_libc.Convert(&source, &rest, &target, &room);
         const std::size_t used = left - rest;
-        if (room == 0)
+        if (room == 0) {
             return {DecodeStatus::Character, used, character};
+        }
         // The C library can name an error although it has first used up bytes, even all of them.
-        if (used > 0)
+        if (used > 0) {
             return {DecodeStatus::Shift, used};
-        if (result == kFailed && errno == EILSEQ)
+        }
+        if (result == FAILED && errno == EILSEQ) {
             return {DecodeStatus::Invalid};
+        }
         const bool wrong = m_corrections.wrongAlready != nullptr && m_corrections.wrongAlready(in, left);
         return {wrong ? DecodeStatus::Invalid : DecodeStatus::Incomplete};
     }
@@ -101,33 +111,37 @@ private:
 class LibcEncoder final : public Encoder {
 public:
     LibcEncoder(const char* name, const Corrections& corrections)
-        : m_libc(name, kWide), m_corrections(corrections) {}
+        : m_libc(name, WIDE), m_corrections(corrections) {}
     bool IsOpen() const { return m_libc.IsOpen(); }
 
     Encoded Encode(char32_t character, unsigned char* out, std::size_t room) override {
         for (std::size_t i = 0; i < m_corrections.count; ++i) {
             const Correction& correction = m_corrections.first[i];
-            if (Holds(correction, character))
+            if (Holds(correction, character)) {
                 return Corrected(correction, character, out, room);
+            }
         }
         return Convert(character, out, room);
     }
 
 private:
     static bool Holds(const Correction& correction, char32_t character) {
-        return correction.character != kNothing && correction.way != Way::Decode &&
+        return correction.character != NOTHING && correction.way != Way::Decode &&
                character - correction.character < correction.count;
     }
     static Encoded Corrected(const Correction& correction, char32_t character, unsigned char* out,
                              std::size_t room) {
-        if (correction.code == kNothing)
+        if (correction.code == NOTHING) {
             return {EncodeStatus::Unrepresentable};
+        }
         std::uint32_t code = correction.code + (character - correction.character);
         const std::size_t length = CodeLength(code);
-        if (room < length)
+        if (room < length) {
             return {EncodeStatus::NoRoom};
-        for (std::size_t i = length; i-- > 0; code >>= 8U)
+        }
+        for (std::size_t i = length; i-- > 0; code >>= 8U) {
             out[i] = static_cast<unsigned char>(code);
+        }
         return {EncodeStatus::Written, length};
     }
     Encoded Convert(char32_t character, unsigned char* out, std::size_t room) {
@@ -135,8 +149,9 @@ private:
         std::size_t rest = sizeof character;
         char* target = reinterpret_cast<char*>(out);
         std::size_t left = room;
-        if (m_libc.Convert(&source, &rest, &target, &left) != kFailed)
+        if (m_libc.Convert(&source, &rest, &target, &left) != FAILED) {
             return {EncodeStatus::Written, room - left};
+        }
         return {errno == E2BIG ? EncodeStatus::NoRoom : EncodeStatus::Unrepresentable};
     }
 

@@ -4,15 +4,15 @@
 /// libiconv's.
 #pragma once
 
-#include "message/IconvCodec.h"
-
 #include <cstdint>
 #include <memory>
+
+#include "message/IconvCodec.h"
 
 namespace iconvadapter {
 
 /// No code, or no character, on that side of a Correction.
-inline constexpr std::uint32_t kNothing = 0xFFFFFFFF;
+inline constexpr std::uint32_t NOTHING = 0xFFFFFFFF;
 
 enum class Way { Both, Decode, Encode };
 

@@ -4,9 +4,9 @@
 /// undecodable unit, in byte order marks and in the default byte order.
 #pragma once
 
-#include "message/IconvCodec.h"
-
 #include <memory>
+
+#include "message/IconvCodec.h"
 
 namespace iconvadapter {
 

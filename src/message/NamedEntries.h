@@ -19,8 +19,9 @@ inline bool IsBlank(const std::string& name) {
 /// Adds an entry unless the name exists, whose old value then stays. @return false for a blank name.
 template <typename Value>
 bool Add(std::map<std::string, Value>& entries, const std::string& name, Value value) {
-    if (IsBlank(name))
+    if (IsBlank(name)) {
         return false;
+    }
     entries.try_emplace(name, std::move(value));
     return true;
 }

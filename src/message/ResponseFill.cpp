@@ -11,27 +11,31 @@
 ResponseFill::ResponseFill(CHttpResponse& response) : m_response(response), m_pOwn(nullptr) {
     CHttpResponseInter* imp = response.m_pImp.get();
     // Exactly this class: one that derives from it may override any setter.
-    if (imp != nullptr && typeid(*imp) == typeid(CHttpResponseImp))
+    if (imp != nullptr && typeid(*imp) == typeid(CHttpResponseImp)) {
         m_pOwn = static_cast<CHttpResponseImp*>(imp);
+    }
 }
 
 void ResponseFill::Body(std::string&& body) {
-    if (m_pOwn != nullptr)
+    if (m_pOwn != nullptr) {
         m_pOwn->m_strBody = std::move(body);
-    else
+    } else {
         m_response.setResponseBody(body);
+    }
 }
 
 void ResponseFill::Head(std::string&& head) {
-    if (m_pOwn != nullptr)
+    if (m_pOwn != nullptr) {
         m_pOwn->m_strHead = std::move(head);
-    else
+    } else {
         m_response.setResponseHead(head);
+    }
 }
 
 void ResponseFill::ContentType(std::string&& type) {
-    if (m_pOwn != nullptr)
+    if (m_pOwn != nullptr) {
         m_pOwn->AddContentType(std::move(type));
-    else
+    } else {
         m_response.setContentType(type);
+    }
 }

@@ -30,10 +30,12 @@ bool CHttpConnection::HasHandles() const {
 }
 
 void CHttpConnection::TakeMissingHandles(CHttpConnection& other) {
-    if (!m_pCurl)
+    if (!m_pCurl) {
         m_pCurl = std::move(other.m_pCurl);
-    if (!m_pCurlM)
+    }
+    if (!m_pCurlM) {
         m_pCurlM = std::move(other.m_pCurlM);
+    }
 }
 
 bool CHttpConnection::IsIdle() const {

@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // Lending, taking back, and the limits. How the pool starts, sweeps and stops is in IdleReclamation.cpp.
-#include <httpclient/HttpConnectionMgr.h>
-
 #include <charconv>
 #include <ctime>
 #include <iterator>
@@ -11,6 +9,8 @@
 #include <pthread.h>
 
 #include <ace/Guard_T.h>
+
+#include <httpclient/HttpConnectionMgr.h>
 
 #include "pool/HttpConnection.h"
 #include "pool/HttpsConnection.h"
@@ -43,16 +43,19 @@ private:
 SparePlace g_spareKey{nullptr};
 
 CHttpConnection* FirstIdle(const CHttpConnectionMgr::ConnList& list) {
-    for (CHttpConnection* conn : list)
-        if (conn->IsIdle())
+    for (CHttpConnection* conn : list) {
+        if (conn->IsIdle()) {
             return conn;
+        }
+    }
     return nullptr;
 }
 
 /// Makes a connection, lent out as it is made.
 std::unique_ptr<CHttpConnection> Make(const std::string& domain, unsigned int port, bool bSSL) {
-    if (bSSL)
+    if (bSSL) {
         return std::make_unique<CHttpsConnection>(domain, static_cast<int>(port));
+    }
     return std::make_unique<CHttpConnection>(domain, static_cast<int>(port));
 }
 
@@ -66,8 +69,9 @@ CHttpConnection* AppendNew(CHttpConnectionMgr::ConnList& list, const std::string
 /// Lends an idle connection. One that libcurl could not make the handles of gets them now: as the oldest it
 /// is the first to be lent, so that without them each send to its address would fail.
 CHttpConnection* Lend(CHttpConnection& idle, const std::string& domain, unsigned int port, bool bSSL) {
-    if (!idle.HasHandles())
+    if (!idle.HasHandles()) {
         idle.TakeMissingHandles(*Make(domain, port, bSSL));
+    }
     idle.SetIdle(false);
     idle.SetFreeTime(0);
     return &idle;
@@ -75,8 +79,9 @@ CHttpConnection* Lend(CHttpConnection& idle, const std::string& domain, unsigned
 
 /// Raises a limit; limits never shrink. @return whether it was raised.
 bool Raise(std::uint32_t& limit, unsigned int value) {
-    if (value <= limit)
+    if (value <= limit) {
         return false;
+    }
     limit = value;
     return true;
 }
@@ -95,15 +100,17 @@ CHttpConnectionMgr* CHttpConnectionMgr::MakeInstance() {
     [[maybe_unused]] static const int forks = pthread_atfork(
         [] { held = m_HttpConnectionMgr_Mutex.tryacquire() == 0; },
         [] {
-            if (held)
+            if (held) {
                 m_HttpConnectionMgr_Mutex.release();
+            }
         },
         [] {
             Publish<CHttpConnectionMgr>(m_pInstance, nullptr);
-            if (held)
+            if (held) {
                 m_HttpConnectionMgr_Mutex.release();
-            else
+            } else {
                 new (&m_HttpConnectionMgr_Mutex) ACE_Thread_Mutex; // its holder does not exist here
+            }
         });
     const ACE_Guard<ACE_Thread_Mutex> guard(m_HttpConnectionMgr_Mutex);
     CHttpConnectionMgr* instance = LoadPublished(m_pInstance);
@@ -115,8 +122,9 @@ CHttpConnectionMgr* CHttpConnectionMgr::MakeInstance() {
 }
 
 CHttpConnectionMgr::ConnList* CHttpConnectionMgr::GetConnList(const std::string& addr, bool bSSL) {
-    if (addr.empty())
+    if (addr.empty()) {
         return nullptr;
+    }
     const ConnMap& connPool = bSSL ? m_mapHttpsConn : m_mapHttpConn;
     const auto entry = connPool.find(addr);
     return entry == connPool.end() ? nullptr : entry->second;
@@ -133,10 +141,12 @@ CHttpConnection* CHttpConnectionMgr::GetConn(const std::string& domain, unsigned
     const PoolGuard guard(m_PoolLock);
 
     ConnList* list = GetConnList(addr, bSSL);
-    if (list == nullptr)
+    if (list == nullptr) {
         return GetConnOfNewAddress(addr, domain, port, bSSL);
-    if (CHttpConnection* idle = FirstIdle(*list))
+    }
+    if (CHttpConnection* idle = FirstIdle(*list)) {
         return Lend(*idle, domain, port, bSSL);
+    }
     if (list->size() >= m_MaxConnNum) {
         Trace(TraceLevel::Progress,
               "CHttpConnectionMgr::GetConn, no idle connection, and connections number reached the upper "
@@ -151,8 +161,9 @@ CHttpConnection* CHttpConnectionMgr::GetConnOfNewAddress(const std::string& addr
                                                          unsigned int port, bool bSSL) {
     ConnMap& connPool = bSSL ? m_mapHttpsConn : m_mapHttpConn;
     // Deliberately without a message, unlike the limit per address.
-    if (connPool.size() >= m_MaxConnCategory)
+    if (connPool.size() >= m_MaxConnCategory) {
         return nullptr;
+    }
     auto list = std::make_unique<ConnList>();
     std::unique_ptr<CHttpConnection> conn(AppendNew(*list, domain, port, bSSL));
     connPool.emplace(addr, list.get());
@@ -168,15 +179,17 @@ void CHttpConnectionMgr::ReleaseConn(CHttpConnection* conn) {
 
 void CHttpConnectionMgr::SetMaxConnPerAddr(unsigned int maxConnNum) {
     const PoolGuard guard(m_PoolLock);
-    if (Raise(m_MaxConnNum, maxConnNum))
+    if (Raise(m_MaxConnNum, maxConnNum)) {
         Trace(TraceLevel::Progress, "CHttpConnectionMgr::SetMaxConnPerAddr, m_MaxConnNum=%u", m_MaxConnNum);
+    }
 }
 
 void CHttpConnectionMgr::SetMaxConnAddr(unsigned int maxConnCategory) {
     const PoolGuard guard(m_PoolLock);
-    if (Raise(m_MaxConnCategory, maxConnCategory))
+    if (Raise(m_MaxConnCategory, maxConnCategory)) {
         Trace(TraceLevel::Progress, "CHttpConnectionMgr::SetMaxConnAddr, m_MaxConnCategory=%u",
               m_MaxConnCategory);
+    }
 }
 
 void CHttpConnectionMgr::ResizeConnPool(unsigned int maxConnNum, unsigned int maxConnCategory) {

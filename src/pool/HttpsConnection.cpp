@@ -8,6 +8,7 @@
 #include <utility>
 
 #include <json/value.h>
+
 #include <vorncipher/VornCipher.h>
 
 #include "support/Cleansing.h"
@@ -38,8 +39,9 @@ CHttpsConnection::CHttpsConnection(std::string address, int port)
     std::string cipherText;
     GetCipherText(cipherText);
     // The class name in this message and the next, and their level, are deliberate.
-    if (cipherText.empty())
+    if (cipherText.empty()) {
         Trace(TraceLevel::Progress, "CHttpClientImp::CHttpsConnection, the enc text is null!");
+    }
 
     CURL* curl = GetCurl();
     const std::string root = GetSslPath();
@@ -51,11 +53,13 @@ CHttpsConnection::CHttpsConnection(std::string address, int port)
     std::string password;
     const Cleansing cleansing(password); // libcurl keeps a copy of its own
     const int status = VornCipher::Decrypt(cipherText, password, KEY_SELECTOR, KEY_VALUE);
-    if (status != 0 || password.empty())
+    if (status != 0 || password.empty()) {
         Trace(TraceLevel::Progress,
               "CHttpClientImp::CHttpsConnection, the plain text is null or dec error, ret=%d", status);
-    if (status != 0)
+    }
+    if (status != 0) {
         password.clear(); // what a failed decryption may have left is no password
+    }
 
     ExitGate::Arm(); // OpenSSL is initialised by now
     const CURLcode results[] = {
@@ -70,8 +74,9 @@ CHttpsConnection::CHttpsConnection(std::string address, int port)
     };
     // A handle without its password has OpenSSL ask for one on the terminal, or on standard input, and wait.
     // The pool makes a handle anew when it is missing.
-    if (std::find(std::begin(results), std::end(results), CURLE_OUT_OF_MEMORY) != std::end(results))
+    if (std::find(std::begin(results), std::end(results), CURLE_OUT_OF_MEMORY) != std::end(results)) {
         DropCurl();
+    }
 }
 
 CHttpsConnection::~CHttpsConnection() = default;
@@ -79,8 +84,9 @@ CHttpsConnection::~CHttpsConnection() = default;
 std::string CHttpsConnection::GetSslPath() const {
     const char* value = getenv(SSL_ROOT);
     std::string root = value != nullptr ? value : "";
-    if (!root.empty() && root.back() != '/')
+    if (!root.empty() && root.back() != '/') {
         root += '/';
+    }
     return root;
 }
 

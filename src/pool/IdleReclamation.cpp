@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // The pool's own thread: how it starts, what it sweeps, and how it stops.
-#include <httpclient/HttpConnectionMgr.h>
-
 #include <memory>
 #include <new>
 #include <utility>
@@ -15,6 +13,8 @@
 #include <ace/Reactor.h>
 #include <ace/Thread_Manager.h>
 #include <ace/Timer_Queue.h>
+
+#include <httpclient/HttpConnectionMgr.h>
 
 #include "pool/HttpConnection.h"
 #include "support/ExitGate.h"
@@ -39,8 +39,9 @@ std::vector<CHttpConnectionMgr::ConnMap>& ABANDONED = *new std::vector<CHttpConn
 
 void Abandon(CHttpConnectionMgr::ConnMap&& connections) noexcept {
     try {
-        if (!connections.empty())
+        if (!connections.empty()) {
             ABANDONED.push_back(std::move(connections));
+        }
     } catch (const std::bad_alloc&) {
         return; // then they stay open without being reachable
     }
@@ -51,8 +52,9 @@ void Abandon(CHttpConnectionMgr::ConnMap&& connections) noexcept {
 CHttpConnectionMgr::CHttpConnectionMgr() : ACE_Task_Base(nullptr) {
     try {
         const int ret = Initialize();
-        if (ret != 0)
+        if (ret != 0) {
             Trace(TraceLevel::Error, "CHttpConnectionMgr::CHttpConnectionMgr Initialize error!,ret=%d", ret);
+        }
     } catch (...) {
         StopThread();
         delete m_pReactor;
@@ -85,14 +87,16 @@ int CHttpConnectionMgr::Initialize() {
 
 bool CHttpConnectionMgr::ScheduleSweeps() {
     // A reactor that could not open, for want of descriptors say, has neither timers nor a loop to reset.
-    if (m_pReactor->initialized() == 0)
+    if (m_pReactor->initialized() == 0) {
         return false;
+    }
     // Monotonic, so that changes of the system time leave the period alone.
     m_pReactor->timer_queue()->gettimeofday(&ACE_High_Res_Timer::gettimeofday_hr);
     m_pReactor->reset_reactor_event_loop();
     if (m_pReactor->schedule_timer(this, nullptr, ACE_Time_Value(FIRST_SWEEP_SECONDS),
-                                   ACE_Time_Value(SWEEP_INTERVAL_SECONDS)) != -1)
+                                   ACE_Time_Value(SWEEP_INTERVAL_SECONDS)) != -1) {
         return true;
+    }
     m_pReactor->cancel_timer(this, WITHOUT_HANDLE_CLOSE);
     return false;
 }
@@ -101,16 +105,18 @@ int CHttpConnectionMgr::svc() {
     sem_post(&g_begun); // before all that may ask for the pool, which is still being made
     Trace(TraceLevel::Progress, "CHttpConnectionMgr::svc in "); // the trailing blank belongs to the text
     m_pReactor->owner(ACE_OS::thr_self());
-    while (m_pReactor->reactor_event_loop_done() == 0)
+    while (m_pReactor->reactor_event_loop_done() == 0) {
         m_pReactor->run_reactor_event_loop();
+    }
     Trace(TraceLevel::Progress, "CHttpConnectionMgr::svc out");
     return 0;
 }
 
 int CHttpConnectionMgr::handle_timeout(const ACE_Time_Value& /*now*/, const void* /*arg*/) {
     const ExitGate::Try gate;
-    if (!gate.Passed())
+    if (!gate.Passed()) {
         return 0;
+    }
     const PoolGuard guard(m_PoolLock);
     HandeConnPool(m_mapHttpConn);
     HandeConnPool(m_mapHttpsConn);
@@ -160,8 +166,9 @@ CHttpConnectionMgr::~CHttpConnectionMgr() {
     StopThread(); // first, so that no sweep runs during what follows
     const PoolGuard guard(m_PoolLock);
     for (auto& [addr, list] : m_mapHttpConn) {
-        for (CHttpConnection* conn : *list)
+        for (CHttpConnection* conn : *list) {
             delete conn;
+        }
         delete list;
     }
     m_mapHttpConn.clear();

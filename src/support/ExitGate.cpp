@@ -41,6 +41,7 @@ ExitGate::Pass::~Pass() {
 ExitGate::Try::Try() : m_bPassed(pthread_rwlock_tryrdlock(&g_gate) == 0) {}
 
 ExitGate::Try::~Try() {
-    if (m_bPassed)
+    if (m_bPassed) {
         pthread_rwlock_unlock(&g_gate);
+    }
 }

@@ -13,8 +13,9 @@ std::string ReadAll(std::ifstream& file) {
     file.exceptions(std::ios::badbit); // or a read error would look like the file's end
     std::array<char, 16384> block{};
     std::string text;
-    while (file.read(block.data(), block.size()) || file.gcount() > 0)
+    while (file.read(block.data(), block.size()) || file.gcount() > 0) {
         text.append(block.data(), static_cast<std::size_t>(file.gcount()));
+    }
     return text;
 }
 
@@ -22,8 +23,9 @@ std::string ReadAll(std::ifstream& file) {
 
 JsonFileResult ReadJsonFile(const std::string& path, bool strict, Json::Value& value) {
     std::ifstream file(path, std::ios::in | std::ios::binary);
-    if (!file.is_open() || !file.good())
+    if (!file.is_open() || !file.good()) {
         return JsonFileResult::NotOpened;
+    }
     const std::string text = ReadAll(file);
     JsonReader reader(strict);
     return reader.parse(text, value) ? JsonFileResult::Ok : JsonFileResult::NotParsed;

@@ -14,10 +14,12 @@ void AppendInPieces(std::string& text, const char* data, std::size_t size) {
         text.append(data, size); // throws when the text would become too long
         return;
     }
-    if (text.capacity() - text.size() < size)
+    if (text.capacity() - text.size() < size) {
         text.reserve(std::max(text.size() + size, 2 * text.capacity()));
-    for (; size > PIECE; data += PIECE, size -= PIECE)
+    }
+    for (; size > PIECE; data += PIECE, size -= PIECE) {
         text.append(data, PIECE);
+    }
     text.append(data, size);
 }
 

@@ -13,8 +13,9 @@ public:
     SignalBlock() {
         sigset_t blocked;
         sigfillset(&blocked);
-        for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGABRT})
+        for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGABRT}) {
             sigdelset(&blocked, fault);
+        }
         pthread_sigmask(SIG_SETMASK, &blocked, &m_previous);
     }
     ~SignalBlock() { pthread_sigmask(SIG_SETMASK, &m_previous, nullptr); }

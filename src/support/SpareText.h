@@ -17,14 +17,16 @@ using SparePlace = std::atomic<std::string*>;
 class SpareText {
 public:
     explicit SpareText(SparePlace& place) : m_place(place), m_text(place.exchange(nullptr)) {
-        if (m_text)
+        if (m_text) {
             m_text->clear();
-        else
+        } else {
             m_text = std::make_unique<std::string>();
+        }
     }
     ~SpareText() {
-        if (m_text->capacity() <= LONGEST_KEPT)
+        if (m_text->capacity() <= LONGEST_KEPT) {
             m_text.reset(m_place.exchange(m_text.release()));
+        }
     }
     SpareText(const SpareText&) = delete;
     SpareText& operator=(const SpareText&) = delete;

@@ -28,8 +28,9 @@ inline bool TraceEnabled(TraceLevel level) noexcept {
 /// never changes what a request does.
 template <typename... Args> void Trace(TraceLevel level, const char* format, Args... args) noexcept {
     try {
-        if (!TraceEnabled(level))
+        if (!TraceEnabled(level)) {
             return;
+        }
         Ovexcommon::TraceClient* client = Ovexcommon::TraceClient::Instance();
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-security" // each caller's format is a literal

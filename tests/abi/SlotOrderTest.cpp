@@ -21,21 +21,24 @@ using Names = std::vector<std::string>;
 constexpr std::size_t ENTRIES_BEFORE = 2; // the offset to the top and the type information
 
 std::string Replaced(std::string text, const std::string& what, const std::string& by) {
-    for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + by.size()))
+    for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + by.size())) {
         text.replace(at, what.size(), by);
+    }
     return text;
 }
 
 /// "addParam(string const&, string const&)", say; "pure" where an interface leaves the slot open.
 std::string OperationName(const void* function, const std::string& className) {
     Dl_info info{};
-    if (dladdr(function, &info) == 0 || info.dli_sname == nullptr)
+    if (dladdr(function, &info) == 0 || info.dli_sname == nullptr) {
         return "unknown";
+    }
     const std::unique_ptr<char, void (*)(void*)> demangled(
         abi::__cxa_demangle(info.dli_sname, nullptr, nullptr, nullptr), &std::free);
     std::string name = demangled ? demangled.get() : info.dli_sname;
-    if (name == "__cxa_pure_virtual")
+    if (name == "__cxa_pure_virtual") {
         return "pure";
+    }
     name = Replaced(name, "std::__cxx11::basic_string<char, std::char_traits<char>, std::allocator<char> >",
                     "string");
     name = Replaced(name, "std::vector<string, std::allocator<string > >", "vector<string>");
@@ -48,12 +51,14 @@ Names VirtualTable(const std::string& className) {
     auto* const table = static_cast<void**>(dlsym(RTLD_DEFAULT, symbol.c_str()));
     Dl_info info{};
     const ElfW(Sym)* entry = nullptr;
-    if (table == nullptr ||
-        dladdr1(table, &info, reinterpret_cast<void**>(const_cast<ElfW(Sym)**>(&entry)), RTLD_DL_SYMENT) == 0)
+    if (table == nullptr || dladdr1(table, &info, reinterpret_cast<void**>(const_cast<ElfW(Sym)**>(&entry)),
+                                    RTLD_DL_SYMENT) == 0) {
         return {"no " + symbol};
+    }
     Names names;
-    for (std::size_t i = ENTRIES_BEFORE; i < entry->st_size / sizeof(void*); ++i)
+    for (std::size_t i = ENTRIES_BEFORE; i < entry->st_size / sizeof(void*); ++i) {
         names.push_back(OperationName(table[i], className));
+    }
     return names;
 }
 
@@ -180,23 +185,27 @@ TEST(SlotOrder, OfInterfacesHasAsManyPlacesAllOfThemPure) {
 }
 
 TEST(SlotOrder, OfFacadesIsTheDestructorsAlone) {
-    for (const char* const facade : {"CHttpClient", "CHttpRequest", "CHttpResponse"})
+    for (const char* const facade : {"CHttpClient", "CHttpRequest", "CHttpResponse"}) {
         EXPECT_EQ(VirtualTable(facade), WithDestructors(facade, {}));
+    }
 }
 
 TEST(SlotOrder, OfConnectionsIsTheDestructorsAlone) {
-    for (const char* const connection : {"CHttpConnection", "CHttpsConnection"})
+    for (const char* const connection : {"CHttpConnection", "CHttpsConnection"}) {
         EXPECT_EQ(VirtualTable(connection), WithDestructors(connection, {}));
+    }
 }
 
 TEST(SlotOrder, OfThePoolIsThatOfTheTaskBelow) {
     // The pool adds no place to those of ACE's task, and its timer's operation takes the place of ACE's.
     Names task = VirtualTable("ACE_Task_Base");
-    for (std::string& name : task)
+    for (std::string& name : task) {
         name = Replaced(name, "ACE_Event_Handler::handle_timeout", "handle_timeout");
+    }
     Names pool = VirtualTable("CHttpConnectionMgr");
-    for (std::string& name : pool)
+    for (std::string& name : pool) {
         name = Replaced(Replaced(name, "ACE_Task_Base::", ""), "CHttpConnectionMgr", "ACE_Task_Base");
+    }
     EXPECT_GT(pool.size(), 20U);
     EXPECT_EQ(pool, task);
 }

@@ -27,8 +27,9 @@ void UseTheLibraryForEver(const CHttpResponse& /*response*/) {
 } // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 4 && argc != 5)
+    if (argc != 4 && argc != 5) {
         return 2;
+    }
     const bool busy = argc == 5;
     CHttpClient client;
     client.setPort(std::atoi(argv[1]));
@@ -41,7 +42,8 @@ int main(int argc, char** argv) {
             request, busy ? &UseTheLibraryForEver : [](const CHttpResponse&) {}, true);
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(std::atoi(argv[3])));
-    if (std::string(argv[2]) == "exit")
+    if (std::string(argv[2]) == "exit") {
         std::thread([] { std::exit(0); }).join();
+    }
     return 0;
 }

@@ -23,8 +23,9 @@ int RunHost(const LoopbackServer& server, const char* way, int milliseconds, con
     const char* const arguments[] = {ASYN_EXIT_HOST, port.c_str(), way, delay.c_str(), busy, nullptr};
     pid_t host = 0;
     int status = -1;
-    if (posix_spawn(&host, ASYN_EXIT_HOST, nullptr, nullptr, const_cast<char**>(arguments), environ) == 0)
+    if (posix_spawn(&host, ASYN_EXIT_HOST, nullptr, nullptr, const_cast<char**>(arguments), environ) == 0) {
         waitpid(host, &status, 0);
+    }
     return status;
 }
 
@@ -42,15 +43,19 @@ TlsOptions AnyClient() {
 // of the process used to meet them.
 TEST(AsynExit, CrashesNoWorkerHoweverTheProcessEnds) {
     TlsLoopbackServer server([](const RecordedRequest&) { return Respond(200); }, AnyClient());
-    for (const char* way : {"return", "exit"})
-        for (const int milliseconds : {0, 150, 190, 200, 210, 220, 250})
+    for (const char* way : {"return", "exit"}) {
+        for (const int milliseconds : {0, 150, 190, 200, 210, 220, 250}) {
             EXPECT_EQ(RunHost(server, way, milliseconds), 0) << way << " after " << milliseconds << " ms";
+        }
+    }
 }
 
 TEST(AsynExit, CrashesNoCallbackThatUsesTheLibrary) {
     TlsLoopbackServer server([](const RecordedRequest&) { return Respond(200); }, AnyClient());
-    for (const char* way : {"return", "exit"})
-        for (const int milliseconds : {600, 640})
+    for (const char* way : {"return", "exit"}) {
+        for (const int milliseconds : {600, 640}) {
             EXPECT_EQ(RunHost(server, way, milliseconds, "busy"), 0)
                 << way << " after " << milliseconds << " ms";
+        }
+    }
 }

@@ -24,10 +24,13 @@ std::vector<Outcome> g_outcomes;
 bool AllAreBack() {
     CHttpConnectionMgr* pool = CHttpConnectionMgr::Instance();
     const ACE_Write_Guard<ACE_RW_Thread_Mutex> guard(pool->m_PoolLock);
-    for (const auto& [address, list] : pool->m_mapHttpsConn)
-        for (const CHttpConnection* conn : *list)
-            if (!conn->IsIdle())
+    for (const auto& [address, list] : pool->m_mapHttpsConn) {
+        for (const CHttpConnection* conn : *list) {
+            if (!conn->IsIdle()) {
                 return false;
+            }
+        }
+    }
     return true;
 }
 
@@ -65,8 +68,9 @@ bool Outcomes::WaitFor(std::size_t count) {
 bool WaitUntilAllAreBack() {
     const auto giveUp = std::chrono::steady_clock::now() + PATIENCE;
     while (!AllAreBack()) {
-        if (std::chrono::steady_clock::now() > giveUp)
+        if (std::chrono::steady_clock::now() > giveUp) {
             return false;
+        }
         std::this_thread::yield();
     }
     return true;

@@ -73,10 +73,12 @@ TEST_F(AsynSendOutcome, HasTheBodysLengthWhereTheServerToldNone) {
 TEST_F(AsynSendOutcome, ComesOnAWorkerWithItsSignalsBlocked) {
     const Outcome outcome = Get();
     EXPECT_NE(outcome.thread, std::this_thread::get_id());
-    for (const int signal : {SIGALRM, SIGUSR1, SIGTERM, SIGPIPE, SIGPROF})
+    for (const int signal : {SIGALRM, SIGUSR1, SIGTERM, SIGPIPE, SIGPROF}) {
         EXPECT_EQ(sigismember(&outcome.blockedSignals, signal), 1) << signal;
-    for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGABRT})
+    }
+    for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGABRT}) {
         EXPECT_EQ(sigismember(&outcome.blockedSignals, fault), 0) << fault;
+    }
     sigset_t own;
     pthread_sigmask(SIG_SETMASK, nullptr, &own);
     EXPECT_EQ(sigismember(&own, SIGALRM), 0); // the caller's are as they were
@@ -115,8 +117,9 @@ TEST_F(AsynSendOutcome, OfNoConnectionComesAfterAHundredTriesThreeSecondsApart) 
     CHttpConnectionMgr& pool = *CHttpConnectionMgr::Instance();
     pool.SetMaxConnPerAddr(120); // the message tells the limit
     std::vector<CHttpConnection*> lent;
-    while (CHttpConnection* conn = pool.GetConn(m_server.address(), m_server.port(), true))
+    while (CHttpConnection* conn = pool.GetConn(m_server.address(), m_server.port(), true)) {
         lent.push_back(conn);
+    }
     TraceRecorder::Instance().Clear();
     TraceRecorder::Instance().SetLowestLevel(5);
     const HeldSleep sleep;
@@ -134,8 +137,9 @@ TEST_F(AsynSendOutcome, OfNoConnectionComesAfterAHundredTriesThreeSecondsApart) 
     expected.emplace_back("[5] asynSendRequest::HTTP get connection from pool failed! current size is 120");
     EXPECT_EQ(OwnMessages(5), expected);
     TraceRecorder::Instance().SetLowestLevel(0);
-    for (CHttpConnection* conn : lent)
+    for (CHttpConnection* conn : lent) {
         pool.ReleaseConn(conn);
+    }
 }
 
 TEST_F(AsynSendOutcome, NeverComesWhenNoThreadCanBeStarted) {
@@ -371,8 +375,9 @@ TEST_F(AsynSendOutcome, ComesExactlyOnceWhicheverAllocationFailsInPreparation) {
         // Where even the answer cannot be made, or no worker be started, there is none.
         EXPECT_TRUE(WaitUntilAllAreBack()) << i;
         EXPECT_LE(Outcomes::All().size(), sent) << i;
-        if (allocations < i)
+        if (allocations < i) {
             break;
+        }
     }
     EXPECT_GT(sent, 5U);
     Outcomes::Clear();
@@ -431,17 +436,20 @@ TEST_F(AsynSendOutcome, ComesToEachOfTwoHundredAtOnce) {
         senders.emplace_back([this] {
             CHttpClient client;
             PointAt(client, m_server);
-            for (int k = 0; k < 25; ++k)
+            for (int k = 0; k < 25; ++k) {
                 client.asynSendRequest(*MakeRequest(HTTPOPERATION_GET), &Outcomes::Callback, false);
+            }
         });
     }
-    for (std::thread& sender : senders)
+    for (std::thread& sender : senders) {
         sender.join();
+    }
     ASSERT_TRUE(Outcomes::WaitFor(200));
     EXPECT_TRUE(WaitUntilAllAreBack());
     EXPECT_EQ(Outcomes::All().size(), 200U);
-    for (const Outcome& outcome : Outcomes::All())
+    for (const Outcome& outcome : Outcomes::All()) {
         EXPECT_EQ(outcome.body, "answer");
+    }
     EXPECT_LE(PooledConnections(m_server, true), 100U);
     EXPECT_EQ(m_server.requests().size(), 200U);
 }

@@ -41,11 +41,13 @@ protected:
         const Lines pass{"multi_timeout", "multi_fdset", "multi_perform"};
         for (;;) {
             const auto first = std::search(lines.begin(), lines.end(), pass.begin(), pass.end());
-            if (first == lines.end())
+            if (first == lines.end()) {
                 return lines;
+            }
             const auto second = std::search(first + 1, lines.end(), pass.begin(), pass.end());
-            if (second == lines.end())
+            if (second == lines.end()) {
                 return lines;
+            }
             lines.erase(second, second + static_cast<std::ptrdiff_t>(pass.size()));
         }
     }
@@ -59,8 +61,9 @@ protected:
                           "multi_fdset",          "multi_perform",
                           "multi_remove_handle",  "getinfo RESPONSE_CODE",
                           "getinfo CONTENT_TYPE", "getinfo CONTENT_LENGTH_DOWNLOAD"};
-        for (const Lines& part : {before, tls, after, freed})
+        for (const Lines& part : {before, tls, after, freed}) {
             prepared.insert(prepared.end(), part.begin(), part.end());
+        }
         return prepared;
     }
 
@@ -123,8 +126,9 @@ TEST_F(AsynSendRequest, OfATlsSendSwitchesVerificationOff) {
 TEST_F(AsynSendRequest, ToAVerbThatCannotBeSentAddsNoHandle) {
     CurlRecorder recorder;
     EXPECT_EQ(Send(m_client, *MakeRequest(HTTPOPERATION_NOT_SET)).status, -1);
-    for (const CurlEvent& event : recorder.Events(CurlCall::MultiAddHandle))
+    for (const CurlEvent& event : recorder.Events(CurlCall::MultiAddHandle)) {
         EXPECT_EQ(event.other, nullptr);
+    }
 }
 
 TEST_F(AsynSendRequest, GoesOutInTheseBytes) {

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // What libcurl calls back.
+#include "client/CurlCallbacks.h"
+
 #include <limits>
 #include <stdexcept>
 #include <string>
@@ -8,7 +10,6 @@
 #include <httpclient/testing/RecordingTrace.h>
 
 #include "ClientFixture.h"
-#include "client/CurlCallbacks.h"
 #include "interpose/Allocations.h"
 
 using namespace httpclient::testing;

@@ -57,8 +57,9 @@ public:
 private:
     void WriteRequests(std::size_t before) {
         const auto requests = m_server.requests();
-        for (std::size_t i = before; i < requests.size(); ++i)
+        for (std::size_t i = before; i < requests.size(); ++i) {
             m_text += Shown(Replaced(requests[i].raw, m_server.authority(), "<server>"), "> ");
+        }
     }
     void WriteBody(const std::string& body) {
         m_text += body.empty() ? ", no body\n" : ", body:\n" + Shown(body, "< ");

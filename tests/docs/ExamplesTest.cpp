@@ -83,14 +83,16 @@ public:
               "r")) {
         m_pid = std::atoi(Line().c_str());
         const std::string place = Line(); // https://127.0.0.1:<port>
-        if (place.rfind("https://", 0) == 0)
+        if (place.rfind("https://", 0) == 0) {
             m_port = place.substr(place.rfind(':') + 1);
-        else
+        } else {
             ADD_FAILURE() << "the server said: " << place;
+        }
     }
     ~TlsServer() {
-        if (m_pid > 0)
+        if (m_pid > 0) {
             kill(m_pid, SIGTERM);
+        }
         pclose(m_output);
     }
     TlsServer(const TlsServer&) = delete;

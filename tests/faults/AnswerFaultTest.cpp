@@ -93,8 +93,9 @@ private:
         const LoopbackServer::Handler handler = [calls, faulty](const RecordedRequest&) {
             return ++*calls == faulty ? GetParam().reply : Sound();
         };
-        if (IsTls(way))
+        if (IsTls(way)) {
             return std::make_unique<TlsLoopbackServer>(handler, m_tls.Server());
+        }
         return std::make_unique<LoopbackServer>(handler);
     }
     static std::string Text(const Outcome& outcome) {
@@ -111,8 +112,9 @@ TEST_P(AnswerFaults, HaveTheirOutcomeAndHurtNoLaterRequest) {
         ExpectInWay(Way::Asynchronous);
         return;
     }
-    for (const Way way : {Way::Fresh, Way::Kept, Way::TlsFresh, Way::TlsKept, Way::Asynchronous})
+    for (const Way way : {Way::Fresh, Way::Kept, Way::TlsFresh, Way::TlsKept, Way::Asynchronous}) {
         ExpectInWay(way);
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Each, AnswerFaults, ::testing::ValuesIn(Faults()),

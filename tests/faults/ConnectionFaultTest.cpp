@@ -35,8 +35,9 @@ std::ptrdiff_t TimesLogged(const std::string& text) {
 class ConnectionFaults : public GateTest {
 protected:
     std::unique_ptr<LoopbackServer> Serve(Way way, ServerOptions options = {}) const {
-        if (IsTls(way))
+        if (IsTls(way)) {
             return std::make_unique<TlsLoopbackServer>(SOUND, m_tls.Server(), std::move(options));
+        }
         return std::make_unique<LoopbackServer>(SOUND, std::move(options));
     }
     /// The first connection meets a fault, the others are served.
@@ -102,7 +103,7 @@ TEST_F(ConnectionFaults, OfAServerThatDiesAndComesBackEndWithIt) {
 }
 
 TEST_F(ConnectionFaults, OfAConnectionClosedOrResetAtOnceEndWithIt) {
-    for (const OnAccept fault : {OnAccept::Close, OnAccept::Reset})
+    for (const OnAccept fault : {OnAccept::Close, OnAccept::Reset}) {
         for (const Way way : {Way::Fresh, Way::TlsFresh, Way::Asynchronous}) {
             ClosePool();
             const auto server = ServeAllButTheFirst(way, fault);
@@ -113,6 +114,7 @@ TEST_F(ConnectionFaults, OfAConnectionClosedOrResetAtOnceEndWithIt) {
             EXPECT_EQ(server->requests().size(), 2U);
             EXPECT_EQ(server->connectionsAccepted(), 2U);
         }
+    }
 }
 
 TEST_F(ConnectionFaults, OfAServerThatAcceptsAndReadsNothingEndWithTheTimeout) {
@@ -169,7 +171,7 @@ TEST_F(ConnectionFaults, OfAnInterimAnswerThatNeverComesOnlyDelay) {
 // drops each connection at the second request that comes on it.
 TEST_F(ConnectionFaults, OfASixthDroppedKeptConnectionFailARequestAndTheCountBeginsAnew) {
     int failures = 0;
-    for (const After drop : {After::Close, After::Reset})
+    for (const After drop : {After::Close, After::Reset}) {
         for (const Way way : {Way::Kept, Way::TlsKept}) {
             ClosePool();
             std::atomic<unsigned int> last{0};
@@ -178,15 +180,17 @@ TEST_F(ConnectionFaults, OfASixthDroppedKeptConnectionFailARequestAndTheCountBeg
                 return isSecond ? Silence(drop) : Sound();
             };
             std::unique_ptr<LoopbackServer> server;
-            if (IsTls(way))
+            if (IsTls(way)) {
                 server = std::make_unique<TlsLoopbackServer>(dropTheSecond, m_tls.Server());
-            else
+            } else {
                 server = std::make_unique<LoopbackServer>(dropTheSecond);
+            }
             PointAt(*server, way);
             for (int round = 0; round < 2; ++round) {
                 EXPECT_EQ(Send(way).result, 200) << "on a new connection";
-                for (int again = 1; again <= 5; ++again)
+                for (int again = 1; again <= 5; ++again) {
                     EXPECT_EQ(Send(way).body, "sound") << again;
+                }
                 const Outcome outcome = Send(way);
                 EXPECT_EQ(outcome.result, -1);
                 EXPECT_EQ(outcome.error, drop == After::Close ? SEND_ERROR : RECEIVE_ERROR);
@@ -195,6 +199,7 @@ TEST_F(ConnectionFaults, OfASixthDroppedKeptConnectionFailARequestAndTheCountBeg
             EXPECT_EQ(server->connectionsAccepted(), 12U);
             EXPECT_EQ(server->requests().size(), 24U);
         }
+    }
 }
 
 // After a HEAD, and for a HEAD that goes out under another method, libcurl reads no body; the server sends
@@ -203,20 +208,22 @@ TEST_F(ConnectionFaults, OfABodyThatNobodyReadsNeverBecomeTheNextAnswer) {
     const std::string forged = "HTTP/1.1 201 Created\r\nContent-Length: 6\r\n\r\nforged";
     const std::string head =
         "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(forged.size()) + "\r\n\r\n";
-    for (const Way way : {Way::Fresh, Way::TlsFresh})
+    for (const Way way : {Way::Fresh, Way::TlsFresh}) {
         for (const HTTPOPERATIONTYPE second : {HTTPOPERATION_GET, HTTPOPERATION_POST}) {
             ClosePool();
             const LoopbackServer::Handler answer = [&](const RecordedRequest& request) {
                 Reply reply = Raw(head);
-                if (request.method != "HEAD")
+                if (request.method != "HEAD") {
                     reply.pieces.push_back({forged, std::chrono::milliseconds(20)});
+                }
                 return reply;
             };
             std::unique_ptr<LoopbackServer> server;
-            if (IsTls(way))
+            if (IsTls(way)) {
                 server = std::make_unique<TlsLoopbackServer>(answer, m_tls.Server());
-            else
+            } else {
                 server = std::make_unique<LoopbackServer>(answer);
+            }
             PointAt(*server, way);
             for (const HTTPOPERATIONTYPE verb :
                  {HTTPOPERATION_HEAD, second, HTTPOPERATION_GET, HTTPOPERATION_HEAD, HTTPOPERATION_HEAD}) {
@@ -228,6 +235,7 @@ TEST_F(ConnectionFaults, OfABodyThatNobodyReadsNeverBecomeTheNextAnswer) {
             EXPECT_EQ(server->connectionsAccepted(), 4U)
                 << "but for a HEAD that is one, each closes its connection";
         }
+    }
 }
 
 TEST_F(ConnectionFaults, OfNoBodyToLeaveUnreadCostNoConnection) {
@@ -236,8 +244,9 @@ TEST_F(ConnectionFaults, OfNoBodyToLeaveUnreadCostNoConnection) {
         const LoopbackServer server(
             [&head](const RecordedRequest&) { return Raw("HTTP/1.1 " + head + "\r\n\r\n"); });
         PointAt(server, Way::Fresh);
-        for (const HTTPOPERATIONTYPE verb : {HTTPOPERATION_HEAD, HTTPOPERATION_GET, HTTPOPERATION_POST})
+        for (const HTTPOPERATIONTYPE verb : {HTTPOPERATION_HEAD, HTTPOPERATION_GET, HTTPOPERATION_POST}) {
             EXPECT_EQ(Send(Way::Fresh, verb).result, std::stoi(head));
+        }
         EXPECT_EQ(server.connectionsAccepted(), 1U) << head;
     }
 }

@@ -21,12 +21,14 @@ constexpr unsigned int SHORTEST_REQUEST = 2; // what does come has come by then
 void ExpectPoolInOrder() {
     CHttpConnectionMgr* const pool = CHttpConnectionMgr::Instance();
     const ACE_Write_Guard<ACE_RW_Thread_Mutex> guard(pool->m_PoolLock);
-    for (const auto* connections : {&pool->m_mapHttpConn, &pool->m_mapHttpsConn})
+    for (const auto* connections : {&pool->m_mapHttpConn, &pool->m_mapHttpsConn}) {
         for (const auto& [address, list] : *connections) {
             EXPECT_EQ(list->size(), 1U) << address;
-            for (const CHttpConnection* conn : *list)
+            for (const CHttpConnection* conn : *list) {
                 EXPECT_TRUE(conn->IsIdle()) << address;
+            }
         }
+    }
 }
 
 /// The number that libcurl gave the last failed request, from the log.
@@ -35,8 +37,9 @@ int LastError() {
     int error = 0;
     for (const std::string& line : Logged(5)) {
         const std::size_t at = line.find(before);
-        if (at != std::string::npos)
+        if (at != std::string::npos) {
             error = std::stoi(line.substr(at + before.size()));
+        }
     }
     return error;
 }

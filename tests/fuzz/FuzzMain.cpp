@@ -12,11 +12,13 @@ namespace {
 FuzzFunction ChosenTarget() {
     const char* const name = std::getenv("FUZZ_TARGET");
     const FuzzFunction run = FindFuzzTarget(name != nullptr ? name : "");
-    if (run != nullptr)
+    if (run != nullptr) {
         return run;
+    }
     std::fputs("FUZZ_TARGET must be one of:", stderr);
-    for (const FuzzTarget& target : FUZZ_TARGETS)
+    for (const FuzzTarget& target : FUZZ_TARGETS) {
         std::fprintf(stderr, " %s", target.name.data());
+    }
     std::fputc('\n', stderr);
     std::exit(2);
 }

@@ -14,8 +14,9 @@ public:
     bool AtEnd() const { return m_left.empty(); }
     /// Takes one byte; 0 at the end.
     unsigned char Byte() {
-        if (AtEnd())
+        if (AtEnd()) {
             return 0;
+        }
         const auto byte = static_cast<unsigned char>(m_left.front());
         m_left.remove_prefix(1);
         return byte;

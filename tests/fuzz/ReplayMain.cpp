@@ -19,9 +19,11 @@ std::string Content(const std::filesystem::path& path) {
 
 std::vector<std::filesystem::path> Files(const std::filesystem::path& directory) {
     std::vector<std::filesystem::path> files;
-    if (std::filesystem::is_directory(directory))
-        for (const auto& entry : std::filesystem::directory_iterator(directory))
+    if (std::filesystem::is_directory(directory)) {
+        for (const auto& entry : std::filesystem::directory_iterator(directory)) {
             files.push_back(entry.path());
+        }
+    }
     std::sort(files.begin(), files.end());
     return files;
 }

@@ -8,8 +8,9 @@
 
 /// Ends the process, which makes the input a finding, unless the promise is kept.
 inline void Require(bool kept, const char* promise) {
-    if (kept)
+    if (kept) {
         return;
+    }
     std::fprintf(stderr, "broken promise: %s\n", promise);
     std::abort();
 }

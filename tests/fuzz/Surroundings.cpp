@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Surroundings.h"
 
-#include <httpclient/testing/RecordingTrace.h>
 #include <vorncipher/VornMasterKey.h>
+
+#include <httpclient/testing/RecordingTrace.h>
 
 #include "Require.h"
 
@@ -39,7 +40,8 @@ void StartLog() {
 
 std::vector<std::string> Logged() {
     std::vector<std::string> lines;
-    for (const auto& message : TraceRecorder::Instance().Messages())
+    for (const auto& message : TraceRecorder::Instance().Messages()) {
         lines.push_back("[" + std::to_string(message.level) + "] " + message.body);
+    }
     return lines;
 }

@@ -34,8 +34,10 @@ constexpr FuzzTarget FUZZ_TARGETS[] = {
 
 /// @return the function of this name; null when there is none.
 inline FuzzFunction FindFuzzTarget(std::string_view name) {
-    for (const FuzzTarget& target : FUZZ_TARGETS)
-        if (target.name == name)
+    for (const FuzzTarget& target : FUZZ_TARGETS) {
+        if (target.name == name) {
             return target.run;
+        }
+    }
     return nullptr;
 }

@@ -40,8 +40,9 @@ TEST(ExpectedBody, IsOfNoSizeWithoutALineThatAnnouncesOne) {
 }
 
 TEST(ExpectedBody, IsOfNoSizeWhenTheLengthIsNoNumber) {
-    for (const char* length : {"", "x", "-1", "99999999999999999999999999"})
+    for (const char* length : {"", "x", "-1", "99999999999999999999999999"}) {
         EXPECT_EQ(SizeByLength(length), 0U) << length;
+    }
 }
 
 TEST(ExpectedBody, IsBelievedUpTo64MiB) {

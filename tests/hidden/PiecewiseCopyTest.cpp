@@ -18,16 +18,18 @@ constexpr std::size_t SIZES[] = {0, 1, 15, 2047, 2048, 2049, 4095, 4096, 4097, 1
 /// A text whose every piece differs from the next.
 std::string TextOf(std::size_t size) {
     std::string text;
-    for (std::size_t i = 0; i < size; ++i)
+    for (std::size_t i = 0; i < size; ++i) {
         text += static_cast<char>(i * 7 / 3);
+    }
     return text;
 }
 
 } // namespace
 
 TEST(PiecewiseCopy, IsTheText) {
-    for (const std::size_t size : SIZES)
+    for (const std::size_t size : SIZES) {
         EXPECT_EQ(CopyInPieces(TextOf(size)), TextOf(size)) << size;
+    }
 }
 
 TEST(PiecewiseCopy, FollowsWhatIsThere) {
@@ -60,8 +62,9 @@ TEST(PiecewiseCopy, LetsATextOfManyPartsGrowByDoubling) {
     const std::string part = TextOf(5000);
     std::string text;
     const CountedNew counted;
-    for (int i = 0; i < 1000; ++i)
+    for (int i = 0; i < 1000; ++i) {
         AppendInPieces(text, part.data(), part.size());
+    }
     EXPECT_LE(counted.Count(), 11U); // 5,000 bytes doubled ten times are more than 5,000,000
     EXPECT_EQ(text.size(), 5'000'000U);
 }

@@ -75,10 +75,12 @@ TEST_F(SpareTextTest, IsSafeAmongThreads) {
         return own;
     };
     std::vector<std::future<bool>> threads;
-    for (const char mark : {'a', 'b', 'c', 'd'})
+    for (const char mark : {'a', 'b', 'c', 'd'}) {
         threads.push_back(std::async(std::launch::async, use, mark));
-    for (auto& thread : threads)
+    }
+    for (auto& thread : threads) {
         EXPECT_TRUE(thread.get());
+    }
 }
 
 } // namespace

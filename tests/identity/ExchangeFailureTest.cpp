@@ -44,8 +44,9 @@ protected:
     }
     void ExpectFailureOfBody(const std::string& body, const std::string& message) {
         ExpectFailureOf(Respond(200, {}, body), {message});
-        if (HasFailure())
+        if (HasFailure()) {
             ADD_FAILURE() << body.substr(0, 200);
+        }
     }
     void ExpectOldRecord() {
         ASSERT_EQ(Sia().m_mapSiaToken.size(), 1U);
@@ -63,15 +64,17 @@ protected:
 } // namespace
 
 TEST_F(ExchangeFailure, IsAnyStatusButOne) {
-    for (const int status : {500, 503, 404, 401, 400, 403, 429, 201, 202, 206, 301, 302, 599})
+    for (const int status : {500, 503, 404, 401, 400, 403, 429, 201, 202, 206, 301, 302, 599}) {
         ExpectFailureOf(Respond(status, {}, R"({"token": "text"})"), {message::ExchangeFailed(status)});
+    }
     ExpectFailureOf(RespondHead(204), {message::ExchangeFailed(204)});
     ExpectRecovery();
 }
 
 TEST_F(ExchangeFailure, IsNotTriedAgainByItself) {
-    for (const int status : {500, 401, 403})
+    for (const int status : {500, 401, 403}) {
         ExpectFailureOf(Respond(status), {message::ExchangeFailed(status)});
+    }
     EXPECT_EQ(m_service.exchanges().size(), 3U);
 }
 
@@ -128,29 +131,33 @@ TEST_F(ExchangeFailure, IsABodyThatIsNoJson) {
          {"", " ", "<html><body>Bad Gateway</body></html>", "{", "}", R"({"token": )", R"({"token": "text)",
           R"({"token": "text"} x)", R"({"token": "text"}{})", R"({"token": "text",})", R"({'token': 'text'})",
           "// comment\n{}", R"({"token": +1})", "\"", "nul", "text", "\xef\xbb\xbf{",
-          "{\"token\": \"a\nb\"}"})
+          "{\"token\": \"a\nb\"}"}) {
         ExpectFailureOfBody(body, message::ExchangeFailed(200));
+    }
     ExpectFailureOfBody(std::string(1, '\0'), message::ExchangeFailed(200));
     ExpectFailureOfBody(std::string("{}\0", 3), message::ExchangeFailed(200));
     ExpectRecovery();
 }
 
 TEST_F(ExchangeFailure, IsABodyThatIsNestedTooDeeply) {
-    for (const std::size_t depth : {2000U, 100000U})
+    for (const std::size_t depth : {2000U, 100000U}) {
         ExpectFailureOfBody(std::string(depth, '[') + std::string(depth, ']'), message::ExchangeFailed(200));
+    }
     ExpectRecovery();
 }
 
 TEST_F(ExchangeFailure, IsABodyThatIsNoObject) {
     for (const char* body : {"[]", R"(["token", "text"])", R"([{"token": "text"}])", "\"token\"", "\"\"", "7",
-                             "-1.5", "true", "false"})
+                             "-1.5", "true", "false"}) {
         ExpectFailureOfBody(body, message::EXCHANGE_EXCEPTION);
+    }
     ExpectRecovery();
 }
 
 TEST_F(ExchangeFailure, IsATokenThatIsAnObjectOrArray) {
-    for (const char* value : {"[]", "{}", R"(["text"])", R"({"token": "text"})"})
+    for (const char* value : {"[]", "{}", R"(["text"])", R"({"token": "text"})"}) {
         ExpectFailureOfBody(R"({"token": )" + std::string(value) + "}", message::EXCHANGE_EXCEPTION);
+    }
     ExpectRecovery();
 }
 
@@ -171,16 +178,18 @@ TEST_F(ExchangeFailure, ComesAfterAHundredTriesWhenThePoolHasNoConnection) {
     // The pool takes thirty TLS addresses; none of these is free again.
     CHttpConnectionMgr* pool = CHttpConnectionMgr::Instance();
     std::vector<CHttpConnection*> lent;
-    for (unsigned int port = 1; port <= 30; ++port)
+    for (unsigned int port = 1; port <= 30; ++port) {
         lent.push_back(pool->GetConn("127.0.0.1", port, true));
+    }
     const HeldSleep sleep;
     Lines expected(100, "[5] synSendRequest::no idle conn now, wait 3s and retry...");
     expected.push_back("[5] synSendRequest::HTTP get connection from pool failed!");
     expected.push_back(message::ExchangeFailed(-1));
     ExpectFailure(expected);
     EXPECT_EQ(sleep.Calls().size(), 100U);
-    for (CHttpConnection* connection : lent)
+    for (CHttpConnection* connection : lent) {
         pool->ReleaseConn(connection);
+    }
 }
 
 TEST_F(ExchangeFailure, ComesOfAnEarlierHeadOnTheSameConnection) {

@@ -13,8 +13,9 @@ ExchangeTest::ExchangeTest()
                       "/orders": {"type": "sia", "service": "orders"},
                       "/stock": {"type": "sia", "service": "stock"}})");
     WriteJwt(R"({"jwt": ")" + Secret("jwt") + "\"}");
-    for (const char* service : {"orders", "stock", ACCESS})
+    for (const char* service : {"orders", "stock", ACCESS}) {
         m_service.SetTokens(service, {Nth(service, 1), Nth(service, 2), Nth(service, 3)});
+    }
     Sia();
     EXPECT_EQ(NewLines(), (Lines{message::ServicesLoaded(3), message::JwtLoaded(Secret("jwt").size())}));
 }

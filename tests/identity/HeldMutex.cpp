@@ -35,28 +35,32 @@ HeldMutex::~HeldMutex() {
 bool HeldMutex::WaitForWaiter() const {
     const auto deadline = std::chrono::steady_clock::now() + PATIENCE;
     while (__atomic_load_n(&m_mutex.__data.__lock, __ATOMIC_RELAXED) != HELD_AND_WAITED_FOR) {
-        if (std::chrono::steady_clock::now() > deadline)
+        if (std::chrono::steady_clock::now() > deadline) {
             return false;
+        }
         std::promise<void>().get_future().wait_for(std::chrono::milliseconds(1));
     }
     return true;
 }
 
 void HeldMutex::Release() {
-    if (std::exchange(m_held, false))
+    if (std::exchange(m_held, false)) {
         pthread_mutex_unlock(&m_mutex);
+    }
 }
 
 RefusingMutex::RefusingMutex(pthread_mutex_t& mutex) : m_mutex(mutex) {
-    if (!Remake(m_mutex, PTHREAD_MUTEX_ERRORCHECK))
+    if (!Remake(m_mutex, PTHREAD_MUTEX_ERRORCHECK)) {
         throw std::logic_error("the lock is in use");
+    }
     pthread_mutex_lock(&m_mutex); // for this very thread, a second attempt is an error
 }
 
 RefusingMutex::~RefusingMutex() {
     pthread_mutex_unlock(&m_mutex);
-    if (!Remake(m_mutex, PTHREAD_MUTEX_DEFAULT))
+    if (!Remake(m_mutex, PTHREAD_MUTEX_DEFAULT)) {
         std::abort(); // its next user would be misled
+    }
 }
 
 bool RefusingMutex::WasReleased() const {

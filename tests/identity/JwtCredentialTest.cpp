@@ -36,8 +36,9 @@ protected:
     void ExpectFailure(const std::string& text, const char* message) {
         WriteJwt(text);
         ExpectFailureNow(message);
-        if (HasFailure())
+        if (HasFailure()) {
             ADD_FAILURE() << text.substr(0, 200);
+        }
     }
     void ExpectFailureNow(const char* message) {
         EXPECT_EQ(LoadNow(), Lines{message});
@@ -78,8 +79,9 @@ TEST_F(JwtCredential, IsTakenInWhateverForm) {
 }
 
 TEST_F(JwtCredential, IsEmptyWhenTheFileHoldsNone) {
-    for (const char* text : {"{}", "null", R"({"jwt": null})", R"({"jwt": ""})", R"({"Jwt": "text"})"})
+    for (const char* text : {"{}", "null", R"({"jwt": null})", R"({"jwt": ""})", R"({"Jwt": "text"})"}) {
         ExpectLoaded(text, "");
+    }
 }
 
 TEST_F(JwtCredential, IsTheTextOfANumberOrTruthValue) {
@@ -88,16 +90,19 @@ TEST_F(JwtCredential, IsTheTextOfANumberOrTruthValue) {
 }
 
 TEST_F(JwtCredential, InAnotherShapeRaisesInside) {
-    for (const char* value : {"[]", R"(["jwt", "text"])", "\"jwt\"", "7", "-1.5", "true", "false"})
+    for (const char* value : {"[]", R"(["jwt", "text"])", "\"jwt\"", "7", "-1.5", "true", "false"}) {
         ExpectFailure(value, EXCEPTION);
-    for (const char* value : {"[]", R"(["text"])", "{}", R"({"jwt": "text"})"})
+    }
+    for (const char* value : {"[]", R"(["text"])", "{}", R"({"jwt": "text"})"}) {
         ExpectFailure(WithJwt(value), EXCEPTION);
+    }
 }
 
 TEST_F(JwtCredential, InNoJsonIsNotTaken) {
     for (const char* text : {"", " ", "{", "}", R"({"jwt": })", R"({"jwt": "text)", "a.b.c", "nul",
-                             "<html></html>", "\xff\xfe{\0}"})
+                             "<html></html>", "\xff\xfe{\0}"}) {
         ExpectFailure(text, NOT_PARSED);
+    }
     ExpectFailure("\0"s, NOT_PARSED);
     ExpectFailure(std::string(100000, '[') + std::string(100000, ']'), NOT_PARSED);
 }
@@ -112,8 +117,9 @@ TEST_F(JwtCredential, InAnUnreadableFileIsNotOpened) {
     WriteJwt("{}");
     std::filesystem::permissions(File(JWT), std::filesystem::perms::none);
     const WithoutPrivileges ordinary(m_application.path());
-    if (!ordinary.held())
+    if (!ordinary.held()) {
         GTEST_SKIP() << "root reads every file, and cannot become another user here";
+    }
     ExpectFailureNow(NOT_OPENED);
 }
 

@@ -31,8 +31,9 @@ protected:
     }
     /// Sends the request, which gets these answers. @return the status, or -1.
     int Send(const std::vector<Reply>& replies) {
-        for (const Reply& reply : replies)
+        for (const Reply& reply : replies) {
             m_script.Add(reply);
+        }
         const int status = m_client.synSendRequest(m_request, m_response, false);
         EXPECT_EQ(m_script.left(), 0U);
         return status;
@@ -40,16 +41,18 @@ protected:
     /// @return the tokens of the requests so far, "none" where there was none.
     Tokens Seen() const {
         Tokens tokens;
-        for (const RecordedRequest& request : m_server.requests())
+        for (const RecordedRequest& request : m_server.requests()) {
             tokens.push_back(request.Header("x-access-token").value_or("none"));
+        }
         return tokens;
     }
     /// @return all that is logged of a send with an exchange before each of two tries.
     static Lines TwoExchanges() {
         Lines lines = ExchangeLines("/orders", "orders", Nth("orders", 1).size());
         lines.push_back(RETRY);
-        for (const std::string& line : ExchangeLines("/orders", "orders", Nth("orders", 2).size()))
+        for (const std::string& line : ExchangeLines("/orders", "orders", Nth("orders", 2).size())) {
             lines.push_back(line);
+        }
         return lines;
     }
 
@@ -166,8 +169,9 @@ TEST_F(RefusedToken, OfTheCacheIsDroppedForAllUrlsOfTheService) {
     NewLines();
     EXPECT_EQ(Send({REFUSAL, CONSENT}), 200);
     Lines expected{message::Mapped("/orders", "orders"), message::FromBuffer(Nth("orders", 1).size()), RETRY};
-    for (const std::string& line : ExchangeLines("/orders", "orders", Nth("orders", 2).size()))
+    for (const std::string& line : ExchangeLines("/orders", "orders", Nth("orders", 2).size())) {
         expected.push_back(line);
+    }
     EXPECT_EQ(NewLines(), expected);
     EXPECT_EQ(Token("/orders/1"), Nth("orders", 2));
     EXPECT_EQ(Token("/stock"), Nth("stock", 1));
@@ -205,8 +209,9 @@ TEST_F(RefusedToken, IsNotDroppedForAUrlOfNoService) {
 }
 
 TEST_F(RefusedToken, IsNotDroppedForAnyOtherStatus) {
-    for (const int status : {200, 400, 401, 402, 404, 407, 500, 503})
+    for (const int status : {200, 400, 401, 402, 404, 407, 500, 503}) {
         EXPECT_EQ(Send({Respond(status, {}, "body")}), status);
+    }
     EXPECT_EQ(m_response.getResponseBody(), "body");
     EXPECT_EQ(m_service.exchanges().size(), 1U);
     EXPECT_EQ(Kept("orders"), Nth("orders", 1));

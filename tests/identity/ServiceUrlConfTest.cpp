@@ -42,8 +42,9 @@ protected:
     void ExpectFailure(const std::string& text, const char* message, const Services& services = NONE) {
         WriteServices(text);
         ExpectFailureNow(message, services);
-        if (HasFailure())
+        if (HasFailure()) {
             ADD_FAILURE() << text.substr(0, 200);
+        }
     }
     void ExpectFailureNow(const char* message, const Services& services = NONE) {
         m_sia.m_mapServiceUrl.clear();
@@ -70,10 +71,11 @@ TEST_F(ServiceUrlConf, GivesTheServiceOfEachUrl) {
 
 TEST_F(ServiceUrlConf, TakesEntriesOfTheOneTypeAlone) {
     for (const char* type : {"\"SIA\"", "\"Sia\"", "\"sia \"", "\" sia\"", "\"siaX\"", "\"si\"", "\"\"",
-                             "null", "1", "-1", "1.5", "true", "false", "\"sia\\u0000\""})
+                             "null", "1", "-1", "1.5", "true", "false", "\"sia\\u0000\""}) {
         ExpectLoaded(R"({"/a": {"type": )" + std::string(type) + R"(, "service": "s"},
                          "/b": {"type": "sia", "service": "t"}})",
                      {{"/b", "t"}});
+    }
     ExpectLoaded(Entry(R"({"service": "s"})"), NONE);
     ExpectLoaded(Entry(R"({"Type": "sia", "service": "s"})"), NONE);
     ExpectLoaded(Entry(R"({"type": "s\u0069a", "service": "s"})"), {{"/a", "s"}});
@@ -114,16 +116,18 @@ TEST_F(ServiceUrlConf, AllowsComments) {
 
 TEST_F(ServiceUrlConf, IsFineWithoutAnEntry) {
     for (const char* text :
-         {"{}", "null", " \n{ }\n", R"({"/a": {"type": "other"}})", R"({"/a": {}})", R"({"/a": null})"})
+         {"{}", "null", " \n{ }\n", R"({"/a": {"type": "other"}})", R"({"/a": {}})", R"({"/a": null})"}) {
         ExpectLoaded(text, NONE);
+    }
 }
 
 TEST_F(ServiceUrlConf, OfAnotherShapeRaisesInside) {
     for (const char* text :
          {"[]", R"([{"/a": {"type": "sia", "service": "s"}}])", "\"text\"", "7", "-1.5", "true", "false"}) {
         ExpectFailure(text, message::SERVICES_EXCEPTION);
-        if (text != "[]"s)
+        if (text != "[]"s) {
             ExpectFailure(Entry(text), message::SERVICES_EXCEPTION);
+        }
     }
     ExpectFailure(Entry("[]"), message::SERVICES_EXCEPTION);
     ExpectFailure(Entry(R"({"type": []})"), message::SERVICES_EXCEPTION);
@@ -152,8 +156,9 @@ TEST_F(ServiceUrlConf, ThatIsNoJsonIsNotTaken) {
     for (const char* text :
          {"", " ", "\n", "{", "}", "/a", R"({"/a": })", R"({"/a": {"type": "sia", "service": "s"})",
           R"({"/a": {"type": "sia" "service": "s"}})", "{\"/a\"}", "nul", "<html><body>404</body></html>",
-          "\xff\xfe{\0}", R"({"/a": {"type": "sia", "service": "s}})", "\x1f\x8b\x08"})
+          "\xff\xfe{\0}", R"({"/a": {"type": "sia", "service": "s}})", "\x1f\x8b\x08"}) {
         ExpectFailure(text, message::SERVICES_NOT_PARSED);
+    }
     ExpectFailure("\0"s, message::SERVICES_NOT_PARSED);
     ExpectFailure(std::string(100000, '\0'), message::SERVICES_NOT_PARSED);
 }
@@ -162,8 +167,9 @@ TEST_F(ServiceUrlConf, ThatIsNestedTooDeeplyIsNotTaken) {
     for (const std::size_t depth : {2000U, 100000U}) {
         ExpectFailure(std::string(depth, '[') + std::string(depth, ']'), message::SERVICES_NOT_PARSED);
         std::string objects;
-        for (std::size_t i = 0; i < depth; ++i)
+        for (std::size_t i = 0; i < depth; ++i) {
             objects += "{\"/a\":";
+        }
         ExpectFailure(objects + "1" + std::string(depth, '}'), message::SERVICES_NOT_PARSED);
     }
 }
@@ -179,9 +185,10 @@ TEST_F(ServiceUrlConf, HoldsAnyBytes) {
 TEST_F(ServiceUrlConf, OfAHundredThousandEntriesIsTakenWhole) {
     constexpr std::size_t COUNT = 100000;
     std::string text = "{";
-    for (std::size_t i = 0; i < COUNT; ++i)
+    for (std::size_t i = 0; i < COUNT; ++i) {
         text += (i == 0 ? "\"/" : ",\"/") + std::to_string(i) + R"(/*":{"type":"sia","service":"s)" +
                 std::to_string(i) + "\"}";
+    }
     EXPECT_EQ(Load(text + "}"), Lines{message::ServicesLoaded(COUNT)});
     EXPECT_EQ(m_result, 0);
     EXPECT_EQ(m_sia.GetServiceNameByUrl("/99999/x", false), "s99999");
@@ -200,8 +207,9 @@ TEST_F(ServiceUrlConf, ThatMayNotBeReadIsNotOpened) {
     WriteServices("{}");
     std::filesystem::permissions(File(SERVICES), std::filesystem::perms::none);
     const WithoutPrivileges ordinary(m_application.path());
-    if (!ordinary.held())
+    if (!ordinary.held()) {
         GTEST_SKIP() << "root reads every file, and cannot become another user here";
+    }
     ExpectFailureNow(message::SERVICES_NOT_OPENED);
 }
 

@@ -159,20 +159,23 @@ TEST_F(Singleton, IsMadeOnceWhileOthersWaitForIt) {
     EXPECT_EQ(LoadPublished(CHttpSiaToken::m_pInstance), nullptr);
     std::atomic<int> waiting{0};
     std::vector<std::future<CHttpSiaToken*>> others;
-    for (int i = 0; i < 4; ++i)
+    for (int i = 0; i < 4; ++i) {
         others.push_back(Elsewhere([&waiting] {
             ++waiting;
             return CHttpSiaToken::Instance();
         }));
-    while (waiting < 4)
+    }
+    while (waiting < 4) {
         std::this_thread::yield();
+    }
     EXPECT_EQ(LoadPublished(CHttpSiaToken::m_pInstance), nullptr);
     writer << ONE_SERVICE;
     writer.close();
     CHttpSiaToken* const made = maker.get();
     ASSERT_NE(made, nullptr);
-    for (auto& other : others)
+    for (auto& other : others) {
         EXPECT_EQ(other.get(), made);
+    }
     EXPECT_EQ(TraceRecorder::Instance().Messages().size(), 2U); // each file was loaded once
     EXPECT_EQ(made->m_mapServiceUrl.size(), 1U);
     EXPECT_TRUE(IsFree(CHttpSiaToken::m_Mutex.lock_));

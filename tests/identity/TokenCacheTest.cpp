@@ -61,8 +61,9 @@ TEST_F(TokenCache, LeavesTheRecordAloneWhenItHasNone) {
     SiaToken record;
     record.token = "before";
     record.expire_at = 7;
-    for (const char* service : {"stock", "", "Orders", "orders ", "/orders"})
+    for (const char* service : {"stock", "", "Orders", "orders ", "/orders"}) {
         EXPECT_EQ(m_sia.GetTokenFromBuf(service, record), -1);
+    }
     EXPECT_EQ(record.token, "before");
     EXPECT_EQ(record.expire_at, 7);
     EXPECT_EQ(m_sia.m_mapSiaToken.size(), 1U); // asking adds nothing
@@ -152,8 +153,9 @@ TEST_F(TokenCache, WantsNoTokenForTheTokenServicesOwnPath) {
     }
     EXPECT_EQ(Logged(0), Lines{});
     for (const char* url : {"/rest/sia/v1/tokens/jwt/si", "/REST/sia/v1/tokens/jwt/sia",
-                            "rest/sia/v1/tokens/jwt/sia", "/rest/sia/v1/tokens//jwt/sia"})
+                            "rest/sia/v1/tokens/jwt/sia", "/rest/sia/v1/tokens//jwt/sia"}) {
         EXPECT_EQ(Token(url), Secret("orders"));
+    }
 }
 
 TEST_F(TokenCache, GivesSiaAccessTheTokenOfTheFixedService) {
@@ -191,8 +193,9 @@ TEST_F(TokenCache, LosesTheTokenOfAServiceForAllItsUrls) {
 TEST_F(TokenCache, LosesNothingForAUrlOfNoService) {
     Keep("orders", Secret("orders"));
     Keep("", Secret("nameless"));
-    for (const char* url : {"/elsewhere", "", "orders", "/stock/1"})
+    for (const char* url : {"/elsewhere", "", "orders", "/stock/1"}) {
         EXPECT_EQ(m_sia.EraseTokenFromBuf(url, false), -1) << url;
+    }
     EXPECT_EQ(m_sia.m_mapSiaToken.size(), 2U);
     EXPECT_EQ(Logged(0), Lines{});
 }

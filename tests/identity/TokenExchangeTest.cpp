@@ -28,8 +28,9 @@ protected:
         recorder.Force(CurlCall::EasyPerform, CURLE_COULDNT_CONNECT);
         EXPECT_EQ(Token("/orders", false, -1), "before");
         std::map<CURLoption, std::string> options;
-        for (const CurlEvent& event : recorder.Events(CurlCall::EasySetopt))
+        for (const CurlEvent& event : recorder.Events(CurlCall::EasySetopt)) {
             options[event.option] = event.number ? std::to_string(*event.number) : event.text.value_or("");
+        }
         return options;
     }
     std::string Url(const std::string& host) {

@@ -34,8 +34,9 @@ protected:
     Lines List() const {
         const CurlSlistPtr list(m_imp.AppendSlist(m_request));
         Lines lines;
-        for (const curl_slist* line = list.get(); line != nullptr; line = line->next)
+        for (const curl_slist* line = list.get(); line != nullptr; line = line->next) {
             lines.emplace_back(line->data);
+        }
         return lines;
     }
     /// Sends the request. @return the bytes that the server saw.
@@ -69,8 +70,9 @@ TEST_F(TokenHeader, HoldsTheTokenWithoutABlank) {
 }
 
 TEST_F(TokenHeader, StandsAmongTheOthersInByteOrder) {
-    for (const char* name : {"z", "X-Access-Token", "x-access-tokem", "x-access-tokenx", "x", "B"})
+    for (const char* name : {"z", "X-Access-Token", "x-access-tokem", "x-access-tokenx", "x", "B"}) {
         m_request.addRequestHeadEntry(name, "1");
+    }
     EXPECT_EQ(List(), (Lines{"B:1", "X-Access-Token:1", "x:1", "x-access-tokem:1",
                              "x-access-token:" + Nth("orders", 1), "x-access-tokenx:1", "z:1"}));
 }

@@ -47,16 +47,19 @@ TEST_F(TokenThreads, ExchangeForOneServiceEachOnItsOwnAndTheLaterTokenStays) {
     const std::shared_future<void> kept(firstIsKept.get_future());
     m_service.AnswerWith([this, &count, kept](const RecordedRequest& /*request*/) {
         const bool isFirst = ++count == 1;
-        if (!m_service.WaitForExchanges(2))
+        if (!m_service.WaitForExchanges(2)) {
             return Respond(500);
-        if (!isFirst)
+        }
+        if (!isFirst) {
             kept.wait_for(PATIENCE);
+        }
         return TokenReply(isFirst ? "first" : "later");
     });
     std::future<std::string> both[] = {TokenElsewhere("/orders"), TokenElsewhere("/orders/1")};
     while (both[0].wait_for(std::chrono::milliseconds(1)) != std::future_status::ready &&
-           both[1].wait_for(std::chrono::milliseconds(1)) != std::future_status::ready)
+           both[1].wait_for(std::chrono::milliseconds(1)) != std::future_status::ready) {
         continue;
+    }
     EXPECT_EQ(Kept("orders"), "first");
     firstIsKept.set_value();
     const std::vector<std::string> tokens{both[0].get(), both[1].get()};
@@ -107,8 +110,9 @@ TEST_F(TokenThreads, WaitForTheLockToKeepATokenAndNotBefore) {
 TEST_F(TokenThreads, AreNotHeldUpByAnothersFailedExchange) {
     std::promise<void> answer;
     m_service.AnswerWith([this, &answer](const RecordedRequest& request) {
-        if (request.body.find("stock") != std::string::npos)
+        if (request.body.find("stock") != std::string::npos) {
             return TokenReply("stock");
+        }
         answer.get_future().wait_for(PATIENCE);
         return Respond(500);
     });
@@ -128,7 +132,7 @@ TEST_F(TokenThreads, AlwaysGetATokenOfTheirOwnService) {
     });
     EndSia(); // they make it, too
     std::vector<std::future<void>> threads;
-    for (int i = 0; i < THREADS; ++i)
+    for (int i = 0; i < THREADS; ++i) {
         threads.push_back(Elsewhere([i] {
             for (int round = 0; round < ROUNDS; ++round) {
                 const bool orders = (i + round) % 2 == 0;
@@ -137,8 +141,10 @@ TEST_F(TokenThreads, AlwaysGetATokenOfTheirOwnService) {
                 EXPECT_EQ(round % 10 == i ? Sia().EraseTokenFromBuf(url, false) : 0, 0);
             }
         }));
-    for (auto& thread : threads)
+    }
+    for (auto& thread : threads) {
         thread.get();
+    }
     EXPECT_TRUE(IsFree(Sia().m_TokenMutex.lock_));
     EXPECT_LE(Sia().m_mapSiaToken.size(), 2U);
 }

@@ -29,10 +29,12 @@ std::string Match(const Services& services, const std::string& url, bool bSiaAcc
 /// Expects these URLs and none of the others to match a pattern.
 void ExpectMatches(const std::string& pattern, const std::vector<std::string>& urls,
                    const std::vector<std::string>& others = {}) {
-    for (const std::string& url : urls)
+    for (const std::string& url : urls) {
         EXPECT_EQ(Match({{pattern, "service"}}, url), "service") << pattern << " and " << url;
-    for (const std::string& url : others)
+    }
+    for (const std::string& url : others) {
         EXPECT_EQ(Match({{pattern, "service"}}, url), "") << pattern << " and " << url;
+    }
 }
 
 const std::string ITEMS = "/rest/a/v1/items";
@@ -84,8 +86,9 @@ TEST(UrlMatch, IgnoresWhatFollowsTheFirstWildcard) {
 }
 
 TEST(UrlMatch, OfALeadingWildcardIsEveryPath) {
-    for (const char* pattern : {"*", "*/rest"})
+    for (const char* pattern : {"*", "*/rest"}) {
         ExpectMatches(pattern, {"/", "x", "/rest/a", "?x=1", "//", "*", "\xff"});
+    }
 }
 
 TEST(UrlMatch, IsByteForByte) {
@@ -153,9 +156,11 @@ TEST(UrlMatch, IsEmptyForAnEmptyUrlAndWithoutConfiguration) {
 }
 
 TEST(UrlMatch, OfSiaAccessIsTheFixedServiceWhateverElse) {
-    for (const Services& services : {Services{{ITEMS, "items"}}, Services{}})
-        for (const std::string& url : {ITEMS, "/elsewhere"s, ""s})
+    for (const Services& services : {Services{{ITEMS, "items"}}, Services{}}) {
+        for (const std::string& url : {ITEMS, "/elsewhere"s, ""s}) {
             EXPECT_EQ(Match(services, url, true), "ServiceIdentityAccessService") << url;
+        }
+    }
 }
 
 TEST(UrlMatch, OfAMegabyteOfSlashesLosesOneToo) {

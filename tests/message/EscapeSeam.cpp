@@ -20,8 +20,9 @@ template <class Real> char* Held(EscapeSeam::Call call, const Real& real) {
     EscapeSeam* const seam = EscapeSeam::Current();
     char* const result = seam != nullptr && seam->Fails() ? nullptr : real();
     call.result = result;
-    if (seam != nullptr)
+    if (seam != nullptr) {
         seam->Note(std::move(call));
+    }
     return result;
 }
 
@@ -67,15 +68,17 @@ char* curl_easy_unescape(CURL* handle, const char* text, int length, int* outLen
 
 void curl_free(void* text) {
     static auto* const next = Next<void(void*)>("curl_free");
-    if (EscapeSeam* const seam = EscapeSeam::Current())
+    if (EscapeSeam* const seam = EscapeSeam::Current()) {
         seam->NoteFree(text);
+    }
     next(text);
 }
 
 int memset_s(void* dest, std::size_t destMax, int c, std::size_t count) {
     static auto* const next = Next<int(void*, std::size_t, int, std::size_t)>("memset_s");
-    if (ZeroingSeam* const seam = ZeroingSeam::Current())
+    if (ZeroingSeam* const seam = ZeroingSeam::Current()) {
         seam->Note({destMax, c, count});
+    }
     return next(dest, destMax, c, count);
 }
 

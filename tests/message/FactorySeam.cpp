@@ -4,9 +4,10 @@
 #include <stdexcept>
 #include <utility>
 
+#include <ovexcommon/SysConfReader.h>
+
 #include <httpclient/HttpClient.h>
 #include <httpclient/HttpRequest.h>
-#include <ovexcommon/SysConfReader.h>
 
 #include "interpose/Next.h"
 
@@ -48,8 +49,9 @@ void FactorySeam::ThrowAt(const std::string& call, std::function<void(CHttpReque
 }
 
 void FactorySeam::Note(const std::string& call, CHttpRequest* request, CHttpClient* client) {
-    if (g_seam == nullptr)
+    if (g_seam == nullptr) {
         return;
+    }
     g_seam->m_calls.push_back(call);
     if (call == g_seam->m_throwAt) {
         g_seam->m_action(request, client);

@@ -1,8 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // The factories. Compiled without access control, so that the client's settings can be seen.
-#include <httpclient/HttpClientWrap.h>
-#include <httpclient/HttpRequestWrap.h>
-
 #include <map>
 #include <memory>
 #include <stdexcept>
@@ -12,6 +9,8 @@
 
 #include <gtest/gtest.h>
 
+#include <httpclient/HttpClientWrap.h>
+#include <httpclient/HttpRequestWrap.h>
 #include <httpclient/testing/Environment.h>
 #include <httpclient/testing/RecordingTrace.h>
 
@@ -62,10 +61,12 @@ template <class Make> bool IsDestroyedWhen(const std::string& call, Make make) {
     bool dead = false;
     FactorySeam seam;
     seam.ThrowAt(call, [&dead](CHttpRequest* request, CHttpClient* client) {
-        if (request != nullptr)
+        if (request != nullptr) {
             request->m_pImp = std::make_unique<DyingRequest>(dead);
-        if (client != nullptr)
+        }
+        if (client != nullptr) {
             client->m_pImp = std::make_unique<DyingClient>(dead);
+        }
     });
     try {
         make();
@@ -229,12 +230,14 @@ TEST(Factories, DestroyWhatTheyMadeWhenAStepThrows) {
         HttpRequestWrap::MakeRequestPtrWithRouter("/a", "id", HTTPOPERATION_GET, "{}");
     };
     for (const char* step : {"setContent({})", "setUrlPath(/a)", "setVerb(1)",
-                             "setContentType(application/json)", "addRequestHeadEntry(X-Request-Id, id)"})
+                             "setContentType(application/json)", "addRequestHeadEntry(X-Request-Id, id)"}) {
         EXPECT_TRUE(IsDestroyedWhen(step, request)) << step;
+    }
     const auto client = [] { HttpClientWrap::MakeClientPtr("d", 1, 2, 3, true); };
     for (const char* step : {"setConnectTimeout(1)", "setRequestTimeout(2)", "setDomain(d)", "setPort(3)",
-                             "setScheme(https)", "setSSLSupport()"})
+                             "setScheme(https)", "setSSLSupport()"}) {
         EXPECT_TRUE(IsDestroyedWhen(step, client)) << step;
+    }
 }
 
 TEST(Factories, NeverLog) {

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 // Query parameters of a request: the store and its rendering.
-#include <httpclient/HttpRequest.h>
-
 #include <climits>
 #include <map>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
+
+#include <httpclient/HttpRequest.h>
 
 using namespace std::string_literals;
 using Values = std::vector<std::string>;
@@ -19,10 +19,12 @@ namespace {
 std::string Rendered(HTTPOPERATIONTYPE verb, const std::string& charset, const Params& params) {
     CHttpRequest request;
     request.setVerb(verb);
-    if (!charset.empty())
+    if (!charset.empty()) {
         request.setAcceptCharset(charset);
-    for (const auto& [name, values] : params)
+    }
+    for (const auto& [name, values] : params) {
         request.addParam(name, values);
+    }
     return request.getParamsAppendInURL();
 }
 
@@ -131,8 +133,9 @@ TEST(Parameters, CopiesAreTheCallersOwn) {
 }
 
 TEST(ParameterText, IsEmptyWithoutParametersWhateverTheVerb) {
-    for (int verb = 1; verb <= 6; ++verb)
+    for (int verb = 1; verb <= 6; ++verb) {
         EXPECT_EQ(Rendered(static_cast<HTTPOPERATIONTYPE>(verb), "", {}), "") << verb;
+    }
 }
 
 TEST(ParameterText, BeginsWithAQuestionMarkForGetAndDeleteOnly) {
@@ -215,9 +218,10 @@ TEST(ParameterText, ConvertedValuesEndAtTheirFirstNul) {
 }
 
 TEST(ParameterText, UnknownCharacterSetsEmptyTheValues) {
-    for (const char* charset : {"no-such-set", "UNKOWN", " ", "UTF-8, *;q=0.5"})
+    for (const char* charset : {"no-such-set", "UNKOWN", " ", "UTF-8, *;q=0.5"}) {
         EXPECT_EQ(Rendered(HTTPOPERATION_GET, charset, {{"a", {"1", "2"}}, {"b", {"3"}}}), "?a=&a=&b=")
             << charset;
+    }
 }
 
 TEST(ParameterText, CharacterSetHoldsForTheRequestThatNamesIt) {
@@ -235,8 +239,9 @@ TEST(ParameterText, IsTheSameEachTimeItIsAskedFor) {
     CHttpRequest request;
     request.setVerb(HTTPOPERATION_GET);
     request.addParam("k", Values{"\xD6\xD0", "\xFF"});
-    for (int i = 0; i < 3; ++i)
+    for (int i = 0; i < 3; ++i) {
         EXPECT_EQ(request.getParamsAppendInURL(), "?k=%E4%B8%AD&k=%3F");
+    }
 }
 
 TEST(ParameterText, EscapesWhatWouldEndAPair) {

@@ -1,8 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // Random steps, the same in every run, against models that are simple enough to be right.
-#include <httpclient/HttpRequest.h>
-#include <httpclient/HttpResponse.h>
-
 #include <iterator>
 #include <map>
 #include <random>
@@ -10,6 +7,9 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+
+#include <httpclient/HttpRequest.h>
+#include <httpclient/HttpResponse.h>
 
 namespace {
 
@@ -23,8 +23,9 @@ public:
     /// Any bytes from @p lowest on.
     std::string Bytes(unsigned int longest, unsigned int lowest) {
         std::string text(Below(longest + 1), '\0');
-        for (char& c : text)
+        for (char& c : text) {
             c = static_cast<char>(lowest + Below(256 - lowest));
+        }
         return text;
     }
     /// A name from a small set, so that names meet again; blank ones among them.
@@ -41,8 +42,9 @@ private:
 
 bool IsBlank(const std::string& name) {
     for (const char c : name) {
-        if (c != ' ')
+        if (c != ' ') {
             return false;
+        }
     }
     return true;
 }
@@ -51,8 +53,9 @@ bool IsBlank(const std::string& name) {
 template <class Value> class Model {
 public:
     bool Add(const std::string& name, const Value& value) {
-        if (IsBlank(name))
+        if (IsBlank(name)) {
             return false;
+        }
         m_entries.insert({name, value});
         return true;
     }
@@ -106,8 +109,9 @@ TEST(Property, UnescapingTakesAnyBytes) {
     CHttpRequest request;
     for (int i = 0; i < STEPS; ++i) {
         std::string text = dice.Bytes(30, 0);
-        for (char& c : text)
+        for (char& c : text) {
             c = dice.Below(3) == 0 ? '%' : c;
+        }
         ASSERT_LE(request.decodeParam(text).size(), text.size()) << "step " << i;
     }
 }
@@ -197,8 +201,9 @@ TEST(Property, ParameterTextFollowsTheModel) {
             for (unsigned int n = dice.Below(5); n > 0; --n) {
                 const std::string name = dice.Name();
                 Values values(dice.Below(10) == 0 ? 0 : 1 + dice.Below(2));
-                for (std::string& value : values)
+                for (std::string& value : values) {
                     value = dice.Value();
+                }
                 request.addParam(name, values);
                 model.Add(name, values);
             }
@@ -206,13 +211,15 @@ TEST(Property, ParameterTextFollowsTheModel) {
             bool valueless = false;
             for (const auto& [name, values] : model.entries()) {
                 valueless = valueless || values.empty();
-                for (const std::string& value : values)
+                for (const std::string& value : values) {
                     expected += (expected.empty() ? "" : "&") + name + "=" + request.encodeParam(value);
+                }
             }
-            if (valueless)
+            if (valueless) {
                 expected.clear();
-            else if (!expected.empty() && (verb == 1 || verb == 4))
+            } else if (!expected.empty() && (verb == 1 || verb == 4)) {
                 expected.insert(0, "?");
+            }
             ASSERT_EQ(request.getParamsAppendInURL(), expected) << "seed " << seed << ", request " << i;
         }
     }

@@ -91,8 +91,9 @@ public:
 private:
     void Note(const Text& operation, const Values& arguments) const {
         Text call = operation + "(";
-        for (const Text& argument : arguments)
+        for (const Text& argument : arguments) {
             call += (call.back() == '(' ? "" : ", ") + argument;
+        }
         m_calls.push_back(call + ")");
     }
     bool Agree(const Text& operation, const Values& arguments) const {

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The public request class: forwards everything, and answers by itself when it holds no implementation.
 // Compiled without access control, so that the implementation can be exchanged.
-#include <httpclient/HttpRequest.h>
-
 #include <map>
 #include <memory>
 #include <string>
@@ -10,6 +8,8 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+
+#include <httpclient/HttpRequest.h>
 
 #include "RecordingRequest.h"
 #include "WellKnownEntries.h"

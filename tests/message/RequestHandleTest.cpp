@@ -1,16 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 // The libcurl handle of a request, and what escaping asks of libcurl. Compiled without access control, so
 // that the handle can be seen.
-#include <httpclient/HttpRequest.h>
-
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
-#include "interpose/CurlRecorder.h"
+#include <httpclient/HttpRequest.h>
 
 #include "EscapeSeam.h"
+#include "interpose/CurlRecorder.h"
 #include "message/HttpRequestImp.h"
 
 using httpclient::testing::CurlCall;
@@ -49,8 +48,9 @@ public:
 private:
     static void Lock(CURL*, curl_lock_data, curl_lock_access, void* user) {
         auto& self = *static_cast<LookAtCleanup*>(user);
-        if (!self.m_seen.empty())
+        if (!self.m_seen.empty()) {
             return; // the share is let go again when the request is no more
+        }
         self.m_seen = self.m_request.m_strCookie + self.m_request.m_strContent + self.m_request.m_strUrlPath;
     }
     static void Unlock(CURL*, curl_lock_data, void*) {}

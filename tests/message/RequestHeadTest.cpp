@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 // Header entries and plain fields of a request.
-#include <httpclient/HttpRequest.h>
-
 #include <climits>
 #include <map>
 #include <string>
 
 #include <gtest/gtest.h>
 
+#include <httpclient/HttpRequest.h>
 #include <httpclient/testing/RecordingTrace.h>
 
 #include "WellKnownEntries.h"
@@ -62,8 +61,9 @@ TEST(RequestHead, RemovedNameTakesANewValue) {
 TEST(RequestHead, BlankNamesAreRefusedAndChangeNothing) {
     CHttpRequest request;
     request.addRequestHeadEntry("A", "1");
-    for (const std::string& name : {""s, " "s, "   "s, std::string(300, ' ')})
+    for (const std::string& name : {""s, " "s, "   "s, std::string(300, ' ')}) {
         EXPECT_FALSE(request.addRequestHeadEntry(name, "x")) << name.size();
+    }
     EXPECT_EQ(request.getRequestHead(), (Head{{"A", "1"}}));
 }
 
@@ -71,8 +71,9 @@ TEST(RequestHead, OnlySpacesAreBlank) {
     const Head entries{{"\t", "1"},   {"\tX", "2"},       {" X", "3"}, {"X ", "4"},  {"\n", "5"},
                        {"  \t", "6"}, {"\xC2\xA0"s, "7"}, {"\r", "8"}, {"\0"s, "9"}, {"\0 "s, "10"}};
     CHttpRequest request;
-    for (const auto& [name, value] : entries)
+    for (const auto& [name, value] : entries) {
         EXPECT_TRUE(request.addRequestHeadEntry(name, value)) << value;
+    }
     EXPECT_EQ(request.getRequestHead(), entries);
 }
 
@@ -123,11 +124,13 @@ TEST(RequestHead, IndexCountsInByteOrderOfTheNames) {
 
 TEST(RequestHead, BytesAbove127ComeLastAndPrefixesFirst) {
     CHttpRequest request;
-    for (const char* name : {"\xFF", "z", "aa", "a", "\x80", "A-", "A"})
+    for (const char* name : {"\xFF", "z", "aa", "a", "\x80", "A-", "A"}) {
         request.addRequestHeadEntry(name, name);
+    }
     std::string order;
-    for (unsigned int index = 0; index < request.getRequestHeadEntryNums(); ++index)
+    for (unsigned int index = 0; index < request.getRequestHeadEntryNums(); ++index) {
         order += request.getRequestHeadEntry(index) + ";";
+    }
     EXPECT_EQ(order, "A;A-;a;aa;z;\x80;\xFF;");
 }
 
@@ -148,8 +151,9 @@ TEST(RequestHead, RemovalSaysWhetherThereWasSuchAnEntry) {
 
 TEST(RequestHead, RemovingAllTakesTheWellKnownEntriesToo) {
     CHttpRequest request;
-    for (const WellKnownEntry& entry : WELL_KNOWN_ENTRIES)
+    for (const WellKnownEntry& entry : WELL_KNOWN_ENTRIES) {
         (request.*entry.set)("x");
+    }
     request.addRequestHeadEntry("Own", "x");
     EXPECT_EQ(request.getRequestHeadEntryNums(), 9u);
     request.removeRequestHead();
@@ -184,8 +188,9 @@ TEST(WellKnownEntry, IsAnOrdinaryEntryUnderItsExactName) {
 
 TEST(WellKnownEntry, IsReadHoweverItWasAdded) {
     for (const WellKnownEntry& entry : WELL_KNOWN_ENTRIES) {
-        if (entry.get == nullptr)
+        if (entry.get == nullptr) {
             continue;
+        }
         CHttpRequest request;
         request.addRequestHeadEntry(entry.name, "added by name");
         EXPECT_EQ((request.*entry.get)(), "added by name") << entry.name;

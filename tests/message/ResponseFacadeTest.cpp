@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 // The public response class and the virtual table behind it. Compiled without access control, so that the
 // implementation can be exchanged.
-#include <httpclient/HttpResponse.h>
-
 #include <memory>
 #include <string>
 #include <type_traits>
 #include <vector>
 
 #include <gtest/gtest.h>
+
+#include <httpclient/HttpResponse.h>
 
 #include "RecordingResponse.h"
 #include "VirtualTable.h"

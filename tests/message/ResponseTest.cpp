@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <httpclient/HttpResponse.h>
-
 #include <climits>
 #include <limits>
 #include <string>
 
 #include <gtest/gtest.h>
 
+#include <httpclient/HttpResponse.h>
 #include <httpclient/testing/RecordingTrace.h>
 
 using namespace std::string_literals;
@@ -79,8 +78,9 @@ TEST(ResponseHead, FirstValueOfANameWins) {
 
 TEST(ResponseHead, BlankNamesAreRefusedAndChangeNothing) {
     CHttpResponse response;
-    for (const std::string& name : {""s, " "s, "    "s})
+    for (const std::string& name : {""s, " "s, "    "s}) {
         EXPECT_FALSE(response.addResponseHeadEntry(name, "x")) << name.size();
+    }
     EXPECT_EQ(response.getResponseHeadNums(), 0u);
     EXPECT_TRUE(response.addResponseHeadEntry("\t", "x"));
     EXPECT_TRUE(response.addResponseHeadEntry(" x", "x"));

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // Escaping, unescaping and character-set conversion, as callers of a request use them.
-#include <httpclient/HttpRequest.h>
-
 #include <string>
 
 #include <gtest/gtest.h>
+
+#include <httpclient/HttpRequest.h>
 
 using namespace std::string_literals;
 
@@ -69,8 +69,9 @@ TEST(DecodeParam, ReadsEveryEscapeInEitherCase) {
         const std::string plain(1, static_cast<char>(value));
         std::string escape = Escaped(static_cast<unsigned char>(value));
         EXPECT_EQ(request.decodeParam("<" + escape + ">"), "<" + plain + ">") << escape;
-        for (char& digit : escape)
+        for (char& digit : escape) {
             digit = digit >= 'A' && digit <= 'F' ? static_cast<char>(digit - 'A' + 'a') : digit;
+        }
         EXPECT_EQ(request.decodeParam("<" + escape + ">"), "<" + plain + ">") << escape;
     }
 }
@@ -100,8 +101,9 @@ TEST(DecodeParam, EndsBeforeTheFirstNul) {
 TEST(DecodeParam, LeavesMalformedEscapesAsTheyAre) {
     CHttpRequest request;
     for (const char* text :
-         {"%", "%%", "%4", "a%", "a%4", "%zz", "%4z", "%z4", "% 41", "%-1", "%0x41", "%u0041"})
+         {"%", "%%", "%4", "a%", "a%4", "%zz", "%4z", "%z4", "% 41", "%-1", "%0x41", "%u0041"}) {
         EXPECT_EQ(request.decodeParam(text), text);
+    }
     EXPECT_EQ(request.decodeParam("%%41"), "%A");
     EXPECT_EQ(request.decodeParam("%4%41"), "%4A");
     EXPECT_EQ(request.decodeParam("%41%4"), "A%4");
@@ -110,8 +112,9 @@ TEST(DecodeParam, LeavesMalformedEscapesAsTheyAre) {
 
 TEST(CodeSetConvert, EqualNamesCopyWhateverTheyAre) {
     const std::string text = "\xFF\0behind"s;
-    for (const char* name : {"UTF-8", "GBK", "", "UNKOWN", "no-such-set"})
+    for (const char* name : {"UTF-8", "GBK", "", "UNKOWN", "no-such-set"}) {
         EXPECT_EQ(Convert(name, name, text), (Conversion{0, text})) << name;
+    }
     EXPECT_EQ(Convert("UNKOWN", "UNKOWN", "x"), (Conversion{0, "x"}));
     EXPECT_EQ(Convert("UNKOWN", "UNKOWN", ""), (Conversion{0, ""}));
 }

@@ -1,8 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <httpclient/HttpRequest.h>
-#include <httpclient/HttpRequestWrap.h>
-#include <httpclient/HttpResponse.h>
-
 #include <atomic>
 #include <functional>
 #include <string>
@@ -10,6 +6,10 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+
+#include <httpclient/HttpRequest.h>
+#include <httpclient/HttpRequestWrap.h>
+#include <httpclient/HttpResponse.h>
 
 namespace {
 
@@ -22,13 +22,15 @@ void RunAtOnce(const std::function<void(int)>& work) {
     for (int number = 0; number < THREADS; ++number) {
         threads.emplace_back([&, number] {
             --missing;
-            while (missing > 0)
+            while (missing > 0) {
                 std::this_thread::yield();
+            }
             work(number);
         });
     }
-    for (std::thread& thread : threads)
+    for (std::thread& thread : threads) {
         thread.join();
+    }
 }
 
 } // namespace

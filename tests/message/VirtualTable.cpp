@@ -12,7 +12,8 @@ std::size_t CountVirtualOperations(const std::string& symbol) {
     if (table == nullptr ||
         dladdr1(table, &info, reinterpret_cast<void**>(const_cast<ElfW(Sym)**>(&entry)), RTLD_DL_SYMENT) ==
             0 ||
-        entry == nullptr)
+        entry == nullptr) {
         return 0;
+    }
     return entry->st_size / sizeof(void*) - ENTRIES_BEFORE;
 }

@@ -6,9 +6,10 @@
 #include <sstream>
 #include <stdexcept>
 
-#include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include <gtest/gtest.h>
 
 namespace {
 

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <ovexcommon/JsonReader.h>
-
 #include <ostream>
 #include <string>
 
 #include <gtest/gtest.h>
 #include <json/writer.h>
+
+#include <ovexcommon/JsonReader.h>
 
 namespace {
 

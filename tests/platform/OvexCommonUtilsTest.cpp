@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <ovexcommon/OvexCommonUtils.h>
-
 #include <cstdlib>
 
 #include <gtest/gtest.h>
+
+#include <ovexcommon/OvexCommonUtils.h>
 
 TEST(OvexCommonUtils, AnswersTheValueOfAVariable) {
     setenv("PLATFORM_TEST_VARIABLE", " a value=with signs ", 1);

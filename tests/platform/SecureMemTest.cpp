@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <ovexcommon/SecureMem.h>
-
 #include <cerrno>
 #include <cstdint>
 #include <string>
 
 #include <gtest/gtest.h>
+
+#include <ovexcommon/SecureMem.h>
 
 TEST(SecureMem, FillsTheCountAndNothingMore) {
     std::string memory = "abcdef";

@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "TemporaryDirectory.h"
-
-#include <ovexcommon/SysConfReader.h>
-
 #include <cstdlib>
 #include <string>
 
-#include <gtest/gtest.h>
 #include <sys/stat.h>
+
+#include <gtest/gtest.h>
+
+#include <ovexcommon/SysConfReader.h>
+
+#include "TemporaryDirectory.h"
 
 namespace {
 

@@ -1,10 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // The trace reads its environment once, so that each test looks at a process of its own.
-#include "AllocationCount.h"
-#include "ChildProcess.h"
-
-#include <ovexcommon/TraceClient.h>
-
 #include <chrono>
 #include <ctime>
 #include <ostream>
@@ -13,8 +8,14 @@
 #include <thread>
 #include <vector>
 
-#include <gtest/gtest.h>
 #include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include <ovexcommon/TraceClient.h>
+
+#include "AllocationCount.h"
+#include "ChildProcess.h"
 
 using Ovexcommon::TraceClient;
 

@@ -1,17 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 // The trace file, as a process sees it that names one in its environment.
-#include "ChildProcess.h"
-#include "TemporaryDirectory.h"
-
-#include <ovexcommon/TraceClient.h>
-
 #include <fstream>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include <gtest/gtest.h>
 #include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include <ovexcommon/TraceClient.h>
+
+#include "ChildProcess.h"
+#include "TemporaryDirectory.h"
 
 using Ovexcommon::TraceClient;
 

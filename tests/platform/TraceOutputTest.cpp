@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 // What the trace does about a file that fails and comes back, with the time given by the test.
-#include "ChildProcess.h"
-#include "TemporaryDirectory.h"
-
-#include <TraceOutput.h>
-
 #include <chrono>
 #include <filesystem>
 #include <string>
 
+#include <TraceOutput.h>
+
 #include <gtest/gtest.h>
+
+#include "ChildProcess.h"
+#include "TemporaryDirectory.h"
 
 using Ovexcommon::TraceOutput;
 using std::chrono::seconds;

@@ -36,19 +36,21 @@ public:
     void Run() {
         for (unsigned int step = 0; step < STEPS; ++step) {
             const unsigned int kind = Below(100);
-            if (kind < 45)
+            if (kind < 45) {
                 Borrow();
-            else if (kind < 90)
+            } else if (kind < 90) {
                 Return();
-            else if (kind < 93)
+            } else if (kind < 93) {
                 Sweep(*CHttpConnectionMgr::Instance());
-            else if (kind < 96)
+            } else if (kind < 96) {
                 m_clock.Advance(kind == 95 ? -5 : 10);
-            else
+            } else {
                 Tune(kind);
+            }
         }
-        while (!m_held.empty())
+        while (!m_held.empty()) {
             Return();
+        }
     }
 
 private:
@@ -62,8 +64,9 @@ private:
     void Borrow() {
         const unsigned int host = Below(HOSTS);
         CHttpConnection* conn = CHttpConnectionMgr::Instance()->GetConn(Host(host), 80, host == 0);
-        if (conn == nullptr)
+        if (conn == nullptr) {
             return;
+        }
         EXPECT_FALSE(conn->IsIdle());
         EXPECT_EQ(conn->GetFreeTime(), 0);
         EXPECT_LE(++s_lent[host], static_cast<int>(MAX_CONN));
@@ -72,8 +75,9 @@ private:
     }
 
     void Return() {
-        if (m_held.empty())
+        if (m_held.empty()) {
             return;
+        }
         const auto which = m_held.begin() + Below(static_cast<unsigned int>(m_held.size()));
         EXPECT_EQ(which->conn->m_nPort, static_cast<int>(m_number)) << "lent to two at a time";
         --s_lent[which->host];
@@ -83,14 +87,15 @@ private:
 
     void Tune(unsigned int kind) {
         CHttpConnectionMgr* pool = CHttpConnectionMgr::Instance();
-        if (kind == 96)
+        if (kind == 96) {
             pool->SetRlsTime(0);
-        else if (kind == 97)
+        } else if (kind == 97) {
             pool->SetRlsTime(20);
-        else if (kind == 98)
+        } else if (kind == 98) {
             RaiseLimits(*pool);
-        else
+        } else {
             EXPECT_LE(pool->GetConnPoolSize() + pool->GetConnAddrSize(), MAX_CONN + HOSTS);
+        }
     }
 
     /// Raises one limit or both, or neither: they never shrink.
@@ -125,15 +130,18 @@ TEST_F(PoolConcurrency, EightThreadsNeverShareAConnectionNorPassALimit) {
     CurlRecorder recorder;
     std::atomic<unsigned int> running{THREADS};
     std::vector<std::thread> threads;
-    for (unsigned int i = 0; i < THREADS; ++i)
+    for (unsigned int i = 0; i < THREADS; ++i) {
         threads.emplace_back([&, i] {
             Borrower(i, m_clock).Run();
             --running;
         });
-    while (running > 0)
+    }
+    while (running > 0) {
         EXPECT_TRUE(m_reactor.AdvanceAndSettle(20s)) << "the pool's thread sweeps meanwhile";
-    for (std::thread& thread : threads)
+    }
+    for (std::thread& thread : threads) {
         thread.join();
+    }
 
     std::set<CHttpConnection*> all;
     std::size_t count = 0;
@@ -143,8 +151,9 @@ TEST_F(PoolConcurrency, EightThreadsNeverShareAConnectionNorPassALimit) {
             const auto connections = ConnectionsOf(m_pool, addr, ssl);
             EXPECT_GE(connections.size(), 1u) << addr;
             EXPECT_LE(connections.size(), MAX_CONN) << addr;
-            for (CHttpConnection* conn : connections)
+            for (CHttpConnection* conn : connections) {
                 EXPECT_TRUE(conn->IsIdle()) << "all were given back";
+            }
             all.insert(connections.begin(), connections.end());
             count += connections.size();
         }

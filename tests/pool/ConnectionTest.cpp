@@ -22,8 +22,9 @@ using Calls = std::vector<CurlCall>;
 
 Calls CallsOf(const CurlRecorder& recorder) {
     Calls calls;
-    for (const CurlEvent& event : recorder.Events())
+    for (const CurlEvent& event : recorder.Events()) {
         calls.push_back(event.call);
+    }
     return calls;
 }
 

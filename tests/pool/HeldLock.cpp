@@ -58,25 +58,29 @@ extern "C" {
 
 int pthread_rwlock_wrlock(pthread_rwlock_t* lock) noexcept {
     static auto* const next = Next<int(pthread_rwlock_t*)>("pthread_rwlock_wrlock");
-    if (lock != g_lock)
+    if (lock != g_lock) {
         return next(lock);
+    }
     ++g_writes;
-    if (g_beforeWriting)
+    if (g_beforeWriting) {
         g_beforeWriting();
+    }
     return g_refused ? EINVAL : next(lock);
 }
 
 int pthread_rwlock_rdlock(pthread_rwlock_t* lock) noexcept {
     static auto* const next = Next<int(pthread_rwlock_t*)>("pthread_rwlock_rdlock");
-    if (lock == g_lock)
+    if (lock == g_lock) {
         ++g_reads;
+    }
     return next(lock);
 }
 
 int pthread_rwlock_unlock(pthread_rwlock_t* lock) noexcept {
     static auto* const next = Next<int(pthread_rwlock_t*)>("pthread_rwlock_unlock");
-    if (lock == g_lock)
+    if (lock == g_lock) {
         ++g_unlocks;
+    }
     return next(lock);
 }
 

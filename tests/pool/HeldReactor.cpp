@@ -30,8 +30,9 @@ std::atomic<std::uint64_t> g_waits{0}; // how often the reactor has begun to wai
 // Whether the code at this address is the pool's or ACE's, and not the C++ library's, whose waits stay real.
 bool IsOfThePool(void* code) {
     Dl_info info{};
-    if (dladdr(code, &info) == 0 || info.dli_fname == nullptr)
+    if (dladdr(code, &info) == 0 || info.dli_fname == nullptr) {
         return false;
+    }
     const std::string_view object = info.dli_fname;
     return object.find("libACE") != object.npos || object.find("libhttpclient") != object.npos;
 }
@@ -60,8 +61,9 @@ bool HeldReactor::Settle() {
     // Between the next two beginnings of a wait lies a whole round of the reactor.
     const std::uint64_t enough = g_waits + 2;
     const auto deadline = std::chrono::steady_clock::now() + httpclient::testing::PATIENCE;
-    while (g_waits < enough && std::chrono::steady_clock::now() < deadline)
+    while (g_waits < enough && std::chrono::steady_clock::now() < deadline) {
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
     return g_waits >= enough;
 }
 
@@ -81,8 +83,9 @@ extern "C" {
 
 int clock_gettime(clockid_t clock, timespec* result) noexcept {
     static auto* const next = httpclient::testing::Next<int(clockid_t, timespec*)>("clock_gettime");
-    if (!g_held || clock != CLOCK_MONOTONIC || !IsOfThePool(__builtin_return_address(0)))
+    if (!g_held || clock != CLOCK_MONOTONIC || !IsOfThePool(__builtin_return_address(0))) {
         return next(clock, result);
+    }
     constexpr std::int64_t SECOND = 1'000'000'000;
     const std::int64_t now = g_now;
     result->tv_sec = now / SECOND;
@@ -101,8 +104,9 @@ int epoll_create(int size) noexcept {
 
 int epoll_wait(int epoll, epoll_event* events, int count, int timeout) {
     static auto* const next = httpclient::testing::Next<int(int, epoll_event*, int, int)>("epoll_wait");
-    if (!g_held)
+    if (!g_held) {
         return next(epoll, events, count, timeout);
+    }
     ++g_waits;
     return next(epoll, events, count, timeout < 0 ? LONGEST_WAIT_MS : std::min(timeout, LONGEST_WAIT_MS));
 }

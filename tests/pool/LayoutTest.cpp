@@ -6,9 +6,8 @@
 #include <type_traits>
 #include <vector>
 
-#include <gtest/gtest.h>
-
 #include <ace/Task.h>
+#include <gtest/gtest.h>
 
 #include "PoolTest.h"
 #include "pool/HttpConnection.h"
@@ -44,8 +43,9 @@ using Slots = std::vector<std::size_t>;
 using Offsets = std::vector<std::ptrdiff_t>;
 
 void ExpectAscending(const Offsets& offsets) {
-    for (std::size_t i = 1; i < offsets.size(); ++i)
+    for (std::size_t i = 1; i < offsets.size(); ++i) {
         EXPECT_LT(offsets[i - 1], offsets[i]) << "field " << i;
+    }
 }
 
 TEST(ConnectionLayout, HasNoVirtualOperationButTheDestructor) {
@@ -147,9 +147,11 @@ TEST_F(PoolLayout, OverridesNothingOfAceButTheDestructorHandleTimeoutAndSvc) {
     const auto own = VirtualTable(&m_pool, SLOTS + 1);
     const auto inherited = VirtualTable(&plain, SLOTS + 1);
     Slots overridden;
-    for (std::size_t slot = 0; slot < SLOTS; ++slot)
-        if (own[slot] != inherited[slot])
+    for (std::size_t slot = 0; slot < SLOTS; ++slot) {
+        if (own[slot] != inherited[slot]) {
             overridden.push_back(slot);
+        }
+    }
     EXPECT_EQ(overridden, (Slots{0, 1, 9, 27}));
 
     // Behind the last slot begins the table of the second base, with the way back to the object's beginning.
@@ -157,8 +159,9 @@ TEST_F(PoolLayout, OverridesNothingOfAceButTheDestructorHandleTimeoutAndSvc) {
     EXPECT_EQ(reinterpret_cast<std::intptr_t>(own[SLOTS]), -Offset(&m_pool, shared));
     const auto ownShared = VirtualTable(shared, 5);
     const auto inheritedShared = VirtualTable(static_cast<const ACE_Shared_Object*>(&plain), 5);
-    for (const std::size_t slot : {2, 3, 4})
+    for (const std::size_t slot : {2, 3, 4}) {
         EXPECT_EQ(ownShared[slot], inheritedShared[slot]);
+    }
 }
 
 } // namespace

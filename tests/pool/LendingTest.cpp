@@ -144,8 +144,9 @@ TEST_F(Lending, WritesThePortAsASignedNumber) {
         {2147483648u, "host:-2147483648"},
         {4294967295u, "host:-1"},
     };
-    for (const auto& [port, addr] : ports)
+    for (const auto& [port, addr] : ports) {
         EXPECT_EQ(ConnectionsOf(m_pool, addr, false), Connections{}) << addr;
+    }
     for (const auto& [port, addr] : ports) {
         CHttpConnection* conn = Get("host", port);
         EXPECT_EQ(ConnectionsOf(m_pool, addr, false), Connections{conn}) << addr;
@@ -203,8 +204,9 @@ TEST_F(Lending, AddsNoHandleToTheMultiHandle) {
 
 TEST_F(Lending, AnAddressHasNoMoreConnectionsThanItsLimit) {
     Connections made;
-    for (int i = 0; i < 100; ++i)
+    for (int i = 0; i < 100; ++i) {
         made.push_back(Get("host"));
+    }
     EXPECT_EQ(std::set<CHttpConnection*>(made.begin(), made.end()).size(), 100u);
     EXPECT_EQ(TakeMessages(), Messages{});
 
@@ -228,8 +230,9 @@ TEST_F(Lending, TheLimitOfATlsAddressHoldsAsWell) {
 }
 
 TEST_F(Lending, AThirtyFirstAddressIsRefusedSilently) {
-    for (int i = 0; i < 30; ++i)
+    for (int i = 0; i < 30; ++i) {
         EXPECT_NE(Get("host" + std::to_string(i)), nullptr);
+    }
     const Keys full = KeysOf(m_pool, false);
     EXPECT_EQ(Get("host30"), nullptr);
     EXPECT_EQ(Get("host0", 81), nullptr);
@@ -238,8 +241,9 @@ TEST_F(Lending, AThirtyFirstAddressIsRefusedSilently) {
     EXPECT_EQ(TakeMessages(), Messages{});
 
     EXPECT_NE(Get("host30", 80, true), nullptr) << "TLS addresses are counted apart";
-    for (int i = 0; i < 29; ++i)
+    for (int i = 0; i < 29; ++i) {
         EXPECT_NE(Get("host" + std::to_string(i), 80, true), nullptr);
+    }
     EXPECT_EQ(Get("host29", 80, true), nullptr);
     EXPECT_EQ(TakeMessages(), Messages{});
 }

@@ -23,8 +23,9 @@ TEST_F(Limits, AreAHundredConnectionsOfThirtyAddressesAtFirst) {
 }
 
 TEST_F(Limits, AreNoCounts) {
-    for (int i = 0; i < 3; ++i)
+    for (int i = 0; i < 3; ++i) {
         Get("host");
+    }
     ExpectLimits(100, 30);
     EXPECT_EQ(TakeMessages(), Messages{});
 }

@@ -75,8 +75,9 @@ TEST_F(Locking, EveryOperationRunsWhenTheLockCannotBeTakenAndThenReleasesNothing
         EXPECT_EQ(lock.Unlocks(), 0) << name;
     }
     EXPECT_EQ(m_pool.m_releasedtime, 31);
-    for (const auto& message : TakeMessages())
+    for (const auto& message : TakeMessages()) {
         EXPECT_EQ(message.first, PROGRESS) << message.second;
+    }
 }
 
 TEST_F(Locking, TheSweepRunsWhenTheLockCannotBeTaken) {

@@ -51,8 +51,9 @@ protected:
     void ExpectNothingIsLost(std::size_t had, bool bSSL) {
         const std::string addr = std::string(LONG_HOST) + ":80";
         const std::string host = LONG_HOST;
-        for (std::size_t i = 0; i < had; ++i)
+        for (std::size_t i = 0; i < had; ++i) {
             Get(host, 80, bSSL);
+        }
         const auto before = ConnectionsOf(m_pool, addr, bSSL);
         CHttpConnection* conn = nullptr;
         const std::function<void()> get = [&] { conn = m_pool.GetConn(host, 80, bSSL); };

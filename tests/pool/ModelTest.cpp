@@ -49,11 +49,14 @@ struct Model {
         }
         Addresses& addresses = ssl ? tls : plain;
         const std::string key = host + ":" + std::to_string(static_cast<int>(port));
-        if (addresses.count(key) == 0 && addresses.size() >= maxAddr)
+        if (addresses.count(key) == 0 && addresses.size() >= maxAddr) {
             return 0;
-        for (Conn& conn : addresses[key])
-            if (conn.idle)
+        }
+        for (Conn& conn : addresses[key]) {
+            if (conn.idle) {
                 return (conn = {conn.id, false, 0}).id;
+            }
+        }
         if (addresses[key].size() >= maxConn) {
             Say(PROGRESS,
                 "GetConn, no idle connection, and connections number reached the upper limit,maxconn is " +
@@ -65,31 +68,40 @@ struct Model {
     }
 
     void Release(int id, std::int64_t now) {
-        for (Addresses* addresses : {&plain, &tls})
-            for (auto& entry : *addresses)
-                for (Conn& conn : entry.second)
-                    if (conn.id == id)
+        for (Addresses* addresses : {&plain, &tls}) {
+            for (auto& entry : *addresses) {
+                for (Conn& conn : entry.second) {
+                    if (conn.id == id) {
                         conn = {id, true, now};
+                    }
+                }
+            }
+        }
     }
 
     void Sweep(std::int64_t now) {
         for (Addresses* addresses : {&plain, &tls}) {
             Addresses left;
-            for (const auto& [key, conns] : *addresses)
-                for (const Conn& conn : conns)
-                    if (conn.idle && now - conn.freeTime >= releaseTime)
+            for (const auto& [key, conns] : *addresses) {
+                for (const Conn& conn : conns) {
+                    if (conn.idle && now - conn.freeTime >= releaseTime) {
                         closed.push_back(conn.id);
-                    else
+                    } else {
                         left[key].push_back(conn);
+                    }
+                }
+            }
             *addresses = left;
         }
     }
 
     void Finalize() {
         std::vector<int> ids;
-        for (const auto& entry : plain)
-            for (const Conn& conn : entry.second)
+        for (const auto& entry : plain) {
+            for (const Conn& conn : entry.second) {
                 ids.push_back(conn.id);
+            }
+        }
         const int sofar = made;
         *this = Model{};
         made = sofar;
@@ -113,22 +125,23 @@ public:
         m_model.messages.clear();
         m_model.closed.clear();
         const unsigned int kind = Below(1000);
-        if (kind < 420)
+        if (kind < 420) {
             Get();
-        else if (kind < 780)
+        } else if (kind < 780) {
             Release();
-        else if (kind < 860)
+        } else if (kind < 860) {
             Sweep();
-        else if (kind < 940)
+        } else if (kind < 940) {
             m_clock.Advance(Below(12));
-        else if (kind < 955)
+        } else if (kind < 955) {
             m_clock.Advance(-static_cast<int>(Below(40)));
-        else if (kind < 975)
+        } else if (kind < 975) {
             Raise();
-        else if (kind < 998)
+        } else if (kind < 998) {
             SetReleaseTime();
-        else
+        } else {
             Finalize();
+        }
     }
 
     void ExpectEqual() {
@@ -159,9 +172,11 @@ private:
     // The TLS connections that the pool leaves alone are this test's.
     void End() {
         std::vector<std::unique_ptr<CHttpConnection>> left;
-        for (const auto& entry : m_model.tls)
-            for (const Conn& conn : entry.second)
+        for (const auto& entry : m_model.tls) {
+            for (const Conn& conn : entry.second) {
                 left.emplace_back(m_conns.at(conn.id));
+            }
+        }
         CHttpConnectionMgr::Finalize();
         m_model.Finalize();
         m_lent.clear();
@@ -174,8 +189,9 @@ private:
 
     void ExpectClosed() {
         std::vector<int> closed;
-        for (const CurlEvent& event : m_recorder.Events(CurlCall::EasyCleanup))
+        for (const CurlEvent& event : m_recorder.Events(CurlCall::EasyCleanup)) {
             closed.push_back(m_idOfHandle[event.handle]);
+        }
         EXPECT_EQ(closed, m_model.closed);
         m_recorder.Clear();
     }
@@ -190,8 +206,9 @@ private:
         const int expected = m_model.Get(host, port, ssl);
         CHttpConnection* conn = m_pool->GetConn(host, port, ssl);
         ASSERT_EQ(conn != nullptr, expected != 0);
-        if (conn == nullptr)
+        if (conn == nullptr) {
             return;
+        }
         if (m_model.made != madeBefore) {
             m_conns[expected] = conn;
             m_ids[conn] = expected;
@@ -202,13 +219,15 @@ private:
     }
 
     void Release() {
-        if (m_lent.empty())
+        if (m_lent.empty()) {
             return;
+        }
         const auto which = m_lent.begin() + Below(static_cast<unsigned int>(m_lent.size()));
         m_model.Release(*which, m_clock.Now());
         m_pool->ReleaseConn(m_conns.at(*which));
-        if (Below(20) == 0) // twice does no harm
+        if (Below(20) == 0) { // twice does no harm
             m_pool->ReleaseConn(m_conns.at(*which));
+        }
         m_lent.erase(which);
     }
 
@@ -229,12 +248,14 @@ private:
         const std::string addr = "m_MaxConnCategory=" + std::to_string(m_model.maxAddr);
         if (kind == 0) {
             m_pool->SetMaxConnPerAddr(maxConn);
-            if (raisesConn)
+            if (raisesConn) {
                 m_model.Say(PROGRESS, "SetMaxConnPerAddr, " + conn);
+            }
         } else if (kind == 1) {
             m_pool->SetMaxConnAddr(maxAddr);
-            if (raisesAddr)
+            if (raisesAddr) {
                 m_model.Say(PROGRESS, "SetMaxConnAddr, " + addr);
+            }
         } else {
             m_pool->ResizeConnPool(maxConn, maxAddr);
             m_model.Say(PROGRESS, "ResizeConnPool, " + conn + ", " + addr);
@@ -256,8 +277,9 @@ private:
         Addresses state;
         for (const auto& [key, list] : map) {
             EXPECT_FALSE(list->empty()) << key;
-            for (const CHttpConnection* conn : *list)
+            for (const CHttpConnection* conn : *list) {
                 state[key].push_back({m_ids.at(conn), conn->IsIdle(), conn->GetFreeTime()});
+            }
         }
         return state;
     }

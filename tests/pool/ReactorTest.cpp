@@ -85,8 +85,9 @@ TEST(PoolReactorInRealTime, SweepsAfterASecond) {
     while (pool->m_PoolLock.acquire_write() == 0) {
         const bool swept = pool->m_mapHttpConn.empty();
         pool->m_PoolLock.release();
-        if (swept)
+        if (swept) {
             break;
+        }
         ASSERT_LT(std::chrono::steady_clock::now(), deadline);
         std::this_thread::sleep_for(20ms);
     }

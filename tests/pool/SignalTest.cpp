@@ -21,9 +21,11 @@ namespace {
 /// The value of a line of a thread's status, as in "SigBlk:	0000000000000000".
 std::uint64_t MaskOf(int thread, const std::string& name) {
     std::ifstream status("/proc/self/task/" + std::to_string(thread) + "/status");
-    for (std::string line; std::getline(status, line);)
-        if (line.rfind(name + ":", 0) == 0)
+    for (std::string line; std::getline(status, line);) {
+        if (line.rfind(name + ":", 0) == 0) {
             return std::stoull(line.substr(name.size() + 1), nullptr, 16);
+        }
+    }
     ADD_FAILURE() << "no " << name << " of thread " << thread;
     return 0;
 }
@@ -36,9 +38,11 @@ std::uint64_t Bit(int signal) {
 template <class Call> int ThreadStartedBy(const Call& call) {
     std::vector<int> before = ThreadIds();
     call();
-    for (const int id : ThreadIds())
-        if (std::find(before.begin(), before.end(), id) == before.end())
+    for (const int id : ThreadIds()) {
+        if (std::find(before.begin(), before.end(), id) == before.end()) {
             return id;
+        }
+    }
     ADD_FAILURE() << "no thread was started";
     return 0;
 }
@@ -78,10 +82,12 @@ TEST_F(PoolSignals, AreBlockedOnItsThreadButForFaults) {
     // Until its body runs, the C library blocks everything.
     ASSERT_TRUE(TraceRecorder::Instance().WaitFor(PROGRESS, "CHttpConnectionMgr::svc in "));
     std::uint64_t expected = ~std::uint64_t{0};
-    for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGABRT})
+    for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGABRT}) {
         expected &= ~Bit(fault);
-    for (const int unblockable : {SIGKILL, SIGSTOP, 32, 33}) // the kernel's, and two of the C library's own
+    }
+    for (const int unblockable : {SIGKILL, SIGSTOP, 32, 33}) { // the kernel's, and two of the C library's own
         expected &= ~Bit(unblockable);
+    }
     EXPECT_EQ(MaskOf(thread, "SigBlk"), expected);
 }
 
@@ -129,8 +135,9 @@ TEST_F(PoolSignals, SentToTheProcessNeverReachItsThreadNorStandardError) {
     EXPECT_EQ(g_taken, 1) << "the pending one";
     EXPECT_EQ(g_takenElsewhere, 0);
 
-    for (int i = 0; i < 200; ++i)
+    for (int i = 0; i < 200; ++i) {
         kill(getpid(), SIGUSR1);
+    }
     EXPECT_TRUE(m_reactor.Settle()) << "the thread still runs";
     EXPECT_EQ(g_takenElsewhere, 0);
     sigaction(SIGUSR1, &formerAction, nullptr);

@@ -81,15 +81,17 @@ TEST_F(PoolStart, SixteenThreadsAtOnceGetTheSamePool) {
         std::promise<void> start;
         const std::shared_future<void> started = start.get_future().share();
         std::vector<std::future<CHttpConnectionMgr*>> callers;
-        for (int i = 0; i < 16; ++i)
+        for (int i = 0; i < 16; ++i) {
             callers.push_back(std::async(std::launch::async, [started] {
                 started.wait();
                 return CHttpConnectionMgr::Instance();
             }));
+        }
         start.set_value();
         std::set<CHttpConnectionMgr*> pools;
-        for (auto& caller : callers)
+        for (auto& caller : callers) {
             pools.insert(caller.get());
+        }
         EXPECT_EQ(pools.size(), 1u);
         EXPECT_EQ(pools.count(nullptr), 0u);
         CHttpConnectionMgr::Finalize();

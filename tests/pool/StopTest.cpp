@@ -30,8 +30,9 @@ using Handles = std::vector<const void*>;
 
 Handles Closed(const CurlRecorder& recorder, CurlCall call = CurlCall::EasyCleanup) {
     Handles handles;
-    for (const CurlEvent& event : recorder.Events(call))
+    for (const CurlEvent& event : recorder.Events(call)) {
         handles.push_back(event.handle);
+    }
     return handles;
 }
 
@@ -131,8 +132,9 @@ TEST_F(PoolStop, WaitsForASweepThatIsUnderWay) {
     std::promise<void> sweeping;
     const CurlRecorder recorder;
     HeldLock lock(LockOf(m_pool), [&, first = true]() mutable {
-        if (std::exchange(first, false))
+        if (std::exchange(first, false)) {
             sweeping.set_value();
+        }
     });
     ASSERT_EQ(m_pool.m_PoolLock.tryacquire_write(), 0); // not seen by the held lock
     m_reactor.Advance(1s);
@@ -181,8 +183,9 @@ TEST_F(PoolRounds, StopWhileASweepIsDue) {
         pool->ReleaseConn(pool->GetConn("host", 80, false));
         pool->GetConn("host", 81, false);
         m_reactor.Advance(1s);
-        if (round % 2 == 1)
+        if (round % 2 == 1) {
             std::this_thread::sleep_for(std::chrono::microseconds(100 * round));
+        }
         CHttpConnectionMgr::Finalize();
     }
     EXPECT_EQ(Closed(recorder).size(), 200u);

@@ -23,8 +23,9 @@ protected:
 
 std::vector<const void*> Closed(const CurlRecorder& recorder) {
     std::vector<const void*> handles;
-    for (const CurlEvent& event : recorder.Events(CurlCall::EasyCleanup))
+    for (const CurlEvent& event : recorder.Events(CurlCall::EasyCleanup)) {
         handles.push_back(event.handle);
+    }
     return handles;
 }
 
@@ -81,10 +82,12 @@ TEST_F(Sweeping, AConnectionThatComesBackHasTheWholeReleaseTime) {
 
 TEST_F(Sweeping, ClosesOnlyThoseWhoseTimeHasComeAndKeepsTheOthersOrder) {
     Connections made;
-    for (int i = 0; i < 6; ++i)
+    for (int i = 0; i < 6; ++i) {
         made.push_back(Get("host"));
-    for (const std::size_t early : {0u, 2u, 5u})
+    }
+    for (const std::size_t early : {0u, 2u, 5u}) {
         m_pool.ReleaseConn(made[early]);
+    }
     m_clock.Advance(10);
     m_pool.ReleaseConn(made[3]);
     m_clock.Advance(20);
@@ -98,11 +101,13 @@ TEST_F(Sweeping, GoesThroughPlainThenTlsAddressesByKeyAndThroughEachFromTheOldes
     Connections made{lend("b", true),  lend("b", false), lend("a", false),
                      lend("a", false), lend("a", true),  lend("B", false)};
     const std::size_t order[] = {5, 1, 2, 0, 4, 3}; // any order of return
-    for (const std::size_t i : order)
+    for (const std::size_t i : order) {
         m_pool.ReleaseConn(made[i]);
+    }
     const std::size_t closing[] = {5, 2, 3, 1, 4, 0}; // "B" sorts before "a"
-    for (std::size_t i = 0; i < made.size(); ++i)
+    for (std::size_t i = 0; i < made.size(); ++i) {
         expected[i] = made[closing[i]]->GetCurl();
+    }
 
     const CurlRecorder recorder;
     m_clock.Advance(30);
@@ -125,8 +130,9 @@ TEST_F(Sweeping, WorksOnTheMapThatItIsGiven) {
 
 TEST_F(Sweeping, AnAddressGoesWithItsLastConnectionAndFreesItsPlace) {
     for (const bool ssl : {false, true}) {
-        for (int i = 0; i < 30; ++i)
+        for (int i = 0; i < 30; ++i) {
             m_pool.ReleaseConn(Get("host" + std::to_string(i), 80, ssl));
+        }
         CHttpConnection* lent = Get("host7", 80, ssl);
         EXPECT_EQ(Get("new", 80, ssl), nullptr);
         m_clock.Advance(30);

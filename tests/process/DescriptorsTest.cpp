@@ -21,14 +21,16 @@ namespace {
 class Held {
 public:
     ~Held() {
-        for (const int descriptor : m_descriptors)
+        for (const int descriptor : m_descriptors) {
             close(descriptor);
+        }
     }
     /// Opens another one. @return its number, or -1.
     int Another() {
         const int descriptor = open("/dev/null", O_RDONLY | O_CLOEXEC);
-        if (descriptor >= 0)
+        if (descriptor >= 0) {
             m_descriptors.push_back(descriptor);
+        }
         return descriptor;
     }
 
@@ -56,8 +58,9 @@ class DescriptorsOfTheProcess : public GateTest {
 protected:
     std::unique_ptr<LoopbackServer> Serve(Way way) const {
         const LoopbackServer::Handler sound = [](const RecordedRequest&) { return Sound(); };
-        if (IsTls(way))
+        if (IsTls(way)) {
             return std::make_unique<TlsLoopbackServer>(sound, m_tls.Server());
+        }
         return std::make_unique<LoopbackServer>(sound);
     }
 };
@@ -80,8 +83,9 @@ TEST_F(DescriptorsOfTheProcess, WhenNoneIsLeftFailARequestAndNotTheNext) {
             }
             EXPECT_EQ(Send(way).result, way == Way::Asynchronous ? 0 : -1);
         }
-        if (IsTls(way))
+        if (IsTls(way)) {
             ClosePool(); // a TLS connection keeps for life that it found no files
+        }
         ExpectNextToWork(way);
         EXPECT_EQ(server->requests().size(), 4U);
         EXPECT_EQ(server->connectionsAccepted(), 2U);
@@ -109,8 +113,9 @@ TEST_F(DescriptorsOfTheProcess, WhenNoneIsLeftForThePoolLeaveItWithoutASweep) {
 TEST_F(DescriptorsOfTheProcess, BeyondThoseOfSelectAreUsedLikeOthers) {
     ClosePool();
     Held held;
-    while (held.Another() < FD_SETSIZE + 10)
+    while (held.Another() < FD_SETSIZE + 10) {
         ASSERT_NE(held.Another(), -1);
+    }
     for (const Way way : {Way::Fresh, Way::TlsFresh, Way::Asynchronous}) {
         ClosePool();
         const auto server = Serve(way);

@@ -23,8 +23,9 @@ const LoopbackServer::Handler SOUND = [](const RecordedRequest&) { return Sound(
 bool WaitForThreads(std::size_t count) {
     const auto giveUp = std::chrono::steady_clock::now() + PATIENCE;
     while (Resources::Now().threads > count) {
-        if (std::chrono::steady_clock::now() > giveUp)
+        if (std::chrono::steady_clock::now() > giveUp) {
             return false;
+        }
         std::this_thread::yield();
     }
     return true;

@@ -30,8 +30,9 @@ int RunHost(int port, const std::string& times, const std::string& standardError
                                      0600);
     pid_t host = 0;
     int status = -1;
-    if (posix_spawn(&host, PLUGIN_HOST, &actions, nullptr, const_cast<char**>(arguments), environ) == 0)
+    if (posix_spawn(&host, PLUGIN_HOST, &actions, nullptr, const_cast<char**>(arguments), environ) == 0) {
         waitpid(host, &status, 0);
+    }
     posix_spawn_file_actions_destroy(&actions);
     return status;
 }

@@ -59,8 +59,9 @@ class Signals : public GateTest {
 protected:
     std::unique_ptr<LoopbackServer> Serve(Way way, const LoopbackServer::Handler& handler,
                                           ServerOptions options = {}) const {
-        if (IsTls(way))
+        if (IsTls(way)) {
             return std::make_unique<TlsLoopbackServer>(handler, m_tls.Server(), std::move(options));
+        }
         return std::make_unique<LoopbackServer>(handler, std::move(options));
     }
 };
@@ -88,8 +89,9 @@ TEST_F(Signals, EveryMillisecondShortenNoWaitForAConnection) {
     PointAt(*server, Way::Fresh);
     CHttpConnectionMgr* const pool = CHttpConnectionMgr::Instance();
     std::vector<CHttpConnection*> all;
-    while (CHttpConnection* const conn = pool->GetConn(server->address(), server->port(), false))
+    while (CHttpConnection* const conn = pool->GetConn(server->address(), server->port(), false)) {
         all.push_back(conn);
+    }
     ASSERT_EQ(all.size(), 100U);
 
     const auto before = std::chrono::steady_clock::now();
@@ -98,8 +100,9 @@ TEST_F(Signals, EveryMillisecondShortenNoWaitForAConnection) {
         sigfillset(&every);
         pthread_sigmask(SIG_SETMASK, &every, nullptr); // the alarms are the sender's
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
-        for (CHttpConnection* const conn : all)
+        for (CHttpConnection* const conn : all) {
             pool->ReleaseConn(conn);
+        }
     });
     {
         const Alarms alarms;
@@ -113,7 +116,7 @@ TEST_F(Signals, EveryMillisecondShortenNoWaitForAConnection) {
 
 TEST_F(Signals, OfABrokenPipeAreNotRaised) {
     const std::string large(std::size_t{4} << 20, 'x');
-    for (const OnAccept fault : {OnAccept::Reset, OnAccept::Close, OnAccept::CloseAfterHello})
+    for (const OnAccept fault : {OnAccept::Reset, OnAccept::Close, OnAccept::CloseAfterHello}) {
         for (const Way way : {Way::Fresh, Way::TlsFresh}) {
             ClosePool();
             ServerOptions options;
@@ -126,12 +129,13 @@ TEST_F(Signals, OfABrokenPipeAreNotRaised) {
             ClosePool();
             EXPECT_EQ(g_taken, 0);
         }
+    }
 }
 
 // What is sent to a TLS connection that the peer has reset while it was kept: more records, or that it ends.
 TEST_F(Signals, OfABrokenPipeAreNotRaisedByAKeptConnection) {
     const std::string large(std::size_t{4} << 20, 'x');
-    for (const After after : {After::Reset, After::Close, After::Cut})
+    for (const After after : {After::Reset, After::Close, After::Cut}) {
         for (const Way way : {Way::Kept, Way::TlsKept}) {
             ClosePool();
             const auto server = Serve(way, [after](const RecordedRequest&) { return Then(Sound(), after); });
@@ -142,4 +146,5 @@ TEST_F(Signals, OfABrokenPipeAreNotRaisedByAKeptConnection) {
             ClosePool();
             EXPECT_EQ(g_taken, 0);
         }
+    }
 }

@@ -46,16 +46,20 @@ std::string Coordinate(double value) {
 
 /// A number as the next one that is easily read.
 double RoundUp(double value) {
-    for (double step = 1;; step *= 10)
-        for (const double factor : {1.0, 2.0, 5.0})
-            if (value <= step * factor)
+    for (double step = 1;; step *= 10) {
+        for (const double factor : {1.0, 2.0, 5.0}) {
+            if (value <= step * factor) {
                 return step * factor;
+            }
+        }
+    }
 }
 
 std::string DrawPanel(const Panel& panel, const Samples& samples, double top) {
     double most = 0;
-    for (const Sample& sample : samples)
+    for (const Sample& sample : samples) {
         most = std::max(most, sample.*panel.value);
+    }
     const double scale = RoundUp(most);
     const double end = std::max(samples.back().second, 1.0);
 
@@ -68,8 +72,9 @@ std::string DrawPanel(const Panel& panel, const Samples& samples, double top) {
     const std::size_t stretch = samples.size() / MOST_POINTS + 1;
     for (std::size_t first = 0; first < samples.size(); first += stretch) {
         double highest = 0; // of each stretch, so that no peak is lost
-        for (std::size_t i = first; i < std::min(first + stretch, samples.size()); ++i)
+        for (std::size_t i = first; i < std::min(first + stretch, samples.size()); ++i) {
             highest = std::max(highest, samples[i].*panel.value);
+        }
         text += Coordinate(LEFT + PLOT * samples[first].second / end) + "," +
                 Coordinate(top + PANEL - PANEL * highest / scale) + " ";
     }
@@ -79,8 +84,9 @@ std::string DrawPanel(const Panel& panel, const Samples& samples, double top) {
 } // namespace
 
 std::string Draw(const Samples& samples, const std::string& title) {
-    if (samples.empty())
+    if (samples.empty()) {
         return "";
+    }
     const int height = TOP + static_cast<int>(std::size(PANELS)) * (PANEL + GAP) + 10;
     std::string text = "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" + Number(WIDTH) + "\" height=\"" +
                        Number(height) + "\" font-family=\"sans-serif\" font-size=\"12\">\n" +

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Samples.h"
 
-#include <malloc.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstdio>
 #include <fstream>
+
+#include <malloc.h>
+#include <unistd.h>
 
 #include <httpclient/testing/ResourceListener.h>
 
@@ -34,8 +34,9 @@ constexpr Limit LIMITS[] = {
 
 double Median(Samples::const_iterator first, Samples::const_iterator last, double Sample::*value) {
     std::vector<double> values;
-    for (auto sample = first; sample != last; ++sample)
+    for (auto sample = first; sample != last; ++sample) {
         values.push_back((*sample).*value);
+    }
     std::sort(values.begin(), values.end());
     return values.empty() ? 0 : values[values.size() / 2];
 }
@@ -67,8 +68,9 @@ std::vector<std::string> FindGrowth(const Samples& samples) {
     for (const Limit& limit : LIMITS) {
         const double before = Median(samples.begin() + third, samples.begin() + 2 * third, limit.value);
         const double after = Median(samples.begin() + 2 * third, samples.end(), limit.value);
-        if (after <= before + limit.absolute + before * limit.relative)
+        if (after <= before + limit.absolute + before * limit.relative) {
             continue;
+        }
         char text[100];
         std::snprintf(text, sizeof text, "%s: from %.1f to %.1f", limit.name, before, after);
         growth.emplace_back(text);

@@ -1,14 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 // What the servers answer.
 #include <atomic>
+#include <csignal>
 #include <cstdio>
 #include <exception>
 #include <memory>
 
 #include <sys/prctl.h>
 #include <unistd.h>
-
-#include <csignal>
 
 #include <httpclient/testing/FakeTokenService.h>
 #include <httpclient/testing/LoopbackServer.h>
@@ -32,25 +31,32 @@ Reply Echo(const RecordedRequest& request) {
 
 Reply WithToken(const RecordedRequest& request) {
     static std::atomic<unsigned int> s_count{0};
-    if (!request.Header("x-access-token"))
+    if (!request.Header("x-access-token")) {
         return Respond(401);
+    }
     return ++s_count % REFUSALS == 0 ? Respond(403) : Echo(request);
 }
 
 Reply Answer(const RecordedRequest& request) {
     const auto asks = [&request](const char* path) { return request.target.rfind(path, 0) == 0; };
-    if (asks("/sia/"))
+    if (asks("/sia/")) {
         return WithToken(request);
-    if (asks("/big"))
+    }
+    if (asks("/big")) {
         return Respond(200, {}, std::string(200000, 'b'));
-    if (asks("/slow"))
+    }
+    if (asks("/slow")) {
         return Delayed(Echo(request), std::chrono::milliseconds(30));
-    if (asks("/close"))
+    }
+    if (asks("/close")) {
         return Then(Echo(request), After::Close);
-    if (asks("/reset"))
+    }
+    if (asks("/reset")) {
         return Silence(After::Reset);
-    if (asks("/short"))
+    }
+    if (asks("/short")) {
         return Raw("HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\nshort", After::Close);
+    }
     return Echo(request);
 }
 
@@ -76,10 +82,12 @@ int Serve(const std::string& address, const std::string& directory, const Ports&
         tokens.SetTokens(SERVICE, {"a token"});
 
         const Ports bound{plain.port(), head.port(), tls.port(), async.port()};
-        if (write(announce, bound.data(), sizeof bound) != sizeof bound)
+        if (write(announce, bound.data(), sizeof bound) != sizeof bound) {
             return 1;
-        for (;;)
+        }
+        for (;;) {
             pause();
+        }
     } catch (const std::exception& error) {
         std::fprintf(stderr, "servers: %s\n", error.what());
         return 1;

@@ -31,14 +31,17 @@ Servers::~Servers() {
 
 void Servers::Start() {
     int announced[2] = {-1, -1};
-    if (pipe2(announced, O_CLOEXEC) != 0)
+    if (pipe2(announced, O_CLOEXEC) != 0) {
         throw std::runtime_error("no pipe");
+    }
     std::array<std::string, 4 + SERVER_KINDS> words{"/proc/self/exe", "serve", m_address, m_directory};
-    for (std::size_t i = 0; i < SERVER_KINDS; ++i)
+    for (std::size_t i = 0; i < SERVER_KINDS; ++i) {
         words[4 + i] = std::to_string(m_ports[i]);
+    }
     std::array<char*, 5 + SERVER_KINDS> arguments{};
-    for (std::size_t i = 0; i < words.size(); ++i)
+    for (std::size_t i = 0; i < words.size(); ++i) {
         arguments[i] = words[i].data();
+    }
 
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
@@ -50,10 +53,12 @@ void Servers::Start() {
     decltype(m_ports) ports{};
     const bool listening = failed == 0 && read(announced[0], ports.data(), sizeof ports) == sizeof ports;
     close(announced[0]);
-    if (!listening)
+    if (!listening) {
         throw std::runtime_error("the servers do not start");
-    if (ports != m_ports) // only at the first start, before there is traffic that reads them
+    }
+    if (ports != m_ports) { // only at the first start, before there is traffic that reads them
         m_ports = ports;
+    }
     m_calmFrom = (Clock::now() + AFTERMATH).time_since_epoch().count();
 }
 

@@ -15,15 +15,17 @@ namespace {
 constexpr const char* PASSWORD = "password of the key file";
 
 std::string MakeMasterKey(const std::string& path) {
-    if (VornMasterKey::Make(path) != VORN_OK)
+    if (VornMasterKey::Make(path) != VORN_OK) {
         throw std::runtime_error("no master key");
+    }
     return path;
 }
 
 std::string EncryptedPassword() {
     std::string cipherText;
-    if (VornCipherEncrypt::Encrypt(PASSWORD, cipherText, static_cast<VornCipherKey>(1), 19) != VORN_OK)
+    if (VornCipherEncrypt::Encrypt(PASSWORD, cipherText, static_cast<VornCipherKey>(1), 19) != VORN_OK) {
         throw std::runtime_error("not encrypted");
+    }
     return cipherText;
 }
 

@@ -49,10 +49,12 @@ struct Traffic::Plan {
         request.setContentType("text/plain");
         request.setCustomCookieParam("session=1");
         request.addParam("name", "\xc4\xe3\xba\xc3");
-        if (verb == HTTPOPERATION_PUT || verb == HTTPOPERATION_POST)
+        if (verb == HTTPOPERATION_PUT || verb == HTTPOPERATION_POST) {
             request.setContent(std::string(500, 'c'));
-        if (big)
+        }
+        if (big) {
             request.setAcceptEncoding("gzip");
+        }
     }
 };
 
@@ -61,8 +63,9 @@ Traffic* Traffic::s_current = nullptr;
 Traffic::Traffic(const Servers& servers, std::chrono::milliseconds pause)
     : m_servers(servers), m_pause(pause) {
     s_current = this;
-    for (unsigned int i = 0; i < THREADS; ++i)
+    for (unsigned int i = 0; i < THREADS; ++i) {
         m_threads.emplace_back(&Traffic::Run, this, i);
+    }
 }
 
 Traffic::~Traffic() {
@@ -71,12 +74,14 @@ Traffic::~Traffic() {
 
 bool Traffic::Stop() {
     m_stop = true;
-    for (std::thread& thread : m_threads)
+    for (std::thread& thread : m_threads) {
         thread.join();
+    }
     m_threads.clear();
     const auto deadline = std::chrono::steady_clock::now() + LONGEST_REQUEST;
-    while (m_underWay > 0 && std::chrono::steady_clock::now() < deadline)
+    while (m_underWay > 0 && std::chrono::steady_clock::now() < deadline) {
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
     return m_underWay == 0;
 }
 
@@ -98,22 +103,30 @@ void Traffic::SendOne(unsigned int dice) {
                                                   HTTPOPERATION_DELETE};
     static constexpr const char* faults[] = {"/reset", "/short"};
     const HTTPOPERATIONTYPE verb = verbs[dice % 4];
-    if (dice < 40)
+    if (dice < 40) {
         return SendAndCompare({SERVER_PLAIN, verb, dice % 8 == 0 ? "/slow" : "/echo"});
-    if (dice < 44)
+    }
+    if (dice < 44) {
         return SendAndCompare({SERVER_PLAIN, HTTPOPERATION_GET, "/big", false, false, true});
-    if (dice < 48)
+    }
+    if (dice < 48) {
         return SendAndCompare({SERVER_PLAIN, verb, faults[dice % 2], false, true});
-    if (dice < 52)
+    }
+    if (dice < 52) {
         return SendAndCompare({SERVER_PLAIN, verb, "/close"});
-    if (dice < 58)
+    }
+    if (dice < 58) {
         return SendAndCompare({SERVER_HEAD, HTTPOPERATION_HEAD, "/echo"});
-    if (dice < 70)
+    }
+    if (dice < 70) {
         return SendAndCompare({SERVER_MUTUAL_TLS, verb, "/echo", true});
-    if (dice < 82)
+    }
+    if (dice < 82) {
         return SendAndCompare({SERVER_MUTUAL_TLS, verb, "/sia/echo", true});
-    if (dice < 91)
+    }
+    if (dice < 91) {
         return SendAsynchronously({SERVER_PLAIN, verb, "/echo"});
+    }
     SendAsynchronously({SERVER_ASYNC_TLS, verb, "/echo", true});
 }
 
@@ -125,14 +138,16 @@ void Traffic::SendAndCompare(const Plan& plan) {
     const std::string what = std::string(Name(plan.verb)) + " " + plan.path;
     const bool good = plan.big ? status == 200 && response.getResponseBody().size() == 200000
                                : status == 200 && Echoes(response, what);
-    if (good && response.getResponseHead().find(" 403 ") != std::string::npos)
+    if (good && response.getResponseHead().find(" 403 ") != std::string::npos) {
         ++m_counts.renewed;
+    }
     Note(what + (plan.tls ? " over TLS: " : ": ") + std::to_string(status), good, plan.provoked);
 }
 
 void Traffic::SendAsynchronously(const Plan& plan) {
-    if (m_underWay >= MOST_ASYNCHRONOUS)
+    if (m_underWay >= MOST_ASYNCHRONOUS) {
         return;
+    }
     ++m_underWay;
     CHttpRequest request;
     plan.Fill(request);
@@ -155,7 +170,8 @@ void Traffic::Note(const std::string& what, bool good, bool provoked) {
     } else {
         ++m_counts.unexpected;
         const std::lock_guard<std::mutex> lock(m_mutex);
-        if (m_surprises.size() < MOST_SURPRISES)
+        if (m_surprises.size() < MOST_SURPRISES) {
             m_surprises.push_back(what);
+        }
     }
 }

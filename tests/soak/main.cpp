@@ -73,15 +73,19 @@ Samples Watch(const Options& options, Servers& servers, const Counts& counts) {
         const auto failures = static_cast<double>(counts.provoked + counts.disturbed + counts.unexpected);
         now.failures = failures - std::exchange(failuresBefore, failures);
         samples.push_back(now);
-        if (shown)
+        if (shown) {
             ShowProgress(options, now, counts);
-        if (options.seconds < SHORT && second % SWEEP_INTERVAL == 0)
+        }
+        if (options.seconds < SHORT && second % SWEEP_INTERVAL == 0) {
             Sweep(SWEEP_INTERVAL);
-        if (second % interval == 0 && second < options.seconds - 1)
+        }
+        if (second % interval == 0 && second < options.seconds - 1) {
             servers.Restart();
+        }
     }
-    if (shown)
+    if (shown) {
         std::fputc('\n', stderr);
+    }
     return samples;
 }
 
@@ -127,23 +131,26 @@ int Soak(const Options& options) {
         "%llu answered (%llu with a renewed token), %llu broken on purpose, %llu broken by restarts\n",
         static_cast<unsigned long long>(counts.answered), static_cast<unsigned long long>(counts.renewed),
         static_cast<unsigned long long>(counts.provoked), static_cast<unsigned long long>(counts.disturbed));
-    for (const std::string& surprise : traffic.surprises())
+    for (const std::string& surprise : traffic.surprises()) {
         std::printf("surprise: %s\n", surprise.c_str());
+    }
     // Not none: libcurl counts over a handle's whole life how often it sent again behind a dropped
     // connection, and fails the request after the fifth.
     require(counts.unexpected * MOST_UNEXPECTED_SHARE <= counts.answered,
             "hardly a request fails for no reason");
     require(counts.answered > 0 && counts.renewed > 0 && counts.provoked > 0,
             "every kind of traffic took place");
-    for (const std::string& growth : FindGrowth(samples))
+    for (const std::string& growth : FindGrowth(samples)) {
         require(false, "it stays flat after the warm-up; " + growth);
+    }
     const Sample after = SampleWhenThreadsHaveEnded(before.threads);
     require(after.descriptors <= before.descriptors + 2,
             "all descriptors are closed in the end"); // log, random
     require(after.threads <= before.threads, "all threads end");
-    if (!options.picture.empty())
+    if (!options.picture.empty()) {
         std::ofstream(options.picture)
             << Draw(samples, "Memory, descriptors, threads and failures under load");
+    }
     return result;
 }
 
@@ -152,8 +159,9 @@ int Soak(const Options& options) {
 int main(int argc, char** argv) {
     if (argc == 4 + SERVER_KINDS && std::string(argv[1]) == "serve") {
         Ports ports{};
-        for (std::size_t i = 0; i < SERVER_KINDS; ++i)
+        for (std::size_t i = 0; i < SERVER_KINDS; ++i) {
             ports[i] = std::atoi(argv[4 + i]);
+        }
         return Serve(argv[2], argv[3], ports, STDOUT_FILENO);
     }
     Options options;

@@ -36,8 +36,9 @@ std::string Line(const CurlEvent& event) {
 
 Lines LinesOf(const std::vector<CurlEvent>& events) {
     Lines lines;
-    for (const CurlEvent& event : events)
+    for (const CurlEvent& event : events) {
         lines.push_back(Line(event));
+    }
     return lines;
 }
 
@@ -46,8 +47,9 @@ Lines Calls() {
     const CurlRecorder recorder;
     {
         const CHttpsConnection connection("127.0.0.1", 443);
-        for (const CurlEvent& event : recorder.Events(CurlCall::EasySetopt))
+        for (const CurlEvent& event : recorder.Events(CurlCall::EasySetopt)) {
             EXPECT_EQ(event.handle, connection.GetCurl());
+        }
     }
     return LinesOf(recorder.Events());
 }
@@ -183,8 +185,9 @@ TEST_F(ConnectionOptions, LeaveNothingBehindWhenMemoryRunsOut) {
             ++refused;
         }
         for (const auto& [made, cleaned] : {std::pair(CurlCall::EasyInit, CurlCall::EasyCleanup),
-                                            std::pair(CurlCall::MultiInit, CurlCall::MultiCleanup)})
+                                            std::pair(CurlCall::MultiInit, CurlCall::MultiCleanup)}) {
             EXPECT_EQ(recorder.Events(made).size(), recorder.Events(cleaned).size()) << failing;
+        }
     }
     EXPECT_GT(refused, 0U);
     const Lines lines = Logged(); // what runs out amid the manifest is caught and logged

@@ -32,10 +32,11 @@ TEST_F(Lending, MakesAConnectionOnTheCallersThreadWithThePoolLocked) {
     int locked = 0;
     platform.OnDecryption([pool, &locked] {
         std::thread([pool, &locked] {
-            if (pool->m_PoolLock.tryacquire_write() == 0)
+            if (pool->m_PoolLock.tryacquire_write() == 0) {
                 pool->m_PoolLock.release();
-            else
+            } else {
                 ++locked;
+            }
         }).join();
     });
     CHttpConnection* ofNewAddress = Get();
@@ -44,8 +45,9 @@ TEST_F(Lending, MakesAConnectionOnTheCallersThreadWithThePoolLocked) {
     EXPECT_EQ(locked, 2);
     EXPECT_EQ(pool->m_PoolLock.tryacquire_write(), 0); // it is free again
     pool->m_PoolLock.release();
-    for (const HeldPlatform::Decryption& decryption : platform.Decryptions())
+    for (const HeldPlatform::Decryption& decryption : platform.Decryptions()) {
         EXPECT_EQ(decryption.thread, std::this_thread::get_id());
+    }
     Return(ofNewAddress);
     Return(ofKnownAddress);
 }
@@ -90,10 +92,12 @@ TEST_F(Lending, GivesEachOfManyThreadsAConnectionOfItsOwn) {
     CHttpConnectionMgr::Instance();
     const CurlRecorder recorder;
     std::vector<std::thread> threads;
-    for (CHttpConnection*& connection : lent)
+    for (CHttpConnection*& connection : lent) {
         threads.emplace_back([&connection] { connection = Get(); });
-    for (std::thread& thread : threads)
+    }
+    for (std::thread& thread : threads) {
         thread.join();
+    }
     EXPECT_EQ(std::set<CHttpConnection*>(lent.begin(), lent.end()).size(), THREADS);
     EXPECT_EQ(platform.Decryptions().size(), THREADS);
     EXPECT_EQ(recorder.Options().size(), 8 * THREADS);

@@ -160,8 +160,9 @@ TEST_F(ManifestOf, DeepNestingGivesTheParseError) {
     for (const std::size_t depth : {2000U, 100000U}) {
         EXPECT_EQ(ConnectWith(std::string(depth, '[') + std::string(depth, ']')), NotParsed());
         std::string objects;
-        for (std::size_t i = 0; i < depth; ++i)
+        for (std::size_t i = 0; i < depth; ++i) {
             objects += "{\"filelist\":";
+        }
         EXPECT_EQ(ConnectWith(objects + "1" + std::string(depth, '}')), NotParsed());
     }
 }
@@ -193,10 +194,12 @@ TEST_F(ManifestOf, AnUnreadableFileGivesAnEmptyText) {
     namespace fs = std::filesystem;
     m_tls.root().Replace("manifest.json", WithKeyPass(R"("text")"));
     const WithoutPrivileges ordinary(m_tls.root().path());
-    if (!ordinary.held())
+    if (!ordinary.held()) {
         GTEST_SKIP() << "root reads every file, and cannot become another user here";
-    if (ConnectNow() != NOTHING)
+    }
+    if (ConnectNow() != NOTHING) {
         GTEST_SKIP() << "an ordinary user does not even get to the directory of temporary files";
+    }
     fs::permissions(m_tls.root().File("manifest.json"), fs::perms::none);
     EXPECT_EQ(ConnectNow(), EMPTY);
     EXPECT_EQ(m_cipherText, "");
@@ -307,10 +310,11 @@ TEST_F(ManifestOf, DamagedTextNeverDoesMoreThanItsMessagesSay) {
         std::string text;
         connection.GetCipherText(text);
         const Lines lines = Logged(0);
-        if (lines.empty())
+        if (lines.empty()) {
             ++parsed;
-        else
+        } else {
             EXPECT_TRUE(lines == Lines{NotParsed().front()} || lines == Lines{message::EXCEPTION}) << seed;
+        }
         EXPECT_TRUE(lines.empty() || text.empty()) << seed;
     }
     EXPECT_GT(parsed, 50U); // some of the damage is harmless, or it would prove little

@@ -314,8 +314,9 @@ TEST_F(Transfer, CarriesAMegabyteBothWays) {
                              m_tls.Server());
     PointAt(m_client, server);
     std::string body(std::size_t{1} << 20, 'x');
-    for (std::size_t i = 0; i < body.size(); ++i)
+    for (std::size_t i = 0; i < body.size(); ++i) {
         body[i] = static_cast<char>(1 + i % 255); // the transfer takes it for a text that a NUL ends
+    }
     CHttpRequest request;
     request.setVerb(HTTPOPERATION_POST);
     request.setUrlPath("/");

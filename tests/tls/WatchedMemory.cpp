@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "WatchedMemory.h"
 
-#include <malloc.h>
-
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -10,6 +8,8 @@
 #include <cstring>
 #include <mutex>
 #include <new>
+
+#include <malloc.h>
 
 namespace {
 
@@ -32,8 +32,9 @@ bool Holds(void* block, const char* text) {
 
 void Note(void* block) {
     const std::lock_guard<std::mutex> lock(g_mutex);
-    if (g_liveCount == g_live.size())
+    if (g_liveCount == g_live.size()) {
         std::abort(); // more than any test here needs
+    }
     g_live[g_liveCount++] = block;
 }
 
@@ -41,17 +42,20 @@ void Forget(void* block) {
     const std::lock_guard<std::mutex> lock(g_mutex);
     auto* const end = g_live.begin() + g_liveCount;
     auto* const at = std::find(g_live.begin(), end, block);
-    if (at != end)
+    if (at != end) {
         *at = g_live[--g_liveCount];
+    }
 }
 
 void Inspect(void* block) {
     const char* const text = g_lookedFor;
-    if (text == nullptr)
+    if (text == nullptr) {
         return;
+    }
     ++g_freed;
-    if (Holds(block, text))
+    if (Holds(block, text)) {
         ++g_freedHolding;
+    }
 }
 
 } // namespace
@@ -59,18 +63,22 @@ void Inspect(void* block) {
 // calloc, so that looking at a block's unwritten end is well defined.
 void* operator new(std::size_t size) {
     void* const block = std::calloc(1, size == 0 ? 1 : size);
-    if (block == nullptr)
+    if (block == nullptr) {
         throw std::bad_alloc();
-    if (t_noting)
+    }
+    if (t_noting) {
         Note(block);
+    }
     return block;
 }
 void operator delete(void* block) noexcept {
-    if (block == nullptr)
+    if (block == nullptr) {
         return;
+    }
     Inspect(block);
-    if (g_anyLive)
+    if (g_anyLive) {
         Forget(block);
+    }
     std::free(block);
 }
 void operator delete(void* block, std::size_t /*size*/) noexcept {

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "CheckFixture.h"
 
-#include <vorncipher/VornCipherEncrypt.h>
-
-#include <httpclient/testing/TlsRoot.h>
+#include <sstream>
 
 #include <sys/stat.h>
 
-#include <sstream>
+#include <vorncipher/VornCipherEncrypt.h>
+
+#include <httpclient/testing/TlsRoot.h>
 
 CheckReport::CheckReport(int exitCode, const std::string& json) : m_exitCode(exitCode) {
     std::istringstream(json) >> m_root;

@@ -3,14 +3,14 @@
 /// A deployment in which all is well, for tests to break in one place each.
 #pragma once
 
-#include "ToolFixture.h"
-
-#include <httpclient/testing/Certificates.h>
+#include <string>
+#include <vector>
 
 #include <json/json.h>
 
-#include <string>
-#include <vector>
+#include <httpclient/testing/Certificates.h>
+
+#include "ToolFixture.h"
 
 /// What a run of `check --json` said.
 class CheckReport {

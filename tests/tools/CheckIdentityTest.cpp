@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "CheckFixture.h"
-
 #include <sys/stat.h>
+
+#include "CheckFixture.h"
 
 namespace {
 

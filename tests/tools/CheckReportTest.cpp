@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "CheckFixture.h"
-
 #include <grp.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include "CheckFixture.h"
 
 namespace {
 

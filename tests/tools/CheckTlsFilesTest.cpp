@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "CheckFixture.h"
-
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include "CheckFixture.h"
 
 namespace {
 

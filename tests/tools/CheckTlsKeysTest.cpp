@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "CheckFixture.h"
+#include <memory>
+
+#include <sys/stat.h>
 
 #include <openssl/bio.h>
 #include <openssl/pem.h>
 
-#include <sys/stat.h>
-
-#include <memory>
+#include "CheckFixture.h"
 
 namespace {
 

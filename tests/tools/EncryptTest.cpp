@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "ToolFixture.h"
-
-#include <json/json.h>
+#include <csignal>
+#include <sstream>
 
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <csignal>
-#include <sstream>
+#include <json/json.h>
+
+#include "ToolFixture.h"
 
 namespace {
 

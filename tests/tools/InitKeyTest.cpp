@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "ToolFixture.h"
+#include <sys/stat.h>
 
 #include <vorncipher/VornMasterKey.h>
 
-#include <sys/stat.h>
+#include "ToolFixture.h"
 
 namespace {
 

@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "ToolFixture.h"
-
-#include <httpclient/testing/Certificates.h>
-
-#include <json/json.h>
+#include <sstream>
 
 #include <grp.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <sstream>
+#include <json/json.h>
+
+#include <httpclient/testing/Certificates.h>
+
+#include "ToolFixture.h"
 
 namespace {
 

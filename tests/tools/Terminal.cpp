@@ -1,17 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Terminal.h"
 
+#include <array>
+#include <chrono>
+#include <csignal>
+#include <stdexcept>
+
 #include <fcntl.h>
 #include <poll.h>
 #include <pty.h>
 #include <termios.h>
 #include <unistd.h>
 #include <utmp.h>
-
-#include <array>
-#include <chrono>
-#include <csignal>
-#include <stdexcept>
 
 namespace {
 

@@ -3,10 +3,10 @@
 /// Runs the tool on a terminal, with somebody who types.
 #pragma once
 
-#include "ToolRun.h"
-
 #include <string>
 #include <vector>
+
+#include "ToolRun.h"
 
 /// What is typed, and the prompt that it waits for.
 struct Typed {

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "ToolFixture.h"
 
-#include <vorncipher/VornCipher.h>
-
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <fstream>
 #include <iterator>
+
+#include <sys/stat.h>
+
+#include <vorncipher/VornCipher.h>
 
 ToolFixture::ToolFixture() {
     m_variables["VORN_KEY_FILE"] = Path("master.key");

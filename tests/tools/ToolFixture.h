@@ -3,16 +3,16 @@
 /// What all tests of the tool share: a directory, a master key, and a watch over secrets.
 #pragma once
 
-#include "Terminal.h"
-#include "ToolRun.h"
+#include <filesystem>
+#include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
 #include <httpclient/testing/Environment.h>
 
-#include <filesystem>
-#include <string>
-#include <vector>
+#include "Terminal.h"
+#include "ToolRun.h"
 
 inline constexpr const char* CANARY_PASSWORD = "canary-password-7Qz";
 inline constexpr const char* CANARY_JWT = "eyJjYW5hcnkiOjF9.Y2FuYXJ5LWp3dA.c2lnbmF0dXJl";

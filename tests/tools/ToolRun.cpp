@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "ToolRun.h"
 
-#include <poll.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <array>
 #include <cerrno>
 #include <csignal>
 #include <stdexcept>
+
+#include <poll.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 extern char** environ;
 

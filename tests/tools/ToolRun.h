@@ -3,11 +3,11 @@
 /// Runs the tool as a program of its own.
 #pragma once
 
-#include <sys/types.h>
-
 #include <map>
 #include <string>
 #include <vector>
+
+#include <sys/types.h>
 
 using Variables = std::map<std::string, std::string>;
 

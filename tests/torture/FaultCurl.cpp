@@ -3,9 +3,9 @@
 #ifndef CURL_DISABLE_TYPECHECK
 #define CURL_DISABLE_TYPECHECK // the checks are macros around the very functions that are held here
 #endif
-#include <curl/curl.h>
-
 #include <cstdarg>
+
+#include <curl/curl.h>
 
 #include "FaultLedger.h"
 #include "interpose/Next.h"
@@ -37,8 +37,9 @@ CURLcode SetNumber(CURL* handle, CURLoption option, long value) {
 }
 
 CURLcode SetPointer(CURL* handle, CURLoption option, void* value) {
-    if (!IsCopied(option) || !Refuses(Fault::CurlOption))
+    if (!IsCopied(option) || !Refuses(Fault::CurlOption)) {
         return RealSetOption()(handle, option, value);
+    }
     RealSetOption()(handle, option, nullptr); // the old text is gone by the time that the copy fails
     return CURLE_OUT_OF_MEMORY;
 }

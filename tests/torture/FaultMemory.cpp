@@ -17,8 +17,9 @@ void __libc_free(void* memory);
 namespace {
 
 bool Refused(const void* caller) {
-    if (!fault_ledger::RefusesMemory(caller))
+    if (!fault_ledger::RefusesMemory(caller)) {
         return false;
+    }
     errno = ENOMEM;
     return true;
 }
@@ -26,8 +27,9 @@ bool Refused(const void* caller) {
 } // namespace
 
 void* AllocateFor(const void* caller, std::size_t size) noexcept {
-    if (Refused(caller))
+    if (Refused(caller)) {
         return nullptr;
+    }
     void* const block = __libc_malloc(size);
     fault_ledger::NoteAllocated(block, caller);
     return block;
@@ -40,16 +42,18 @@ void* malloc(std::size_t size) noexcept {
 }
 
 void* calloc(std::size_t count, std::size_t size) noexcept {
-    if (Refused(__builtin_return_address(0)))
+    if (Refused(__builtin_return_address(0))) {
         return nullptr;
+    }
     void* const block = __libc_calloc(count, size);
     fault_ledger::NoteAllocated(block, __builtin_return_address(0));
     return block;
 }
 
 void* realloc(void* memory, std::size_t size) noexcept {
-    if (Refused(__builtin_return_address(0)))
+    if (Refused(__builtin_return_address(0))) {
         return nullptr;
+    }
     fault_ledger::NoteFreed(memory); // before another thread can be given its place
     void* const block = __libc_realloc(memory, size);
     fault_ledger::NoteAllocated(block, __builtin_return_address(0));

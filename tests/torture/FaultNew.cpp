@@ -9,8 +9,9 @@
 namespace {
 
 void* OrThrow(void* block) {
-    if (block == nullptr)
+    if (block == nullptr) {
         throw std::bad_alloc();
+    }
     return block;
 }
 

@@ -51,22 +51,26 @@ public:
     }
     void Add(const Entry& entry) noexcept {
         const Guard guard(m_lock);
-        if (m_count > SIZE / 2)
+        if (m_count > SIZE / 2) {
             return; // more than any scenario needs
+        }
         std::size_t at = Home(entry.block);
-        while (m_entries[at].block != nullptr)
+        while (m_entries[at].block != nullptr) {
             at = (at + 1) % SIZE;
+        }
         m_entries[at] = entry;
         ++m_count;
     }
     bool Remove(const void* block) noexcept {
-        if (block == nullptr || m_count == 0)
+        if (block == nullptr || m_count == 0) {
             return false;
+        }
         const Guard guard(m_lock);
         std::size_t at = Home(block);
         while (m_entries[at].block != block) {
-            if (m_entries[at].block == nullptr)
+            if (m_entries[at].block == nullptr) {
                 return false;
+            }
             at = (at + 1) % SIZE;
         }
         --m_count;
@@ -78,9 +82,11 @@ public:
     std::size_t Copy(std::array<Entry, 16>& first) noexcept {
         const Guard guard(m_lock);
         std::size_t count = 0;
-        for (const Entry& entry : m_entries)
-            if (entry.block != nullptr && count < first.size())
+        for (const Entry& entry : m_entries) {
+            if (entry.block != nullptr && count < first.size()) {
                 first[count++] = entry;
+            }
+        }
         return count;
     }
 
@@ -108,8 +114,9 @@ private:
     void Close(std::size_t hole) noexcept {
         for (std::size_t at = (hole + 1) % SIZE; m_entries[at].block != nullptr; at = (at + 1) % SIZE) {
             const std::size_t wanted = Home(m_entries[at].block);
-            if ((at - wanted) % SIZE < (at - hole) % SIZE)
+            if ((at - wanted) % SIZE < (at - hole) % SIZE) {
                 continue;
+            }
             m_entries[hole] = m_entries[at];
             hole = at;
         }
@@ -135,12 +142,14 @@ public:
 private:
     static int Look(dl_phdr_info* info, std::size_t /*size*/, void* user) {
         auto& code = *static_cast<Code*>(user);
-        if (std::strstr(info->dlpi_name, code.m_library) == nullptr)
+        if (std::strstr(info->dlpi_name, code.m_library) == nullptr) {
             return 0;
+        }
         for (int i = 0; i < info->dlpi_phnum; ++i) {
             const auto& part = info->dlpi_phdr[i];
-            if (part.p_type != PT_LOAD || (part.p_flags & PF_X) == 0)
+            if (part.p_type != PT_LOAD || (part.p_flags & PF_X) == 0) {
                 continue;
+            }
             code.m_begin = info->dlpi_addr + part.p_vaddr;
             code.m_end = code.m_begin + part.p_memsz;
         }
@@ -161,11 +170,13 @@ const Code SSL_CODE("/libssl");
 namespace fault_ledger {
 
 bool Refuses(Fault fault) noexcept {
-    if (!IsCounted())
+    if (!IsCounted()) {
         return false;
+    }
     const std::size_t number = ++g_asked;
-    if (number <= KEPT_KINDS)
+    if (number <= KEPT_KINDS) {
         g_kinds[number - 1] = fault;
+    }
     return number == g_failing;
 }
 
@@ -174,30 +185,35 @@ bool RefusesMemory(const void* caller) noexcept {
 }
 
 unsigned int Announce() noexcept {
-    if (t_plan != 0)
+    if (t_plan != 0) {
         ++g_announced;
+    }
     return t_plan;
 }
 
 void Withdraw() noexcept {
-    if (t_plan != 0)
+    if (t_plan != 0) {
         --g_announced;
+    }
 }
 
 void Join(unsigned int plan) noexcept {
     t_plan = plan;
-    if (plan == 0)
+    if (plan == 0) {
         return;
+    }
     for (std::atomic<int>& slot : g_threads) {
         int none = 0;
-        if (slot.compare_exchange_strong(none, gettid()))
+        if (slot.compare_exchange_strong(none, gettid())) {
             return;
+        }
     }
 }
 
 void NoteAllocated(const void* block, const void* caller) noexcept {
-    if (block != nullptr && IsCounted() && !CRYPTO_CODE.Holds(caller) && !SSL_CODE.Holds(caller))
+    if (block != nullptr && IsCounted() && !CRYPTO_CODE.Holds(caller) && !SSL_CODE.Holds(caller)) {
         g_blocks.Add({block, caller});
+    }
 }
 
 bool NoteFreed(const void* block) noexcept {
@@ -216,8 +232,9 @@ FaultPlan::FaultPlan(std::size_t failing, MemoryOf memory) {
     g_blocks.Clear();
     g_memory = memory;
     g_announced = 0;
-    for (std::atomic<int>& thread : g_threads)
+    for (std::atomic<int>& thread : g_threads) {
         thread = 0;
+    }
     g_asked = 0;
     g_failing = failing;
     t_plan = ++g_lastPlan;
@@ -244,17 +261,20 @@ bool FaultPlan::WaitForThreads() {
     const WithoutFaults exempt;
     const auto giveUp = std::chrono::steady_clock::now() + httpclient::testing::PATIENCE;
     const auto wait = [giveUp](const auto& done) {
-        while (!done() && std::chrono::steady_clock::now() < giveUp)
+        while (!done() && std::chrono::steady_clock::now() < giveUp) {
             usleep(200);
+        }
         return done();
     };
     for (unsigned int i = 0; i < std::min<std::size_t>(g_announced, g_threads.size()); ++i) {
         const std::atomic<int>& thread = g_threads[i];
-        if (!wait([&thread] { return thread != 0; }))
+        if (!wait([&thread] { return thread != 0; })) {
             return false;
+        }
         const std::string entry = "/proc/self/task/" + std::to_string(thread);
-        if (!wait([&entry] { return access(entry.c_str(), F_OK) != 0; }))
+        if (!wait([&entry] { return access(entry.c_str(), F_OK) != 0; })) {
             return false;
+        }
     }
     return true;
 }
@@ -282,8 +302,9 @@ std::string FaultPlan::DescribeLiveBlocks() {
             const auto offset = reinterpret_cast<std::uintptr_t>(first[i].caller) -
                                 reinterpret_cast<std::uintptr_t>(where.dli_fbase);
             text += std::string(where.dli_fname) + " + " + std::to_string(offset);
-            if (where.dli_sname != nullptr)
+            if (where.dli_sname != nullptr) {
                 text += std::string(" (") + where.dli_sname + ")";
+            }
         }
         text += "\n";
     }

@@ -18,8 +18,9 @@ using httpclient::testing::Next;
 namespace {
 
 bool NoDescriptor() {
-    if (!Refuses(Fault::Descriptor))
+    if (!Refuses(Fault::Descriptor)) {
         return false;
+    }
     errno = EMFILE;
     return true;
 }
@@ -41,8 +42,9 @@ void* RunCounted(void* argument) {
 Start* MakeStart(void* (*body)(void*), void* argument) {
     const WithoutFaults exempt;
     auto* start = static_cast<Start*>(std::malloc(sizeof(Start)));
-    if (start != nullptr)
+    if (start != nullptr) {
         *start = {body, argument, fault_ledger::Announce()};
+    }
     return start;
 }
 
@@ -102,8 +104,9 @@ int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*
                    void* argument) noexcept {
     static auto* const next =
         Next<int(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*)>("pthread_create");
-    if (Refuses(Fault::Thread))
+    if (Refuses(Fault::Thread)) {
         return EAGAIN;
+    }
     Start* const start = MakeStart(body, argument);
     const int result = next(thread, attributes, RunCounted, start);
     if (result != 0) {
@@ -115,8 +118,9 @@ int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*
 
 void* iconv_open(const char* to, const char* from) {
     static auto* const next = Next<void*(const char*, const char*)>("iconv_open");
-    if (!Refuses(Fault::Iconv))
+    if (!Refuses(Fault::Iconv)) {
         return next(to, from);
+    }
     errno = ENOMEM;
     return reinterpret_cast<void*>(-1); // NOLINT(performance-no-int-to-ptr): the interface's way to say no
 }
@@ -124,8 +128,9 @@ void* iconv_open(const char* to, const char* from) {
 /// A worker's pauses, which watch no descriptor, last a thousandth.
 int select(int count, fd_set* toRead, fd_set* toWrite, fd_set* failed, timeval* timeout) {
     static auto* const next = Next<int(int, fd_set*, fd_set*, fd_set*, timeval*)>("select");
-    if (count != 0 || timeout == nullptr)
+    if (count != 0 || timeout == nullptr) {
         return next(count, toRead, toWrite, failed, timeout);
+    }
     const long microseconds = (timeout->tv_sec * 1000000L + timeout->tv_usec) / 1000;
     timeval less{microseconds / 1000000, microseconds % 1000000};
     return next(count, toRead, toWrite, failed, &less);

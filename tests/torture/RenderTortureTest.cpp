@@ -18,20 +18,23 @@ namespace {
 ///         go by any case.
 std::string FreshCharset(unsigned int number) {
     std::string name = "windows-1252";
-    for (char& letter : name)
+    for (char& letter : name) {
         if (letter >= 'a' && letter <= 'z') {
-            if (number % 2 == 1)
+            if (number % 2 == 1) {
                 letter = static_cast<char>(letter - 'a' + 'A');
+            }
             number /= 2;
         }
+    }
     return name;
 }
 
 class RenderTorture : public TortureTest {
 protected:
     void Prepare() override {
-        if (FaultPlan::LiveBlocks() == 0) // else it is the same run once more
+        if (FaultPlan::LiveBlocks() == 0) { // else it is the same run once more
             ++m_runs;
+        }
         m_text.reset();
     }
     void Run() override {

@@ -38,8 +38,9 @@ void Fill(CHttpRequest& request, HTTPOPERATIONTYPE verb) {
 
 Reply AnswerAll(const RecordedRequest& request) {
     const Headers type{{"Content-Type", "text/plain"}};
-    if (request.method == "HEAD")
+    if (request.method == "HEAD") {
         return RespondHead(200, type);
+    }
     return Respond(200, type, ANSWER);
 }
 
@@ -52,8 +53,9 @@ void ExpectNextToWork(const LoopbackServer& server, bool bSSL) {
     CHttpClient client;
     client.setDomain(server.address());
     client.setPort(server.port());
-    if (bSSL)
+    if (bSSL) {
         client.setScheme("https");
+    }
     CHttpRequest request;
     request.setVerb(HTTPOPERATION_GET);
     request.setUrlPath("/next");

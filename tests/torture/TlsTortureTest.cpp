@@ -62,8 +62,9 @@ protected:
     // A connection keeps for life what it was made with. When a file or the memory for a text could not be
     // had then, the connection goes on failing until the sweep has closed it; a new one works.
     void ExpectNextToWork() override {
-        if (Next() == 200)
+        if (Next() == 200) {
             return;
+        }
         CloseEverything();
         EXPECT_EQ(Next(), 200);
     }

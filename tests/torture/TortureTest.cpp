@@ -39,10 +39,12 @@ char g_doing[200] = "";
 /// Says which failure it was that crashed the process, and lets it crash.
 void ReportCrash(int signal) {
     std::size_t length = 0;
-    while (length < sizeof g_doing && g_doing[length] != '\0')
+    while (length < sizeof g_doing && g_doing[length] != '\0') {
         ++length;
-    if (write(STDERR_FILENO, g_doing, length) < 0)
+    }
+    if (write(STDERR_FILENO, g_doing, length) < 0) {
         _exit(1);
+    }
     ::signal(signal, SIG_DFL);
     raise(signal);
 }
@@ -56,31 +58,38 @@ unsigned int Seed() {
 /// Draws the calls that fail: one of each kind in turn, until there are enough.
 std::set<std::size_t> Draw(const std::vector<Fault>& calls, unsigned int seed) {
     std::map<Fault, std::vector<std::size_t>> byKind;
-    for (std::size_t i = 0; i < calls.size(); ++i)
+    for (std::size_t i = 0; i < calls.size(); ++i) {
         byKind[calls[i]].push_back(i + 1);
+    }
     std::mt19937 random(seed);
-    for (auto& [kind, numbers] : byKind)
+    for (auto& [kind, numbers] : byKind) {
         std::shuffle(numbers.begin(), numbers.end(), random);
+    }
     const std::size_t wanted = std::min(Draws(), calls.size());
     std::set<std::size_t> drawn;
-    while (drawn.size() < wanted)
+    while (drawn.size() < wanted) {
         for (auto& [kind, numbers] : byKind) {
-            if (numbers.empty() || drawn.size() == wanted)
+            if (numbers.empty() || drawn.size() == wanted) {
                 continue;
+            }
             drawn.insert(numbers.back());
             numbers.pop_back();
         }
+    }
     return drawn;
 }
 
 std::set<std::size_t> Choose(const std::vector<Fault>& calls) {
     std::set<std::size_t> all;
-    for (std::size_t i = 1; i <= calls.size(); ++i)
+    for (std::size_t i = 1; i <= calls.size(); ++i) {
         all.insert(i);
-    if (const char* const one = std::getenv("TORTURE_CALL"))
+    }
+    if (const char* const one = std::getenv("TORTURE_CALL")) {
         return {std::strtoul(one, nullptr, 10)};
-    if (std::getenv("TORTURE_ALL") != nullptr || calls.size() <= Draws())
+    }
+    if (std::getenv("TORTURE_ALL") != nullptr || calls.size() <= Draws()) {
         return all;
+    }
     const unsigned int seed = Seed();
     std::printf("%zu of %zu calls fail; TORTURE_SEED=%u\n", Draws(), calls.size(), seed);
     return Draw(calls, seed);
@@ -88,11 +97,13 @@ std::set<std::size_t> Choose(const std::vector<Fault>& calls) {
 
 std::string Summary(const std::vector<Fault>& calls) {
     std::map<Fault, std::size_t> counts;
-    for (const Fault kind : calls)
+    for (const Fault kind : calls) {
         ++counts[kind];
+    }
     std::string text;
-    for (const auto& [kind, count] : counts)
+    for (const auto& [kind, count] : counts) {
         text += (text.empty() ? "" : ", ") + std::to_string(count) + " " + NameOf(kind);
+    }
     return text;
 }
 
@@ -105,11 +116,15 @@ AllConnections ConnectionsOf(const CHttpConnectionMgr& pool) {
 bool AllAreBack() {
     CHttpConnectionMgr* const pool = CHttpConnectionMgr::Instance();
     const ACE_Write_Guard<ACE_RW_Thread_Mutex> guard(pool->m_PoolLock);
-    for (const auto* connections : ConnectionsOf(*pool))
-        for (const auto& [address, list] : *connections)
-            for (const CHttpConnection* conn : *list)
-                if (!conn->IsIdle())
+    for (const auto* connections : ConnectionsOf(*pool)) {
+        for (const auto& [address, list] : *connections) {
+            for (const CHttpConnection* conn : *list) {
+                if (!conn->IsIdle()) {
                     return false;
+                }
+            }
+        }
+    }
     return true;
 }
 
@@ -118,8 +133,9 @@ bool AllAreBack() {
 bool WaitUntilAllAreBack() {
     const auto giveUp = std::chrono::steady_clock::now() + httpclient::testing::PATIENCE;
     while (!AllAreBack()) {
-        if (std::chrono::steady_clock::now() > giveUp)
+        if (std::chrono::steady_clock::now() > giveUp) {
             return false;
+        }
         usleep(200);
     }
     return true;
@@ -127,20 +143,25 @@ bool WaitUntilAllAreBack() {
 
 void CloseEverything() {
     CHttpConnectionMgr* const pool = CHttpConnectionMgr::m_pInstance;
-    if (pool == nullptr)
+    if (pool == nullptr) {
         return;
-    for (const auto* connections : ConnectionsOf(*pool))
-        for (const auto& entry : *connections)
-            for (CHttpConnection* conn : *entry.second)
+    }
+    for (const auto* connections : ConnectionsOf(*pool)) {
+        for (const auto& entry : *connections) {
+            for (CHttpConnection* conn : *entry.second) {
                 conn->SetIdle(true);
+            }
+        }
+    }
     pool->SetRlsTime(std::numeric_limits<std::int64_t>::min());
     pool->handle_timeout(ACE_Time_Value::zero, nullptr);
     CHttpConnectionMgr::Finalize();
 }
 
 TortureTest::TortureTest() {
-    for (const int crash : {SIGSEGV, SIGABRT, SIGBUS, SIGFPE, SIGILL})
+    for (const int crash : {SIGSEGV, SIGABRT, SIGBUS, SIGFPE, SIGILL}) {
         ::signal(crash, &ReportCrash);
+    }
 }
 
 TortureTest::~TortureTest() {
@@ -161,8 +182,9 @@ void TortureTest::Torture() {
         ExpectNoSecretLogged();
         CleanUp();
         ExpectAllFreed(failing, kind);
-        if (HasFatalFailure())
+        if (HasFatalFailure()) {
             return;
+        }
     }
 }
 
@@ -197,18 +219,21 @@ void TortureTest::RunWithFailing(std::size_t failing) {
 void TortureTest::ExpectPoolInOrder() {
     CHttpConnectionMgr* const pool = CHttpConnectionMgr::Instance();
     ASSERT_EQ(pool->m_PoolLock.tryacquire_write(), 0) << "the pool's lock is held";
-    for (const auto* connections : ConnectionsOf(*pool))
+    for (const auto* connections : ConnectionsOf(*pool)) {
         for (const auto& [address, list] : *connections) {
             EXPECT_EQ(list->size(), 1U) << address;
-            for (const CHttpConnection* conn : *list)
+            for (const CHttpConnection* conn : *list) {
                 EXPECT_TRUE(conn->IsIdle()) << address;
+            }
         }
+    }
     pool->m_PoolLock.release();
 }
 
 void TortureTest::ExpectNoSecretLogged() {
-    for (const std::string& secret : m_secrets)
+    for (const std::string& secret : m_secrets) {
         EXPECT_EQ(TraceRecorder::Instance().CountContaining(secret), 0U) << secret;
+    }
 }
 
 // What is kept on purpose, once, is not kept a second time; a leak is.

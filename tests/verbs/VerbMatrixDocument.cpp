@@ -27,12 +27,15 @@ What to make of it:
 )";
 
 std::string Received(const Exchange& exchange) {
-    if (exchange.result == -1)
+    if (exchange.result == -1) {
         return "fails";
-    if (exchange.received == "answer")
+    }
+    if (exchange.received == "answer") {
         return "body";
-    if (exchange.received.empty())
+    }
+    if (exchange.received.empty()) {
         return "nothing";
+    }
     return exchange.received.find("answer") == std::string::npos ? "head" : "head and body";
 }
 
@@ -51,16 +54,19 @@ void MatrixDocument::Add(bool bSSL, const std::string& first, const std::string&
         table.rows += (table.rows.empty() ? "| " : "\n| ") + first + " |";
         table.lastRow = first;
     }
-    if (!table.headDone)
+    if (!table.headDone) {
         table.head += " then " + second + " |";
+    }
     table.rows += " " + Cell(exchange) + " |";
 }
 
 std::string MatrixDocument::TextOf(const Table& table) {
     std::string rule = "|---|";
-    for (const char byte : table.head)
-        if (byte == '|')
+    for (const char byte : table.head) {
+        if (byte == '|') {
             rule += "---|";
+        }
+    }
     return "| first |" + table.head + "\n" + rule + "\n" + table.rows + "\n";
 }
 

@@ -42,10 +42,11 @@ protected:
     public:
         Conversation(const TlsSetting& setting, bool bSSL) : m_bSSL(bSSL) {
             ClosePool();
-            if (bSSL)
+            if (bSSL) {
                 m_server = std::make_unique<TlsLoopbackServer>(&Answer, setting.Server());
-            else
+            } else {
                 m_server = std::make_unique<LoopbackServer>(&Answer);
+            }
             m_client.setDomain(m_server->address());
             m_client.setPort(m_server->port());
             m_client.setScheme(bSSL ? "https" : "http");
@@ -62,8 +63,9 @@ protected:
             exchange.result = m_client.synSendRequest(request, m_response, m_bSSL);
             exchange.received = m_response.getResponseBody();
             exchange.length = m_response.getContentLen();
-            if (m_server->WaitForRequests(before + 1))
+            if (m_server->WaitForRequests(before + 1)) {
                 exchange.sent = m_server->requests().at(before);
+            }
             exchange.sent.raw = Replaced(exchange.sent.raw, m_server->authority(), "<server>");
             return exchange;
         }
@@ -132,23 +134,25 @@ TEST_F(VerbMatrix, OfOneHandleIsAsInTheTable) {
     MatrixDocument document;
     for (const bool bSSL : {false, true}) {
         const std::string where = bSSL ? "TLS: " : "plain: ";
-        for (const Verb& verb : VERBS)
+        for (const Verb& verb : VERBS) {
             table +=
                 where + verb.name + " on a fresh handle\n" + Shown(OnFreshHandle(verb.type, bSSL)) + "\n";
-        for (const Verb& first : VERBS)
+        }
+        for (const Verb& first : VERBS) {
             for (const Verb& second : VERBS) {
                 const Exchange exchange = AfterOnTheSameHandle(first.type, second.type, bSSL);
                 table += where + first.name + ", then " + second.name + "\n" + Shown(exchange) +
                          Counts(exchange) + "\n";
                 document.Add(bSSL, first.name, second.name, exchange);
             }
+        }
     }
     ExpectGolden(VERBS_TEST_DATA "/verb-matrix.txt", table);
     ExpectGolden(VERBS_DOCUMENTS "/verb-matrix.md", document.Text());
 }
 
 TEST_F(VerbMatrix, OfTwoHandlesKeepsThemApart) {
-    for (const bool bSSL : {false, true})
+    for (const bool bSSL : {false, true}) {
         for (const Verb& second : VERBS) {
             const Exchange alone = OnFreshHandle(second.type, bSSL);
             for (const Verb& first : VERBS) {
@@ -159,4 +163,5 @@ TEST_F(VerbMatrix, OfTwoHandlesKeepsThemApart) {
                 EXPECT_EQ(after.received, alone.received);
             }
         }
+    }
 }

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstdlib>
+#include <iostream>
+#include <memory>
+
 #include "Commands.h"
 #include "Failure.h"
 #include "KeyFileOption.h"
 #include "check/Checks.h"
 #include "check/RuntimeUser.h"
-
-#include <cstdlib>
-#include <iostream>
-#include <memory>
 
 namespace {
 

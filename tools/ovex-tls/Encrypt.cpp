@@ -1,6 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Encrypt.h"
 
+#include <iostream>
+#include <memory>
+
+#include <ovexcommon/OvexCommonUtils.h>
+#include <vorncipher/VornCipherEncrypt.h>
+#include <vorncipher/VornMasterKey.h>
+
 #include "Commands.h"
 #include "Failure.h"
 #include "Files.h"
@@ -8,13 +15,6 @@
 #include "Manifest.h"
 #include "Password.h"
 #include "TlsRoot.h"
-
-#include <ovexcommon/OvexCommonUtils.h>
-#include <vorncipher/VornCipherEncrypt.h>
-#include <vorncipher/VornMasterKey.h>
-
-#include <iostream>
-#include <memory>
 
 void RequireMasterKey() {
     const std::string path = OvexCommonUtils::Ovexgetenv("VORN_KEY_FILE");

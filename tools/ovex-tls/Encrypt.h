@@ -3,9 +3,9 @@
 /// Encrypting the password of a TLS key.
 #pragma once
 
-#include "Secret.h"
-
 #include <string>
+
+#include "Secret.h"
 
 /// Makes sure that there is a usable master key, before a password is asked for in vain. @throw Failure
 void RequireMasterKey();

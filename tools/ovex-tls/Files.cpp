@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Files.h"
 
-#include "Failure.h"
+#include <cstdio>
+#include <filesystem>
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstdio>
-#include <filesystem>
+#include "Failure.h"
 
 namespace {
 

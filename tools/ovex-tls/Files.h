@@ -3,9 +3,9 @@
 /// Reading, making and replacing small files.
 #pragma once
 
-#include <sys/types.h>
-
 #include <string>
+
+#include <sys/types.h>
 
 /// Reads a regular file. @throw Failure when it cannot be read, is no regular file or is unreasonably long.
 std::string ReadFile(const std::string& path);

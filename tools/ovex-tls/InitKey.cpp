@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "Commands.h"
-#include "Failure.h"
+#include <iostream>
+#include <memory>
 
 #include <vorncipher/VornMasterKey.h>
 
-#include <iostream>
-#include <memory>
+#include "Commands.h"
+#include "Failure.h"
 
 namespace {
 

@@ -1,4 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <iostream>
+#include <memory>
+
+#include <grp.h>
+#include <sys/stat.h>
+
 #include "Commands.h"
 #include "Encrypt.h"
 #include "Failure.h"
@@ -10,12 +16,6 @@
 #include "StagedDirectory.h"
 #include "TestCertificates.h"
 #include "TlsRoot.h"
-
-#include <grp.h>
-#include <sys/stat.h>
-
-#include <iostream>
-#include <memory>
 
 namespace {
 

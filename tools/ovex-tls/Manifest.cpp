@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Manifest.h"
 
-#include "Failure.h"
-#include "TlsRoot.h"
+#include <json/json.h>
 
 #include <ovexcommon/JsonReader.h>
 
-#include <json/json.h>
+#include "Failure.h"
+#include "TlsRoot.h"
 
 namespace Manifest {
 namespace {

@@ -3,6 +3,8 @@
 /// Owners of OpenSSL's objects.
 #pragma once
 
+#include <memory>
+
 #include <openssl/asn1.h>
 #include <openssl/bio.h>
 #include <openssl/bn.h>
@@ -11,8 +13,6 @@
 #include <openssl/x509.h>
 #include <openssl/x509_vfy.h>
 #include <openssl/x509v3.h>
-
-#include <memory>
 
 namespace Ossl {
 

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Password.h"
 
-#include "Failure.h"
-#include "Ossl.h"
-
-#include <openssl/rand.h>
+#include <array>
 
 #include <unistd.h>
 
-#include <array>
+#include <openssl/rand.h>
+
+#include "Failure.h"
+#include "Ossl.h"
 
 namespace {
 

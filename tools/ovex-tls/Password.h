@@ -3,10 +3,10 @@
 /// Where passwords come from: standard input, the terminal, or chance. Never an argument.
 #pragma once
 
-#include "Secret.h"
-
 #include <cstddef>
 #include <string>
+
+#include "Secret.h"
 
 /// The longest password that the TLS code can take.
 constexpr std::size_t MAX_PASSWORD = 1023;

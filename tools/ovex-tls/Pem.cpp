@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Pem.h"
 
-#include "Failure.h"
+#include <cstring>
 
 #include <openssl/err.h>
 #include <openssl/pem.h>
 
-#include <cstring>
+#include "Failure.h"
 
 namespace Pem {
 namespace {

@@ -3,11 +3,11 @@
 /// Certificates and keys as PEM text.
 #pragma once
 
-#include "Ossl.h"
-#include "Secret.h"
-
 #include <string>
 #include <vector>
+
+#include "Ossl.h"
+#include "Secret.h"
 
 namespace Pem {
 

@@ -3,10 +3,10 @@
 /// A text that is overwritten before its memory is given back.
 #pragma once
 
-#include <openssl/crypto.h>
-
 #include <string>
 #include <utility>
+
+#include <openssl/crypto.h>
 
 class Secret {
 public:

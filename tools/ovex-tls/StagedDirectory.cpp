@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "StagedDirectory.h"
 
-#include "Failure.h"
-#include "Files.h"
+#include <cstdio>
+#include <filesystem>
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstdio>
-#include <filesystem>
+#include "Failure.h"
+#include "Files.h"
 
 namespace {
 

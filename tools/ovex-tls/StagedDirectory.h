@@ -3,10 +3,10 @@
 /// A directory that appears under its name complete, or not at all.
 #pragma once
 
-#include <sys/types.h>
-
 #include <optional>
 #include <string>
+
+#include <sys/types.h>
 
 /// Who may read what is laid out: the owner alone, or a group, too.
 using ReaderGroup = std::optional<gid_t>;

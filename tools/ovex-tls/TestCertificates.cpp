@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "TestCertificates.h"
 
-#include "Failure.h"
+#include <arpa/inet.h>
 
 #include <openssl/ec.h>
 
-#include <arpa/inet.h>
+#include "Failure.h"
 
 namespace TestCertificates {
 namespace {

@@ -3,10 +3,10 @@
 /// Certificates for tests: a CA that lives as long as one run of the tool, and what it issues.
 #pragma once
 
-#include "Ossl.h"
-
 #include <string>
 #include <vector>
+
+#include "Ossl.h"
 
 namespace TestCertificates {
 

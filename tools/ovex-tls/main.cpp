@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <iostream>
+
 #include "Commands.h"
 #include "ExitCode.h"
 #include "Failure.h"
-
-#include <iostream>
 
 namespace {
 

@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "../Peer.h"
-
 #include <optional>
 
 #include <boost/asio/connect.hpp>
@@ -8,6 +6,8 @@
 #include <boost/asio/ssl.hpp>
 #include <boost/beast/core.hpp>
 #include <boost/beast/http.hpp>
+
+#include "../Peer.h"
 
 namespace {
 
@@ -60,13 +60,15 @@ template <typename Stream> class Beast : public Peer {
 public:
     explicit Beast(const Target& target) : m_target(target), m_stream(target) {}
     bool Send() override {
-        if (m_stream.Get() == nullptr)
+        if (m_stream.Get() == nullptr) {
             Connect();
+        }
         http::request<http::string_body> request{m_target.body.empty() ? http::verb::get : http::verb::post,
                                                  m_target.path, 11};
         request.set(http::field::host, "127.0.0.1");
-        if (!m_target.token.empty())
+        if (!m_target.token.empty()) {
             request.set("x-access-token", m_target.token);
+        }
         request.body() = m_target.body;
         request.prepare_payload();
         http::write(*m_stream.Get(), request);
@@ -74,8 +76,9 @@ public:
         parser.body_limit(LONGEST_BODY);
         http::read(*m_stream.Get(), m_buffer, parser);
         const auto& response = parser.get();
-        if (!response.keep_alive())
+        if (!response.keep_alive()) {
             m_stream.Close();
+        }
         return m_target.IsAnswer(response.result_int(), response.body().size());
     }
 
@@ -99,7 +102,8 @@ private:
 } // namespace
 
 std::unique_ptr<Peer> MakeBeast(const Target& target) {
-    if (target.tls)
+    if (target.tls) {
         return std::make_unique<Beast<TlsStream>>(target);
+    }
     return std::make_unique<Beast<PlainStream>>(target);
 }

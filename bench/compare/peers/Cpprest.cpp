@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "../Peer.h"
-
 #include <boost/asio/ssl.hpp>
 #include <cpprest/http_client.h>
+
+#include "../Peer.h"
 
 namespace {
 
@@ -24,10 +24,12 @@ public:
         web::http::http_request request(m_target.body.empty() ? web::http::methods::GET
                                                               : web::http::methods::POST);
         request.set_request_uri(m_target.path);
-        if (!m_target.token.empty())
+        if (!m_target.token.empty()) {
             request.headers().add("x-access-token", m_target.token);
-        if (!m_target.body.empty())
+        }
+        if (!m_target.body.empty()) {
             request.set_body(m_target.body);
+        }
         web::http::http_response response = m_client.request(request).get();
         return m_target.IsAnswer(response.status_code(), response.extract_string(true).get().size());
     }

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "../Peer.h"
-
 #include <list>
 #include <sstream>
 
 #include <curlpp/Easy.hpp>
 #include <curlpp/Infos.hpp>
 #include <curlpp/Options.hpp>
+
+#include "../Peer.h"
 
 namespace {
 
@@ -15,10 +15,12 @@ public:
     explicit Curlpp(const Target& target) : m_target(target) {
         m_easy.setOpt(curlpp::options::Url(target.Url()));
         m_easy.setOpt(curlpp::options::NoSignal(true));
-        if (!target.body.empty())
+        if (!target.body.empty()) {
             m_easy.setOpt(curlpp::options::PostFields(target.body));
-        if (!target.token.empty())
+        }
+        if (!target.token.empty()) {
             m_easy.setOpt(curlpp::options::HttpHeader({"x-access-token:" + target.token}));
+        }
         if (target.tls) {
             m_easy.setOpt(curlpp::options::CaInfo(target.ca));
             m_easy.setOpt(curlpp::options::SslVerifyHost(0));

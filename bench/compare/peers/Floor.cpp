@@ -9,8 +9,9 @@ public:
     explicit Floor(const Target& target)
         : m_target(target),
           m_loop(target.Url(), target.token.empty() ? "" : "x-access-token:" + target.token) {
-        if (target.tls)
+        if (target.tls) {
             m_loop.UseTls(target.ca, target.certificate, target.key);
+        }
     }
     bool Send() override {
         const long status = m_target.body.empty() ? m_loop.Get() : m_loop.Post(m_target.body);

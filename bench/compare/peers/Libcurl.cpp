@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // libcurl as a program would use it that needs nothing but the answer.
-#include "../Peer.h"
-
 #include <curl/curl.h>
+
+#include "../Peer.h"
 
 namespace {
 
@@ -15,8 +15,9 @@ void SetTarget(CURL* curl, const Target& target) {
     curl_easy_setopt(curl, CURLOPT_URL, target.Url().c_str());
     curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, &Append);
     curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
-    if (!target.body.empty())
+    if (!target.body.empty()) {
         curl_easy_setopt(curl, CURLOPT_POSTFIELDS, target.body.c_str());
+    }
     if (target.tls) {
         curl_easy_setopt(curl, CURLOPT_CAINFO, target.ca.c_str());
         curl_easy_setopt(curl, CURLOPT_SSL_VERIFYHOST, 0L);
@@ -36,8 +37,9 @@ bool Perform(CURL* curl, const Target& target) {
     curl_easy_setopt(curl, CURLOPT_HTTPHEADER, header);
     curl_easy_setopt(curl, CURLOPT_WRITEDATA, &body);
     long status = 0;
-    if (curl_easy_perform(curl) == CURLE_OK)
+    if (curl_easy_perform(curl) == CURLE_OK) {
         curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &status);
+    }
     curl_slist_free_all(header);
     return target.IsAnswer(status, body.size());
 }

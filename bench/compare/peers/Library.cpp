@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "../../cost/CachedToken.h"
-#include "../Peer.h"
-
 #include <httpclient/HttpClient.h>
 #include <httpclient/HttpConnectionMgr.h>
 #include <httpclient/HttpRequest.h>
 #include <httpclient/HttpResponse.h>
+
+#include "../../cost/CachedToken.h"
+#include "../Peer.h"
 
 namespace {
 

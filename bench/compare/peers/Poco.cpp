@@ -1,18 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "../Peer.h"
-
 #include <Poco/Net/Context.h>
 #include <Poco/Net/HTTPRequest.h>
 #include <Poco/Net/HTTPResponse.h>
 #include <Poco/Net/HTTPSClientSession.h>
 #include <Poco/StreamCopier.h>
 
+#include "../Peer.h"
+
 namespace {
 
 std::unique_ptr<Poco::Net::HTTPClientSession> SessionOf(const Target& target) {
     using Poco::Net::Context;
-    if (!target.tls)
+    if (!target.tls) {
         return std::make_unique<Poco::Net::HTTPClientSession>("127.0.0.1", target.port);
+    }
     Context::Ptr context =
         new Context(Context::CLIENT_USE, target.key, target.certificate, target.ca, Context::VERIFY_RELAXED);
     context->enableExtendedCertificateVerification(false); // the server's name
@@ -29,10 +30,12 @@ public:
         const bool get = m_target.body.empty();
         Poco::Net::HTTPRequest request(get ? "GET" : "POST", m_target.path, "HTTP/1.1");
         request.setKeepAlive(true);
-        if (!m_target.token.empty())
+        if (!m_target.token.empty()) {
             request.set("x-access-token", m_target.token);
-        if (!get)
+        }
+        if (!get) {
             request.setContentLength(static_cast<std::streamsize>(m_target.body.size()));
+        }
         m_session->sendRequest(request) << m_target.body;
         Poco::Net::HTTPResponse response;
         std::string body;

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // How is measured: with peers made for it, and against the slow server.
+#include "Contest.h"
+
 #include <chrono>
 #include <stdexcept>
 #include <thread>
@@ -8,7 +10,6 @@
 
 #include <httpclient/HttpConnectionMgr.h>
 
-#include "Contest.h"
 #include "SlowServer.h"
 
 namespace {
@@ -136,8 +137,9 @@ TEST(Contest, HasTheFloorAlwaysAndTheAsynchronousSendInBurstsOnly) {
         Work work = OnOneThread();
         work.burst = burst;
         std::vector<std::string> those;
-        for (const Contestant& one : ContestantsOf(work, wanted))
+        for (const Contestant& one : ContestantsOf(work, wanted)) {
             those.push_back(one.name);
+        }
         return those;
     };
     const std::string asynchronous = "libhttpclient, asynchronous";

@@ -64,21 +64,23 @@ protected:
     static bool SendsTo(const LoopbackServer& server) { return Sends(*GetParam().make(At(server))); }
     /// @param made so many connections for SENT requests.
     static void ExpectKept(unsigned int made) {
-        if (GetParam().name == "libcurl, a handle per request")
+        if (GetParam().name == "libcurl, a handle per request") {
             EXPECT_EQ(made, SENT);
-        else if (GetParam().name ==
-                 "cpprestsdk") // takes its connection back a moment after the answer is there
+        } else if (GetParam().name ==
+                   "cpprestsdk") { // takes its connection back a moment after the answer is there
             EXPECT_LT(made, SENT);
-        else
+        } else {
             EXPECT_EQ(made, 1U);
+        }
     }
 };
 
 TEST_P(Peers, KeepTheirConnectionUnlessTheyMakeANewHandle) {
     const LoopbackServer server(&Answer);
     const auto peer = GetParam().make(At(server));
-    for (unsigned int i = 0; i < SENT; ++i)
+    for (unsigned int i = 0; i < SENT; ++i) {
         EXPECT_TRUE(Sends(*peer));
+    }
     ExpectKept(server.connectionsAccepted());
 }
 
@@ -87,8 +89,9 @@ TEST_P(Peers, ConnectAnewAfterTheServerHasClosed) {
         return Then(Respond(200, {{"Connection", "close"}}, ANSWER), After::Close);
     });
     const auto peer = GetParam().make(At(server));
-    for (int i = 0; i < 3; ++i)
+    for (int i = 0; i < 3; ++i) {
         EXPECT_TRUE(Sends(*peer));
+    }
     EXPECT_EQ(server.connectionsAccepted(), 3U);
 }
 
@@ -139,8 +142,9 @@ TEST_P(Peers, ShowTheirCertificateAndKeepTheTlsConnection) {
     const ScopedEnvironment environment("SSL_ROOT", root.path());
     const TlsLoopbackServer server(&Answer, {ca.IssueServer(), ca.certificatePem()});
     const auto peer = GetParam().make(OverTls(server, root));
-    for (unsigned int i = 0; i < SENT; ++i)
+    for (unsigned int i = 0; i < SENT; ++i) {
         EXPECT_TRUE(Sends(*peer));
+    }
     ExpectKept(server.handshakes());
     ASSERT_FALSE(server.subjects().empty());
     EXPECT_EQ(server.subjects().front(), "CN=client");
@@ -158,9 +162,11 @@ TEST_P(Peers, RefuseAServerOfAnotherAuthority) {
 
 INSTANTIATE_TEST_SUITE_P(All, Peers, ::testing::ValuesIn(AllPeers()), [](const auto& kind) {
     std::string name;
-    for (const char c : kind.param.name)
-        if (std::isalnum(static_cast<unsigned char>(c)) != 0)
+    for (const char c : kind.param.name) {
+        if (std::isalnum(static_cast<unsigned char>(c)) != 0) {
             name += c;
+        }
+    }
     return name;
 });
 

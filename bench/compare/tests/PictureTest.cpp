@@ -4,7 +4,6 @@
 #include <Poco/DOM/DOMParser.h>
 #include <Poco/DOM/Document.h>
 #include <Poco/DOM/NodeList.h>
-
 #include <gtest/gtest.h>
 
 #include "Results.h"

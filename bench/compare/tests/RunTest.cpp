@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // The program as it is called, for a blink: every work, every peer.
-#include <sys/wait.h>
-
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
+
+#include <sys/wait.h>
 
 #include <gtest/gtest.h>
 #include <json/json.h>
@@ -31,9 +31,11 @@ std::string TextOf(const std::string& path) {
 
 /// @return the figures of a peer at a work; null when they are not there.
 Json::Value FiguresOf(const Json::Value& all, const std::string& work, const std::string& peer) {
-    for (const Json::Value& one : all)
-        if (one["work"] == work && one["peer"] == peer)
+    for (const Json::Value& one : all) {
+        if (one["work"] == work && one["peer"] == peer) {
             return one;
+        }
+    }
     return {};
 }
 
@@ -49,8 +51,9 @@ TEST(Run, HasEveryFigureOfEveryPeerAtEveryWork) {
         for (const Contestant& one : ContestantsOf(work, {})) {
             const Json::Value figures = FiguresOf(all, work.name, one.name);
             for (const char* figure :
-                 {"per_second", "p50_us", "cpu_us", "per_second_to_floor", "p50_to_floor", "cpu_to_floor"})
+                 {"per_second", "p50_us", "cpu_us", "per_second_to_floor", "p50_to_floor", "cpu_to_floor"}) {
                 EXPECT_GT(figures[figure].asDouble(), 0) << work.name << ", " << one.name << ", " << figure;
+            }
             EXPECT_EQ(figures["errors"], 0) << work.name << ", " << one.name;
             EXPECT_NE(table.find("| " + one.name + " |"), std::string::npos) << one.name;
         }

@@ -1,17 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tour/Answers.h"
-#include "tour/Stop.h"
-#include "tour/Tour.h"
-
 #include <array>
 #include <chrono>
 #include <set>
 
-#include <fmt/format.h>
 #include <unistd.h>
+
+#include <fmt/format.h>
 
 #include <httpclient/HttpClient.h>
 #include <httpclient/HttpRequest.h>
+
+#include "tour/Answers.h"
+#include "tour/Stop.h"
+#include "tour/Tour.h"
 
 namespace tour {
 namespace {

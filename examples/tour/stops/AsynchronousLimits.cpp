@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tour/Answers.h"
-#include "tour/Stop.h"
-#include "tour/Tour.h"
-
 #include <algorithm>
 #include <utility>
 
 #include <httpclient/HttpClient.h>
 #include <httpclient/HttpRequest.h>
+
+#include "tour/Answers.h"
+#include "tour/Stop.h"
+#include "tour/Tour.h"
 
 namespace tour {
 namespace {

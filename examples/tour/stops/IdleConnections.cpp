@@ -1,8 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tour/Stop.h"
-#include "tour/Tour.h"
-#include "tour/WaitUntil.h"
-
 #include <chrono>
 #include <future>
 #include <stdexcept>
@@ -14,6 +10,10 @@
 #include <httpclient/HttpConnectionMgr.h>
 #include <httpclient/HttpRequest.h>
 #include <httpclient/HttpResponse.h>
+
+#include "tour/Stop.h"
+#include "tour/Tour.h"
+#include "tour/WaitUntil.h"
 
 namespace tour {
 namespace {

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tour/Stop.h"
-#include "tour/Tour.h"
-
 #include <httpclient/HttpClient.h>
 #include <httpclient/HttpRequest.h>
+
+#include "tour/Stop.h"
+#include "tour/Tour.h"
 
 namespace tour {
 namespace {

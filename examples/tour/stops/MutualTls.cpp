@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tour/Operator.h"
-#include "tour/Stop.h"
-#include "tour/Tour.h"
-
 #include <fstream>
 
 #include <httpclient/HttpClient.h>
 #include <httpclient/HttpRequest.h>
+
+#include "tour/Operator.h"
+#include "tour/Stop.h"
+#include "tour/Tour.h"
 
 namespace tour {
 namespace {

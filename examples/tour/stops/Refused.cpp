@@ -1,7 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tour/Stop.h"
-#include "tour/Tour.h"
-
 #include <stdexcept>
 
 #include <ace/INET_Addr.h>
@@ -11,6 +8,9 @@
 #include <httpclient/HttpClientWrap.h>
 #include <httpclient/HttpRequest.h>
 #include <httpclient/HttpResponse.h>
+
+#include "tour/Stop.h"
+#include "tour/Tour.h"
 
 namespace tour {
 namespace {

@@ -1,17 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+#include <optional>
+
+#include <unistd.h>
+
+#include <fmt/format.h>
+
+#include <httpclient/HttpClient.h>
+#include <httpclient/HttpRequest.h>
+
 #include "demo/DemoServer.h"
 #include "tour/Operator.h"
 #include "tour/Stop.h"
 #include "tour/Tour.h"
-
-#include <algorithm>
-#include <optional>
-
-#include <fmt/format.h>
-#include <unistd.h>
-
-#include <httpclient/HttpClient.h>
-#include <httpclient/HttpRequest.h>
 
 namespace tour {
 namespace {

@@ -3,11 +3,11 @@
 /// The encrypting side of the platform's key-management cipher.
 #pragma once
 
-#include <vorncipher/VornCipher.h>
-#include <vorncipher/VornStatus.h>
-
 #include <cstddef>
 #include <string>
+
+#include <vorncipher/VornCipher.h>
+#include <vorncipher/VornStatus.h>
 
 /// Makes the texts that VornCipher::Decrypt reads. For the operator's tools: a service only ever decrypts.
 /// Safe from any number of threads. Each call reads the master key file that VORN_KEY_FILE names.

@@ -3,9 +3,9 @@
 /// The master key file of the platform's key-management cipher.
 #pragma once
 
-#include <vorncipher/VornStatus.h>
-
 #include <string>
+
+#include <vorncipher/VornStatus.h>
 
 /// The master key file, for the operator's tools. The key itself never leaves the platform library.
 /// Safe from any number of threads.

@@ -17,8 +17,9 @@ std::string Name(const std::string& field) {
         "EUC-JP",      "EUC-KR", "SHIFT_JIS", "ISO-2022-JP", "ISO-2022-CN", "ISO-2022-KR", "HZ",
         "UTF-7",       "CP1255", "CP1258",    "TCVN",        "BIG5-HKSCS",  "JOHAB",       "ASCII//TRANSLIT",
         "GBK//IGNORE", "UNKOWN"};
-    if (field.size() != 1)
+    if (field.size() != 1) {
         return field;
+    }
     return known[static_cast<unsigned char>(field[0]) % std::size(known)];
 }
 
@@ -35,11 +36,12 @@ void FuzzConversion(std::string_view input) {
     const int result = request.codeSetConvert(from, to, text, out);
     Require(result >= -1, "the result is a count, or a failure");
     Require(result != -1 || out == "untouched", "a failure leaves the text alone");
-    if (from == to)
+    if (from == to) {
         Require(result == 0 && out == text, "between the same names, a copy");
-    else if (result >= 0)
+    } else if (result >= 0) {
         Require(out.size() <= 2 * text.size() + 2 && out.find('\0') == std::string::npos,
                 "the text fits, and ends before a NUL");
+    }
     // Some sets hold a character back until the next one is there, be it in the next text.
     Require(result <= static_cast<int>(text.size()) + 1, "no byte is replaced twice");
 }

@@ -11,12 +11,13 @@ inline std::string Escaped(const std::string& text) {
     std::string escaped;
     for (const char c : text) {
         const auto byte = static_cast<unsigned char>(c);
-        if (plain.find(c) != std::string::npos && c != '\0')
+        if (plain.find(c) != std::string::npos && c != '\0') {
             escaped += c;
-        else
+        } else {
             escaped.append(1, '%')
                 .append(1, "0123456789ABCDEF"[byte / 16])
                 .append(1, "0123456789ABCDEF"[byte % 16]);
+        }
     }
     return escaped;
 }

@@ -15,9 +15,11 @@ namespace {
 using Entries = std::map<std::string, std::string>;
 
 bool IsBlank(const std::string& name) {
-    for (const char c : name)
-        if (c != ' ')
+    for (const char c : name) {
+        if (c != ' ') {
             return false;
+        }
+    }
     return true;
 }
 
@@ -33,8 +35,9 @@ void Apply(const std::string& field, CHttpRequest& request, Entries& model) {
     const std::string name = field.substr(0, colon);
     const std::string value = colon == std::string::npos ? "" : field.substr(colon + 1);
     Require(request.addRequestHeadEntry(name, value) == !IsBlank(name), "blank names are refused, no others");
-    if (!IsBlank(name))
+    if (!IsBlank(name)) {
         model.emplace(name, value);
+    }
 }
 
 void RequireSame(const CHttpRequest& request, const Entries& model) {
@@ -55,8 +58,9 @@ void FuzzHeadEntries(std::string_view input) {
     Input fields(input);
     CHttpRequest request;
     Entries model;
-    while (!fields.AtEnd())
+    while (!fields.AtEnd()) {
         Apply(fields.Field(), request, model);
+    }
     RequireSame(request, model);
 
     const CHttpClientImp client;

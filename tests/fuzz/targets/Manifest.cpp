@@ -3,7 +3,6 @@
 #include "../Require.h"
 #include "../Surroundings.h"
 #include "../Target.h"
-
 #include "pool/HttpsConnection.h"
 
 namespace {
@@ -27,8 +26,9 @@ void FuzzManifest(std::string_view input) {
     StartLog();
     const CHttpsConnection connection("127.0.0.1", 443);
     Require(connection.GetCurl() != nullptr, "a connection is made whatever the manifest holds");
-    for (const std::string& line : Logged())
+    for (const std::string& line : Logged()) {
         Require(IsExpected(line), "the log holds nothing of the manifest");
+    }
 
     StartLog();
     std::string cipherText = "untouched";

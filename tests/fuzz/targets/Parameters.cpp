@@ -18,8 +18,9 @@ std::string Rendered(const Parameters& parameters, const CHttpRequest& request, 
     const bool inUrl = request.getVerb() == HTTPOPERATION_GET || request.getVerb() == HTTPOPERATION_DELETE;
     std::string text;
     for (const auto& [name, values] : parameters) {
-        if (values.empty())
+        if (values.empty()) {
             return "";
+        }
         for (const std::string& value : values) {
             std::string converted;
             request.codeSetConvert(charset, "UTF-8", value, converted);
@@ -43,8 +44,9 @@ Parameters Read(Input& fields) {
             values.push_back(rest.substr(0, end));
             rest = end == std::string::npos ? "" : rest.substr(end + 1);
         }
-        if (name.find_first_not_of(' ') != std::string::npos)
+        if (name.find_first_not_of(' ') != std::string::npos) {
             parameters.emplace(name, values);
+        }
     }
     return parameters;
 }
@@ -62,15 +64,18 @@ void FuzzParameters(std::string_view input) {
 
     CHttpRequest request;
     request.setVerb(static_cast<HTTPOPERATIONTYPE>(first % 8));
-    if (!charset.empty())
+    if (!charset.empty()) {
         request.setAcceptCharset(charset);
+    }
     const Parameters parameters = Read(fields);
-    for (const auto& [name, values] : parameters)
+    for (const auto& [name, values] : parameters) {
         Require(request.addParam(name, values), "names that are not blank are taken");
+    }
     Require(request.getRequestParams() == parameters, "parameters are as in a map");
 
     const std::string text = request.getParamsAppendInURL();
-    if (stateless)
+    if (stateless) {
         Require(text == Rendered(parameters, request, charset.empty() ? "GBK" : charset),
                 "the text is names and escaped values");
+    }
 }

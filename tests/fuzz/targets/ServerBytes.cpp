@@ -1,15 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 // Whatever a server may send: a real transfer over a pair of sockets that the fuzzer's bytes wait in, then a
 // clean exchange on the same pooled connection.
+#include <limits>
+#include <utility>
+
 #include <dlfcn.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <limits>
-#include <utility>
-
 #include <ace/Time_Value.h>
 #include <curl/curl.h>
+
 #include <httpclient/HttpClient.h>
 #include <httpclient/HttpConnectionMgr.h>
 #include <httpclient/HttpRequest.h>
@@ -50,15 +51,17 @@ public:
     ~ReadyServer() {
         s_current = nullptr;
         close(m_server);
-        if (m_client != -1)
+        if (m_client != -1) {
             close(m_client);
+        }
     }
     ReadyServer(const ReadyServer&) = delete;
     ReadyServer& operator=(const ReadyServer&) = delete;
 
     static curl_socket_t Open(void* /*user*/, curlsocktype /*purpose*/, curl_sockaddr* /*address*/) {
-        if (s_current == nullptr || s_current->m_client == -1)
+        if (s_current == nullptr || s_current->m_client == -1) {
             return CURL_SOCKET_BAD;
+        }
         s_current->m_given = std::exchange(s_current->m_client, -1);
         return s_current->m_given;
     }
@@ -105,8 +108,9 @@ int Send(const Exchange& exchange, std::string_view answer, CHttpResponse& respo
     request.setVerb(exchange.verb);
     request.setUrlPath("/path");
     request.setContent("content");
-    if (!exchange.encoding.empty())
+    if (!exchange.encoding.empty()) {
         request.setAcceptEncoding(exchange.encoding);
+    }
     CHttpClient client;
     client.setPort(PORT);
     client.setConnectTimeout(2);
@@ -126,8 +130,9 @@ void RequireCleanExchange(const Exchange& exchange) {
 
 // Stands before the C library's own: libcurl would connect what it is told is connected already.
 extern "C" int connect(int socket, const sockaddr* address, socklen_t length) {
-    if (ReadyServer::IsConnected(socket))
+    if (ReadyServer::IsConnected(socket)) {
         return 0;
+    }
     using Connect = int (*)(int, const sockaddr*, socklen_t);
     static const auto s_real = reinterpret_cast<Connect>(dlsym(RTLD_NEXT, "connect"));
     return s_real(socket, address, length);

@@ -9,14 +9,15 @@ namespace {
 
 void RequireOutcome(int result, const CHttpSiaToken& identity, const std::vector<std::string>& log) {
     Require(log.size() == 1, "one message tells the outcome");
-    if (result == 0)
+    if (result == 0) {
         Require(log[0] == "[3] load service_url_config.json successfully, sia url count: " +
                               std::to_string(identity.m_mapServiceUrl.size()),
                 "the message tells the number of patterns");
-    else
+    } else {
         Require(result == -1 && (log[0] == "[5] load service_url_config.json failed." ||
                                  log[0] == "[5] parse service_url_config.json catch an exception."),
                 "a failure has its message");
+    }
 }
 
 } // namespace

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // What the token service answers. The send is held: any status and any body come back at once.
-#include <dlfcn.h>
-
 #include <cstring>
+
+#include <dlfcn.h>
 
 #include <httpclient/HttpClient.h>
 #include <httpclient/HttpResponse.h>

@@ -10,8 +10,9 @@ namespace {
 /// Whether one pattern alone takes a path, in other words than the library's.
 bool Takes(const std::string& pattern, const std::string& path) {
     const std::string::size_type star = pattern.find('*');
-    if (star != std::string::npos)
+    if (star != std::string::npos) {
         return path.rfind(pattern.substr(0, star), 0) == 0;
+    }
     const auto trimmed = [](const std::string& text) {
         return !text.empty() && text.back() == '/' ? text.substr(0, text.size() - 1) : text;
     };
@@ -24,8 +25,9 @@ void FuzzUrlMatch(std::string_view input) {
     Input fields(input);
     const std::string url = fields.Field();
     const Identity identity = MakeIdentity();
-    for (std::size_t i = 0; !fields.AtEnd() && i < 100; ++i)
+    for (std::size_t i = 0; !fields.AtEnd() && i < 100; ++i) {
         identity->m_mapServiceUrl.emplace(fields.Field(), "service" + std::to_string(i));
+    }
 
     const std::string found = identity->GetServiceNameByUrl(url, false);
     Require(identity->GetServiceNameByUrl(url, false) == found, "the same URL has the same service");

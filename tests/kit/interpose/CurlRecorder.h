@@ -8,13 +8,13 @@
 #define CURL_DISABLE_TYPECHECK
 #endif
 
-#include <curl/curl.h>
-
 #include <cstddef>
 #include <optional>
 #include <string>
 #include <thread>
 #include <vector>
+
+#include <curl/curl.h>
 
 namespace httpclient::testing {
 

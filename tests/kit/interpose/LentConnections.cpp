@@ -38,8 +38,9 @@ public:
     }
     void OnTestEnd(const ::testing::TestInfo& /*test*/) override {
         const auto deadline = std::chrono::steady_clock::now() + WORKERS_PATIENCE;
-        while (g_lent - m_before > g_allowed && std::chrono::steady_clock::now() < deadline)
+        while (g_lent - m_before > g_allowed && std::chrono::steady_clock::now() < deadline) {
             Pause();
+        }
         EXPECT_LE(g_lent - m_before, g_allowed) << "the test leaves connections lent out";
     }
 
@@ -72,8 +73,9 @@ CHttpConnection* CHttpConnectionMgr::GetConn(const std::string& domain, unsigned
         Next<CHttpConnection*(CHttpConnectionMgr*, const std::string&, unsigned int, bool)>(
             "_ZN18CHttpConnectionMgr7GetConnERKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEEjb");
     CHttpConnection* const lent = next(this, domain, port, bSSL);
-    if (lent != nullptr)
+    if (lent != nullptr) {
         ++g_lent;
+    }
     return lent;
 }
 

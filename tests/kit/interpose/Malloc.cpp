@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "interpose/Allocations.h"
-
 #include <cerrno>
 #include <cstdlib>
 
+#include "interpose/Allocations.h"
 #include "interpose/Tally.h"
 
 // glibc's own entrances to its allocator. dlsym() would not do here: it may allocate itself.

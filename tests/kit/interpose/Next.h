@@ -3,9 +3,9 @@
 /// The function that an interposed one stands before.
 #pragma once
 
-#include <dlfcn.h>
-
 #include <cstdlib>
+
+#include <dlfcn.h>
 
 namespace httpclient::testing {
 

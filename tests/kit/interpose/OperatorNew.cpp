@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "interpose/Allocations.h"
-
 #include <cstdlib>
 #include <new>
 
+#include "interpose/Allocations.h"
 #include "interpose/Tally.h"
 
 namespace httpclient::testing {

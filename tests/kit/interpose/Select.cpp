@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "interpose/Select.h"
 
-#include <sys/select.h>
-
 #include <cerrno>
 #include <map>
 #include <mutex>
 #include <optional>
+
+#include <sys/select.h>
 
 #include "interpose/Next.h"
 

@@ -3,11 +3,11 @@
 /// Holds select(): link httpclient_interpose_select.
 #pragma once
 
-#include <sys/time.h>
-
 #include <cstddef>
 #include <thread>
 #include <vector>
+
+#include <sys/time.h>
 
 namespace httpclient::testing {
 

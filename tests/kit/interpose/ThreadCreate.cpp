@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "interpose/ThreadCreate.h"
 
-#include <pthread.h>
-
 #include <cerrno>
+
+#include <pthread.h>
 
 #include "interpose/Next.h"
 #include "interpose/Tally.h"

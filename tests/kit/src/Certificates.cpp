@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <httpclient/testing/Certificates.h>
+#include <stdexcept>
+#include <utility>
 
 #include <openssl/pem.h>
 #include <openssl/rand.h>
 
-#include <stdexcept>
-#include <utility>
+#include <httpclient/testing/Certificates.h>
 
 #include "OpenSsl.h"
 

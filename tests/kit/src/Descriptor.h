@@ -3,9 +3,9 @@
 /// The owner of a file descriptor.
 #pragma once
 
-#include <unistd.h>
-
 #include <utility>
+
+#include <unistd.h>
 
 namespace httpclient::testing {
 

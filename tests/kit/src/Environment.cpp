@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <httpclient/testing/Environment.h>
-
 #include <cerrno>
 #include <cstdlib>
 #include <system_error>
 
+#include <httpclient/testing/Environment.h>
 #include <httpclient/testing/Files.h>
 
 namespace httpclient::testing {

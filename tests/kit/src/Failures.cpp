@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <httpclient/testing/Failures.h>
-
 #include <cstdio>
 #include <mutex>
 #include <utility>
+
+#include <httpclient/testing/Failures.h>
 
 namespace httpclient::testing {
 

@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <httpclient/testing/FakeTokenService.h>
-
-#include <json/reader.h>
-#include <json/value.h>
-#include <json/writer.h>
-
 #include <algorithm>
 #include <deque>
 #include <map>
 #include <optional>
 #include <utility>
+
+#include <json/reader.h>
+#include <json/value.h>
+#include <json/writer.h>
+
+#include <httpclient/testing/FakeTokenService.h>
 
 #include "Watched.h"
 

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <httpclient/testing/Files.h>
+#include <cerrno>
+#include <system_error>
 
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <system_error>
+#include <httpclient/testing/Files.h>
 
 #include "Descriptor.h"
 

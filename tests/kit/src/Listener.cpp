@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Listener.h"
 
+#include <cerrno>
+#include <cstring>
+#include <system_error>
+
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
-
-#include <cerrno>
-#include <cstring>
-#include <system_error>
 
 namespace httpclient::testing {
 

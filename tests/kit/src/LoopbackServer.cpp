@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <httpclient/testing/LoopbackServer.h>
+#include <utility>
 
 #include <unistd.h>
 
-#include <utility>
+#include <httpclient/testing/LoopbackServer.h>
 
 #include "ServerEngine.h"
 #include "Stream.h"

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "OpenSsl.h"
 
+#include <stdexcept>
+
 #include <openssl/err.h>
 #include <openssl/pem.h>
-
-#include <stdexcept>
 
 namespace httpclient::testing {
 

@@ -3,14 +3,14 @@
 /// Owners of OpenSSL's objects, and its errors as exceptions.
 #pragma once
 
+#include <memory>
+#include <string>
+
 #include <openssl/bio.h>
 #include <openssl/evp.h>
 #include <openssl/ssl.h>
 #include <openssl/x509.h>
 #include <openssl/x509v3.h>
-
-#include <memory>
-#include <string>
 
 namespace httpclient::testing {
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <httpclient/testing/RecordedRequest.h>
-
 #include <algorithm>
+
+#include <httpclient/testing/RecordedRequest.h>
 
 #include "Text.h"
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <httpclient/testing/RecordingTrace.h>
-
 #include <algorithm>
 #include <cstdio>
+
+#include <httpclient/testing/RecordingTrace.h>
 
 namespace httpclient::testing {
 

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // The platform's logging service, once more: linked into an executable, it takes the place of the platform's
 // own.
-#include <ovexcommon/TraceClient.h>
-
 #include <cstdarg>
 #include <cstdio>
+
+#include <ovexcommon/TraceClient.h>
 
 #include <httpclient/testing/RecordingTrace.h>
 

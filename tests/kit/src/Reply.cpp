@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <httpclient/testing/Reply.h>
-
 #include <array>
 #include <cstdio>
 #include <stdexcept>
+
+#include <httpclient/testing/Reply.h>
 
 namespace httpclient::testing {
 

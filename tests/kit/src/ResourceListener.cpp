@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <httpclient/testing/ResourceListener.h>
-
 #include <atomic>
 #include <condition_variable>
 #include <filesystem>
@@ -9,6 +7,7 @@
 #include <thread>
 
 #include <httpclient/testing/Failures.h>
+#include <httpclient/testing/ResourceListener.h>
 
 namespace httpclient::testing {
 

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "StopSignal.h"
 
-#include <poll.h>
-#include <sys/eventfd.h>
-
 #include <array>
 #include <cerrno>
 #include <system_error>
+
+#include <poll.h>
+#include <sys/eventfd.h>
 
 namespace httpclient::testing {
 

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Stream.h"
 
-#include <poll.h>
-#include <sys/socket.h>
-
 #include <cerrno>
 #include <utility>
+
+#include <poll.h>
+#include <sys/socket.h>
 
 namespace httpclient::testing {
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <httpclient/testing/TlsLoopbackServer.h>
-
 #include <utility>
+
+#include <httpclient/testing/TlsLoopbackServer.h>
 
 #include "TlsOpener.h"
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <httpclient/testing/TlsRoot.h>
-
 #include <json/value.h>
 #include <json/writer.h>
+
+#include <httpclient/testing/TlsRoot.h>
 
 namespace httpclient::testing {
 

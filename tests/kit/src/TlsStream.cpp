@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "TlsStream.h"
 
-#include <openssl/err.h>
+#include <utility>
+
 #include <poll.h>
 
-#include <utility>
+#include <openssl/err.h>
 
 namespace httpclient::testing {
 

@@ -3,11 +3,11 @@
 /// A client on plain libcurl.
 #pragma once
 
-#include <curl/curl.h>
-
 #include <functional>
 #include <memory>
 #include <string>
+
+#include <curl/curl.h>
 
 namespace httpclient::testing {
 

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <gtest/gtest.h>
+#include "interpose/CurlRecorder.h"
 
 #include <string>
 #include <vector>
 
-#include <httpclient/testing/LoopbackServer.h>
+#include <gtest/gtest.h>
 
-#include "interpose/CurlRecorder.h"
+#include <httpclient/testing/LoopbackServer.h>
 
 #include "CurlClient.h"
 

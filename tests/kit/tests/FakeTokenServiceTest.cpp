@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <gtest/gtest.h>
-
 #include <string>
+
+#include <gtest/gtest.h>
 
 #include <httpclient/testing/FakeTokenService.h>
 #include <httpclient/testing/TlsRoot.h>

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <gtest/gtest.h>
-
-#include <sys/stat.h>
-
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
 #include <string>
+
+#include <sys/stat.h>
+
+#include <gtest/gtest.h>
 
 #include <httpclient/testing/Certificates.h>
 #include <httpclient/testing/Environment.h>

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "HeldLibrary.h"
 
-#include <sys/select.h>
-
 #include <cstdlib>
 #include <memory>
 #include <new>
+
+#include <sys/select.h>
 
 namespace {
 

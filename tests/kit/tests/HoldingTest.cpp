@@ -1,8 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <gtest/gtest.h>
-
-#include <sys/select.h>
-
 #include <cerrno>
 #include <chrono>
 #include <ctime>
@@ -10,12 +6,15 @@
 #include <thread>
 #include <vector>
 
+#include <sys/select.h>
+
+#include <gtest/gtest.h>
+
+#include "HeldLibrary.h"
 #include "interpose/Clock.h"
 #include "interpose/Select.h"
 #include "interpose/Sleep.h"
 #include "interpose/ThreadCreate.h"
-
-#include "HeldLibrary.h"
 
 namespace httpclient::testing {
 

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <gtest/gtest.h>
-
 #include <chrono>
 #include <stdexcept>
 #include <string>
 #include <system_error>
 #include <thread>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 #include <httpclient/testing/Failures.h>
 #include <httpclient/testing/LoopbackServer.h>

@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <gtest/gtest.h>
-
 #include <cerrno>
 #include <cstdlib>
 
-#include "interpose/Allocations.h"
+#include <gtest/gtest.h>
 
 #include "HeldLibrary.h"
+#include "interpose/Allocations.h"
 
 namespace httpclient::testing {
 

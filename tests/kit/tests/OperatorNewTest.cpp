@@ -1,15 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <gtest/gtest.h>
-
 #include <cstdint>
 #include <memory>
 #include <new>
 #include <string>
 #include <thread>
 
-#include "interpose/Allocations.h"
+#include <gtest/gtest.h>
 
 #include "HeldLibrary.h"
+#include "interpose/Allocations.h"
 
 namespace httpclient::testing {
 

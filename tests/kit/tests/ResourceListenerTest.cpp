@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <gtest/gtest-spi.h>
-#include <gtest/gtest.h>
+#include <chrono>
+#include <future>
+#include <thread>
 
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <chrono>
-#include <future>
-#include <thread>
+#include <gtest/gtest-spi.h>
+#include <gtest/gtest.h>
 
 #include <httpclient/testing/Failures.h>
 #include <httpclient/testing/ResourceListener.h>

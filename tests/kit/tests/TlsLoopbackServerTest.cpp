@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <gtest/gtest.h>
-
 #include <array>
 #include <cstdint>
 #include <stdexcept>
 #include <string>
+
+#include <gtest/gtest.h>
 
 #include <httpclient/testing/TlsLoopbackServer.h>
 #include <httpclient/testing/TlsRoot.h>

@@ -1,16 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 // What the adapter promises beyond what the converter uses.
 #ifndef HTTPCLIENT_GNU_ICONV
-#include "message/IconvAdapter.h"
-
 #include <cerrno>
-#include <gtest/gtest.h>
 #include <map>
 #include <string>
 
+#include <gtest/gtest.h>
+
+#include "message/IconvAdapter.h"
+
 namespace {
 
-constexpr std::size_t kFailed = static_cast<std::size_t>(-1);
+constexpr std::size_t FAILED = static_cast<std::size_t>(-1);
 
 bool g_usesUpInvalidInput = false; ///< Whether the C library takes all input for invalid, and uses it up.
 
@@ -22,12 +23,13 @@ std::size_t __real_iconv(void* cd, char** in, std::size_t* left, char** out, std
 std::size_t __wrap_iconv(void* cd, char** in, std::size_t* left, char** out, std::size_t* room);
 
 std::size_t __wrap_iconv(void* cd, char** in, std::size_t* left, char** out, std::size_t* room) {
-    if (!g_usesUpInvalidInput)
+    if (!g_usesUpInvalidInput) {
         return __real_iconv(cd, in, left, out, room);
+    }
     *in += *left;
     *left = 0;
     errno = EILSEQ;
-    return kFailed;
+    return FAILED;
 }
 }
 
@@ -37,8 +39,9 @@ namespace {
 iconv_t Descriptor(const std::string& to, const std::string& from) {
     static auto& s_descriptors = *new std::map<std::string, iconv_t>; // never destroyed, as they are not
     const auto [entry, isNew] = s_descriptors.try_emplace(to + "<" + from);
-    if (isNew)
+    if (isNew) {
         entry->second = libiconv_open(to.c_str(), from.c_str());
+    }
     return entry->second;
 }
 
@@ -66,7 +69,7 @@ struct Conversion {
 
 TEST(IconvAdapter, StopsAtAnUndecodableByteThatNothingReplaces) {
     const Conversion conversion("ab\xFFz");
-    EXPECT_EQ(conversion.result, kFailed);
+    EXPECT_EQ(conversion.result, FAILED);
     EXPECT_EQ(conversion.error, EILSEQ);
     EXPECT_EQ(conversion.left, 2U);
     EXPECT_EQ(conversion.room, 6U);
@@ -83,7 +86,7 @@ TEST(IconvAdapter, EndsWhenAnInvalidSequenceIsReportedWithNoInputLeft) {
 
 TEST(IconvAdapter, StopsBeforeAnIncompleteCharacter) {
     const Conversion conversion("ab\xC4");
-    EXPECT_EQ(conversion.result, kFailed);
+    EXPECT_EQ(conversion.result, FAILED);
     EXPECT_EQ(conversion.error, EINVAL);
     EXPECT_EQ(conversion.left, 1U);
     EXPECT_EQ(conversion.room, 6U);
@@ -91,7 +94,7 @@ TEST(IconvAdapter, StopsBeforeAnIncompleteCharacter) {
 
 TEST(IconvAdapter, StopsBeforeACharacterThatDoesNotFit) {
     const Conversion conversion("abcdef\xC4\xE3z");
-    EXPECT_EQ(conversion.result, kFailed);
+    EXPECT_EQ(conversion.result, FAILED);
     EXPECT_EQ(conversion.error, E2BIG);
     EXPECT_EQ(conversion.left, 3U);
     EXPECT_EQ(conversion.room, 2U);
@@ -107,7 +110,7 @@ TEST(IconvAdapter, FillsTheOutputToItsLastByte) {
 
 TEST(IconvAdapter, StopsBeforeACharacterThatHasNoCodeAndThatNothingReplaces) {
     const Conversion conversion("ab\xC4\xE3z", "ASCII");
-    EXPECT_EQ(conversion.result, kFailed);
+    EXPECT_EQ(conversion.result, FAILED);
     EXPECT_EQ(conversion.error, EILSEQ);
     EXPECT_EQ(conversion.left, 3U);
     EXPECT_EQ(conversion.room, 6U);
@@ -138,7 +141,7 @@ TEST(IconvAdapter, StopsWhereACodeOfAnySetDoesNotFit) {
     for (const auto& row : rows) {
         const std::size_t all = std::string(row.text).size();
         const Conversion tooShort(row.text, row.to, "UTF-8", row.length - 1);
-        EXPECT_EQ(tooShort.result, kFailed) << row.to;
+        EXPECT_EQ(tooShort.result, FAILED) << row.to;
         EXPECT_EQ(tooShort.error, E2BIG) << row.to;
         EXPECT_EQ(tooShort.left, all) << row.to;
         EXPECT_EQ(tooShort.room, row.length - 1) << row.to;
@@ -158,7 +161,7 @@ TEST(IconvAdapter, StopsBeforeACharacterWhoseReplacementDoesNotFit) {
     EXPECT_EQ(enough.result, 1U);
     EXPECT_EQ(std::string(enough.buffer, 5), "ab(?)");
     const Conversion tooShort("ab\xC4\xE3", "ISO-8859-1", "GBK", 4);
-    EXPECT_EQ(tooShort.result, kFailed);
+    EXPECT_EQ(tooShort.result, FAILED);
     EXPECT_EQ(tooShort.error, E2BIG);
     EXPECT_EQ(tooShort.left, 2U);
     EXPECT_EQ(tooShort.room, 2U);

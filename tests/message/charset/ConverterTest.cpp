@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "OpenSeam.h"
-#include "message/CodeSetConverter.h"
+#include <string>
 
 #include <gtest/gtest.h>
-#include <string>
+
+#include "OpenSeam.h"
+#include "message/CodeSetConverter.h"
 
 namespace {
 
@@ -129,8 +130,9 @@ TEST(CodeSetConverter, LongTextKeepsItsMeaningOnBothSidesOfAsciiRuns) {
 
 TEST(CodeSetConverter, APairIsOpenedOnce) {
     std::string out;
-    for (int i = 0; i < 5; ++i)
+    for (int i = 0; i < 5; ++i) {
         EXPECT_EQ(ConvertCodeSet("Koi8-R", "Utf-8", "\xC1", out), 0);
+    }
     EXPECT_EQ(OpenSeam::Opened("Koi8-R", "Utf-8"), 1);
     EXPECT_EQ(ConvertCodeSet("kOI8-R", "Utf-8", "\xC1", out), 0);
     EXPECT_EQ(OpenSeam::Opened("kOI8-R", "Utf-8"), 1) << "another spelling is another pair";

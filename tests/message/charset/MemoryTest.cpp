@@ -1,21 +1,24 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "message/CodeSetConverter.h"
-
 #include <cstddef>
-#include <gtest/gtest.h>
 #include <new>
 #include <string>
 
+#include <gtest/gtest.h>
+
+#include "message/CodeSetConverter.h"
+
 namespace {
 
-constexpr int kNever = -1;
-thread_local int t_untilFailure = kNever;
+constexpr int NEVER = -1;
+thread_local int t_untilFailure = NEVER;
 
 void CountAllocation() {
-    if (t_untilFailure == 0)
+    if (t_untilFailure == 0) {
         throw std::bad_alloc();
-    if (t_untilFailure > 0)
+    }
+    if (t_untilFailure > 0) {
         --t_untilFailure;
+    }
 }
 
 } // namespace
@@ -57,7 +60,7 @@ Outcome ConvertWithAllocations(int allocations, std::string& out) {
         outcome = result == -1 ? Outcome::Failed : Outcome::Converted;
     } catch (const std::bad_alloc&) {
     }
-    t_untilFailure = kNever;
+    t_untilFailure = NEVER;
     return outcome;
 }
 

@@ -8,15 +8,16 @@
 
 namespace {
 
-constexpr int kNever = -1;
+constexpr int NEVER = -1;
 std::mutex g_mutex;
 std::map<std::pair<std::string, std::string>, int> g_opened;
-int g_untilFailure[] = {kNever, kNever};
+int g_untilFailure[] = {NEVER, NEVER};
 
 bool MustFail(OpenSeam::Level level) {
     int& until = g_untilFailure[static_cast<int>(level)];
-    if (until == kNever)
+    if (until == NEVER) {
         return false;
+    }
     if (until > 1) {
         --until;
         return false;
@@ -38,8 +39,9 @@ OpenSeam::OpenSeam(Level level, int nth) {
 
 OpenSeam::~OpenSeam() {
     const std::lock_guard<std::mutex> lock(g_mutex);
-    for (int& until : g_untilFailure)
-        until = kNever;
+    for (int& until : g_untilFailure) {
+        until = NEVER;
+    }
 }
 
 int OpenSeam::Opened(const std::string& from, const std::string& to) {
@@ -60,8 +62,9 @@ void* __wrap_libiconv_open(const char* to, const char* from) {
     {
         const std::lock_guard<std::mutex> lock(g_mutex);
         ++g_opened[{from, to}];
-        if (MustFail(OpenSeam::Level::Conversion))
+        if (MustFail(OpenSeam::Level::Conversion)) {
             return Refused();
+        }
     }
     return __real_libiconv_open(to, from);
 }
@@ -69,8 +72,9 @@ void* __wrap_libiconv_open(const char* to, const char* from) {
 void* __wrap_iconv_open(const char* to, const char* from) {
     {
         const std::lock_guard<std::mutex> lock(g_mutex);
-        if (MustFail(OpenSeam::Level::LibraryStep))
+        if (MustFail(OpenSeam::Level::LibraryStep)) {
             return Refused();
+        }
     }
     return __real_iconv_open(to, from);
 }

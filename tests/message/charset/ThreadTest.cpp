@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "OpenSeam.h"
-#include "message/CodeSetConverter.h"
-
 #include <atomic>
-#include <gtest/gtest.h>
 #include <string>
 #include <thread>
 #include <vector>
+
+#include <gtest/gtest.h>
+
+#include "OpenSeam.h"
+#include "message/CodeSetConverter.h"
 
 namespace {
 
@@ -20,27 +21,30 @@ struct Sample {
 
 /// Lets eight threads start at once, each one with its own share of the samples.
 int CountWrong(const std::vector<Sample>& samples) {
-    constexpr std::size_t kThreads = 8;
-    constexpr std::size_t kRounds = 400;
+    constexpr std::size_t THREADS = 8;
+    constexpr std::size_t ROUNDS = 400;
     std::atomic<bool> go{false};
     std::atomic<int> wrong{0};
     std::vector<std::thread> threads;
-    for (std::size_t number = 0; number < kThreads; ++number) {
+    for (std::size_t number = 0; number < THREADS; ++number) {
         threads.emplace_back([&, number] {
-            while (!go)
+            while (!go) {
                 std::this_thread::yield();
-            for (std::size_t round = 0; round < kRounds; ++round) {
+            }
+            for (std::size_t round = 0; round < ROUNDS; ++round) {
                 const Sample& sample = samples[(number + round) % samples.size()];
                 std::string out;
                 const int result = ConvertCodeSet(sample.from, sample.to, sample.in, out);
-                if (result != sample.result || out != sample.out)
+                if (result != sample.result || out != sample.out) {
                     ++wrong;
+                }
             }
         });
     }
     go = true;
-    for (std::thread& thread : threads)
+    for (std::thread& thread : threads) {
         thread.join();
+    }
     return wrong;
 }
 

@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "message/CodeSetConverter.h"
-
 #include <cstdio>
 #include <fstream>
-#include <gtest/gtest.h>
 #include <ostream>
 #include <regex>
 #include <string>
 #include <vector>
+
+#include <gtest/gtest.h>
+
+#include "message/CodeSetConverter.h"
 
 namespace {
 
@@ -24,10 +25,11 @@ struct Vector {
 std::vector<std::string> Split(const std::string& line) {
     std::vector<std::string> columns(1);
     for (const char c : line) {
-        if (c == '\t')
+        if (c == '\t') {
             columns.emplace_back();
-        else
+        } else {
             columns.back() += c;
+        }
     }
     return columns;
 }
@@ -37,8 +39,9 @@ std::vector<Vector> ReadVectors() {
     std::vector<Vector> vectors;
     std::string text;
     for (int line = 1; std::getline(file, text); ++line) {
-        if (text.rfind('#', 0) == 0)
+        if (text.rfind('#', 0) == 0) {
             continue;
+        }
         const auto columns = Split(text); // the first one, the group, needs no care: the lines stand in order
         vectors.push_back(
             {line, columns.at(1), columns.at(2), columns.at(3), std::stoi(columns.at(4)), columns.at(5)});
@@ -48,17 +51,18 @@ std::vector<Vector> ReadVectors() {
 
 std::string FromHex(const std::string& hex) {
     std::string bytes;
-    for (std::size_t i = 0; hex != "-" && i < hex.size(); i += 2)
+    for (std::size_t i = 0; hex != "-" && i < hex.size(); i += 2) {
         bytes += static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16));
+    }
     return bytes;
 }
 
 std::string ToHex(const std::string& bytes) {
-    constexpr const char* kDigits = "0123456789abcdef";
+    constexpr const char* DIGITS = "0123456789abcdef";
     std::string hex;
     for (const char c : bytes) {
-        hex += kDigits[static_cast<unsigned char>(c) >> 4U];
-        hex += kDigits[static_cast<unsigned char>(c) & 0xFU];
+        hex += DIGITS[static_cast<unsigned char>(c) >> 4U];
+        hex += DIGITS[static_cast<unsigned char>(c) & 0xFU];
     }
     return hex.empty() ? "-" : hex;
 }
@@ -80,8 +84,9 @@ Answer Convert(const Vector& vector) {
     const std::string untouched = "as it was";
     std::string out = untouched;
     const int result = ConvertCodeSet(vector.from, vector.to, FromHex(vector.input), out);
-    if (result != -1)
+    if (result != -1) {
         return {result, ToHex(out)};
+    }
     return {result, out == untouched ? "-" : "touched: " + ToHex(out)};
 }
 
@@ -92,12 +97,12 @@ std::ostream& operator<<(std::ostream& stream, const Vector& vector) {
 
 /// The sets for which every answer is GNU libiconv's.
 bool IsCore(const std::string& name) {
-    static const std::regex kCore(
+    static const std::regex CORE(
         "(GBK|UTF-8|UTF-(16|32)(LE|BE)|((US-)?ASCII|ANSI_X3.4-19(68|86)|ISO646-US|US|CSASCII)"
         "|GB2312|EUC-CN|EUCCN|CN-GB|CSGB2312|GB18030|ISO[-_]?8859-.*|CP819|(LATIN-?|L)[0-9]+|CSISOLATIN.*"
         "|(CP|WINDOWS-)125[0-46-7]|KOI8-[RU]|CSKOI8R)(//(TRANSLIT|IGNORE))*",
         std::regex::icase);
-    return std::regex_match(name, kCore);
+    return std::regex_match(name, CORE);
 }
 
 bool IsCore(const Vector& vector) {
@@ -107,8 +112,9 @@ bool IsCore(const Vector& vector) {
 TEST(CharsetVectors, EveryPairOfCoreSetsGivesWhatGnuLibiconvGives) {
     int checked = 0;
     for (const Vector& vector : ReadVectors()) {
-        if (!IsCore(vector))
+        if (!IsCore(vector)) {
             continue;
+        }
         ++checked;
         EXPECT_EQ(Convert(vector), (Answer{vector.result, vector.output})) << vector;
     }
@@ -119,23 +125,25 @@ TEST(CharsetVectors, OtherPairsSeldomDifferFromGnuLibiconv) {
     int checked = 0;
     int agreed = 0;
     for (const Vector& vector : ReadVectors()) {
-        if (IsCore(vector))
+        if (IsCore(vector)) {
             continue;
+        }
         const Answer answer = Convert(vector);
         const bool same = answer == Answer{vector.result, vector.output};
         ++checked;
         agreed += same ? 1 : 0;
-        if (!same)
+        if (!same) {
             std::cout << vector << ": " << answer << ", not " << Answer{vector.result, vector.output} << '\n';
+        }
     }
     std::cout << agreed << " of " << checked << " agree\n";
 #ifdef HTTPCLIENT_GNU_ICONV
-    constexpr int kPercent = 100;
+    constexpr int PERCENT = 100;
 #else
-    constexpr int kPercent = 95;
+    constexpr int PERCENT = 95;
 #endif
     EXPECT_GT(checked, 1000);
-    EXPECT_GE(100 * agreed, kPercent * checked);
+    EXPECT_GE(100 * agreed, PERCENT * checked);
 }
 
 // An unlucky seed can't be: the bytes are the same in every run.
@@ -144,8 +152,9 @@ TEST(CharsetVectors, AnyBytesInAnyPairEndInAResult) {
     const auto next = [&state] { return state = state * 1103515245U + 12345U; };
     for (const Vector& vector : ReadVectors()) {
         std::string in(next() >> 16U & 0x3FU, '\0');
-        for (char& c : in)
+        for (char& c : in) {
             c = static_cast<char>(next() >> 16U);
+        }
         std::string out;
         // Spelt as in no vector, so that the states of the sequences are left alone.
         const int result =

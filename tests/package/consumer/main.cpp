@@ -1,17 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 // A host: sends one request to a server of its own on loopback.
-#include <httpclient/HttpClient.h>
-#include <httpclient/HttpConnectionMgr.h>
-#include <httpclient/HttpRequest.h>
-#include <httpclient/HttpResponse.h>
+#include <cstdio>
+#include <string>
+#include <thread>
 
 #include <arpa/inet.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <cstdio>
-#include <string>
-#include <thread>
+#include <httpclient/HttpClient.h>
+#include <httpclient/HttpConnectionMgr.h>
+#include <httpclient/HttpRequest.h>
+#include <httpclient/HttpResponse.h>
 
 namespace {
 
@@ -22,13 +22,15 @@ void Answer(int listener) {
     char buffer[4096];
     while (request.find("\r\n\r\n") == std::string::npos) {
         const ssize_t received = read(connection, buffer, sizeof buffer);
-        if (received <= 0)
+        if (received <= 0) {
             break;
+        }
         request.append(buffer, static_cast<size_t>(received));
     }
     const std::string reply = "HTTP/1.1 200 OK\r\nContent-Length: 5\r\nConnection: close\r\n\r\nhello";
-    if (write(connection, reply.data(), reply.size()) < 0)
+    if (write(connection, reply.data(), reply.size()) < 0) {
         std::perror("write");
+    }
     close(connection);
 }
 
@@ -42,8 +44,9 @@ int main() {
     socklen_t length = sizeof address;
     auto* generic = reinterpret_cast<sockaddr*>(&address);
     if (bind(listener, generic, length) != 0 || listen(listener, 1) != 0 ||
-        getsockname(listener, generic, &length) != 0)
+        getsockname(listener, generic, &length) != 0) {
         return 1;
+    }
     std::thread server(Answer, listener);
 
     CHttpClient client;

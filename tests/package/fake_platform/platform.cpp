@@ -7,6 +7,7 @@
 #include <memory>
 
 #include <json/reader.h>
+
 #include <ovexcommon/JsonReader.h>
 #include <ovexcommon/OvexCommonUtils.h>
 #include <ovexcommon/SecureMem.h>
@@ -62,8 +63,9 @@ bool JsonReader::parse(const std::string& text, Json::Value& value) {
 }
 
 int memset_s(void* dest, std::size_t destMax, int c, std::size_t count) {
-    if (dest == nullptr || count > destMax)
+    if (dest == nullptr || count > destMax) {
         return 1;
+    }
     std::memset(dest, c, count);
     return 0;
 }

@@ -3,16 +3,16 @@
 /// A directory of a test's own, with a master key file that VORN_KEY_FILE names.
 #pragma once
 
-#include <vorncipher/VornMasterKey.h>
-
-#include <gtest/gtest.h>
-
-#include <sys/stat.h>
-
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
+
+#include <sys/stat.h>
+
+#include <gtest/gtest.h>
+
+#include <vorncipher/VornMasterKey.h>
 
 class MasterKeyFixture : public ::testing::Test {
 protected:

@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "MasterKeyFixture.h"
-
-#include <vorncipher/VornCipher.h>
-#include <vorncipher/VornCipherEncrypt.h>
-
-#include <openssl/err.h>
-
 #include <atomic>
 #include <set>
 #include <thread>
 #include <vector>
+
+#include <openssl/err.h>
+
+#include <vorncipher/VornCipher.h>
+#include <vorncipher/VornCipherEncrypt.h>
+
+#include "MasterKeyFixture.h"
 
 namespace {
 

@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 // Watches every block that operator delete gets back: none may still hold the key or the plain text.
-#include "MasterKeyFixture.h"
+#include <atomic>
+#include <cstring>
+#include <new>
+
+#include <malloc.h>
 
 #include <vorncipher/VornCipher.h>
 #include <vorncipher/VornCipherEncrypt.h>
 
-#include <malloc.h>
-
-#include <atomic>
-#include <cstring>
-#include <new>
+#include "MasterKeyFixture.h"
 
 namespace {
 

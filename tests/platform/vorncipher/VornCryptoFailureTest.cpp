@@ -1,17 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 // Makes each call into the crypto library fail once. The functions below stand before the library's own in
 // the order of dynamic linking, and pass on to them unless told to fail.
-#include "MasterKeyFixture.h"
-
-#include <vorncipher/VornCipher.h>
-#include <vorncipher/VornCipherEncrypt.h>
+#include <dlfcn.h>
 
 #include <openssl/err.h>
 #include <openssl/evp.h>
 #include <openssl/kdf.h>
 #include <openssl/rand.h>
 
-#include <dlfcn.h>
+#include <vorncipher/VornCipher.h>
+#include <vorncipher/VornCipherEncrypt.h>
+
+#include "MasterKeyFixture.h"
 
 namespace {
 

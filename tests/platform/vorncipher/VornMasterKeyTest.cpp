@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "MasterKeyFixture.h"
+#include <iterator>
+#include <set>
 
 #include <unistd.h>
 
-#include <iterator>
-#include <set>
+#include "MasterKeyFixture.h"
 
 namespace {
 

@@ -33,16 +33,18 @@ std::optional<Called> g_called;
 
 void OnResponse(const CHttpResponse& response) {
     const std::lock_guard<std::mutex> lock(g_mutex);
-    if (g_called)
+    if (g_called) {
         ReportFailure("an asynchronous send called back twice");
+    }
     g_called = Called{{response.getStatusCode(), response.getResponseBody()}, gettid()};
     g_changed.notify_all();
 }
 
 Called WaitForCall() {
     std::unique_lock<std::mutex> lock(g_mutex);
-    if (!g_changed.wait_for(lock, PATIENCE * 3, [] { return g_called.has_value(); }))
+    if (!g_changed.wait_for(lock, PATIENCE * 3, [] { return g_called.has_value(); })) {
         throw std::runtime_error("no callback");
+    }
     const Called called = *g_called;
     g_called.reset();
     return called;
@@ -53,8 +55,9 @@ void WaitForTheEndOf(pid_t thread) {
     const std::string path = "/proc/self/task/" + std::to_string(thread);
     const auto deadline = std::chrono::steady_clock::now() + PATIENCE;
     while (thread != gettid() && access(path.c_str(), F_OK) == 0) {
-        if (std::chrono::steady_clock::now() > deadline)
+        if (std::chrono::steady_clock::now() > deadline) {
             throw std::runtime_error("the worker does not end");
+        }
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
 }

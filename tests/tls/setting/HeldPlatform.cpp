@@ -71,15 +71,18 @@ int VornCipher::Decrypt(const std::string& cipherText, std::string& plainText, V
     {
         State& state = TheState();
         const std::lock_guard<std::mutex> lock(state.mutex);
-        if (state.held)
+        if (state.held) {
             state.decryptions.push_back({cipherText, plainText, key, value, std::this_thread::get_id()});
+        }
         answer = state.answer;
         onDecryption = state.onDecryption;
     }
-    if (onDecryption)
+    if (onDecryption) {
         onDecryption();
-    if (!answer)
+    }
+    if (!answer) {
         return next(cipherText, plainText, key, value);
+    }
     plainText = answer->second;
     return answer->first;
 }
@@ -90,8 +93,9 @@ std::string OvexCommonUtils::Ovexgetenv(const std::string& name) {
     {
         State& state = TheState();
         const std::lock_guard<std::mutex> lock(state.mutex);
-        if (state.held)
+        if (state.held) {
             state.variables.push_back(name);
+        }
     }
     return next(name);
 }

@@ -24,8 +24,9 @@ std::size_t Mutator::Below(std::size_t limit) {
 }
 
 std::string Mutator::Mutate(std::string text) {
-    for (std::size_t left = 1 + Below(4); left > 0; --left)
+    for (std::size_t left = 1 + Below(4); left > 0; --left) {
         MutateOnce(text);
+    }
     return text;
 }
 
@@ -46,8 +47,9 @@ void Mutator::MutateOnce(std::string& text) {
         text.replace(at, std::min(length, text.size() - at), PIECES[Below(std::size(PIECES))]);
         break;
     case 4:
-        if (at < text.size())
+        if (at < text.size()) {
             text[at] = static_cast<char>(Below(256));
+        }
         break;
     default:
         text.resize(Below(8) == 0 ? at : text.size());

@@ -1,18 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "setting/NginxServer.h"
 
-#include <arpa/inet.h>
+#include <chrono>
 #include <csignal>
+#include <filesystem>
+#include <stdexcept>
+#include <thread>
+
+#include <arpa/inet.h>
 #include <fcntl.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
-
-#include <chrono>
-#include <filesystem>
-#include <stdexcept>
-#include <thread>
 
 #include <httpclient/testing/Patience.h>
 
@@ -22,9 +22,11 @@ namespace {
 
 /// @return where nginx is; "" when it is not installed.
 std::string Program() {
-    for (const char* path : {"/usr/sbin/nginx", "/usr/local/sbin/nginx", "/usr/bin/nginx"})
-        if (std::filesystem::exists(path))
+    for (const char* path : {"/usr/sbin/nginx", "/usr/local/sbin/nginx", "/usr/bin/nginx"}) {
+        if (std::filesystem::exists(path)) {
             return path;
+        }
+    }
     return "";
 }
 
@@ -43,8 +45,9 @@ std::uint16_t FreePort(const std::string& address) {
     auto* generic = reinterpret_cast<sockaddr*>(&name);
     const bool bound = bind(probe, generic, length) == 0 && getsockname(probe, generic, &length) == 0;
     close(probe);
-    if (!bound)
+    if (!bound) {
         throw std::runtime_error("no free port at " + address);
+    }
     return ntohs(name.sin_port);
 }
 
@@ -81,13 +84,15 @@ void NginxServer::WriteConfiguration(const TlsOptions& tls, const std::string& l
     const std::string directory = m_directory.path().string() + "/";
     std::string text = "daemon off; master_process off; pid " + directory + "pid;\n";
     text += "error_log " + directory + "error.log;\nevents {}\nhttp {\n  access_log off;\n";
-    for (const char* kind : {"client_body", "proxy", "fastcgi", "uwsgi", "scgi"})
+    for (const char* kind : {"client_body", "proxy", "fastcgi", "uwsgi", "scgi"}) {
         text += "  " + std::string(kind) + "_temp_path " + directory + kind + ";\n";
+    }
     text += "  server {\n    listen " + m_address + ":" + std::to_string(m_port) + " " + listen + ";\n";
     text += "    ssl_certificate server.pem; ssl_certificate_key server.key;\n";
     text += "    ssl_protocols TLSv1.2 TLSv1.3;\n";
-    if (tls.clientCertificate == ClientCertificate::Demand)
+    if (tls.clientCertificate == ClientCertificate::Demand) {
         text += "    ssl_client_certificate ca.pem; ssl_verify_client on;\n";
+    }
     text += locations + "\n  }\n}\n";
     m_directory.Write("nginx.conf", text);
 }
@@ -114,16 +119,18 @@ void NginxServer::Start() {
 bool NginxServer::WaitUntilItAnswers() {
     const auto deadline = std::chrono::steady_clock::now() + PATIENCE;
     while (!Answers()) {
-        if (HasEnded() || std::chrono::steady_clock::now() > deadline)
+        if (HasEnded() || std::chrono::steady_clock::now() > deadline) {
             return false;
+        }
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
     return !HasEnded(); // or another server answers
 }
 
 bool NginxServer::HasEnded() {
-    if (waitpid(m_process, nullptr, WNOHANG) == m_process)
+    if (waitpid(m_process, nullptr, WNOHANG) == m_process) {
         m_process = -1;
+    }
     return m_process < 0;
 }
 

@@ -29,7 +29,8 @@ Lines OpenedFiles::Paths() const {
 // What the C++ library's file streams open their files with.
 extern "C" std::FILE* fopen64(const char* path, const char* mode) {
     static auto* const next = Next<std::FILE*(const char*, const char*)>("fopen64");
-    if (t_paths != nullptr)
+    if (t_paths != nullptr) {
         t_paths->emplace_back(path);
+    }
     return next(path, mode);
 }

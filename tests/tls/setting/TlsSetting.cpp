@@ -6,9 +6,10 @@
 
 #include <ace/Time_Value.h>
 
-#include <httpclient/HttpConnectionMgr.h>
 #include <vorncipher/VornCipherEncrypt.h>
 #include <vorncipher/VornMasterKey.h>
+
+#include <httpclient/HttpConnectionMgr.h>
 
 #include "setting/Secrets.h"
 
@@ -17,8 +18,9 @@ using namespace httpclient::testing;
 namespace {
 
 std::string MakeMasterKey(const std::string& path) {
-    if (VornMasterKey::Make(path) != VORN_OK)
+    if (VornMasterKey::Make(path) != VORN_OK) {
         throw std::runtime_error("no master key");
+    }
     return path;
 }
 
@@ -48,8 +50,10 @@ std::string TlsSetting::Password() {
 
 std::string TlsSetting::Encrypted(const std::string& plainText, int key, unsigned int value) {
     std::string cipherText;
-    if (VornCipherEncrypt::Encrypt(plainText, cipherText, static_cast<VornCipherKey>(key), value) != VORN_OK)
+    if (VornCipherEncrypt::Encrypt(plainText, cipherText, static_cast<VornCipherKey>(key), value) !=
+        VORN_OK) {
         throw std::runtime_error("not encrypted");
+    }
     return cipherText;
 }
 

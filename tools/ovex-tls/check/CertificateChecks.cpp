@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <ctime>
+#include <optional>
+
+#include <vorncipher/VornStatus.h>
+
 #include "Failure.h"
 #include "Files.h"
 #include "Password.h"
 #include "Pem.h"
 #include "TlsRoot.h"
 #include "check/Checks.h"
-
-#include <vorncipher/VornStatus.h>
-
-#include <ctime>
-#include <optional>
 
 namespace {
 

@@ -3,10 +3,10 @@
 /// The checks, one function each.
 #pragma once
 
-#include "check/Inspection.h"
-
 #include <string>
 #include <vector>
+
+#include "check/Inspection.h"
 
 struct Check {
     const char* name; ///< Stands in reports; scripts rely on it.

@@ -1,19 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <system_error>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <json/value.h>
+
 #include "Failure.h"
 #include "Files.h"
 #include "Manifest.h"
 #include "TlsRoot.h"
 #include "check/Checks.h"
-
-#include <json/value.h>
-
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <cstdio>
-#include <cstdlib>
-#include <system_error>
 
 namespace {
 

@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "Failure.h"
-#include "Files.h"
-#include "check/Checks.h"
-#include "check/ServiceUrls.h"
+#include <algorithm>
+
+#include <json/value.h>
 
 #include <ovexcommon/JsonReader.h>
 #include <ovexcommon/OvexCommonUtils.h>
 
-#include <json/value.h>
-
-#include <algorithm>
+#include "Failure.h"
+#include "Files.h"
+#include "check/Checks.h"
+#include "check/ServiceUrls.h"
 
 namespace {
 

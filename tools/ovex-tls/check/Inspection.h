@@ -3,12 +3,12 @@
 /// What is looked over, and what the checks tell each other about it.
 #pragma once
 
+#include <string>
+#include <vector>
+
 #include "Ossl.h"
 #include "Secret.h"
 #include "check/Report.h"
-
-#include <string>
-#include <vector>
 
 /// One run of the checks. They run in the order of their table; each fills in what later ones build upon.
 struct Inspection {

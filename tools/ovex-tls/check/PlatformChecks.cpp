@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "check/Checks.h"
+#include <arpa/inet.h>
+#include <pwd.h>
+#include <unistd.h>
 
 #include <ovexcommon/OvexCommonUtils.h>
 #include <ovexcommon/SysConfReader.h>
 #include <vorncipher/VornMasterKey.h>
 
-#include <arpa/inet.h>
-#include <pwd.h>
-#include <unistd.h>
+#include "check/Checks.h"
 
 namespace {
 

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "check/Report.h"
 
-#include "ExitCode.h"
+#include <algorithm>
+#include <iomanip>
 
 #include <json/json.h>
 
-#include <algorithm>
-#include <iomanip>
+#include "ExitCode.h"
 
 namespace {
 

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "check/RuntimeUser.h"
 
-#include "Failure.h"
-
 #include <grp.h>
 #include <pwd.h>
 #include <unistd.h>
+
+#include "Failure.h"
 
 void BecomeUser(const std::string& name) {
     const passwd* entry = getpwnam(name.c_str());

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
-#include <json/value.h>
 #include <string>
+
+#include <json/value.h>
 class JsonReader {
 public:
     explicit JsonReader(bool flag);
