@@ -22,6 +22,11 @@ const std::string& FORWARD_FILTER = *new std::string("XX-Forward-Filter");
 CHttpRequestImp::CHttpRequestImp() : m_eVerb(HTTPOPERATION_NOT_SET), m_pCurl(curl_easy_init()) {}
 
 CHttpRequestImp::~CHttpRequestImp() {
+    if (m_pCurl) {
+        // Or libcurl would save, change and restore the process's disposition of SIGPIPE as it closes the handle,
+        // and requests that end on several threads at once would restore what another one has changed.
+        curl_easy_setopt(m_pCurl.get(), CURLOPT_NOSIGNAL, 1L);
+    }
     m_pCurl.reset(); // before the texts and maps go
 }
 
