@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "client/CurlCallbacks.h"
 
-#include <cstring>
 #include <limits>
 #include <new>
+#include <optional>
 #include <string>
 
 #include "client/ExpectedBody.h"
+#include "client/LibcurlLine.h"
 #include "support/PiecewiseCopy.h"
 #include "support/Trace.h"
 
@@ -39,26 +40,10 @@ void TryToReserve(std::string& text, size_t size) {
     AppendInPieces(text, data, bytes);
 }
 
-/// Over HTTP/2 libcurl repeats the header lines that it sends as informational text: "h2h3 [name: value]", in
-/// later versions "[HTTP/2] [1] [name: value]".
-/// @return where the value begins; null in any other text.
-const char* RepeatedHeaderValue(const char* text) {
-    if (text == nullptr) {
-        return nullptr;
-    }
-    if (std::strncmp(text, "h2h3 [", 6) != 0 && std::strncmp(text, "[HTTP/", 6) != 0) {
-        return nullptr;
-    }
-    const char* separator = std::strstr(text, ": ");
-    return separator != nullptr ? separator + 2 : nullptr;
-}
-
 void LogText(const char* text) noexcept {
     try {
-        const char* value = RepeatedHeaderValue(text);
-        // A header's value may be a token, and no header is logged over HTTP/1.1 either.
-        const std::string shortened = value != nullptr ? std::string(text, value) + "...]\n" : "";
-        Trace(TraceLevel::Detail, "== Info: %s", value != nullptr ? shortened.c_str() : text);
+        const std::optional<std::string> shortened = WithoutSecrets(text);
+        Trace(TraceLevel::Detail, "== Info: %s", shortened ? shortened->c_str() : text);
     } catch (const std::bad_alloc&) {
         return; // without memory there is no log either
     }
