@@ -80,6 +80,7 @@ void CHttpClientImp::asynSendRequest(const CHttpRequest& request, void (*callbac
         }
         AsynSendOnConnection(request, callback, bSSL, conn);
     } catch (...) {
+        Trace(TraceLevel::Error, "HTTP asynSendRequest catch an exception.");
         AnswerFailure(callback); // memory is exhausted
     }
     Trace(TraceLevel::Progress, "HTTP asynSendRequest end");

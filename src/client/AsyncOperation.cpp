@@ -104,13 +104,12 @@ void Transfer(const AsyncOperationArgs& args, CHttpResponse& response) {
     // How the transfer ended is not looked at: libcurl's status tells, 0 when there was no response.
     long status = -1;
     curl_easy_getinfo(args.curl, CURLINFO_RESPONSE_CODE, &status);
-    std::string type = ResponseContentType(args.curl);
+    ResponseFill fill(response, ResponseContentType(args.curl)); // first, as all that can fail
     const double length = KnownContentLength(ResponseContentLength(args.curl, -1.0), body.size());
-    ResponseFill fill(response);
     response.setStatusCode(static_cast<int>(status));
     fill.Head(std::move(head));
     fill.Body(std::move(body));
-    fill.ContentType(std::move(type));
+    fill.ContentType();
     response.setContentLen(length);
 }
 
@@ -120,7 +119,8 @@ void TransferAndCallBack(const AsyncOperationArgs& args) {
     try {
         Transfer(args, *response);
     } catch (...) {
-        response->setStatusCode(-1); // memory is exhausted: what there is of the response is no answer
+        Trace(TraceLevel::Error, "HTTP DoAsyncOperation catch an exception.");
+        response->setStatusCode(-1); // memory is exhausted
     }
     args.pfnCallback(*response);
 }

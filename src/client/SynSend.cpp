@@ -102,6 +102,7 @@ int CHttpClientImp::synSendRequest(const CHttpRequest& request, CHttpResponse& r
     } catch (const std::length_error&) {
         throw; // a text beyond the maximum size of strings is the one thing that is let out
     } catch (...) {
+        Trace(TraceLevel::Error, "HTTP synSendRequest catch an exception.");
         return -1;
     }
 }
@@ -153,13 +154,13 @@ int CHttpClientImp::SynSendOnConnection(const CHttpRequest& request, CHttpRespon
         return -1;
     }
 
-    const size_t received = body.size();
-    ResponseFill fill(response);
+    // All that can fail comes first: a send that answers -1 leaves the response as it was.
+    ResponseFill fill(response, GetResponseCntType());
+    const double length = KnownContentLength(GetResponseCntLength(), body.size());
     response.setStatusCode(status);
     fill.Body(std::move(body));
-    std::string type = GetResponseCntType();
-    response.setContentLen(KnownContentLength(GetResponseCntLength(), received));
-    fill.ContentType(std::move(type));
+    response.setContentLen(length);
+    fill.ContentType();
     fill.Head(std::move(head));
     return status;
 }
