@@ -11,7 +11,6 @@
 
 #include "client/ConnectionWait.h"
 #include "client/CurlCallbacks.h"
-#include "client/ExpectedBody.h"
 #include "client/ResponseInfo.h"
 #include "message/ResponseFill.h"
 #include "support/CurlOwners.h"
@@ -94,7 +93,6 @@ void Drive(CURLM* multi) {
 void Transfer(const AsyncOperationArgs& args, CHttpResponse& response) {
     std::string head;
     std::string body;
-    const ExpectedBody expected(head);
     SetWorkerOptions(args, head, body);
     curl_multi_add_handle(args.mcurl, args.curl);
     Drive(args.mcurl);

@@ -6,38 +6,17 @@
 #include <optional>
 #include <string>
 
-#include "client/ExpectedBody.h"
 #include "client/LibcurlLine.h"
-#include "support/PiecewiseCopy.h"
 #include "support/Trace.h"
 
 namespace {
 
 constexpr size_t WRITE_ERROR = static_cast<size_t>(-1);
-constexpr size_t LONG_PIECE = 4096;
 
 /// The product, or the largest number there is, which no string can take.
 size_t SaturatingProduct(size_t size, size_t count) {
     size_t product = 0;
     return __builtin_mul_overflow(size, count, &product) ? std::numeric_limits<size_t>::max() : product;
-}
-
-/// The server's word may be wrong: only what arrives must find memory.
-void TryToReserve(std::string& text, size_t size) {
-    try {
-        text.reserve(size);
-    } catch (const std::bad_alloc&) {
-        return;
-    }
-}
-
-// Apart, so that the many short pieces pay nothing for it.
-[[gnu::noinline]] void ReceiveLong(std::string& text, const char* data, size_t bytes) {
-    // A first piece this long may be one of many: room for them all saves moving them as the text grows.
-    if (text.empty()) {
-        TryToReserve(text, ExpectedBody::Size());
-    }
-    AppendInPieces(text, data, bytes);
 }
 
 void LogText(const char* text) noexcept {
@@ -57,12 +36,7 @@ size_t OnCurlWrite(char* data, size_t size, size_t count, void* user) {
     }
     try {
         auto& text = *static_cast<std::string*>(user);
-        const size_t bytes = SaturatingProduct(size, count);
-        if (bytes < LONG_PIECE) {
-            text.append(data, bytes);
-        } else {
-            ReceiveLong(text, data, bytes);
-        }
+        text.append(data, SaturatingProduct(size, count));
     } catch (const std::bad_alloc&) {
         return WRITE_ERROR; // an exception that crossed libcurl would leave the handle unusable
     }

@@ -8,7 +8,6 @@
 
 #include "client/ConnectionWait.h"
 #include "client/CurlCallbacks.h"
-#include "client/ExpectedBody.h"
 #include "client/HttpClientImp.h"
 #include "client/ResponseInfo.h"
 #include "client/UnreadBody.h"
@@ -120,7 +119,6 @@ int CHttpClientImp::SynSendOnConnection(const CHttpRequest& request, CHttpRespon
 
     std::string head;
     head.reserve(USUAL_HEAD);
-    const ExpectedBody expected(head);
     GetResponseHead(head);
     if (m_curl != nullptr) {
         curl_easy_setopt(m_curl, CURLOPT_DEBUGFUNCTION, &OnCurlDebug);

@@ -2,7 +2,6 @@
 #include "message/HttpRequestImp.h"
 
 #include "message/NamedEntries.h"
-#include "support/PiecewiseCopy.h"
 
 namespace {
 
@@ -94,12 +93,12 @@ std::string CHttpRequestImp::getContentLanguage() const {
 }
 
 bool CHttpRequestImp::setContent(const std::string& body) {
-    m_strContent = CopyInPieces(body);
+    m_strContent = body;
     return true;
 }
 
 std::string CHttpRequestImp::getContent() const {
-    return CopyInPieces(m_strContent);
+    return m_strContent;
 }
 
 bool CHttpRequestImp::setAcceptCharset(const std::string& charset) {

@@ -391,7 +391,6 @@ TEST_F(AsynSendOutcome, ComesExactlyOnceWhicheverAllocationOfTheWorkerFails) {
     TraceRecorder::Instance().SetLowestLevel(6); // messages take memory, too
     int status = 0;
     std::size_t unanswered = 0;
-    std::size_t sufficed = 0;
     bool failed = true;
     for (std::size_t i = 1; failed; ++i) {
         CHttpConnection* conn = NextConnection(server, true);
@@ -421,11 +420,9 @@ TEST_F(AsynSendOutcome, ComesExactlyOnceWhicheverAllocationOfTheWorkerFails) {
             EXPECT_EQ(response->getResponseHeadNums(), 0U) << i;
             EXPECT_EQ(response->getContentLen(), 0.0) << i;
         }
-        sufficed += failed && response->getResponseBody() == body ? 1 : 0;
     }
     EXPECT_EQ(status, 200);
     EXPECT_GT(unanswered, 0U) << "what the response is made of";
-    EXPECT_GT(sufficed, 0U) << "the room for a long body, which is only taken to save time";
 }
 
 TEST_F(AsynSendOutcome, OfMemoryThatRunsOutIsMinusOneAndIsLogged) {
