@@ -32,7 +32,7 @@ using BodySource = std::function<std::ptrdiff_t(char* to, std::size_t room)>;
 /// @return false: enough, the call ends as Cancelled.
 using BodySink = std::function<bool(std::string_view piece)>;
 
-/// A request: copyable, movable, reusable. Nothing is checked before the call; what breaks a rule ends it as
+/// A request: copyable, movable, reusable; one that was moved from is empty. Nothing is checked before the call; what breaks a rule ends it as
 /// FailureKind::InvalidRequest before a byte goes out.
 ///
 /// @par Thread Safety
@@ -88,10 +88,11 @@ public:
 
     /// @cond INTERNAL
     class Body;
-    const Body& internals() const noexcept { return *m_body; }
+    const Body* internals() const noexcept { return m_body.get(); } ///< null: moved from
     /// @endcond
 
 private:
+    Body& Own();
     std::unique_ptr<Body> m_body;
 };
 

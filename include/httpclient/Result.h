@@ -17,12 +17,12 @@ namespace httpclient {
 /// Why a call has no response. The list may grow: a host treats a kind that it does not know like Internal.
 enum class FailureKind {
     InvalidRequest, ///< The request breaks a rule; nothing was sent, or a body source did not keep its word.
-    Overloaded,     ///< More calls wait for a connection to this origin than EngineOptions::maxWaiting() allows.
-    Resolve,        ///< The origin's name has no address, or none could be had.
-    Connect,        ///< No address of the origin took the connection.
-    Tls,            ///< The handshake failed, a certificate was refused, or the TLS material is wrong.
-    Timeout,        ///< The deadline of the call, of the attempt or of connecting passed.
-    Cancelled,      ///< Ended by the host: Call::Cancel(), or a source, sink or head function that gave up.
+    Overloaded, ///< More calls wait for a connection to this origin than EngineOptions::maxWaiting() allows.
+    Resolve,    ///< The origin's name has no address, or none could be had.
+    Connect,    ///< No address of the origin took the connection.
+    Tls,        ///< The handshake failed, a certificate was refused, or the TLS material is wrong.
+    Timeout,    ///< The deadline of the call, of the attempt or of connecting passed.
+    Cancelled,  ///< Ended by the host: Call::Cancel(), or a source, sink or head function that gave up.
     ConnectionLost, ///< The connection ended or broke before the response was whole.
     Protocol,       ///< The server's answer is not HTTP/1.1 as RFC 9110 and RFC 9112 have it.
     TooLarge,       ///< The answer is beyond ClientOptions::maxBody() or maxHead().

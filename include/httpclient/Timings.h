@@ -37,7 +37,6 @@ public:
 
 private:
     const Body* m_body; ///< Its own after a copy, else that of the response or failure around it.
-    bool owned() const noexcept;
 };
 
 } // namespace httpclient

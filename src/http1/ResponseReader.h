@@ -20,8 +20,8 @@ namespace httpclient::http1 {
 
 /// What bounds an answer.
 struct Limits {
-    std::size_t head = 64UL * 1024;              ///< of each head (interim ones, too), and of the trailers
-    std::uint64_t body = 64UL * 1024 * 1024;     ///< of a kept body, decoded
+    std::size_t head = 64UL * 1024;          ///< of each head (interim ones, too), and of the trailers
+    std::uint64_t body = 64UL * 1024 * 1024; ///< of a kept body, decoded
 };
 
 /// Reads one final answer, with the interim answers before it.

@@ -35,7 +35,8 @@ public:
     /// @param waker woken when a look-up that was begun or joined here has ended; then Find() is called again.
     /// @return the answer (an old one at once, while a new one is looked up behind it); null: wait to be woken.
     /// @throw std::bad_alloc, std::system_error (no thread could be started)
-    std::shared_ptr<const NameAnswer> Find(const std::string& name, Time now, const std::shared_ptr<Waker>& waker);
+    std::shared_ptr<const NameAnswer> Find(const std::string& name, Time now,
+                                           const std::shared_ptr<Waker>& waker);
 
 private:
     struct State;

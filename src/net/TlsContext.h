@@ -29,8 +29,10 @@ struct TlsSettings {
     std::string key;
     std::function<std::string()> keyPassword; ///< null: none. Platform: the manifest's, by the cipher
     bool verifyHost = true;
-    std::string name; ///< expected in the certificate (subject alternative names only), and SNI; an address is no SNI
-    bool anyName = false; ///< "*" of the STRICT door: any certificate of our authorities; sessions never shared with others
+    std::string
+        name; ///< expected in the certificate (subject alternative names only), and SNI; an address is no SNI
+    bool anyName =
+        false; ///< "*" of the STRICT door: any certificate of our authorities; sessions never shared with others
 };
 
 /// A read set of material: an SSL_CTX, immutable. TLS 1.2 or later, ALPN http/1.1, no renegotiation, no compression, no early data.
