@@ -14,26 +14,26 @@ namespace httpclient::http1 {
 enum class GrammarError {
     // of requests: InvalidRequest
     BadMethod = 1,
-    BadTarget,       ///< not a path in URL form
-    BadFieldName,    ///< no token
-    BadFieldValue,   ///< control characters, or white space around it
-    ForbiddenField,  ///< frames or routes the message, and is the engine's to write
-    BodyNotAllowed,  ///< GET and HEAD have none
+    BadTarget,      ///< not a path in URL form
+    BadFieldName,   ///< no token
+    BadFieldValue,  ///< control characters, or white space around it
+    ForbiddenField, ///< frames or routes the message, and is the engine's to write
+    BodyNotAllowed, ///< GET and HEAD have none
     // of answers: Protocol
-    BadLineBreak,    ///< a bare CR or LF
+    BadLineBreak, ///< a bare CR or LF
     BadStatusLine,
     BadVersion,
-    BadStatus,       ///< not 100 to 599
+    BadStatus, ///< not 100 to 599
     BadField,
-    BadFraming,      ///< both framings at once, lengths that differ, a coding that is not "chunked"
+    BadFraming, ///< both framings at once, lengths that differ, a coding that is not "chunked"
     BadChunk,
     BadTrailer,
-    UpgradeRefused,  ///< 101
+    UpgradeRefused, ///< 101
     TooManyInterim,
     BadContentCoding,
     // of answers: ConnectionLost
-    EndedEarly,      ///< the connection ended before the answer was whole
-    NotClosedCleanly,///< TLS: a body that ends with the connection ended without close_notify
+    EndedEarly,       ///< the connection ended before the answer was whole
+    NotClosedCleanly, ///< TLS: a body that ends with the connection ended without close_notify
     // of answers: TooLarge
     HeadTooLarge,
     TrailersTooLarge,

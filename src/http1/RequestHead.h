@@ -17,6 +17,9 @@ namespace httpclient::http1 {
 
 using Field = std::pair<std::string, std::string>;
 
+/// @return the method as it is written; "" for an unknown value.
+const char* NameOf(Method method) noexcept;
+
 /// How the end of a request's body is told.
 struct BodyFraming {
     enum class Kind { None, Length, Chunked } kind = Kind::None;
@@ -26,14 +29,14 @@ struct BodyFraming {
 /// What a request's head is written from. All views live as long as the call of WriteRequestHead().
 struct RequestHead {
     Method method = Method::Get;
-    std::string_view target;              ///< path and query as the host gave them, parameters included
-    std::string_view host;                ///< the value of Host
+    std::string_view target;                    ///< path and query as the host gave them, parameters included
+    std::string_view host;                      ///< the value of Host
     const std::vector<Field>* fields = nullptr; ///< the host's, in order
     const std::vector<Field>* added = nullptr;  ///< the engine's own beside them (token, trace); may be null
-    std::string_view contentType;         ///< of the body; empty: none
-    std::string_view userAgent;           ///< default of ours; empty: none
-    bool acceptCodings = false;           ///< Accept-Encoding: gzip, deflate
-    BodyFraming framing;                  ///< None on POST, PUT and PATCH still writes "Content-Length: 0"
+    std::string_view contentType;               ///< of the body; empty: none
+    std::string_view userAgent;                 ///< default of ours; empty: none
+    bool acceptCodings = false;                 ///< Accept-Encoding: gzip, deflate
+    BodyFraming framing; ///< None on POST, PUT and PATCH still writes "Content-Length: 0"
 };
 
 /// Writes a head, with the empty line that ends it.
