@@ -95,7 +95,8 @@ private:
 ///
 /// @par Thread Safety
 /// Like a std::string.
-class [[nodiscard]] HTTPCLIENT_EXPORT Result {
+// Not HTTPCLIENT_EXPORT: g++ 12 does not take both spellings of attributes.
+class [[nodiscard, gnu::visibility("default")]] Result {
 public:
     Result(Result&& other) noexcept;
     Result& operator=(Result&& other) noexcept;

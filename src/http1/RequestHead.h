@@ -17,6 +17,9 @@ namespace httpclient::http1 {
 
 using Field = std::pair<std::string, std::string>;
 
+/// @return the method as it is written; "" for an unknown value.
+const char* NameOf(Method method) noexcept;
+
 /// How the end of a request's body is told.
 struct BodyFraming {
     enum class Kind { None, Length, Chunked } kind = Kind::None;

@@ -14,9 +14,16 @@
 
 #include <httpclient/Request.h>
 
+#include "http1/BodyFrame.h"
+#include "http1/GrammarError.h"
+#include "http1/HeadCollector.h"
+#include "http1/HeadFacts.h"
+#include "http1/KeptBody.h"
 #include "http1/ResponseHead.h"
 
 namespace httpclient::http1 {
+
+class ContentDecoder;
 
 /// What bounds an answer.
 struct Limits {
@@ -52,6 +59,7 @@ public:
     ResponseReader& operator=(const ResponseReader&) = delete;
 
     /// Goes on with received bytes. May be called with none, to go on after Head or Piece.
+    /// @throw std::bad_alloc; the reader is of no more use then.
     Progress Feed(const char* data, std::size_t size);
     /// The connection ended. @param clean TLS: with close_notify; plain TCP: true.
     /// @return End, Piece (call again), or Error.
@@ -88,8 +96,34 @@ public:
     std::optional<std::chrono::seconds> keepAliveTimeout() const noexcept;
 
 private:
-    struct State;
-    std::unique_ptr<State> m_state; // or its members plainly, where that saves an allocation
+    enum class Stage { Head, Body, Ended, Failed };
+
+    Progress FeedHead(const char* data, std::size_t size);
+    Progress FeedBody(const char* data, std::size_t size);
+    GrammarError TakeHead();
+    void OpenBody(const HeadFacts& facts);
+    std::size_t Deliver(const char* data, std::size_t size, GrammarError& error);
+    GrammarError Keep(std::string_view output);
+    bool Pending() const noexcept;
+    Event Finish();
+    Event Fail(GrammarError error) noexcept;
+
+    const Method m_method;
+    const bool m_decode;
+    bool m_begun = false;
+    bool m_keepAlive = false;
+    Stage m_stage = Stage::Head;
+    ContentCoding m_coding = ContentCoding::None;
+    unsigned m_interim = 0;
+    GrammarError m_error{};
+    const Limits m_limits;
+    ResponseHead& m_head;
+    HeadCollector m_collector;
+    BodyFrame m_frame;
+    KeptBody m_kept;
+    std::unique_ptr<ContentDecoder> m_decoder; ///< made with the first byte that is coded
+    std::string_view m_piece;
+    std::optional<std::chrono::seconds> m_keepAliveTimeout;
 };
 
 } // namespace httpclient::http1
