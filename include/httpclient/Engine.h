@@ -89,6 +89,8 @@ public:
 
 private:
     friend class Client;
+    explicit Engine(std::shared_ptr<Body> body) noexcept;
+
     std::shared_ptr<Body> m_body;
 };
 

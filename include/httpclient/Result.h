@@ -98,7 +98,7 @@ private:
 // Not HTTPCLIENT_EXPORT: g++ 12 does not take both spellings of attributes.
 class [[nodiscard, gnu::visibility("default")]] Result {
 public:
-    Result(Result&& other) noexcept;
+    Result(Result && other) noexcept;
     Result& operator=(Result&& other) noexcept;
     Result(const Result&) = delete;
     Result& operator=(const Result&) = delete;
@@ -108,12 +108,12 @@ public:
     explicit operator bool() const noexcept;
     /// @return the response, owned by this object.
     /// @throw std::logic_error when there is none.
-    Response& operator*() &;
+    Response& operator*()&;
     /// @copydoc operator*() &
     const Response& operator*() const&;
     /// @return the response, the caller's own.
     /// @throw std::logic_error when there is none.
-    Response operator*() &&;
+    Response operator*()&&;
     /// @copydoc operator*() &
     Response* operator->();
     /// @copydoc operator*() &
@@ -125,7 +125,7 @@ public:
 
     /// @cond INTERNAL
     class Body;
-    explicit Result(Body* body) noexcept;
+    explicit Result(Body * body) noexcept;
     /// @endcond
 
 private:

@@ -36,7 +36,8 @@ bool IsNameCharacter(char c) {
 }
 
 bool IsName(const std::string& text) {
-    return !text.empty() && text.size() <= LONGEST_NAME && std::all_of(text.begin(), text.end(), IsNameCharacter);
+    return !text.empty() && text.size() <= LONGEST_NAME &&
+           std::all_of(text.begin(), text.end(), IsNameCharacter);
 }
 
 std::optional<std::uint16_t> ParsePort(std::string_view text) {
@@ -104,7 +105,8 @@ Origin ParseOrigin(const std::string& text) {
     const std::size_t colon = rest.find("://");
     const std::string scheme = Lower(rest.substr(0, colon == std::string_view::npos ? 0 : colon));
     if (scheme != "http" && scheme != "https") {
-        throw std::invalid_argument("httpclient::ClientOptions: the origin has to begin with http:// or https://");
+        throw std::invalid_argument(
+            "httpclient::ClientOptions: the origin has to begin with http:// or https://");
     }
     origin.tls = scheme == "https";
     rest.remove_prefix(colon + std::strlen("://"));
@@ -113,7 +115,8 @@ Origin ParseOrigin(const std::string& text) {
     }
     std::optional<HostAndPort> parsed = ParseAuthority(rest);
     if (!parsed) {
-        throw std::invalid_argument("httpclient::ClientOptions: the origin has to be scheme, host and port alone");
+        throw std::invalid_argument(
+            "httpclient::ClientOptions: the origin has to be scheme, host and port alone");
     }
     origin.host = std::move(parsed->host);
     origin.address6 = parsed->address6;
@@ -130,13 +133,15 @@ Place ParsePlace(const std::string& text, const Origin& origin) {
         std::string path = text.substr(UNIX.size());
         if (path.empty() || path.front() != '/' || path.size() >= sizeof(sockaddr_un::sun_path) ||
             path.find('\0') != std::string::npos) {
-            throw std::invalid_argument("httpclient::ClientOptions: connectTo needs an absolute path that fits");
+            throw std::invalid_argument(
+                "httpclient::ClientOptions: connectTo needs an absolute path that fits");
         }
         return {{}, 0, std::move(path)};
     }
     std::optional<HostAndPort> parsed = ParseAuthority(text);
     if (!parsed || !parsed->port) {
-        throw std::invalid_argument("httpclient::ClientOptions: connectTo has to be host and port, or unix:/path");
+        throw std::invalid_argument(
+            "httpclient::ClientOptions: connectTo has to be host and port, or unix:/path");
     }
     return {std::move(parsed->host), *parsed->port, {}};
 }

@@ -27,12 +27,17 @@ int PollTimeout(net::Time until) {
     return static_cast<int>(std::clamp<std::int64_t>(left, 0, INT_MAX));
 }
 
-/// Makes the waker of a call when it first waits for something that is no descriptor.
+/// This thread's place to wait for what is no descriptor. One is enough: an outer call does not wait while code of the
+/// host, run by it, makes another.
+const std::shared_ptr<Parker>& OwnParker() {
+    thread_local const std::shared_ptr<Parker> parker = std::make_shared<Parker>();
+    return parker;
+}
+
+/// How this thread waits.
 class Waits {
 public:
-    Waits(Core& core, const CancellationBlock& block) : m_core(core), m_block(block), m_parker(std::make_shared<Parker>()) {}
-
-    const std::shared_ptr<Parker>& parker() const { return m_parker; }
+    Waits(Core& core, const CancellationBlock& block) : m_core(core), m_block(block) {}
 
     void For(const Wait& wait, Call& call) {
         switch (wait.what) {
@@ -55,21 +60,21 @@ public:
 private:
     void Poll(pollfd* ready, nfds_t count, net::Time until) {
         const CancellationPoint point(m_block);
-        static_cast<void>(::poll(ready, count, PollTimeout(until))); // interrupted or not: the call looks itself
+        static_cast<void>(
+            ::poll(ready, count, PollTimeout(until))); // interrupted or not: the call looks itself
     }
 
     void Park(net::Time until) {
-        const Core::Parked parked(m_core, *m_parker);
+        const Core::Parked parked(m_core, *OwnParker());
         if (m_core.ended()) {
             return;
         }
         const CancellationPoint point(m_block);
-        m_parker->Wait(until);
+        OwnParker()->Wait(until);
     }
 
     Core& m_core;
     const CancellationBlock& m_block;
-    std::shared_ptr<Parker> m_parker;
 };
 
 } // namespace
@@ -80,7 +85,7 @@ Result RunBlocking(Core& core, const ClientCore& client, const Request::Body& re
     char memory[SCRATCH];
     const Scratch scratch{memory, sizeof(memory)};
     Waits waits(core, block);
-    Call call(core, client, request, waits.parker(), net::Clock::now());
+    Call call(core, client, request, OwnParker(), net::Clock::now());
     for (;;) {
         const Wait wait = call.Step(net::Clock::now(), scratch);
         switch (wait.what) {

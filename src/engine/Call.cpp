@@ -263,9 +263,9 @@ bool Call::PlanRetry(std::optional<std::chrono::seconds> retryAfter, net::Time n
     for (int attempt = 1; attempt < m_attempts && bound < policy.pauses.second; ++attempt) {
         bound *= 2;
     }
-    const std::chrono::nanoseconds pause =
-        std::max<std::chrono::nanoseconds>(Jittered(std::min<std::chrono::nanoseconds>(bound, policy.pauses.second)),
-                                           retryAfter.value_or(std::chrono::seconds(0)));
+    const std::chrono::nanoseconds pause = std::max<std::chrono::nanoseconds>(
+        Jittered(std::min<std::chrono::nanoseconds>(bound, policy.pauses.second)),
+        retryAfter.value_or(std::chrono::seconds(0)));
     if (pause >= m_deadline - now || !m_client.budget().Take()) {
         return false;
     }
@@ -277,7 +277,8 @@ bool Call::PlanRetry(std::optional<std::chrono::seconds> retryAfter, net::Time n
 bool Call::PlanRetryOfStatus(net::Time now) {
     const http1::ResponseHead& head = m_response.internals().head;
     const std::vector<int>& statuses = m_client.options().retry.internals().statuses;
-    if (!m_request.IsIdempotent() || std::find(statuses.begin(), statuses.end(), head.status) == statuses.end()) {
+    if (!m_request.IsIdempotent() ||
+        std::find(statuses.begin(), statuses.end(), head.status) == statuses.end()) {
         return false;
     }
     const std::optional<std::string_view> after = head.find("Retry-After");

@@ -89,7 +89,7 @@ private:
     Wait TimeOut(net::Time now);
     Wait Fail(Fault fault, net::Time now);
     Wait Succeed(net::Time now);
-    bool MayKeepConnection() const;
+    bool MayKeepConnection();
     void GiveConnectionBack(net::Time now);
     void CloseConnection();
     void LeavePool(net::Time now);
@@ -105,38 +105,38 @@ private:
     std::shared_ptr<Destination> m_to;
 
     State m_state = State::Begin;
-    Phase m_phase = Phase::Prepare;       ///< where a failure happens
+    Phase m_phase = Phase::Prepare;                ///< where a failure happens
     std::optional<Phase> m_timed = Phase::Prepare; ///< what the time is counted for; nothing during a pause
     net::Time m_begun;
     net::Time m_timedSince;
-    net::Time m_deadline;                 ///< of the call
+    net::Time m_deadline; ///< of the call
     net::Time m_attemptDeadline = net::Time::max();
     net::Time m_connectDeadline = net::Time::max();
     net::Time m_pauseEnd{};
     int m_attempts = 0;
-    bool m_replaced = false;              ///< a dead kept connection was, in this attempt
+    bool m_replaced = false; ///< a dead kept connection was, in this attempt
     bool m_freshWanted = false;
-    bool m_requestSent = false;           ///< of any attempt
-    bool m_handedOver = false;            ///< a sink took a piece
-    bool m_forked = false;                ///< while host code ran
+    bool m_requestSent = false; ///< of any attempt
+    bool m_handedOver = false;  ///< a sink took a piece
+    bool m_forked = false;      ///< while host code ran
 
     std::string m_head; ///< of the request, as bytes
     Ticket m_ticket;
-    bool m_hasSlot = false;               ///< without a connection
+    bool m_hasSlot = false; ///< without a connection
     std::optional<Connecting> m_connecting;
     std::unique_ptr<Connection> m_connection;
     std::optional<Sending> m_sending;
-    bool m_sent = false;                  ///< the whole request
-    std::optional<Fault> m_sendFault;     ///< writing failed; what has arrived is read first
+    bool m_sent = false;              ///< the whole request
+    std::optional<Fault> m_sendFault; ///< writing failed; what has arrived is read first
     std::optional<Receiving> m_receiving;
-    bool m_headSeen = false;              ///< the final one
-    bool m_draining = false;              ///< the answer will not be the outcome
+    bool m_headSeen = false; ///< the final one
+    bool m_draining = false; ///< the answer will not be the outcome
     std::string m_drained;
     HostPiece m_hostPiece = HostPiece::None;
     std::optional<Fault> m_hostFault;
 
     Response m_response;
-    std::optional<Fault> m_outcome;       ///< of a failure
+    std::optional<Fault> m_outcome; ///< of a failure
     Phase m_outcomePhase = Phase::Prepare;
 };
 

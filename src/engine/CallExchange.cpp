@@ -65,8 +65,8 @@ Wait Call::StepExchange(Scratch scratch) {
     if (IsSending() && m_sending->needsSource()) {
         return Host(HostPiece::Source);
     }
-    const bool write = (IsSending() && m_sending->wants() == net::Wants::Write) ||
-                       m_receiving->wants() == net::Wants::Write;
+    const bool write =
+        (IsSending() && m_sending->wants() == net::Wants::Write) || m_receiving->wants() == net::Wants::Write;
     return WaitForIo(m_connection->channel.fd(), true, write);
 }
 
@@ -244,7 +244,7 @@ Wait Call::ExchangeFailed(Fault fault, net::Time now) {
     return Fail(std::move(fault), now);
 }
 
-bool Call::MayKeepConnection() const {
+bool Call::MayKeepConnection() {
     return m_receiving->reader().keepAlive() && m_sent && !m_sendFault && !m_receiving->surplus() &&
            !http1::AsksToClose(m_request.fields) && !m_connection->channel.Buffered();
 }

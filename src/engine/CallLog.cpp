@@ -80,18 +80,19 @@ void LogAnswer(const ClientCore& client, const Request::Body& request, const Res
         return;
     }
     const Timings::Body& times = const_cast<Response&>(response).internals().times;
-    Trace(TraceLevel::Progress, "HTTP call %s %s%s: status %d, attempts %d, total %.3f ms%s", ToString(request.method),
-          client.text().c_str(), PathOf(request.target).c_str(), response.status(), response.attempts(),
-          Milliseconds(times.total), DescribeTimes(times).c_str());
+    Trace(TraceLevel::Progress, "HTTP call %s %s%s: status %d, attempts %d, total %.3f ms%s",
+          ToString(request.method), client.text().c_str(), PathOf(request.target).c_str(), response.status(),
+          response.attempts(), Milliseconds(times.total), DescribeTimes(times).c_str());
 }
 
 void LogFailure(const ClientCore& client, const Request::Body& request, const Failure::Body& failure) {
     if (!TraceEnabled(TraceLevel::Error)) {
         return;
     }
-    Trace(TraceLevel::Error, "HTTP call %s %s%s failed: %s; attempts %d, total %.3f ms%s", ToString(request.method),
-          client.text().c_str(), PathOf(request.target).c_str(), failure.message.c_str(), failure.attempts,
-          Milliseconds(failure.times.total), DescribeTimes(failure.times).c_str());
+    Trace(TraceLevel::Error, "HTTP call %s %s%s failed: %s; attempts %d, total %.3f ms%s",
+          ToString(request.method), client.text().c_str(), PathOf(request.target).c_str(),
+          failure.message.c_str(), failure.attempts, Milliseconds(failure.times.total),
+          DescribeTimes(failure.times).c_str());
 }
 
 } // namespace httpclient::engine

@@ -48,8 +48,8 @@ std::string KeyOf(const Origin& origin, const ClientOptions::Body& options) {
 
 ClientCore::ClientCore(const ClientOptions::Body& options)
     : m_options((CheckOptions(options), options)), m_origin(ParseOrigin(options.origin)),
-      m_place(ParsePlace(options.connectTo, m_origin)), m_text(m_origin.Text()), m_key(KeyOf(m_origin, options)),
-      m_budget(options.retry.internals().budget) {
+      m_place(ParsePlace(options.connectTo, m_origin)), m_text(m_origin.Text()),
+      m_key(KeyOf(m_origin, options)), m_budget(options.retry.internals().budget) {
     if (m_origin.tls && options.tls.internals().settings.from == net::TlsSettings::From::Memory) {
         MakeMaterial()->CheckTexts();
     }

@@ -58,7 +58,8 @@ Connecting::Status Connecting::Resolve(net::Time now) {
     if (!m_to->place.path.empty()) {
         return BeginDial({UnixEndpoint(m_to->place.path)}, now);
     }
-    const std::shared_ptr<const net::NameAnswer> answer = m_core.resolver().Find(m_to->place.host, now, m_waker);
+    const std::shared_ptr<const net::NameAnswer> answer =
+        m_core.resolver().Find(m_to->place.host, now, m_waker);
     if (!answer) {
         m_wait = {Wait::For::Wake, {}, net::Time::max()};
         return Status::Pending;

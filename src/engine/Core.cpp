@@ -29,8 +29,8 @@ net::Descriptor MakeEvent() {
 }
 
 PoolLimits LimitsOf(const EngineOptions::Body& options) {
-    return {options.maxConnections.first, options.maxConnections.second, options.maxWaiting, options.idleTimeout,
-            options.maxAge};
+    return {options.maxConnections.first, options.maxConnections.second, options.maxWaiting,
+            options.idleTimeout, options.maxAge};
 }
 
 } // namespace

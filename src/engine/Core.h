@@ -88,6 +88,13 @@ public:
     /// @return whether this is another process than the one that made it: then nothing here may be touched.
     bool forked() const noexcept;
 
+    /// Has the next use of the engine begin another core.
+    void Retire() noexcept { m_retired.store(true, std::memory_order_release); }
+    bool retired() const noexcept { return m_retired.load(std::memory_order_acquire); }
+
+    Core* before =
+        nullptr; ///< the engine's core before this one, kept because a call may just have looked it up
+
     /// Lets no call begin, waits for those under way, and ends those that take longer than @p grace.
     /// @return whether none had to be ended.
     bool Shutdown(std::chrono::milliseconds grace);
@@ -100,6 +107,7 @@ private:
     const std::uint64_t m_epoch;
     net::Descriptor m_end;
     std::atomic<bool> m_ended{false};
+    std::atomic<bool> m_retired{false};
     Pool m_pool;
     net::Resolver m_resolver;
     Keeper m_keeper;
@@ -108,7 +116,8 @@ private:
     std::mutex m_lock;
     MonotonicCondition m_left; ///< the last call under way has ended
     using Parkeds = boost::intrusive::list<
-        Parked, boost::intrusive::member_hook<Parked, boost::intrusive::list_member_hook<>, &Parked::m_place>>;
+        Parked,
+        boost::intrusive::member_hook<Parked, boost::intrusive::list_member_hook<>, &Parked::m_place>>;
     Parkeds m_parked;
 };
 

@@ -8,7 +8,6 @@
 #include <cstddef>
 #include <memory>
 #include <mutex>
-#include <vector>
 
 #include <httpclient/Engine.h>
 
@@ -27,17 +26,20 @@ public:
     Body(const Body&) = delete;
     Body& operator=(const Body&) = delete;
 
-    /// @return the core of the moment: made on first use, in a forked child, and after a Renew().
+    /// @return the core of the moment: made on first use, in a forked child, and after Renew().
     engine::Core& core();
-    bool used() const noexcept { return m_current.load(std::memory_order_acquire) != nullptr; }
-    /// Ends the core of the moment, if there is one. @return as Engine::Shutdown().
+    /// Ends the core of the moment, for good; one that was never used, too. @return as Engine::Shutdown().
     bool Shutdown(std::chrono::milliseconds grace);
-    /// As Shutdown(); the next use begins another life.
+    /// Ends the core of the moment, if there is one; the next use begins another.
     void Renew();
+    /// @return the core of the moment; null when there is none.
+    engine::Core* inUse() noexcept;
 
-    /// Changes what later lives begin with. @throw std::logic_error when there was one.
+    /// Changes what lives begin with. @throw std::logic_error when there was one.
     void Configure(EngineOptions options);
+    /// Raises the limit of connections per origin, now and for later lives; a lower value is ignored.
     void RaisePerOrigin(std::size_t limit);
+    /// Sets how long a connection is kept idle, now and for later lives.
     void SetIdleTimeout(std::chrono::milliseconds most);
 
     /// The engine of the process; never destroyed, so that threads that outlive main() may still use it.
@@ -45,13 +47,15 @@ public:
 
 private:
     engine::Core& Begin(engine::Core* before);
+    EngineOptions::Body OptionsNow() const;
 
-    EngineOptions m_options;
-    std::mutex m_lock; ///< of the options
-    std::atomic<engine::Core*> m_current{nullptr};
+    EngineOptions
+        m_options;     ///< constant once there was a core, so that a forked child needs no lock to read it
+    std::mutex m_lock; ///< of the options until then
     std::atomic<bool> m_everUsed{false};
-    std::mutex m_pastLock;
-    std::vector<std::unique_ptr<engine::Core>> m_past;
+    std::atomic<std::size_t> m_raisedPerOrigin{0};
+    std::atomic<std::chrono::milliseconds::rep> m_idleTimeout{0}; ///< 0: that of the options
+    std::atomic<engine::Core*> m_current{nullptr};                ///< owned, with all before it
 };
 
 } // namespace httpclient

@@ -38,7 +38,8 @@ std::shared_ptr<Destination> Pool::Share(std::shared_ptr<Destination> offered) {
 void Pool::TakeUnused(Destinations& unused) {
     for (auto entry = m_destinations.begin(); entry != m_destinations.end();) {
         const auto next = std::next(entry);
-        if (entry->second.use_count() == 1 && entry->second->m_taken == 0 && entry->second->m_waiting.empty()) {
+        if (entry->second.use_count() == 1 && entry->second->m_taken == 0 &&
+            entry->second->m_waiting.empty()) {
             unused.insert(m_destinations.extract(entry));
         }
         entry = next;

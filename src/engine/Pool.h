@@ -3,8 +3,8 @@
 /// Connections, lent in line.
 #pragma once
 
-#include <cstddef>
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -56,20 +56,22 @@ public:
     const std::string key;
     const Origin origin;
     const Place place;
-    const std::string text;      ///< of the origin, as logs name it
-    const std::string authority; ///< the value of Host
-    const std::shared_ptr<net::TlsMaterial> material;     ///< null: plain
-    const std::shared_ptr<net::SessionCache> sessions;    ///< null: plain
+    const std::string text;                            ///< of the origin, as logs name it
+    const std::string authority;                       ///< the value of Host
+    const std::shared_ptr<net::TlsMaterial> material;  ///< null: plain
+    const std::shared_ptr<net::SessionCache> sessions; ///< null: plain
 
 private:
     friend class Pool;
-    using Idle = boost::intrusive::list<Connection,
-                                        boost::intrusive::member_hook<Connection, boost::intrusive::list_member_hook<>,
-                                                                      &Connection::ofDestination>>;
-    Idle m_idle;            ///< last used at the end
-    Ticket::Line m_waiting; ///< first in line at the front
+    using Idle =
+        boost::intrusive::list<Connection,
+                               boost::intrusive::member_hook<Connection, boost::intrusive::list_member_hook<>,
+                                                             &Connection::ofDestination>>;
+    Idle m_idle;             ///< last used at the end
+    Ticket::Line m_waiting;  ///< first in line at the front
     std::size_t m_taken = 0; ///< connections, idle ones and those being made included
-    boost::intrusive::list_member_hook<> m_starving; ///< in the list of those that wait only for the limit of all
+    boost::intrusive::list_member_hook<>
+        m_starving; ///< in the list of those that wait only for the limit of all
 };
 
 /// What bounds a pool.
@@ -145,8 +147,8 @@ private:
         Connection,
         boost::intrusive::member_hook<Connection, boost::intrusive::list_member_hook<>, &Connection::ofAll>>;
     using Starving = boost::intrusive::list<
-        Destination,
-        boost::intrusive::member_hook<Destination, boost::intrusive::list_member_hook<>, &Destination::m_starving>>;
+        Destination, boost::intrusive::member_hook<Destination, boost::intrusive::list_member_hook<>,
+                                                   &Destination::m_starving>>;
     using Graveyard = Destination::Idle; ///< what is closed when the lock is given back
     using Destinations = std::map<std::string, std::shared_ptr<Destination>>;
     using Lock = std::unique_lock<std::mutex>;

@@ -58,10 +58,10 @@ private:
     Status FailByGrammar();
 
     http1::ResponseReader m_reader;
-    std::string_view m_left;  ///< received and not yet read
-    std::string m_preserved;  ///< where it stands after Preserve()
-    bool m_goOn = false; ///< the reader has more to tell without new bytes
-    bool m_ended = false; ///< the connection did
+    std::string_view m_left; ///< received and not yet read
+    std::string m_preserved; ///< where it stands after Preserve()
+    bool m_goOn = false;     ///< the reader has more to tell without new bytes
+    bool m_ended = false;    ///< the connection did
     bool m_endedCleanly = false;
     bool m_surplus = false;
     net::Wants m_wants = net::Wants::Read;

@@ -22,7 +22,8 @@ locale_t CLocale() {
 }
 
 std::optional<std::time_t> ParseDate(const std::string& text) {
-    for (const char* format : {"%a, %d %b %Y %H:%M:%S GMT", "%A, %d-%b-%y %H:%M:%S GMT", "%a %b %d %H:%M:%S %Y"}) {
+    for (const char* format :
+         {"%a, %d %b %Y %H:%M:%S GMT", "%A, %d-%b-%y %H:%M:%S GMT", "%a %b %d %H:%M:%S %Y"}) {
         tm date{};
         const char* end = strptime_l(text.c_str(), format, &date, CLocale());
         if (end != nullptr && *end == '\0') {

@@ -24,7 +24,8 @@ public:
             return;
         }
         std::int64_t left = m_left.load(std::memory_order_relaxed);
-        while (!m_left.compare_exchange_weak(left, std::min(FULL, left + m_share), std::memory_order_relaxed)) {
+        while (
+            !m_left.compare_exchange_weak(left, std::min(FULL, left + m_share), std::memory_order_relaxed)) {
         }
     }
 

@@ -58,7 +58,8 @@ void Sending::RunSource() {
         m_given += size;
     } while (m_request.length && m_given == *m_request.length);
     if (m_ended && m_request.length && m_given < *m_request.length) {
-        return FailSource(FailureKind::InvalidRequest, "the body's source ended before the length that it said");
+        return FailSource(FailureKind::InvalidRequest,
+                          "the body's source ended before the length that it said");
     }
     Accept(size);
 }
@@ -89,7 +90,8 @@ int Sending::Pieces(iovec (&pieces)[2]) const noexcept {
     int count = 0;
     for (const std::string_view part : {m_head, m_body}) {
         if (!part.empty()) {
-            pieces[count++] = {const_cast<char*>(part.data()), part.size()}; // iovec is for reading and writing
+            pieces[count++] = {const_cast<char*>(part.data()),
+                               part.size()}; // iovec is for reading and writing
         }
     }
     return count;

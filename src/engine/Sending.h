@@ -45,9 +45,9 @@ public:
     bool sourceOpened() const noexcept { return m_opened; }
 
 private:
-    static constexpr std::size_t PIECE = 16UL * 1024;  ///< asked of a source at a time
-    static constexpr std::size_t CHUNK_HEAD = 8;       ///< room for "4000\r\n" before it
-    static constexpr std::size_t CHUNK_END = 2;        ///< "\r\n" behind it
+    static constexpr std::size_t PIECE = 16UL * 1024; ///< asked of a source at a time
+    static constexpr std::size_t CHUNK_HEAD = 8;      ///< room for "4000\r\n" before it
+    static constexpr std::size_t CHUNK_END = 2;       ///< "\r\n" behind it
 
     std::ptrdiff_t AskSource();
     void Accept(std::size_t size);
@@ -59,7 +59,7 @@ private:
     std::string_view m_head; ///< what is left of it
     std::string_view m_body; ///< what is left of the text, or of the source's last piece
     BodySource m_source;
-    std::string m_piece; ///< the source's last piece, framed
+    std::string m_piece;       ///< the source's last piece, framed
     std::uint64_t m_given = 0; ///< by the source
     bool m_opened = false;
     bool m_ended = true; ///< the source has nothing more

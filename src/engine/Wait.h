@@ -22,7 +22,7 @@ struct Wait {
         Work   ///< work that may block to run: Call::RunWork()
     };
     For what = For::Done;
-    pollfd io{-1, 0, 0};               ///< Io
+    pollfd io{-1, 0, 0};                ///< Io
     net::Time until = net::Time::max(); ///< go on then at the latest; not for Done, Again, Host and Work
 };
 

@@ -9,6 +9,11 @@
 #include "http1/GrammarError.h"
 
 namespace httpclient::http1 {
+bool IsFieldValue(std::string_view value) noexcept {
+    return AllAre(value, VALUE_BYTE) &&
+           (value.empty() || (!IsBlank(value.front()) && !IsBlank(value.back())));
+}
+
 namespace {
 
 constexpr std::array<const char*, 7> METHODS = {"GET", "HEAD", "POST", "PUT", "PATCH", "DELETE", "OPTIONS"};
@@ -29,11 +34,6 @@ struct Survey {
     bool contentType = false;   ///< ours goes out
     std::size_t size = 0;       ///< of the fields that are not ours, line ends included
 };
-
-bool IsFieldValue(std::string_view value) noexcept {
-    return AllAre(value, VALUE_BYTE) &&
-           (value.empty() || (!IsBlank(value.front()) && !IsBlank(value.back())));
-}
 
 /// Looks at a field whose name is the engine's to write, or replaces a default of ours.
 /// @return whether the field may go out.

@@ -49,6 +49,9 @@ struct RequestHead {
 /// @return why it may not go out; nothing when it may.
 std::error_code WriteRequestHead(const RequestHead& head, std::string& out);
 
+/// @return whether a text may be the value of a field: no control characters, no blanks around it.
+bool IsFieldValue(std::string_view value) noexcept;
+
 /// @return whether "Connection: close" stands among the fields.
 bool AsksToClose(const std::vector<Field>& fields) noexcept;
 
