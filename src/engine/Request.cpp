@@ -20,6 +20,10 @@ http1::BodyFraming Request::Body::Framing() const noexcept {
     return {};
 }
 
+const char* ToString(Method method) noexcept {
+    return http1::NameOf(method);
+}
+
 Request::Request(Method method, std::string target)
     : m_body(new Body{method, std::move(target), {}, {}, {}, {}, {}, {}, {}, {}, {}, {}, {}}) {}
 Request::Request(const Request& other)
