@@ -28,8 +28,8 @@ public:
     Channel& operator=(Channel&&) noexcept;
     ~Channel(); ///< sends close_notify if that does not block, and closes
 
-    int fd() const noexcept;
-    bool isTls() const noexcept;
+    int fd() const noexcept { return m_socket.get(); }
+    bool isTls() const noexcept { return m_tls != nullptr; }
 
     /// Puts TLS on top; Handshake() has to be called until it wants nothing.
     /// @throw std::bad_alloc
