@@ -7,8 +7,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <future>
 #include <memory>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -169,6 +171,52 @@ private:
     std::unique_ptr<Body> m_body;
 };
 
+/// @cond INTERNAL
+/// What is told the outcome of an asynchronous call.
+class HTTPCLIENT_EXPORT Completion {
+public:
+    Completion() = default;
+    Completion(const Completion&) = delete;
+    Completion& operator=(const Completion&) = delete;
+    virtual ~Completion();
+    virtual void Complete(Result result) = 0;
+};
+
+/// A function of the host's, of whatever type, as such.
+template <class Done> class CompletionBy final : public Completion {
+public:
+    template <class From> explicit CompletionBy(From&& done) : m_done(std::forward<From>(done)) {}
+    void Complete(Result result) override { m_done(std::move(result)); }
+
+private:
+    Done m_done;
+};
+/// @endcond
+
+/// A call under way: a cheap handle, which the call does not need to go on.
+///
+/// @par Thread Safety
+/// Every operation may be called from any thread at any time.
+class HTTPCLIENT_EXPORT Call {
+public:
+    Call(const Call& other);
+    Call(Call&& other) noexcept;
+    Call& operator=(const Call& other);
+    Call& operator=(Call&& other) noexcept;
+    ~Call();
+
+    /// Ends the call: its outcome is Cancelled, unless another is already on its way. Does nothing after the end.
+    void Cancel() noexcept;
+
+    /// @cond INTERNAL
+    class Body;
+    explicit Call(std::shared_ptr<Body> body) noexcept;
+    /// @endcond
+
+private:
+    std::shared_ptr<Body> m_body;
+};
+
 /// Sends requests to one origin.
 ///
 /// A cheap handle: copies share one client. It may outlive its engine; its calls end as Shutdown then. A
@@ -207,11 +255,29 @@ public:
     ///         FailureKind::Internal.
     Result Send(const Request& request) const;
 
+    /// Sends a request on the engine's event loop and returns at once.
+    ///
+    /// @param request sent from its own copy, or from the object that was moved here.
+    /// @param done called with the Result, exactly once, never inside Start() and never under a lock of the library:
+    ///        on one of the engine's callback threads, or by its executor. It may block, send, cancel, destroy the
+    ///        client and shut the engine down; what it throws is swallowed. It may be movable only.
+    /// @return a handle, to cancel the call with.
+    /// @throw std::bad_alloc, std::system_error: the call was not accepted, and @p done is not called.
+    template <class Done> Call Start(Request request, Done&& done) const {
+        return StartWith(std::move(request),
+                         std::make_unique<CompletionBy<std::decay_t<Done>>>(std::forward<Done>(done)), false);
+    }
+
+    /// As Start(), with a future, which the loop fulfils: it does not wait for callbacks.
+    std::future<Result> SendAsync(Request request) const;
+
     /// @cond INTERNAL
     class Body;
     /// @endcond
 
 private:
+    Call StartWith(Request request, std::unique_ptr<Completion> done, bool onLoop) const;
+
     std::shared_ptr<Body> m_body;
 };
 

@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <utility>
 
@@ -22,6 +23,17 @@ public:
     EngineOptions& operator=(EngineOptions&& other) noexcept;
     ~EngineOptions();
 
+    /// Sets how many event loops there are, one thread each. Default 1; at least 1.
+    EngineOptions& loops(unsigned threads);
+    unsigned loops() const;
+    /// Sets how many threads run what the host gave asynchronous calls: callbacks, sources, sinks, head functions.
+    /// Default 2; at least 1 without an executor.
+    EngineOptions& callbackThreads(unsigned threads);
+    unsigned callbackThreads() const;
+    /// Sets what runs those instead of the callback threads. It may run them inline; when it throws, the loop runs
+    /// them itself.
+    EngineOptions& executor(std::function<void(std::function<void()>)> run);
+    std::function<void(std::function<void()>)> executor() const;
     /// Sets how many connections there may be. Beyond the second limit the idle ones of other origins go first.
     /// Default 100 per origin, 10,000 in all; at least 1 each.
     EngineOptions& maxConnections(std::size_t perOrigin, std::size_t inAll);
@@ -54,8 +66,8 @@ private:
 /// another.
 ///
 /// Nothing runs before the first use: a thread that closes idle connections and watches files begins with the
-/// first kept connection, threads that look names up with the first name. A process may end at any moment
-/// without Shutdown(). A forked child starts with an engine of its own under the same options and leaves
+/// first kept connection, threads that look names up with the first name, event loops with the first asynchronous
+/// call. A process may end at any moment without Shutdown(). A forked child starts with an engine of its own under the same options and leaves
 /// everything of its parent's alone.
 ///
 /// @par Thread Safety

@@ -48,6 +48,14 @@ public:
     /// The descriptors of a wait for a dial.
     std::vector<pollfd>& watched() noexcept { return m_connecting->watched(); }
 
+    /// @return when the call, or what it does just now, has to be over.
+    net::Time due() const noexcept { return Due(); }
+    /// To be called when the scratch memory is used for something else before the host code runs that Step() waits for.
+    void Preserve() {
+        if (m_receiving) {
+            m_receiving->Preserve();
+        }
+    }
     /// Ends the call from outside; nothing happens after the outcome.
     void End(FailureKind kind, net::Time now);
     /// After Done: the outcome. @throw std::bad_alloc

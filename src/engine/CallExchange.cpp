@@ -130,7 +130,6 @@ bool Call::StepReceiving(Scratch scratch, Wait& wait) {
             break;
         case Receiving::Status::Piece:
             if (!m_draining) {
-                m_receiving->Preserve();
                 wait = Host(HostPiece::Piece);
                 return true;
             }
@@ -153,7 +152,6 @@ bool Call::SeeHead(Wait& wait) {
     m_phase = Phase::Body;
     m_draining = PlanRetryOfStatus(net::Clock::now());
     if (!m_draining && m_request.seen) {
-        m_receiving->Preserve();
         wait = Host(HostPiece::Head);
         return true;
     }
@@ -185,7 +183,7 @@ bool Call::SeeByHost() {
 
 bool Call::HandOverByHost() {
     m_handedOver = true;
-    return m_request.sink(m_receiving->reader().piece());
+    return m_request.sink(m_receiving->piece());
 }
 
 void Call::RunHost() {

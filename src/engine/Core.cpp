@@ -7,6 +7,7 @@
 #include <sys/eventfd.h>
 
 #include "engine/Fork.h"
+#include "engine/Loops.h"
 #include "engine/Options.h"
 #include "support/Cancellation.h"
 
@@ -15,6 +16,8 @@ namespace httpclient::engine {
 namespace {
 
 constexpr std::uint64_t CLOSED = std::uint64_t{1} << 63;
+constexpr auto LOOK_AGAIN =
+    std::chrono::milliseconds(10); ///< for calls on other threads, where nothing tells
 constexpr auto MATERIAL_INTERVAL = std::chrono::seconds(1);
 
 /// The innermost piece of host code that a call runs on this thread.
@@ -37,7 +40,8 @@ PoolLimits LimitsOf(const EngineOptions::Body& options) {
 
 Core::Core(const EngineOptions::Body& options)
     : m_epoch(ForkEpoch()), m_end(MakeEvent()), m_pool(LimitsOf(options)), m_resolver(options.nameLifetime),
-      m_keeper([this](net::Time now) { return Look(now); }) {}
+      m_keeper([this](net::Time now) { return Look(now); }),
+      m_loops(std::make_unique<Loops>(*this, options)) {}
 
 Core::~Core() {
     Shutdown(std::chrono::milliseconds(0));
@@ -105,6 +109,13 @@ std::uint64_t Core::HostCode::CallsOn(const Core& core) noexcept {
 
 bool Core::WaitForCalls(net::Time until) {
     const std::uint64_t own = HostCode::CallsOn(*this);
+    if (Loop* loop = m_loops->OfThisThread()) {
+        // An executor runs the host's code on the loop, which has to go on with the other calls meanwhile.
+        while ((m_calls.load() & ~CLOSED) > own && net::Clock::now() < until) {
+            loop->Turn(std::min(until, net::Clock::now() + LOOK_AGAIN));
+        }
+        return (m_calls.load() & ~CLOSED) <= own;
+    }
     std::unique_lock<std::mutex> lock(m_lock);
     while ((m_calls.load() & ~CLOSED) > own) {
         if (net::Clock::now() >= until) {
@@ -122,6 +133,7 @@ void Core::EndCalls() {
     for (Parked& parked : m_parked) {
         parked.m_parker.Wake();
     }
+    m_loops->Interrupt();
 }
 
 bool Core::Shutdown(std::chrono::milliseconds grace) {
@@ -134,6 +146,7 @@ bool Core::Shutdown(std::chrono::milliseconds grace) {
     WaitForCalls(net::Time::max());
     m_pool.Close(); // what they gave back
     m_keeper.Stop();
+    m_loops->Stop();
     return inTime;
 }
 

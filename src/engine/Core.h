@@ -22,6 +22,8 @@
 
 namespace httpclient::engine {
 
+class Loops;
+
 /// One life of an engine: from its first use to its end, in one process. A forked child and a shared engine that
 /// was finalized begin another.
 ///
@@ -80,6 +82,7 @@ public:
     Pool& pool() noexcept { return m_pool; }
     net::Resolver& resolver() noexcept { return m_resolver; }
     Keeper& keeper() noexcept { return m_keeper; }
+    Loops& loops() noexcept { return *m_loops; }
 
     /// @return whether calls under way have to end.
     bool ended() const noexcept { return m_ended.load(std::memory_order_relaxed); }
@@ -111,6 +114,7 @@ private:
     Pool m_pool;
     net::Resolver m_resolver;
     Keeper m_keeper;
+    const std::unique_ptr<Loops> m_loops;
 
     std::atomic<std::uint64_t> m_calls{0}; ///< under way; the highest bit says that none may begin
     std::mutex m_lock;

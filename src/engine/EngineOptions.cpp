@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <utility>
+
 #include <httpclient/Engine.h>
 
 #include "engine/Options.h"
@@ -13,6 +15,33 @@ EngineOptions& EngineOptions::operator=(const EngineOptions& other) {
 }
 EngineOptions& EngineOptions::operator=(EngineOptions&& other) noexcept = default;
 EngineOptions::~EngineOptions() = default;
+
+EngineOptions& EngineOptions::loops(unsigned value) {
+    m_body->loops = value;
+    return *this;
+}
+
+unsigned EngineOptions::loops() const {
+    return m_body->loops;
+}
+
+EngineOptions& EngineOptions::callbackThreads(unsigned value) {
+    m_body->callbackThreads = value;
+    return *this;
+}
+
+unsigned EngineOptions::callbackThreads() const {
+    return m_body->callbackThreads;
+}
+
+EngineOptions& EngineOptions::executor(std::function<void(std::function<void()>)> value) {
+    m_body->executor = std::move(value);
+    return *this;
+}
+
+std::function<void(std::function<void()>)> EngineOptions::executor() const {
+    return m_body->executor;
+}
 
 EngineOptions& EngineOptions::maxConnections(std::size_t perOrigin, std::size_t inAll) {
     m_body->maxConnections = {perOrigin, inAll};

@@ -19,6 +19,7 @@ public:
     MonotonicCondition& operator=(const MonotonicCondition&) = delete;
     ~MonotonicCondition() { pthread_cond_destroy(&m_condition); }
 
+    void NotifyOne() noexcept { pthread_cond_signal(&m_condition); }
     void NotifyAll() noexcept { pthread_cond_broadcast(&m_condition); }
 
     /// Waits until it is notified, until a time, or for no reason. @param until Time::max(): without an end.

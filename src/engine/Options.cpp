@@ -36,6 +36,9 @@ void CheckOptions(const ClientOptions::Body& options) {
 }
 
 void CheckOptions(const EngineOptions::Body& options) {
+    Require(options.loops > 0, "httpclient::EngineOptions: loops must be at least 1");
+    Require(options.callbackThreads > 0 || options.executor,
+            "httpclient::EngineOptions: callbackThreads must be at least 1 without an executor");
     Require(options.maxConnections.first > 0 && options.maxConnections.second > 0,
             "httpclient::EngineOptions: maxConnections must be at least 1");
     Require(IsPositive(options.idleTimeout), "httpclient::EngineOptions: idleTimeout must be above 0");

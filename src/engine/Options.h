@@ -51,6 +51,9 @@ public:
 
 class EngineOptions::Body {
 public:
+    unsigned loops = 1;
+    unsigned callbackThreads = 2;
+    std::function<void(std::function<void()>)> executor;
     std::pair<std::size_t, std::size_t> maxConnections{100, 10'000}; ///< per origin, in all
     std::size_t maxWaiting = 10'000;
     std::chrono::milliseconds idleTimeout{30'000};

@@ -40,9 +40,11 @@ Receiving::Status Receiving::Feed(std::string_view bytes) {
         return Status::Pending;
     case Event::Head:
         m_goOn = true;
+        m_piece = {};
         return Status::Head;
     case Event::Piece:
         m_goOn = true;
+        m_piece = m_reader.piece();
         return Status::Piece;
     case Event::End:
         m_surplus = !m_left.empty();
@@ -54,9 +56,12 @@ Receiving::Status Receiving::Feed(std::string_view bytes) {
 }
 
 void Receiving::Preserve() {
-    std::string copy(m_left); // which may stand in the text that it goes to
+    std::string copy; // what is copied may stand in the text that it goes to
+    copy.reserve(m_piece.size() + m_left.size());
+    copy.append(m_piece).append(m_left);
     m_preserved.swap(copy);
-    m_left = m_preserved;
+    m_piece = std::string_view(m_preserved).substr(0, m_piece.size());
+    m_left = std::string_view(m_preserved).substr(m_piece.size());
 }
 
 Receiving::Status Receiving::EndOfInput(const net::IoResult& result) {
@@ -70,6 +75,8 @@ Receiving::Status Receiving::EndOfInput(const net::IoResult& result) {
         return Status::Ended;
     case Event::Piece:
         m_goOn = true;
+        m_left = {};
+        m_piece = m_reader.piece();
         return Status::Piece;
     default:
         return FailByGrammar();

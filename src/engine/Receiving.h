@@ -40,6 +40,8 @@ public:
     /// To be called after Head or Piece when the scratch memory is used for something else before the next Step().
     void Preserve();
 
+    /// @return what the sink takes, after Piece.
+    std::string_view piece() const noexcept { return m_piece; }
     http1::ResponseReader& reader() noexcept { return m_reader; }
     net::Wants wants() const noexcept { return m_wants; }
     Fault& fault() noexcept { return m_fault; }
@@ -58,10 +60,11 @@ private:
     Status FailByGrammar();
 
     http1::ResponseReader m_reader;
-    std::string_view m_left; ///< received and not yet read
-    std::string m_preserved; ///< where it stands after Preserve()
-    bool m_goOn = false;     ///< the reader has more to tell without new bytes
-    bool m_ended = false;    ///< the connection did
+    std::string_view m_left;  ///< received and not yet read
+    std::string_view m_piece; ///< for the sink
+    std::string m_preserved;  ///< where it stands after Preserve()
+    bool m_goOn = false;      ///< the reader has more to tell without new bytes
+    bool m_ended = false;     ///< the connection did
     bool m_endedCleanly = false;
     bool m_surplus = false;
     net::Wants m_wants = net::Wants::Read;
