@@ -85,9 +85,10 @@ Result RunBlocking(Core& core, const ClientCore& client, const Request::Body& re
     char memory[SCRATCH];
     const Scratch scratch{memory, sizeof(memory)};
     Waits waits(core, block);
-    Call call(core, client, request, OwnParker(), net::Clock::now());
+    net::Time now = net::Clock::now();
+    Call call(core, client, request, OwnParker(), now);
     for (;;) {
-        const Wait wait = call.Step(net::Clock::now(), scratch);
+        const Wait wait = call.Step(now, scratch);
         switch (wait.what) {
         case Wait::For::Done:
             return call.Take();
@@ -99,11 +100,12 @@ Result RunBlocking(Core& core, const ClientCore& client, const Request::Body& re
             break;
         }
         case Wait::For::Work:
-            call.RunWork(net::Clock::now());
+            call.RunWork(now);
             break;
         default:
             waits.For(wait, call);
         }
+        now = net::Clock::now();
     }
 }
 

@@ -69,7 +69,6 @@ Wait Call::Step(net::Time now, Scratch scratch) {
             wait.until = std::min(wait.until, Due());
             return wait;
         }
-        now = net::Clock::now();
     }
 }
 
@@ -88,7 +87,7 @@ Wait Call::Dispatch(net::Time now, Scratch scratch) {
     case State::Dialling:
         return StepDial(now);
     case State::Exchanging:
-        return StepExchange(scratch);
+        return StepExchange(now, scratch);
     case State::Pause:
         if (now >= m_pauseEnd) {
             m_state = State::Ask;
@@ -214,10 +213,11 @@ Wait Call::StepDial(net::Time now) {
     case Connecting::Status::Done:
         break;
     }
+    now = net::Clock::now(); // the handshake may have taken its time
     std::unique_ptr<Connection> connection = m_connecting->Take();
     m_connecting.reset();
     m_connectDeadline = net::Time::max();
-    return BeginExchange(std::move(connection), net::Clock::now());
+    return BeginExchange(std::move(connection), now);
 }
 
 void Call::RunWork(net::Time now) {

@@ -75,11 +75,11 @@ private:
     Wait BeginDial(net::Time now);
     Wait StepDial(net::Time now);
     Wait BeginExchange(std::unique_ptr<Connection> connection, net::Time now);
-    Wait StepExchange(Scratch scratch);
+    Wait StepExchange(net::Time now, Scratch scratch);
     bool IsSending() const noexcept;
-    bool StepSending(Wait& wait);
-    bool StepReceiving(Scratch scratch, Wait& wait);
-    bool SeeHead(Wait& wait);
+    bool StepSending(net::Time now, Wait& wait);
+    bool StepReceiving(net::Time now, Scratch scratch, Wait& wait);
+    bool SeeHead(net::Time now, Wait& wait);
     void ChooseBody();
     Wait ExchangeEnded(net::Time now);
     Wait ExchangeFailed(Fault fault, net::Time now);

@@ -50,16 +50,16 @@ Wait Call::BeginExchange(std::unique_ptr<Connection> connection, net::Time now) 
     return {};
 }
 
-Wait Call::StepExchange(Scratch scratch) {
+Wait Call::StepExchange(net::Time now, Scratch scratch) {
     if (m_hostFault) {
-        return ExchangeFailed(std::move(*m_hostFault), net::Clock::now());
+        return ExchangeFailed(std::move(*m_hostFault), now);
     }
     Wait wait;
-    if (IsSending() && StepSending(wait)) {
+    if (IsSending() && StepSending(now, wait)) {
         return wait;
     }
     // While a body goes up, the answer is listened for; a final one ends the sending.
-    if (StepReceiving(scratch, wait)) {
+    if (StepReceiving(now, scratch, wait)) {
         return wait;
     }
     if (IsSending() && m_sending->needsSource()) {
@@ -75,7 +75,7 @@ bool Call::IsSending() const noexcept {
 }
 
 /// @return whether there is a wait, or the exchange is over.
-bool Call::StepSending(Wait& wait) {
+bool Call::StepSending(net::Time now, Wait& wait) {
     const Sending::Status status = m_sending->Step(m_connection->channel);
     m_requestSent = m_requestSent || m_sending->sent() > 0;
     switch (status) {
@@ -88,7 +88,7 @@ bool Call::StepSending(Wait& wait) {
         wait = Host(HostPiece::Source);
         return true;
     case Sending::Status::Failed:
-        wait = ExchangeFailed(std::move(m_sending->fault()), net::Clock::now());
+        wait = ExchangeFailed(std::move(m_sending->fault()), now);
         return true;
     case Sending::Status::Broken:
         // What has arrived is read first: it may be the answer that tells why.
@@ -107,16 +107,16 @@ bool Call::StepSending(Wait& wait) {
 }
 
 /// @return whether there is a wait, or the exchange is over.
-bool Call::StepReceiving(Scratch scratch, Wait& wait) {
+bool Call::StepReceiving(net::Time now, Scratch scratch, Wait& wait) {
     for (;;) {
         const Receiving::Status status = m_receiving->Step(m_connection->channel, scratch);
         if (m_timed != Phase::Body && m_receiving->begun()) {
-            Count(Phase::Body, net::Clock::now());
+            Count(Phase::Body, now);
         }
         switch (status) {
         case Receiving::Status::Pending:
             if (m_sendFault) {
-                wait = ExchangeFailed(std::move(*m_sendFault), net::Clock::now());
+                wait = ExchangeFailed(std::move(*m_sendFault), now);
                 return true;
             }
             return false;
@@ -124,7 +124,7 @@ bool Call::StepReceiving(Scratch scratch, Wait& wait) {
             wait = {Wait::For::Again, {}, net::Time::max()};
             return true;
         case Receiving::Status::Head:
-            if (SeeHead(wait)) {
+            if (SeeHead(now, wait)) {
                 return true;
             }
             break;
@@ -147,10 +147,10 @@ bool Call::StepReceiving(Scratch scratch, Wait& wait) {
 }
 
 /// The final head is there. @return whether there is a wait.
-bool Call::SeeHead(Wait& wait) {
+bool Call::SeeHead(net::Time now, Wait& wait) {
     m_headSeen = true;
     m_phase = Phase::Body;
-    m_draining = PlanRetryOfStatus(net::Clock::now());
+    m_draining = PlanRetryOfStatus(now);
     if (!m_draining && m_request.seen) {
         wait = Host(HostPiece::Head);
         return true;
