@@ -16,6 +16,7 @@
 #include "interpose/Allocations.h"
 #include "pool/HttpConnection.h"
 
+using httpclient::testing::AllocationsOf;
 using httpclient::testing::CountedNew;
 using httpclient::testing::Resources;
 
@@ -37,12 +38,6 @@ bool SurvivesFailureOf(std::size_t allocation, const std::function<void()>& oper
     } catch (const std::bad_alloc&) {
         return false;
     }
-}
-
-std::size_t AllocationsOf(const std::function<void()>& operation) {
-    const CountedNew held;
-    operation();
-    return held.Count();
 }
 
 class PoolMemory : public PoolTest {

@@ -41,6 +41,44 @@ TEST(CountedNew, FailsTheAllocationThatItIsTold) {
     EXPECT_TRUE(third);
 }
 
+TEST(CountedNew, FailsAllThatComeAfterTheOneThatItIsTold) {
+    bool first = false;
+    bool second = true;
+    bool third = true;
+    {
+        const CountedNew counted(2, Failing::AllFrom);
+        first = LibraryNew();
+        second = LibraryNew();
+        third = LibraryNew();
+    }
+    EXPECT_TRUE(first);
+    EXPECT_FALSE(second);
+    EXPECT_FALSE(third);
+    EXPECT_TRUE(LibraryNew());
+}
+
+TEST(CountedNew, FailsNothingWhenItIsToldNone) {
+    bool there = false;
+    {
+        const CountedNew counted(0, Failing::AllFrom);
+        there = LibraryNew();
+    }
+    EXPECT_TRUE(there);
+}
+
+TEST(CountedNew, TellsWhetherItHoldsAnything) {
+    const CountedNew counted(2);
+    const bool works = CountedNew::Works();
+    const std::size_t count = counted.Count();
+    EXPECT_TRUE(works);
+    EXPECT_EQ(count, 0U) << "asking does not count";
+}
+
+TEST(AllocationsOf, AreThoseOfTheOperation) {
+    EXPECT_EQ(AllocationsOf([] {}), 0U);
+    EXPECT_EQ(AllocationsOf([] { LibraryNew(); }), 1U);
+}
+
 TEST(CountedNew, LeavesOtherThreadsAlone) {
     bool there = false;
     std::size_t count = 0;
