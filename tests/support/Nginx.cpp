@@ -55,7 +55,9 @@ bool ComesUp(ChildProcess& process, const std::filesystem::path& directory,
     return true;
 }
 
-std::string TlsSettings(const TemporaryDirectory& directory, const TlsOptions& tls) {
+} // namespace
+
+std::string NginxTls(const TemporaryDirectory& directory, const TlsOptions& tls) {
     directory.Write("server.pem", tls.identity.certificatePem);
     directory.Write("server.key", tls.identity.keyPem);
     directory.Write("ca.pem", tls.clientCaPem);
@@ -66,8 +68,6 @@ std::string TlsSettings(const TemporaryDirectory& directory, const TlsOptions& t
     }
     return text;
 }
-
-} // namespace
 
 bool NginxProcess::Installed() {
     return !Program().empty();
@@ -96,7 +96,7 @@ NginxServer::NginxServer(const TlsOptions& tls, const std::string& locations, co
                          const std::string& address, std::uint16_t port)
     : m_endpoint{address, port != 0 ? port : FreePorts(address, 1).front()},
       m_process(m_directory, "master_process off;", "",
-                ServerBlock(listen, TlsSettings(m_directory, tls) + locations), {m_endpoint}) {}
+                ServerBlock(listen, NginxTls(m_directory, tls) + locations), {m_endpoint}) {}
 
 NginxServer::NginxServer(const std::string& locations, const std::string& address, std::uint16_t port)
     : m_endpoint{address, port != 0 ? port : FreePorts(address, 1).front()},

@@ -39,6 +39,10 @@ private:
     ChildProcess m_process;
 };
 
+/// Writes the files of a server that does TLS so into its directory.
+/// @return what stands in its server block for it.
+std::string NginxTls(const TemporaryDirectory& directory, const TlsOptions& tls);
+
 /// nginx with one server block, on a loopback address. Stops when this object ends.
 class NginxServer {
 public:

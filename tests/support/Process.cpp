@@ -16,7 +16,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "tests/kit/src/Descriptor.h"
+#include "tests/support/Pipe.h"
 
 extern char** environ;
 
@@ -24,7 +24,7 @@ namespace httpclient::testing {
 
 namespace {
 
-constexpr unsigned int LONGEST_RUN = 60; // seconds of a forked copy
+constexpr unsigned int LONGEST_RUN = 30; // seconds of a forked copy
 constexpr int NOT_RUN = 127;             // as shells have it
 
 /// A command as execvpe() takes it. Made before the fork: the child of a process with threads may not allocate.
@@ -43,6 +43,9 @@ public:
     Launch& operator=(const Launch&) = delete;
 
     [[noreturn]] void Exec() {
+        if (m_command.output >= 0 && dup2(m_command.output, STDOUT_FILENO) < 0) {
+            _exit(NOT_RUN);
+        }
         const std::string& file = m_command.errorFile;
         const int error =
             file.empty() ? STDERR_FILENO : open(file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
@@ -83,19 +86,6 @@ template <class Body> pid_t ForkInto(const Body& body) {
     }
     return child;
 }
-
-struct Pipe {
-    Pipe() {
-        std::array<int, 2> ends{};
-        if (pipe2(ends.data(), O_CLOEXEC) != 0) {
-            throw std::system_error(errno, std::generic_category(), "pipe");
-        }
-        toRead = Descriptor(ends[0]);
-        toWrite = Descriptor(ends[1]);
-    }
-    Descriptor toRead;
-    Descriptor toWrite;
-};
 
 /// Writing to a program that does not read must not end the test.
 class WithoutBrokenPipes {

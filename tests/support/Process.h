@@ -31,6 +31,7 @@ struct Command {
     std::optional<Variables> environment; ///< All its variables; that of this process unless given.
     std::string input;                    ///< Its standard input, where output is captured.
     std::string directory;                ///< Where it runs; "" for the current directory.
+    int output = -1;                      ///< The descriptor that its standard output goes to; -1 for none.
     std::string errorFile; ///< Where its standard error goes instead of to the caller; "" for nowhere else.
 };
 
@@ -59,8 +60,7 @@ private:
     pid_t m_process = -1;
 };
 
-/// Starts a program, which ends when the thread that started it does. Its streams are those of this process, but for
-/// Command::errorFile.
+/// Starts a program, which ends when the thread that started it does. Its streams are those of this process unless the command names others.
 /// @throw std::system_error when there is no process for it. A program that cannot be run exits with 127.
 ChildProcess StartCommand(const Command& command);
 
@@ -78,7 +78,7 @@ ChildProcess Fork(const std::function<void()>& body);
 
 /// Runs the body in a forked copy of this process, to its end, and captures what it writes. The copy exits with 0 as
 /// exit() does, with all that happens then, unless the body ends it otherwise. A copy that hangs is ended by SIGALRM
-/// after a minute. For expectations within the body see Forked.h.
+/// after half a minute. For expectations within the body see Forked.h.
 /// @throw std::system_error when there is no process or pipe for it.
 Ended RunForked(const std::function<void()>& body);
 

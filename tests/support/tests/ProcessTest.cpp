@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/support/Process.h"
 
+#include <array>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -16,6 +17,7 @@
 #include <httpclient/testing/ResourceListener.h>
 
 #include "tests/support/Forked.h"
+#include "tests/support/Pipe.h"
 
 namespace httpclient::testing {
 
@@ -116,6 +118,18 @@ TEST(ChildProcess, IsKilledAndWaitedForWithItsOwner) {
         EXPECT_TRUE(child.Runs());
     }
     EXPECT_EQ(waitpid(id, nullptr, WNOHANG), -1) << "it is no child any more";
+}
+
+TEST(ChildProcess, WritesToADescriptorWhenTold) {
+    Pipe pipe;
+    Command command = Shell("echo announced");
+    command.output = pipe.toWrite.get();
+    ChildProcess child = StartCommand(command);
+    pipe.toWrite.Close();
+    std::array<char, 20> text{};
+    EXPECT_EQ(read(pipe.toRead.get(), text.data(), text.size()), 10);
+    EXPECT_STREQ(text.data(), "announced\n");
+    EXPECT_EQ(child.Wait().exitCode, 0);
 }
 
 TEST(ChildProcess, EndsByTheSignalThatItIsSent) {
