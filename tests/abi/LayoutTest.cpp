@@ -19,6 +19,7 @@
 #include <httpclient/HttpRequest.h>
 #include <httpclient/HttpResponse.h>
 
+#include "client/AsyncOperation.h"
 #include "client/HttpClientImp.h"
 #include "identity/HttpSiaToken.h"
 #include "message/HttpRequestImp.h"
@@ -52,6 +53,7 @@ using R = CHttpResponseImp;
 using Conn = CHttpConnection;
 using Mgr = CHttpConnectionMgr;
 using Sia = CHttpSiaToken;
+using Args = AsyncOperationArgs;
 
 constexpr std::ptrdiff_t TASK = sizeof(ACE_Task_Base); // the pool's own fields come right after its base
 
@@ -107,6 +109,16 @@ std::vector<FieldRow> Fields() {
         Field<ACE_Mutex>("CHttpSiaToken::m_TokenMutex", &Sia::m_TokenMutex, 136),
         Field<Text>("SiaToken::token", &SiaToken::token, 0),
         Field<std::time_t>("SiaToken::expire_at", &SiaToken::expire_at, 32),
+
+        Field<bool>("AsyncOperationArgs::bSSL", &Args::bSSL, 0),
+        Field<const char*>("AsyncOperationArgs::pszCaInfo", &Args::pszCaInfo, 8),
+        Field<CURL*>("AsyncOperationArgs::curl", &Args::curl, 16),
+        Field<CURLM*>("AsyncOperationArgs::mcurl", &Args::mcurl, 24),
+        Field<curl_slist*>("AsyncOperationArgs::ptrSList", &Args::ptrSList, 32),
+        Field<CHttpConnection*>("AsyncOperationArgs::ptrHttpConn", &Args::ptrHttpConn, 40),
+        Field<void (*)(const CHttpResponse&)>("AsyncOperationArgs::pfnCallback", &Args::pfnCallback, 48),
+        Field<Text>("AsyncOperationArgs::strContent", &Args::strContent, 56),
+        Field<std::shared_ptr<CHttpResponse>>("AsyncOperationArgs::response", &Args::response, 88),
     };
 }
 
@@ -130,6 +142,7 @@ const SizeRow SIZES[] = {
     {"CHttpsConnection", 80, sizeof(CHttpsConnection)}, // adds nothing
     {"CHttpConnectionMgr", TASK + 184, sizeof(CHttpConnectionMgr)},
     {"SiaToken", 40, sizeof(SiaToken)},
+    {"AsyncOperationArgs", 104, sizeof(AsyncOperationArgs)},
     {"HTTPOPERATIONTYPE", 4, sizeof(HTTPOPERATIONTYPE)},
     {"CurlEasyPtr", 8, sizeof(CurlEasyPtr)}, // as the handle itself
     {"CurlMultiPtr", 8, sizeof(CurlMultiPtr)},
