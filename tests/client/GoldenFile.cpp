@@ -59,3 +59,11 @@ std::string Shown(const std::string& bytes, const std::string& indent) {
     }
     return lineBegins ? text : text + "\n";
 }
+
+std::string Section(const std::string& heading, const std::vector<std::string>& lines) {
+    std::string text = heading + '\n';
+    for (const std::string& line : lines) {
+        text += "    " + line + '\n';
+    }
+    return text + '\n';
+}
