@@ -51,6 +51,7 @@ void GivingBack(void* block) noexcept;
 } // namespace httpclient::testing
 
 // glibc's own entrances to its allocator. dlsym() would not do in an allocator: it may allocate itself.
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): glibc gives the names
 extern "C" {
 void* __libc_malloc(std::size_t size);
 void* __libc_calloc(std::size_t count, std::size_t size);
@@ -58,3 +59,4 @@ void* __libc_realloc(void* block, std::size_t size);
 void* __libc_memalign(std::size_t alignment, std::size_t size);
 void __libc_free(void* block);
 }
+// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
