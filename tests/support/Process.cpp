@@ -16,6 +16,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "tests/support/IgnoredSignal.h"
 #include "tests/support/Pipe.h"
 
 extern char** environ;
@@ -87,18 +88,6 @@ template <class Body> pid_t ForkInto(const Body& body) {
     return child;
 }
 
-/// Writing to a program that does not read must not end the test.
-class WithoutBrokenPipes {
-public:
-    WithoutBrokenPipes() : m_former(std::signal(SIGPIPE, SIG_IGN)) {}
-    ~WithoutBrokenPipes() { std::signal(SIGPIPE, m_former); }
-    WithoutBrokenPipes(const WithoutBrokenPipes&) = delete;
-    WithoutBrokenPipes& operator=(const WithoutBrokenPipes&) = delete;
-
-private:
-    void (*m_former)(int);
-};
-
 /// The three streams of a child whose output is captured.
 class Streams {
 public:
@@ -115,7 +104,7 @@ public:
 
     /// Feeds the child, and collects what it writes until it writes no more.
     void Attend(std::string_view input, Ended& ended) {
-        const WithoutBrokenPipes ignoring;
+        const IgnoredSignal brokenPipe(SIGPIPE); // a program that does not read must not end the test
         m_in.toRead.Close();
         m_out.toWrite.Close();
         m_err.toWrite.Close();

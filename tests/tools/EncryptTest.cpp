@@ -2,13 +2,17 @@
 #include <csignal>
 #include <sstream>
 
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <json/json.h>
 
 #include "ToolFixture.h"
+#include "tests/support/IgnoredSignal.h"
+#include "tests/support/ResourceLimit.h"
+
+using httpclient::testing::IgnoredSignal;
+using httpclient::testing::ResourceLimit;
 
 namespace {
 
@@ -27,26 +31,6 @@ Json::Value Parsed(const std::string& text) {
     stream >> value;
     return value;
 }
-
-/// While it lives, no file can grow beyond a size; the tool inherits that.
-class FileSizeLimit {
-public:
-    explicit FileSizeLimit(rlim_t size) : m_handler(std::signal(SIGXFSZ, SIG_IGN)) {
-        getrlimit(RLIMIT_FSIZE, &m_before);
-        const rlimit limit{size, m_before.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &limit);
-    }
-    ~FileSizeLimit() {
-        setrlimit(RLIMIT_FSIZE, &m_before);
-        std::signal(SIGXFSZ, m_handler);
-    }
-    FileSizeLimit(const FileSizeLimit&) = delete;
-    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
-
-private:
-    void (*m_handler)(int);
-    rlimit m_before{};
-};
 
 class EncryptTest : public ToolFixture {
 protected:
@@ -202,7 +186,8 @@ TEST_F(EncryptTest, LeavesNoOtherFilesBehind) {
 TEST_F(EncryptTest, KeepsTheOldManifestWhenTheNewOneCannotBeWritten) {
     const std::string path = WriteManifest("{}");
     {
-        const FileSizeLimit disk(16); // as if the disk were full
+        const IgnoredSignal tooLarge(SIGXFSZ);
+        const ResourceLimit disk(RLIMIT_FSIZE, 16); // as if the disk were full
         EXPECT_EQ(Run({"encrypt", "--manifest", path}, CANARY_PASSWORD).exitCode, 3);
     }
     EXPECT_EQ(ReadFile(path), "{}");
