@@ -3,7 +3,6 @@
 #include <atomic>
 #include <filesystem>
 #include <fstream>
-#include <new>
 #include <string>
 #include <vector>
 
@@ -207,10 +206,7 @@ TEST_F(Singleton, IsMadeEvenWhenItsLockCannotBeTaken) {
 TEST_F(Singleton, LetsTheExceptionOutWhenMemoryRunsOutAndIsMadeAtTheNextCall) {
     std::size_t refused = 0;
     for (std::size_t failing = 1; CHttpSiaToken::m_pInstance == nullptr; ++failing) {
-        const CountedNew held(failing);
-        try {
-            CHttpSiaToken::Instance();
-        } catch (const std::bad_alloc&) {
+        if (!SurvivesFailureOf(failing, [] { CHttpSiaToken::Instance(); })) {
             ++refused;
             EXPECT_EQ(LoadPublished(CHttpSiaToken::m_pInstance), nullptr);
             EXPECT_TRUE(IsFree(CHttpSiaToken::m_Mutex.lock_));

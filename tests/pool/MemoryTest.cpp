@@ -19,6 +19,7 @@
 using httpclient::testing::AllocationsOf;
 using httpclient::testing::CountedNew;
 using httpclient::testing::Resources;
+using httpclient::testing::SurvivesFailureOf;
 
 namespace {
 
@@ -27,17 +28,6 @@ const char* const LONG_HOST = "a-host-whose-name-is-longer-than-any-small-string
 
 bool IsLockFree(CHttpConnectionMgr& pool) {
     return pool.m_PoolLock.tryacquire_write() == 0 && pool.m_PoolLock.release() == 0;
-}
-
-/// @return whether the operation ended by itself, and not by the failure of that allocation.
-bool SurvivesFailureOf(std::size_t allocation, const std::function<void()>& operation) {
-    const CountedNew held(allocation);
-    try {
-        operation();
-        return true;
-    } catch (const std::bad_alloc&) {
-        return false;
-    }
 }
 
 class PoolMemory : public PoolTest {

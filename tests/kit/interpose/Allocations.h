@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstddef>
+#include <new>
 
 #include "interpose/Tally.h"
 
@@ -45,6 +46,19 @@ template <class Operation> std::size_t AllocationsOf(const Operation& operation)
     const CountedNew counted;
     operation();
     return counted.Count();
+}
+
+/// Runs an operation, one of whose calls of operator new on this thread fails.
+/// @param failing which one, counted from 1.
+/// @return whether the operation ended by itself, and not by std::bad_alloc.
+template <class Operation> bool SurvivesFailureOf(std::size_t failing, const Operation& operation) {
+    const CountedNew counted(failing);
+    try {
+        operation();
+        return true;
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
 }
 
 } // namespace httpclient::testing

@@ -79,6 +79,23 @@ TEST(AllocationsOf, AreThoseOfTheOperation) {
     EXPECT_EQ(AllocationsOf([] { LibraryNew(); }), 1U);
 }
 
+TEST(SurvivesFailureOf, TellsWhetherTheFailureEndsTheOperation) {
+    std::unique_ptr<int> first; // out here, or a compiler may leave the allocations out
+    std::unique_ptr<int> second;
+    const auto twice = [&] {
+        first = std::make_unique<int>(1);
+        second = std::make_unique<int>(2);
+    };
+    EXPECT_FALSE(SurvivesFailureOf(1, twice));
+    EXPECT_EQ(first, nullptr);
+    EXPECT_FALSE(SurvivesFailureOf(2, twice));
+    EXPECT_NE(first, nullptr);
+    EXPECT_EQ(second, nullptr);
+    EXPECT_TRUE(SurvivesFailureOf(3, twice));
+    EXPECT_NE(second, nullptr);
+    EXPECT_TRUE(SurvivesFailureOf(1, [] { LibraryNew(); })) << "it takes the failure itself";
+}
+
 TEST(CountedNew, LeavesOtherThreadsAlone) {
     bool there = false;
     std::size_t count = 0;
