@@ -11,7 +11,7 @@ namespace httpclient::testing {
 class IgnoredSignal {
 public:
     explicit IgnoredSignal(int number) : m_number(number), m_former(std::signal(number, SIG_IGN)) {}
-    ~IgnoredSignal() { std::signal(m_number, m_former); }
+    ~IgnoredSignal() { static_cast<void>(std::signal(m_number, m_former)); }
     IgnoredSignal(const IgnoredSignal&) = delete;
     IgnoredSignal& operator=(const IgnoredSignal&) = delete;
 

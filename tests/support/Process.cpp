@@ -19,8 +19,6 @@
 #include "tests/support/IgnoredSignal.h"
 #include "tests/support/Pipe.h"
 
-extern char** environ;
-
 namespace httpclient::testing {
 
 namespace {
@@ -35,7 +33,7 @@ public:
         : m_command(command), m_words(command.words), m_argv(PointersTo(m_words)) {
         if (command.environment) {
             for (const auto& [name, value] : *command.environment) {
-                m_variables.push_back(name + '=' + value);
+                m_variables.emplace_back(name).append(1, '=').append(value);
             }
             m_envp = PointersTo(m_variables);
         }
@@ -61,6 +59,7 @@ public:
 private:
     static std::vector<char*> PointersTo(std::vector<std::string>& texts) {
         std::vector<char*> pointers;
+        pointers.reserve(texts.size() + 1);
         for (std::string& text : texts) {
             pointers.push_back(text.data());
         }
