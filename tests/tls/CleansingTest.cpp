@@ -12,8 +12,8 @@
 #include <httpclient/testing/Environment.h>
 #include <httpclient/testing/FakeTokenService.h>
 
-#include "WatchedMemory.h"
 #include "identity/HttpSiaToken.h"
+#include "interpose/WatchedBlocks.h"
 #include "pool/HttpsConnection.h"
 #include "setting/Log.h"
 #include "setting/Secrets.h"
@@ -63,7 +63,7 @@ TEST(TlsCleansing, ThePasswordLeavesNothingBehindInMemoryThatIsGivenBack) {
     const TlsSetting tls;
     tls.root().Replace("manifest.json", Manifest(TlsSetting::Encrypted(Secret(PASSWORD))));
     StartLog();
-    const FreedBlocks freed(PASSWORD);
+    const FreedBlocks freed{PASSWORD};
     { const CHttpsConnection connection("127.0.0.1", 443); }
     EXPECT_EQ(Logged(), Lines{}) << "the password is had";
     EXPECT_GT(freed.Count(), 10);
@@ -116,7 +116,7 @@ TEST(HeaderCleansing, AHeaderLineLeavesNothingBehindEither) {
 }
 
 TEST(TlsCleansing, WouldSeeAPasswordThatIsLeftBehind) {
-    const FreedBlocks freed(PASSWORD);
+    const FreedBlocks freed{PASSWORD};
     {
         std::string password;
         password.append("x").append(PASSWORD);

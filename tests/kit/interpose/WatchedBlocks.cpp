@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "WatchedMemory.h"
+#include "interpose/WatchedBlocks.h"
 
 #include <algorithm>
 #include <array>
@@ -7,15 +7,19 @@
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
-#include <new>
 
 #include <malloc.h>
+
+#include "interpose/Heap.h"
+
+namespace httpclient::testing {
 
 namespace {
 
 constexpr std::size_t PART = 16; // of a text that is looked for
 
-std::atomic<const char*> g_lookedFor{nullptr};
+std::array<std::atomic<const char*>, 4> g_lookedFor{};
+std::atomic<bool> g_looking{false};
 std::atomic<int> g_freed{0};
 std::atomic<int> g_freedHolding{0};
 
@@ -48,12 +52,12 @@ void Forget(void* block) {
 }
 
 void Inspect(void* block) {
-    const char* const text = g_lookedFor;
-    if (text == nullptr) {
+    if (!g_looking) {
         return;
     }
     ++g_freed;
-    if (Holds(block, text)) {
+    if (std::any_of(g_lookedFor.begin(), g_lookedFor.end(),
+                    [block](const char* text) { return text != nullptr && Holds(block, text); })) {
         ++g_freedHolding;
     }
 }
@@ -61,17 +65,16 @@ void Inspect(void* block) {
 } // namespace
 
 // calloc, so that looking at a block's unwritten end is well defined.
-void* operator new(std::size_t size) {
-    void* const block = std::calloc(1, size == 0 ? 1 : size);
-    if (block == nullptr) {
-        throw std::bad_alloc();
-    }
-    if (t_noting) {
+void* heap::Take(std::size_t size, std::size_t alignment, const void* /*caller*/) noexcept {
+    void* const block =
+        alignment <= __STDCPP_DEFAULT_NEW_ALIGNMENT__ ? std::calloc(1, size) : FromMalloc(size, alignment);
+    if (block != nullptr && t_noting) {
         Note(block);
     }
     return block;
 }
-void operator delete(void* block) noexcept {
+
+void heap::GiveBack(void* block) noexcept {
     if (block == nullptr) {
         return;
     }
@@ -81,18 +84,20 @@ void operator delete(void* block) noexcept {
     }
     std::free(block);
 }
-void operator delete(void* block, std::size_t /*size*/) noexcept {
-    operator delete(block);
-}
 
-FreedBlocks::FreedBlocks(const char* text) {
+FreedBlocks::FreedBlocks(std::initializer_list<const char*> texts) {
+    if (texts.size() > g_lookedFor.size()) {
+        std::abort(); // more than any test here needs
+    }
+    std::copy(texts.begin(), texts.end(), g_lookedFor.begin());
     g_freed = 0;
     g_freedHolding = 0;
-    g_lookedFor = text;
+    g_looking = true;
 }
 
 FreedBlocks::~FreedBlocks() {
-    g_lookedFor = nullptr;
+    g_looking = false;
+    std::fill(g_lookedFor.begin(), g_lookedFor.end(), nullptr);
 }
 
 int FreedBlocks::Count() const {
@@ -127,3 +132,5 @@ std::size_t LiveBlocks::Holding(const char* text) const {
     return static_cast<std::size_t>(std::count_if(g_live.begin(), g_live.begin() + g_liveCount,
                                                   [text](void* block) { return Holds(block, text); }));
 }
+
+} // namespace httpclient::testing

@@ -1,22 +1,25 @@
 // SPDX-License-Identifier: Apache-2.0
 /// @file
-/// The C++ memory of the process, watched: what is given back, and what is kept.
+/// The C++ memory of the process, watched: what is given back, and what is kept. Link httpclient_interpose_blocks.
 #pragma once
 
 #include <cstddef>
+#include <initializer_list>
 
-/// While it lives, looks for a text in every block that operator delete gets back, on whatever thread. One at
+namespace httpclient::testing {
+
+/// While it lives, looks for texts in every block that operator delete gets back, on whatever thread. One at
 /// a time.
 class FreedBlocks {
 public:
-    /// @param text looked for; has to live as long.
-    explicit FreedBlocks(const char* text);
+    /// @param texts looked for, four at the most; have to live as long.
+    FreedBlocks(std::initializer_list<const char*> texts);
     ~FreedBlocks();
     FreedBlocks(const FreedBlocks&) = delete;
     FreedBlocks& operator=(const FreedBlocks&) = delete;
     /// @return how many there were.
     int Count() const;
-    /// @return how many of them held the text's first characters: a part is a leak as well.
+    /// @return how many of them held a text's first characters: a part is a leak as well.
     int Holding() const;
 };
 
@@ -34,3 +37,5 @@ public:
     /// @return how many of them hold a text's first characters.
     std::size_t Holding(const char* text) const;
 };
+
+} // namespace httpclient::testing
