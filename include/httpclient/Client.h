@@ -63,11 +63,12 @@ public:
 
     /// @cond INTERNAL
     class Body;
-    const Body& internals() const noexcept { return *m_body; }
+    const Body& internals() const;
     /// @endcond
 
 private:
-    std::unique_ptr<Body> m_body;
+    Body& Own();
+    std::unique_ptr<Body> m_body; ///< Null: moved from, and as good as new.
 };
 
 /// When a call is sent again. Default: never.
@@ -102,11 +103,12 @@ public:
 
     /// @cond INTERNAL
     class Body;
-    const Body& internals() const noexcept { return *m_body; }
+    const Body& internals() const;
     /// @endcond
 
 private:
-    std::unique_ptr<Body> m_body;
+    Body& Own();
+    std::unique_ptr<Body> m_body; ///< Null: moved from, and as good as new.
 };
 
 /// What a client is made with.
@@ -162,11 +164,12 @@ public:
 
     /// @cond INTERNAL
     class Body;
-    const Body& internals() const noexcept { return *m_body; }
+    const Body& internals() const;
     /// @endcond
 
 private:
-    std::unique_ptr<Body> m_body;
+    Body& Own();
+    std::unique_ptr<Body> m_body; ///< Null: moved from, and as good as new.
 };
 
 /// Sends requests to one origin.

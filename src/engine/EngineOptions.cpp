@@ -6,7 +6,8 @@
 namespace httpclient {
 
 EngineOptions::EngineOptions() : m_body(std::make_unique<Body>()) {}
-EngineOptions::EngineOptions(const EngineOptions& other) : m_body(std::make_unique<Body>(*other.m_body)) {}
+EngineOptions::EngineOptions(const EngineOptions& other)
+    : m_body(std::make_unique<Body>(other.internals())) {}
 EngineOptions::EngineOptions(EngineOptions&& other) noexcept = default;
 EngineOptions& EngineOptions::operator=(const EngineOptions& other) {
     return *this = EngineOptions(other);
@@ -14,49 +15,62 @@ EngineOptions& EngineOptions::operator=(const EngineOptions& other) {
 EngineOptions& EngineOptions::operator=(EngineOptions&& other) noexcept = default;
 EngineOptions::~EngineOptions() = default;
 
+const EngineOptions::Body& EngineOptions::internals() const {
+    static const Body& asNew =
+        *new Body; // never destroyed, so that threads that outlive main() may still use it
+    return m_body ? *m_body : asNew;
+}
+
+EngineOptions::Body& EngineOptions::Own() {
+    if (!m_body) { // moved from
+        m_body = std::make_unique<Body>();
+    }
+    return *m_body;
+}
+
 EngineOptions& EngineOptions::maxConnections(std::size_t perOrigin, std::size_t inAll) {
-    m_body->maxConnections = {perOrigin, inAll};
+    Own().maxConnections = {perOrigin, inAll};
     return *this;
 }
 
 std::pair<std::size_t, std::size_t> EngineOptions::maxConnections() const {
-    return m_body->maxConnections;
+    return internals().maxConnections;
 }
 
 EngineOptions& EngineOptions::maxWaiting(std::size_t value) {
-    m_body->maxWaiting = value;
+    Own().maxWaiting = value;
     return *this;
 }
 
 std::size_t EngineOptions::maxWaiting() const {
-    return m_body->maxWaiting;
+    return internals().maxWaiting;
 }
 
 EngineOptions& EngineOptions::idleTimeout(std::chrono::milliseconds value) {
-    m_body->idleTimeout = value;
+    Own().idleTimeout = value;
     return *this;
 }
 
 std::chrono::milliseconds EngineOptions::idleTimeout() const {
-    return m_body->idleTimeout;
+    return internals().idleTimeout;
 }
 
 EngineOptions& EngineOptions::maxAge(std::chrono::milliseconds value) {
-    m_body->maxAge = value;
+    Own().maxAge = value;
     return *this;
 }
 
 std::chrono::milliseconds EngineOptions::maxAge() const {
-    return m_body->maxAge;
+    return internals().maxAge;
 }
 
 EngineOptions& EngineOptions::nameLifetime(std::chrono::milliseconds value) {
-    m_body->nameLifetime = value;
+    Own().nameLifetime = value;
     return *this;
 }
 
 std::chrono::milliseconds EngineOptions::nameLifetime() const {
-    return m_body->nameLifetime;
+    return internals().nameLifetime;
 }
 
 } // namespace httpclient
