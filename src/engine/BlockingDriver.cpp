@@ -6,6 +6,7 @@
 #include <memory>
 #include <vector>
 
+#include <cxxabi.h>
 #include <poll.h>
 
 #include "engine/Call.h"
@@ -79,13 +80,11 @@ private:
 
 } // namespace
 
-Result RunBlocking(Core& core, const ClientCore& client, const Request::Body& request) {
-    // Cancelled is only what waits and what is the host's: nothing of ours is left half done.
-    const CancellationBlock block;
+namespace {
+
+Result Run(Call& call, Waits& waits, const CancellationBlock& block) {
     char memory[SCRATCH];
     const Scratch scratch{memory, sizeof(memory)};
-    Waits waits(core, block);
-    Call call(core, client, request, OwnParker(), net::Clock::now());
     for (;;) {
         const Wait wait = call.Step(net::Clock::now(), scratch);
         switch (wait.what) {
@@ -104,6 +103,26 @@ Result RunBlocking(Core& core, const ClientCore& client, const Request::Body& re
         default:
             waits.For(wait, call);
         }
+    }
+}
+
+} // namespace
+
+Result RunBlocking(Core& core, const Core::Visit& visit, const ClientCore& client,
+                   const Request::Body& request) {
+    // Cancelled is only what waits and what is the host's: nothing of ours is left half done.
+    const CancellationBlock block;
+    Call call(core, client, request, OwnParker(), net::Clock::now());
+    if (!visit.entered()) {
+        call.End(FailureKind::Shutdown, net::Clock::now());
+    }
+    Waits waits(core, block);
+    try {
+        return Run(call, waits, block);
+    } catch (abi::__forced_unwind&) {
+        throw; // the thread is cancelled
+    } catch (...) {
+        return call.TakeExhausted();
     }
 }
 
