@@ -65,11 +65,12 @@ public:
 
     /// @cond INTERNAL
     class Body;
-    const Body& internals() const noexcept { return *m_body; }
+    const Body& internals() const;
     /// @endcond
 
 private:
-    std::unique_ptr<Body> m_body;
+    Body& Own();
+    std::unique_ptr<Body> m_body; ///< Null: moved from, and as good as new.
 };
 
 /// When a call is sent again. Default: never.
@@ -104,11 +105,12 @@ public:
 
     /// @cond INTERNAL
     class Body;
-    const Body& internals() const noexcept { return *m_body; }
+    const Body& internals() const;
     /// @endcond
 
 private:
-    std::unique_ptr<Body> m_body;
+    Body& Own();
+    std::unique_ptr<Body> m_body; ///< Null: moved from, and as good as new.
 };
 
 /// What a client is made with.
@@ -164,11 +166,12 @@ public:
 
     /// @cond INTERNAL
     class Body;
-    const Body& internals() const noexcept { return *m_body; }
+    const Body& internals() const;
     /// @endcond
 
 private:
-    std::unique_ptr<Body> m_body;
+    Body& Own();
+    std::unique_ptr<Body> m_body; ///< Null: moved from, and as good as new.
 };
 
 /// @cond INTERNAL

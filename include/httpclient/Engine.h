@@ -55,11 +55,12 @@ public:
 
     /// @cond INTERNAL
     class Body;
-    const Body& internals() const noexcept { return *m_body; }
+    const Body& internals() const;
     /// @endcond
 
 private:
-    std::unique_ptr<Body> m_body;
+    Body& Own();
+    std::unique_ptr<Body> m_body; ///< Null: moved from, and as good as new.
 };
 
 /// Connections, names and TLS material that clients share. One for the process (Shared()) unless a host makes

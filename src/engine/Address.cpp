@@ -28,7 +28,7 @@ std::string Lower(std::string_view text) {
 
 bool IsAddress6(const std::string& text) {
     in6_addr address{};
-    return inet_pton(AF_INET6, text.c_str(), &address) == 1;
+    return text.find('\0') == std::string::npos && inet_pton(AF_INET6, text.c_str(), &address) == 1;
 }
 
 bool IsNameCharacter(char c) {

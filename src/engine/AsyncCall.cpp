@@ -228,7 +228,7 @@ Result AsyncCall::Outcome() noexcept {
     try {
         return m_call->Take();
     } catch (...) {
-        return OutOfMemory();
+        return m_call->TakeExhausted();
     }
 }
 

@@ -6,6 +6,7 @@
 #include <memory>
 #include <vector>
 
+#include <cxxabi.h>
 #include <poll.h>
 
 #include "engine/Call.h"
@@ -77,16 +78,9 @@ private:
     const CancellationBlock& m_block;
 };
 
-} // namespace
-
-Result RunBlocking(Core& core, const ClientCore& client, const Request::Body& request) {
-    // Cancelled is only what waits and what is the host's: nothing of ours is left half done.
-    const CancellationBlock block;
+Result Run(Call& call, Waits& waits, const CancellationBlock& block, net::Time now) {
     char memory[SCRATCH];
     const Scratch scratch{memory, sizeof(memory)};
-    Waits waits(core, block);
-    net::Time now = net::Clock::now();
-    Call call(core, client, request, OwnParker(), now);
     for (;;) {
         const Wait wait = call.Step(now, scratch);
         switch (wait.what) {
@@ -106,6 +100,27 @@ Result RunBlocking(Core& core, const ClientCore& client, const Request::Body& re
             waits.For(wait, call);
         }
         now = net::Clock::now();
+    }
+}
+
+} // namespace
+
+Result RunBlocking(Core& core, const Core::Visit& visit, const ClientCore& client,
+                   const Request::Body& request) {
+    // Cancelled is only what waits and what is the host's: nothing of ours is left half done.
+    const CancellationBlock block;
+    const net::Time now = net::Clock::now();
+    Call call(core, client, request, OwnParker(), now);
+    if (!visit.entered()) {
+        call.End(FailureKind::Shutdown, now);
+    }
+    Waits waits(core, block);
+    try {
+        return Run(call, waits, block, now);
+    } catch (abi::__forced_unwind&) {
+        throw; // the thread is cancelled
+    } catch (...) {
+        return call.TakeExhausted();
     }
 }
 

@@ -11,8 +11,10 @@
 
 namespace httpclient::engine {
 
-/// Runs a call on this thread, waiting with poll(), to its outcome. All three arguments outlive it.
-/// @throw std::exception when memory or another resource is exhausted; what cancels the thread.
-Result RunBlocking(Core& core, const ClientCore& client, const Request::Body& request);
+/// Runs a call on this thread, waiting with poll(), to its outcome. All arguments outlive it.
+/// @param visit of the call: when it did not enter, the outcome is Shutdown.
+/// @throw std::bad_alloc when the call cannot even begin; what cancels the thread.
+Result RunBlocking(Core& core, const Core::Visit& visit, const ClientCore& client,
+                   const Request::Body& request);
 
 } // namespace httpclient::engine

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "engine/CallLog.h"
+#include "engine/Deadline.h"
 #include "engine/RetryAfter.h"
 #include "http1/GrammarError.h"
 
@@ -16,12 +17,6 @@ namespace httpclient::engine {
 namespace {
 
 constexpr std::size_t USUAL_HEAD = 512; ///< room for the head of a usual request
-
-net::Time After(net::Time from, std::chrono::milliseconds time) {
-    return time < std::chrono::duration_cast<std::chrono::milliseconds>(net::Time::max() - from)
-               ? from + time
-               : net::Time::max();
-}
 
 /// A time between nothing and a bound, by chance, so that calls that failed together do not come back together.
 std::chrono::nanoseconds Jittered(std::chrono::nanoseconds bound) {
@@ -74,12 +69,13 @@ Wait Call::Step(net::Time now, Scratch scratch) {
 
 /// Does what the state asks for. @return a wait; For::Done: the state changed.
 Wait Call::Dispatch(net::Time now, Scratch scratch) {
+    if (m_state == State::Begin) {
+        return Begin(now); // before the deadline is looked at: one that is none is refused
+    }
     if (now >= Due()) {
         return TimeOut(now);
     }
     switch (m_state) {
-    case State::Begin:
-        return Begin(now);
     case State::Ask:
         return Ask(now);
     case State::InLine:
@@ -94,6 +90,7 @@ Wait Call::Dispatch(net::Time now, Scratch scratch) {
             return {};
         }
         return {Wait::For::Time, {}, m_pauseEnd};
+    case State::Begin:
     case State::Done:
         break;
     }
@@ -136,9 +133,6 @@ Wait Call::Ask(net::Time now) {
     m_phase = Phase::Lease;
     Count(Phase::Lease, now);
     m_replaced = false;
-    m_attemptDeadline = m_client.options().attemptTimeout.count() > 0
-                            ? After(now, m_client.options().attemptTimeout)
-                            : net::Time::max();
     return Granted(m_core.pool().Ask(*m_to, m_ticket, m_waker, now), now);
 }
 
@@ -156,15 +150,24 @@ Wait Call::Granted(Pool::Answer answer, net::Time now) {
     case Pool::Answer::Shutdown:
         return Fail({FailureKind::Shutdown, {}, {}}, now);
     case Pool::Answer::Connection:
-        ++m_attempts;
+        BeginAttempt(now);
         return TakeKept(Pool::Take(m_ticket), now);
     case Pool::Answer::Slot:
         break;
     }
     static_cast<void>(Pool::Take(m_ticket));
     m_hasSlot = true;
-    ++m_attempts;
+    BeginAttempt(now);
     return BeginDial(now);
+}
+
+/// An attempt begins when its turn has come: time spent in line is none of its own, and a time-out there would cost
+/// the place.
+void Call::BeginAttempt(net::Time now) noexcept {
+    ++m_attempts;
+    if (m_client.options().attemptTimeout.count() > 0) {
+        m_attemptDeadline = After(now, m_client.options().attemptTimeout);
+    }
 }
 
 /// The one look before a connection is used again.
@@ -221,7 +224,9 @@ Wait Call::StepDial(net::Time now) {
 }
 
 void Call::RunWork(net::Time now) {
+    const Core::HostCode amid(m_core); // the host's password function
     m_connecting->RunWork(now);
+    m_forked = m_core.forked();
 }
 
 /// @return whether sending again can help, and cannot do twice what must be done once.
@@ -259,13 +264,13 @@ bool Call::PlanRetry(std::optional<std::chrono::seconds> retryAfter, net::Time n
     if (m_attempts >= policy.attempts || m_handedOver || m_core.ended()) {
         return false;
     }
-    std::chrono::nanoseconds bound = policy.pauses.first;
-    for (int attempt = 1; attempt < m_attempts && bound < policy.pauses.second; ++attempt) {
+    const std::chrono::nanoseconds longest = Bounded(policy.pauses.second);
+    std::chrono::nanoseconds bound = Bounded(policy.pauses.first);
+    for (int attempt = 1; attempt < m_attempts && bound < longest; ++attempt) {
         bound *= 2;
     }
     const std::chrono::nanoseconds pause = std::max<std::chrono::nanoseconds>(
-        Jittered(std::min<std::chrono::nanoseconds>(bound, policy.pauses.second)),
-        retryAfter.value_or(std::chrono::seconds(0)));
+        Jittered(std::min(bound, longest)), retryAfter.value_or(std::chrono::seconds(0)));
     if (pause >= m_deadline - now || !m_client.budget().Take()) {
         return false;
     }
@@ -323,8 +328,9 @@ Result Call::Take() {
     times.total = m_timedSince - m_begun;
     if (!m_outcome) {
         m_response.internals().attempts = m_attempts;
-        LogAnswer(m_client, m_request, m_response);
-        return Result(std::make_unique<Result::Body>(std::move(m_response)).release());
+        auto answer = std::make_unique<Result::Body>(std::move(m_response));
+        LogAnswer(m_client, m_request, answer->response);
+        return Result(answer.release());
     }
     auto failure = std::make_unique<Failure::Body>();
     failure->kind = m_outcome->kind;
@@ -335,8 +341,15 @@ Result Call::Take() {
     failure->attempts = m_attempts;
     failure->times = times;
     failure->message = DescribeFailure(*failure, m_outcome->text);
-    LogFailure(m_client, m_request, *failure);
-    return Result(std::make_unique<Result::Body>(Failure(std::move(failure))).release());
+    const Failure::Body& told = *failure;
+    auto outcome = std::make_unique<Result::Body>(Failure(std::move(failure)));
+    LogFailure(m_client, m_request, told);
+    return Result(outcome.release());
+}
+
+Result Call::TakeExhausted() noexcept {
+    LogExhaustion(m_client, m_request, m_phase);
+    return OutOfMemory(m_phase, m_requestSent);
 }
 
 /// Gives everything of the pool back: the place in line, the slot, the connection.
@@ -346,7 +359,7 @@ void Call::LeavePool(net::Time now) {
         return;
     }
     if (m_to) {
-        m_core.pool().Leave(*m_to, m_ticket, now);
+        m_core.keeper().NeededAt(m_core.pool().Leave(*m_to, m_ticket, now));
     }
     m_connecting.reset();
     CloseConnection();

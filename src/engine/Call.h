@@ -60,6 +60,8 @@ public:
     void End(FailureKind kind, net::Time now);
     /// After Done: the outcome. @throw std::bad_alloc
     Result Take();
+    /// In place of all further steps: the outcome of a call that a resource was refused to. Needs no memory.
+    Result TakeExhausted() noexcept;
 
 private:
     enum class State { Begin, Ask, InLine, Dialling, Exchanging, Pause, Done };
@@ -72,6 +74,7 @@ private:
     Wait Granted(Pool::Answer answer, net::Time now);
     Wait TakeKept(std::unique_ptr<Connection> connection, net::Time now);
     bool IsFit(Connection& connection) const;
+    void BeginAttempt(net::Time now) noexcept;
     Wait BeginDial(net::Time now);
     Wait StepDial(net::Time now);
     Wait BeginExchange(std::unique_ptr<Connection> connection, net::Time now);
@@ -79,6 +82,7 @@ private:
     bool IsSending() const noexcept;
     bool StepSending(net::Time now, Wait& wait);
     bool StepReceiving(net::Time now, Scratch scratch, Wait& wait);
+    Fault& WorseFault() noexcept;
     bool SeeHead(net::Time now, Wait& wait);
     void ChooseBody();
     Wait ExchangeEnded(net::Time now);
@@ -125,7 +129,7 @@ private:
     bool m_replaced = false; ///< a dead kept connection was, in this attempt
     bool m_freshWanted = false;
     bool m_requestSent = false; ///< of any attempt
-    bool m_handedOver = false;  ///< a sink took a piece
+    bool m_handedOver = false;  ///< the host has seen the answer's head, or a piece of its body
     bool m_forked = false;      ///< while host code ran
 
     std::string m_head; ///< of the request, as bytes

@@ -138,12 +138,16 @@ bool Call::StepReceiving(net::Time now, Scratch scratch, Wait& wait) {
             wait = ExchangeEnded(net::Clock::now());
             return true;
         case Receiving::Status::Failed:
-            wait = ExchangeFailed(m_sendFault && !m_receiving->begun() ? std::move(*m_sendFault)
-                                                                       : std::move(m_receiving->fault()),
-                                  net::Clock::now());
+            wait = ExchangeFailed(std::move(WorseFault()), net::Clock::now());
             return true;
         }
     }
+}
+
+/// Both ways have failed: what writing met first explains it, unless the server has said why.
+Fault& Call::WorseFault() noexcept {
+    const bool said = m_receiving->begun() || m_receiving->fault().kind == FailureKind::Tls;
+    return m_sendFault && !said ? *m_sendFault : m_receiving->fault();
 }
 
 /// The final head is there. @return whether there is a wait.
@@ -177,6 +181,7 @@ Wait Call::Host(HostPiece piece) {
 }
 
 bool Call::SeeByHost() {
+    m_handedOver = true; // it sees no second answer
     m_response.internals().attempts = m_attempts;
     return m_request.seen(m_response);
 }

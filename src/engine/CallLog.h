@@ -16,8 +16,11 @@ namespace httpclient::engine {
 std::string DescribeFailure(const Failure::Body& failure, const std::string& detail);
 
 /// Logs a call that has a response: one line of level 3.
-void LogAnswer(const ClientCore& client, const Request::Body& request, const Response& response);
+void LogAnswer(const ClientCore& client, const Request::Body& request, const Response& response) noexcept;
 /// Logs a call that has none: one line of level 5.
-void LogFailure(const ClientCore& client, const Request::Body& request, const Failure::Body& failure);
+void LogFailure(const ClientCore& client, const Request::Body& request,
+                const Failure::Body& failure) noexcept;
+/// The same for a call that memory or another resource was refused to.
+void LogExhaustion(const ClientCore& client, const Request::Body& request, Phase phase) noexcept;
 
 } // namespace httpclient::engine

@@ -21,17 +21,42 @@ Client& Client::operator=(const Client& other) = default;
 Client& Client::operator=(Client&& other) noexcept = default;
 Client::~Client() = default;
 
+namespace {
+
+/// What a request that was moved from asks for: nothing, which the call refuses.
+const Request::Body& Nothing() {
+    static const Request::Body& nothing =
+        *new Request::Body{Method::Get, {}, {}, {}, {}, {}, {}, {}, {}, {}, {}, {}, {}};
+    return nothing;
+}
+
+Result Run(Client::Body& client, const Request::Body& request) {
+    for (;;) {
+        engine::Core& core = client.engine->core();
+        const engine::Core::Visit visit(core);
+        if (visit.entered() || !core.retired()) {
+            return engine::RunBlocking(core, visit, client.client, request);
+        }
+        // The engine began another life just now.
+    }
+}
+
+} // namespace
+
 Result Client::Send(const Request& request) const {
     try {
-        const std::shared_ptr<Body> body =
-            m_body; // code of the host that the call runs may destroy this object
-        return engine::RunBlocking(body->engine->core(), body->client, *request.internals());
+        // Code of the host that the call runs may destroy this object.
+        const std::shared_ptr<Body> body = m_body;
+        if (!body) {
+            return Refused("the client was moved from");
+        }
+        return Run(*body, request.internals() != nullptr ? *request.internals() : Nothing());
     } catch (abi::__forced_unwind&) {
         throw; // the thread is cancelled
     } catch (...) {
         Trace(TraceLevel::Error,
               "HTTP call failed: Internal in Prepare: out of memory, descriptors or threads");
-        return OutOfMemory();
+        return OutOfMemory(Phase::Prepare, false);
     }
 }
 

@@ -10,7 +10,8 @@ namespace httpclient {
 ClientOptions::ClientOptions(std::string origin) : m_body(std::make_unique<Body>()) {
     m_body->origin = std::move(origin);
 }
-ClientOptions::ClientOptions(const ClientOptions& other) : m_body(std::make_unique<Body>(*other.m_body)) {}
+ClientOptions::ClientOptions(const ClientOptions& other)
+    : m_body(std::make_unique<Body>(other.internals())) {}
 ClientOptions::ClientOptions(ClientOptions&& other) noexcept = default;
 ClientOptions& ClientOptions::operator=(const ClientOptions& other) {
     return *this = ClientOptions(other);
@@ -18,99 +19,112 @@ ClientOptions& ClientOptions::operator=(const ClientOptions& other) {
 ClientOptions& ClientOptions::operator=(ClientOptions&& other) noexcept = default;
 ClientOptions::~ClientOptions() = default;
 
+const ClientOptions::Body& ClientOptions::internals() const {
+    static const Body& asNew =
+        *new Body; // never destroyed, so that threads that outlive main() may still use it
+    return m_body ? *m_body : asNew;
+}
+
+ClientOptions::Body& ClientOptions::Own() {
+    if (!m_body) { // moved from
+        m_body = std::make_unique<Body>();
+    }
+    return *m_body;
+}
+
 std::string ClientOptions::origin() const {
-    return m_body->origin;
+    return internals().origin;
 }
 
 ClientOptions& ClientOptions::timeout(std::chrono::milliseconds value) {
-    m_body->timeout = value;
+    Own().timeout = value;
     return *this;
 }
 
 std::chrono::milliseconds ClientOptions::timeout() const {
-    return m_body->timeout;
+    return internals().timeout;
 }
 
 ClientOptions& ClientOptions::attemptTimeout(std::chrono::milliseconds value) {
-    m_body->attemptTimeout = value;
-    m_body->attemptTimeoutSet = true;
+    Own().attemptTimeout = value;
+    Own().attemptTimeoutSet = true;
     return *this;
 }
 
 std::chrono::milliseconds ClientOptions::attemptTimeout() const {
-    return m_body->attemptTimeout;
+    return internals().attemptTimeout;
 }
 
 ClientOptions& ClientOptions::connectTimeout(std::chrono::milliseconds value) {
-    m_body->connectTimeout = value;
+    Own().connectTimeout = value;
     return *this;
 }
 
 std::chrono::milliseconds ClientOptions::connectTimeout() const {
-    return m_body->connectTimeout;
+    return internals().connectTimeout;
 }
 
 ClientOptions& ClientOptions::connectTo(std::string value) {
-    m_body->connectTo = std::move(value);
+    Own().connectTo = std::move(value);
     return *this;
 }
 
 std::string ClientOptions::connectTo() const {
-    return m_body->connectTo;
+    return internals().connectTo;
 }
 
 ClientOptions& ClientOptions::tls(TlsOptions value) {
-    m_body->tls = std::move(value);
+    Own().tls = std::move(value);
     return *this;
 }
 
 TlsOptions ClientOptions::tls() const {
-    return m_body->tls;
+    return internals().tls;
 }
 
 ClientOptions& ClientOptions::retry(RetryPolicy value) {
-    m_body->retry = std::move(value);
+    Own().retry = std::move(value);
     return *this;
 }
 
 RetryPolicy ClientOptions::retry() const {
-    return m_body->retry;
+    return internals().retry;
 }
 
 ClientOptions& ClientOptions::decompress(bool value) {
-    m_body->decompress = value;
+    Own().decompress = value;
     return *this;
 }
 
 bool ClientOptions::decompress() const {
-    return m_body->decompress;
+    return internals().decompress;
 }
 
 ClientOptions& ClientOptions::maxBody(std::uint64_t value) {
-    m_body->maxBody = value;
+    Own().maxBody = value;
     return *this;
 }
 
 std::uint64_t ClientOptions::maxBody() const {
-    return m_body->maxBody;
+    return internals().maxBody;
 }
 
 ClientOptions& ClientOptions::maxHead(std::size_t value) {
-    m_body->maxHead = value;
+    Own().maxHead = value;
     return *this;
 }
 
 std::size_t ClientOptions::maxHead() const {
-    return m_body->maxHead;
+    return internals().maxHead;
 }
 
 ClientOptions& ClientOptions::userAgent(std::string value) {
-    m_body->userAgent = std::move(value);
+    Own().userAgent = std::move(value);
     return *this;
 }
 
 std::string ClientOptions::userAgent() const {
-    return m_body->userAgent;
+    return internals().userAgent;
 }
 
 } // namespace httpclient

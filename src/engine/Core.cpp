@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/Core.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <system_error>
 
 #include <sys/eventfd.h>
 
+#include "engine/Deadline.h"
 #include "engine/Fork.h"
 #include "engine/Loops.h"
 #include "engine/Options.h"
@@ -117,19 +119,29 @@ bool Core::WaitForCalls(net::Time until) {
         return (m_calls.load() & ~CLOSED) <= own;
     }
     std::unique_lock<std::mutex> lock(m_lock);
-    while ((m_calls.load() & ~CLOSED) > own) {
-        if (net::Clock::now() >= until) {
-            return false;
-        }
-        m_left.Wait(lock, until);
+    // Calls whose host code ends the engine, on several threads at once, do not wait for each other.
+    m_waitThemselves += own;
+    if (own != 0) {
+        m_left.NotifyAll();
     }
-    return true;
+    bool left = true;
+    const std::uint64_t none = 0;
+    while (left && (m_calls.load() & ~CLOSED) > (own == 0 ? none : m_waitThemselves)) {
+        left = net::Clock::now() < until;
+        if (left) {
+            m_left.Wait(lock, until);
+        }
+    }
+    m_waitThemselves -= own;
+    return left;
 }
 
 void Core::EndCalls() {
     m_ended = true;
-    static_cast<void>(eventfd_write(m_end.get(), 1)); // cannot fail: it is written once or twice
     const std::lock_guard<std::mutex> lock(m_lock);
+    if (m_end) {
+        static_cast<void>(eventfd_write(m_end.get(), 1)); // cannot fail: it is written once or twice
+    }
     for (Parked& parked : m_parked) {
         parked.m_parker.Wake();
     }
@@ -139,15 +151,24 @@ void Core::EndCalls() {
 bool Core::Shutdown(std::chrono::milliseconds grace) {
     const CancellationBlock block;
     m_calls.fetch_or(CLOSED);
-    const net::Time now = net::Clock::now();
-    const bool inTime = WaitForCalls(grace > net::Time::max() - now ? net::Time::max() : now + grace);
+    const bool inTime = WaitForCalls(After(net::Clock::now(), grace));
     EndCalls();
     m_pool.Close(); // ends those that wait in line
     WaitForCalls(net::Time::max());
     m_pool.Close(); // what they gave back
     m_keeper.Stop();
     m_loops->Stop();
-    return inTime;
+    m_resolver.Stop();
+    CloseEnd();
+    return inTime && HostCode::CallsOn(*this) == 0; // a call whose host code ends the engine is ended itself
+}
+
+/// Nobody waits for it any more, but for calls of this very thread, which see that all is over before they wait.
+void Core::CloseEnd() {
+    const std::lock_guard<std::mutex> lock(m_lock);
+    if ((m_calls.load() & ~CLOSED) == HostCode::CallsOn(*this)) {
+        m_end.Reset();
+    }
 }
 
 } // namespace httpclient::engine

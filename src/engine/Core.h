@@ -106,6 +106,7 @@ private:
     net::Time Look(net::Time now);
     bool WaitForCalls(net::Time until);
     void EndCalls();
+    void CloseEnd();
 
     const std::uint64_t m_epoch;
     net::Descriptor m_end;
@@ -118,7 +119,8 @@ private:
 
     std::atomic<std::uint64_t> m_calls{0}; ///< under way; the highest bit says that none may begin
     std::mutex m_lock;
-    MonotonicCondition m_left; ///< the last call under way has ended
+    MonotonicCondition m_left;          ///< a call under way has ended, or waits itself
+    std::uint64_t m_waitThemselves = 0; ///< calls whose host code waits for the others
     using Parkeds = boost::intrusive::list<
         Parked,
         boost::intrusive::member_hook<Parked, boost::intrusive::list_member_hook<>, &Parked::m_place>>;

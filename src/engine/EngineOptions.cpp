@@ -8,7 +8,8 @@
 namespace httpclient {
 
 EngineOptions::EngineOptions() : m_body(std::make_unique<Body>()) {}
-EngineOptions::EngineOptions(const EngineOptions& other) : m_body(std::make_unique<Body>(*other.m_body)) {}
+EngineOptions::EngineOptions(const EngineOptions& other)
+    : m_body(std::make_unique<Body>(other.internals())) {}
 EngineOptions::EngineOptions(EngineOptions&& other) noexcept = default;
 EngineOptions& EngineOptions::operator=(const EngineOptions& other) {
     return *this = EngineOptions(other);
@@ -16,76 +17,89 @@ EngineOptions& EngineOptions::operator=(const EngineOptions& other) {
 EngineOptions& EngineOptions::operator=(EngineOptions&& other) noexcept = default;
 EngineOptions::~EngineOptions() = default;
 
+const EngineOptions::Body& EngineOptions::internals() const {
+    static const Body& asNew =
+        *new Body; // never destroyed, so that threads that outlive main() may still use it
+    return m_body ? *m_body : asNew;
+}
+
+EngineOptions::Body& EngineOptions::Own() {
+    if (!m_body) { // moved from
+        m_body = std::make_unique<Body>();
+    }
+    return *m_body;
+}
+
 EngineOptions& EngineOptions::loops(unsigned value) {
-    m_body->loops = value;
+    Own().loops = value;
     return *this;
 }
 
 unsigned EngineOptions::loops() const {
-    return m_body->loops;
+    return internals().loops;
 }
 
 EngineOptions& EngineOptions::callbackThreads(unsigned value) {
-    m_body->callbackThreads = value;
+    Own().callbackThreads = value;
     return *this;
 }
 
 unsigned EngineOptions::callbackThreads() const {
-    return m_body->callbackThreads;
+    return internals().callbackThreads;
 }
 
 EngineOptions& EngineOptions::executor(std::function<void(std::function<void()>)> value) {
-    m_body->executor = std::move(value);
+    Own().executor = std::move(value);
     return *this;
 }
 
 std::function<void(std::function<void()>)> EngineOptions::executor() const {
-    return m_body->executor;
+    return internals().executor;
 }
 
 EngineOptions& EngineOptions::maxConnections(std::size_t perOrigin, std::size_t inAll) {
-    m_body->maxConnections = {perOrigin, inAll};
+    Own().maxConnections = {perOrigin, inAll};
     return *this;
 }
 
 std::pair<std::size_t, std::size_t> EngineOptions::maxConnections() const {
-    return m_body->maxConnections;
+    return internals().maxConnections;
 }
 
 EngineOptions& EngineOptions::maxWaiting(std::size_t value) {
-    m_body->maxWaiting = value;
+    Own().maxWaiting = value;
     return *this;
 }
 
 std::size_t EngineOptions::maxWaiting() const {
-    return m_body->maxWaiting;
+    return internals().maxWaiting;
 }
 
 EngineOptions& EngineOptions::idleTimeout(std::chrono::milliseconds value) {
-    m_body->idleTimeout = value;
+    Own().idleTimeout = value;
     return *this;
 }
 
 std::chrono::milliseconds EngineOptions::idleTimeout() const {
-    return m_body->idleTimeout;
+    return internals().idleTimeout;
 }
 
 EngineOptions& EngineOptions::maxAge(std::chrono::milliseconds value) {
-    m_body->maxAge = value;
+    Own().maxAge = value;
     return *this;
 }
 
 std::chrono::milliseconds EngineOptions::maxAge() const {
-    return m_body->maxAge;
+    return internals().maxAge;
 }
 
 EngineOptions& EngineOptions::nameLifetime(std::chrono::milliseconds value) {
-    m_body->nameLifetime = value;
+    Own().nameLifetime = value;
     return *this;
 }
 
 std::chrono::milliseconds EngineOptions::nameLifetime() const {
-    return m_body->nameLifetime;
+    return internals().nameLifetime;
 }
 
 } // namespace httpclient

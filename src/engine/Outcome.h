@@ -55,9 +55,14 @@ public:
     Response response;        ///< without a body when the call failed
     Failure failure{nullptr}; ///< without a body when there is a response
     bool failed = false;
+    bool shared = false; ///< stands for exhausted memory, and is never deleted
 };
 
 /// @return the outcome "memory is exhausted", which needs none.
-Result OutOfMemory() noexcept;
+/// @param phase where the call was. @param requestSent as Failure::requestSent().
+Result OutOfMemory(Phase phase, bool requestSent) noexcept;
+
+/// @return the outcome InvalidRequest of a call that did not begin; it is logged. @throw std::bad_alloc
+Result Refused(const char* why);
 
 } // namespace httpclient

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "engine/Deadline.h"
+
 namespace httpclient::engine {
 
 Destination::Destination(std::string uniqueKey, Origin serves, Place connectsTo,
@@ -12,7 +14,10 @@ Destination::Destination(std::string uniqueKey, Origin serves, Place connectsTo,
       authority(origin.Authority()), material(std::move(tls)),
       sessions(material ? std::make_shared<net::SessionCache>() : nullptr) {}
 
-Pool::Pool(const PoolLimits& limits) : m_limits(limits) {}
+Pool::Pool(const PoolLimits& limits) : m_limits(limits) {
+    m_limits.idle = Bounded(limits.idle);
+    m_limits.age = Bounded(limits.age);
+}
 
 Pool::~Pool() {
     Close();
@@ -156,19 +161,21 @@ std::unique_ptr<Connection> Pool::Take(Ticket& ticket) {
     return std::move(ticket.m_connection);
 }
 
-void Pool::Leave(Destination& of, Ticket& ticket, net::Time now) {
+net::Time Pool::Leave(Destination& of, Ticket& ticket, net::Time now) {
     Lock lock(m_lock);
     const Ticket::State state = std::exchange(ticket.m_state, Ticket::State::Idle);
     if (state == Ticket::State::Waiting) {
         Unqueue(of, ticket);
-        return;
+        return net::Time::max();
     }
     lock.unlock();
     if (state == Ticket::State::Connection) {
-        Return(std::move(ticket.m_connection), now);
-    } else if (state == Ticket::State::Slot) {
+        return Return(std::move(ticket.m_connection), now);
+    }
+    if (state == Ticket::State::Slot) {
         Free(of);
     }
+    return net::Time::max();
 }
 
 std::unique_ptr<Connection> Pool::Instead(Destination& of, net::Time now) {
@@ -347,7 +354,7 @@ void Pool::RaisePerOrigin(std::size_t limit) {
 
 void Pool::SetIdleTimeout(std::chrono::milliseconds most) {
     const Lock lock(m_lock);
-    m_limits.idle = most;
+    m_limits.idle = Bounded(most);
 }
 
 std::vector<std::shared_ptr<Destination>> Pool::WithMaterial() const {

@@ -118,7 +118,8 @@ public:
     /// @return the connection of a ticket that was granted one.
     static std::unique_ptr<Connection> Take(Ticket& ticket);
     /// A call that ends early leaves the line, or passes on what it was granted meanwhile.
-    void Leave(Destination& of, Ticket& ticket, net::Time now);
+    /// @return as Return().
+    net::Time Leave(Destination& of, Ticket& ticket, net::Time now);
     /// A kept connection turned out to be dead. @return another kept one, with whose slot that of the dead one is
     /// given back; null: the caller keeps its slot and makes a connection.
     std::unique_ptr<Connection> Instead(Destination& of, net::Time now);

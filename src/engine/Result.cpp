@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <array>
+#include <new>
 #include <stdexcept>
 #include <utility>
 
 #include <httpclient/Result.h>
 
 #include "engine/Outcome.h"
+#include "support/Trace.h"
 
 namespace httpclient {
 
@@ -99,17 +101,52 @@ const Timings& Failure::timings() const noexcept {
 
 namespace {
 
-/// The body of every result for which memory was short; shared and never deleted.
-Result::Body* OutOfMemoryBody() noexcept {
-    alignas(Result::Body) static unsigned char place[sizeof(Result::Body)];
-    static Result::Body* const body = new (place) Result::Body(Failure(nullptr));
-    return body;
-}
+/// The results for which memory was short, by phase; without and with the request sent. Shared and never deleted.
+class Exhausted {
+public:
+    Exhausted() noexcept {
+        for (std::size_t phase = 0; phase < Timings::Body::PHASES; ++phase) {
+            Make(phase, 0);
+            Make(phase, 1);
+        }
+    }
+    Result::Body* Of(Phase phase, bool sent) noexcept {
+        return Place(static_cast<std::size_t>(phase), sent ? 1 : 0);
+    }
+
+private:
+    void Make(std::size_t phase, std::size_t sent) noexcept {
+        auto* const failure = new (m_failures[phase][sent]) Failure::Body(Nothing());
+        failure->phase = static_cast<Phase>(phase);
+        failure->requestSent = sent != 0;
+        failure->attempts = sent != 0 || failure->phase > Phase::Lease ? 1 : 0;
+        auto* const result =
+            new (m_results[phase][sent]) Result::Body(Failure(std::unique_ptr<Failure::Body>(failure)));
+        result->shared = true;
+    }
+    Result::Body* Place(std::size_t phase, std::size_t sent) noexcept {
+        return std::launder(reinterpret_cast<Result::Body*>(m_results[phase][sent]));
+    }
+
+    template <class T> using Places = unsigned char[Timings::Body::PHASES][2][sizeof(T)];
+    alignas(Failure::Body) Places<Failure::Body> m_failures;
+    alignas(Result::Body) Places<Result::Body> m_results;
+};
 
 } // namespace
 
-Result OutOfMemory() noexcept {
-    return Result(OutOfMemoryBody());
+Result OutOfMemory(Phase phase, bool requestSent) noexcept {
+    alignas(Exhausted) static unsigned char place[sizeof(Exhausted)];
+    static Exhausted* const exhausted = new (place) Exhausted;
+    return Result(exhausted->Of(phase, requestSent));
+}
+
+Result Refused(const char* why) {
+    auto failure = std::make_unique<Failure::Body>();
+    failure->kind = FailureKind::InvalidRequest;
+    failure->message = std::string("InvalidRequest in Prepare: ") + why;
+    Trace(TraceLevel::Error, "HTTP call failed: %s", failure->message.c_str());
+    return Result(std::make_unique<Result::Body>(Failure(std::move(failure))).release());
 }
 
 Result::Result(Body* body) noexcept : m_body(body) {}
@@ -120,7 +157,7 @@ Result& Result::operator=(Result&& other) noexcept {
     return *this;
 }
 Result::~Result() {
-    if (m_body != OutOfMemoryBody()) {
+    if (m_body != nullptr && !m_body->shared) {
         delete m_body;
     }
 }

@@ -202,7 +202,7 @@ void Resolver::State::Serve() {
 
 Resolver::Resolver(std::chrono::milliseconds lifetime) : m_state(std::make_shared<State>(lifetime)) {}
 
-Resolver::~Resolver() {
+void Resolver::Stop() noexcept {
     {
         const std::lock_guard<std::mutex> guard(m_state->lock);
         m_state->stopped = true;

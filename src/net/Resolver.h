@@ -37,7 +37,9 @@ public:
     /// @param lifetime how long an answer is used before it is looked up anew.
     explicit Resolver(std::chrono::milliseconds lifetime);
     /// Waits for no look-up: its threads go on by themselves and touch only what they own. Nobody is woken any more.
-    ~Resolver();
+    ~Resolver() { Stop(); }
+    /// Ends the threads; Find() is not called any more. What the destructor says holds from then on.
+    void Stop() noexcept;
     Resolver(const Resolver&) = delete;
     Resolver& operator=(const Resolver&) = delete;
 
