@@ -53,6 +53,9 @@ public:
     ///
     /// Not for a callback, nor while another thread uses the pool: a plain connection that is lent out would
     /// be closed under its borrower. The host stops its own sends first.
+    ///
+    /// Shuts the engine of httpclient::Client down, too (httpclient::Engine::Shared()), where there is one; its
+    /// next use starts another.
     static void Finalize();
 
     /// Lends a connection; the oldest idle one of the address if there is one.
@@ -67,18 +70,20 @@ public:
     /// @param conn what GetConn() gave; must not be null.
     void ReleaseConn(CHttpConnection* conn);
 
-    /// Raises the limit of connections per address; a lower value is ignored.
+    /// Raises the limit of connections per address, and that per origin of the shared httpclient::Engine; a lower
+    /// value is ignored.
     void SetMaxConnPerAddr(unsigned int maxConnNum);
     /// Raises the limit of addresses (plain and TLS each); a lower value is ignored.
     void SetMaxConnAddr(unsigned int maxConnCategory);
-    /// Raises both limits, each on its own; lower values are ignored.
+    /// Raises both limits, each on its own, and the limit per origin of the shared httpclient::Engine; lower values
+    /// are ignored.
     void ResizeConnPool(unsigned int maxConnNum, unsigned int maxConnCategory);
     /// @return the limit of connections per address (not a count).
     unsigned int GetConnPoolSize();
     /// @return the limit of addresses (not a count).
     unsigned int GetConnAddrSize();
-    /// Sets how long, in seconds, a connection may stay idle. 0 or less: every idle one is closed at the next
-    /// sweep.
+    /// Sets how long, in seconds, a connection may stay idle, one of the shared httpclient::Engine, too. 0 or less:
+    /// every idle one is closed at the next sweep.
     void SetRlsTime(std::int64_t seconds);
 
     /// @cond INTERNAL

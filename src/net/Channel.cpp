@@ -9,6 +9,7 @@
 
 #include "net/Socket.h"
 #include "net/TlsLayer.h"
+#include "support/ExitGate.h"
 
 namespace httpclient::net {
 
@@ -30,21 +31,38 @@ Channel::Channel(Descriptor socket) : m_socket(std::move(socket)) {}
 
 Channel::Channel(Channel&&) noexcept = default;
 
+// Whatever calls OpenSSL passes the exit gate, so that it is not amid it when the process cleans OpenSSL up.
+
 Channel& Channel::operator=(Channel&& other) noexcept {
-    m_tls = std::move(other.m_tls); // what was there says goodbye before its socket is closed
+    EndTls(); // says goodbye before its socket is closed
+    m_tls = std::move(other.m_tls);
     m_socket = std::move(other.m_socket);
     m_wakeAt = other.m_wakeAt;
     return *this;
 }
 
-Channel::~Channel() = default;
+Channel::~Channel() {
+    EndTls();
+}
+
+void Channel::EndTls() noexcept {
+    if (m_tls != nullptr) {
+        const ExitGate::Pass pass;
+        m_tls.reset();
+    }
+}
 
 void Channel::StartTls(std::shared_ptr<const TlsContext> context, std::shared_ptr<SessionCache> sessions) {
+    const ExitGate::Pass pass;
     m_tls = std::make_unique<TlsLayer>(fd(), std::move(context), std::move(sessions));
 }
 
 IoResult Channel::Handshake() {
-    return m_tls != nullptr ? m_tls->Handshake() : IoResult{};
+    if (m_tls == nullptr) {
+        return {};
+    }
+    const ExitGate::Pass pass;
+    return m_tls->Handshake();
 }
 
 bool Channel::resumed() const noexcept {
@@ -53,6 +71,7 @@ bool Channel::resumed() const noexcept {
 
 IoResult Channel::Write(const iovec* pieces, int count) {
     if (m_tls != nullptr) {
+        const ExitGate::Pass pass;
         return m_tls->Write(pieces, count);
     }
     const ssize_t sent = Send(fd(), pieces, count);
@@ -66,6 +85,7 @@ IoResult Channel::Write(const iovec* pieces, int count) {
 
 IoResult Channel::Read(char* to, std::size_t room) {
     if (m_tls != nullptr) {
+        const ExitGate::Pass pass;
         return m_tls->Read(to, room);
     }
     const ssize_t received = Receive(fd(), to, room);
@@ -79,7 +99,11 @@ IoResult Channel::Read(char* to, std::size_t room) {
 }
 
 bool Channel::Quiet() {
-    return m_tls != nullptr ? m_tls->Quiet() : NothingArrived(fd());
+    if (m_tls == nullptr) {
+        return NothingArrived(fd());
+    }
+    const ExitGate::Pass pass;
+    return m_tls->Quiet();
 }
 
 bool Channel::Buffered() const noexcept {

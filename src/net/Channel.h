@@ -59,6 +59,8 @@ public:
     void Abandon() noexcept;
 
 private:
+    void EndTls() noexcept;
+
     /// Beyond it the kernel would not let a buffer grow in time, and the reader would wait for the peer's next try.
     static constexpr std::size_t MAX_WAKE_AT = 1U << 20U;
 

@@ -10,6 +10,7 @@
 
 #include <httpclient/HttpConnectionMgr.h>
 
+#include "engine/SharedEngine.h"
 #include "pool/HttpConnection.h"
 #include "pool/HttpsConnection.h"
 #include "support/Published.h"
@@ -162,6 +163,7 @@ void CHttpConnectionMgr::ReleaseConn(CHttpConnection* conn) {
 }
 
 void CHttpConnectionMgr::SetMaxConnPerAddr(unsigned int maxConnNum) {
+    httpclient::engine::RaiseSharedLimit(maxConnNum);
     const PoolGuard guard(m_PoolLock);
     if (Raise(m_MaxConnNum, maxConnNum)) {
         Trace(TraceLevel::Progress, "CHttpConnectionMgr::SetMaxConnPerAddr, m_MaxConnNum=%u", m_MaxConnNum);
@@ -177,6 +179,7 @@ void CHttpConnectionMgr::SetMaxConnAddr(unsigned int maxConnCategory) {
 }
 
 void CHttpConnectionMgr::ResizeConnPool(unsigned int maxConnNum, unsigned int maxConnCategory) {
+    httpclient::engine::RaiseSharedLimit(maxConnNum);
     const PoolGuard guard(m_PoolLock);
     Raise(m_MaxConnNum, maxConnNum);
     Raise(m_MaxConnCategory, maxConnCategory);

@@ -16,6 +16,7 @@
 
 #include <httpclient/HttpConnectionMgr.h>
 
+#include "engine/SharedEngine.h"
 #include "pool/HttpConnection.h"
 #include "support/ExitGate.h"
 #include "support/Published.h"
@@ -145,6 +146,7 @@ void CHttpConnectionMgr::HandeConnPool(ConnMap& connPool) const {
 }
 
 void CHttpConnectionMgr::SetRlsTime(std::int64_t seconds) {
+    httpclient::engine::SetSharedIdleTime(seconds);
     const PoolGuard guard(m_PoolLock);
     m_releasedtime = seconds;
     Trace(TraceLevel::Progress, "CHttpConnectionMgr::SetRlsTime, m_releasedtime=%ld", m_releasedtime);
@@ -178,9 +180,11 @@ CHttpConnectionMgr::~CHttpConnectionMgr() {
 }
 
 void CHttpConnectionMgr::Finalize() {
-    const ACE_Guard<ACE_Thread_Mutex> guard(m_HttpConnectionMgr_Mutex);
-    // Unpublished last: what its own thread still calls while it ends, the host's log say, may ask for the
-    // pool.
-    delete LoadPublished(m_pInstance);
-    Publish<CHttpConnectionMgr>(m_pInstance, nullptr);
+    {
+        const ACE_Guard<ACE_Thread_Mutex> guard(m_HttpConnectionMgr_Mutex);
+        // Unpublished last: what its own thread still calls while it ends, the host's log say, may ask for the pool.
+        delete LoadPublished(m_pInstance);
+        Publish<CHttpConnectionMgr>(m_pInstance, nullptr);
+    }
+    httpclient::engine::EndSharedEngine();
 }
