@@ -60,8 +60,7 @@ public:
     /// @param port the port, written into the address as a signed number.
     /// @param bSSL true: a TLS connection.
     /// @return the connection, the caller's own until ReleaseConn(); null when the host is empty or a limit
-    /// is
-    ///         reached. Does not wait.
+    ///         is reached. Does not wait.
     CHttpConnection* GetConn(const std::string& domain, unsigned int port, bool bSSL);
     /// Takes a connection back.
     /// @param conn what GetConn() gave; must not be null.
@@ -77,8 +76,8 @@ public:
     unsigned int GetConnPoolSize();
     /// @return the limit of addresses (not a count).
     unsigned int GetConnAddrSize();
-    /// Sets how long, in seconds, a connection may stay idle. 0 or less: every idle one is closed at the next
-    /// sweep.
+    /// Sets how long, in seconds, a connection may stay idle. 0 or less: every idle one is closed at
+    /// the next sweep.
     void SetRlsTime(std::int64_t seconds);
 
     /// @cond INTERNAL

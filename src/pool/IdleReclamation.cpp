@@ -179,8 +179,8 @@ CHttpConnectionMgr::~CHttpConnectionMgr() {
 
 void CHttpConnectionMgr::Finalize() {
     const ACE_Guard<ACE_Thread_Mutex> guard(m_HttpConnectionMgr_Mutex);
-    // Unpublished last: what its own thread still calls while it ends, the host's log say, may ask for the
-    // pool.
+    // Unpublished last: what its own thread still calls while it ends, the host's log say, may ask
+    // for the pool.
     delete LoadPublished(m_pInstance);
     Publish<CHttpConnectionMgr>(m_pInstance, nullptr);
 }

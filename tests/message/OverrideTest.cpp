@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The implementations call their own virtual operations, so that a class derived from one can change the
-// others.
+// The implementations call their own virtual operations, so that a class derived from one can
+// change the others.
 #include <string>
 #include <utility>
 #include <vector>

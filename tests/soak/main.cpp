@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Keeps the library busy for a while, and says whether it stayed as it was: httpclient-soak SECONDS PAUSE
-// PICTURE
+// Keeps the library busy for a while, and says whether it stayed as it was: httpclient-soak
+// SECONDS PAUSE PICTURE
 #include <array>
 #include <chrono>
 #include <cstdio>
