@@ -25,16 +25,16 @@ constexpr time_t WAIT_WITHOUT_TIMER_SECONDS = 5;
 /// Deliberately only logs: the worker carries on with what it has.
 void ReportMissing(const AsyncOperationArgs& args) {
     if (args.curl == nullptr) {
-        Trace(TraceLevel::Error, "HTTP DoAsyncOperation curl is nullptr.");
+        Trace(LogMessage::WorkerWithoutHandle);
     }
     if (args.mcurl == nullptr) {
-        Trace(TraceLevel::Error, "HTTP DoAsyncOperation mcurl is nullptr.");
+        Trace(LogMessage::WorkerWithoutMulti);
     }
     if (args.ptrSList == nullptr) {
-        Trace(TraceLevel::Error, "HTTP DoAsyncOperation ptrSList is nullptr.");
+        Trace(LogMessage::WorkerWithoutList);
     }
     if (args.ptrHttpConn == nullptr) {
-        Trace(TraceLevel::Error, "HTTP DoAsyncOperation ptrHttpConn is nullptr.");
+        Trace(LogMessage::WorkerWithoutConnection);
     }
 }
 

@@ -58,7 +58,7 @@ void LogText(const char* text) noexcept {
         const char* value = RepeatedHeaderValue(text);
         // A header's value may be a token, and no header is logged over HTTP/1.1 either.
         const std::string shortened = value != nullptr ? std::string(text, value) + "...]\n" : "";
-        Trace(TraceLevel::Detail, "== Info: %s", value != nullptr ? shortened.c_str() : text);
+        Trace(LogMessage::CurlSays, value != nullptr ? shortened.c_str() : text);
     } catch (const std::bad_alloc&) {
         return; // without memory there is no log either
     }
