@@ -34,11 +34,11 @@ void Servers::Start() {
     if (pipe2(announced, O_CLOEXEC) != 0) {
         throw std::runtime_error("no pipe");
     }
-    std::array<std::string, 4 + SERVER_KINDS> words{"/proc/self/exe", "serve", m_address, m_directory};
-    for (std::size_t i = 0; i < SERVER_KINDS; ++i) {
+    std::array<std::string, 4 + ServerKinds> words{"/proc/self/exe", "serve", m_address, m_directory};
+    for (std::size_t i = 0; i < ServerKinds; ++i) {
         words[4 + i] = std::to_string(m_ports[i]);
     }
-    std::array<char*, 5 + SERVER_KINDS> arguments{};
+    std::array<char*, 5 + ServerKinds> arguments{};
     for (std::size_t i = 0; i < words.size(); ++i) {
         arguments[i] = words[i].data();
     }
