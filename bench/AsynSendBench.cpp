@@ -54,6 +54,6 @@ void AsynchronousGet(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * state.range(0));
 }
 
-BENCHMARK(AsynchronousGet)->Arg(1)->Arg(100)->Unit(benchmark::MILLISECOND)->UseRealTime();
+BENCHMARK(AsynchronousGet)->Arg(1)->Arg(100)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 } // namespace

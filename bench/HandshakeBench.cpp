@@ -33,7 +33,7 @@ void LibraryHandshake(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations());
 }
 
-BENCHMARK(BareHandshake)->Unit(benchmark::MICROSECOND)->UseRealTime();
-BENCHMARK(LibraryHandshake)->Unit(benchmark::MICROSECOND)->UseRealTime();
+BENCHMARK(BareHandshake)->Unit(benchmark::kMicrosecond)->UseRealTime();
+BENCHMARK(LibraryHandshake)->Unit(benchmark::kMicrosecond)->UseRealTime();
 
 } // namespace

@@ -42,7 +42,7 @@ void CachedToken(benchmark::State& state) {
     CHttpSiaToken::Instance()->m_mapServiceUrl.clear();
 }
 
-BENCHMARK(MatchPath)->Arg(1)->Arg(1000)->Unit(benchmark::MICROSECOND);
+BENCHMARK(MatchPath)->Arg(1)->Arg(1000)->Unit(benchmark::kMicrosecond);
 BENCHMARK(CachedToken);
 
 } // namespace

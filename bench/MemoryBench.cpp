@@ -121,8 +121,8 @@ void AsynchronousInFlight(benchmark::State& state) {
     }
 }
 
-BENCHMARK(IdlePlainConnections)->Iterations(1)->Unit(benchmark::MILLISECOND)->UseRealTime();
-BENCHMARK(IdleTlsConnections)->Iterations(1)->Unit(benchmark::MILLISECOND)->UseRealTime();
-BENCHMARK(AsynchronousInFlight)->Iterations(1)->Unit(benchmark::MILLISECOND)->UseRealTime();
+BENCHMARK(IdlePlainConnections)->Iterations(1)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(IdleTlsConnections)->Iterations(1)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(AsynchronousInFlight)->Iterations(1)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 } // namespace

@@ -74,6 +74,6 @@ BENCHMARK(LendAndTakeBack)
     ->Threads(256)
     ->UseRealTime();
 BENCHMARK(LendBesideABusyOne)->Arg(2)->Arg(100);
-BENCHMARK(SweepFullPool)->Unit(benchmark::MICROSECOND);
+BENCHMARK(SweepFullPool)->Unit(benchmark::kMicrosecond);
 
 } // namespace

@@ -75,14 +75,14 @@ BENCHMARK(GetOnThreads)
     ->Threads(8)
     ->Threads(64)
     ->Threads(256)
-    ->Unit(benchmark::MICROSECOND)
+    ->Unit(benchmark::kMicrosecond)
     ->UseRealTime();
 BENCHMARK(GetBesidePooled)
     ->Arg(1)
     ->Arg(100)
     ->Arg(1000)
     ->Arg(6000)
-    ->Unit(benchmark::MICROSECOND)
+    ->Unit(benchmark::kMicrosecond)
     ->UseRealTime();
 
 } // namespace

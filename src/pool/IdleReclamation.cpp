@@ -35,12 +35,12 @@ using PoolGuard = ACE_Write_Guard<ACE_RW_Thread_Mutex>;
 
 /// Where the TLS connections of destroyed pools stay reachable. They are deliberately never closed: a worker
 /// may still hold one, and leak checkers need not mind them.
-std::vector<CHttpConnectionMgr::ConnMap>& ABANDONED = *new std::vector<CHttpConnectionMgr::ConnMap>;
+std::vector<CHttpConnectionMgr::ConnMap>& g_abandoned = *new std::vector<CHttpConnectionMgr::ConnMap>;
 
 void Abandon(CHttpConnectionMgr::ConnMap&& connections) noexcept {
     try {
         if (!connections.empty()) {
-            ABANDONED.push_back(std::move(connections));
+            g_abandoned.push_back(std::move(connections));
         }
     } catch (const std::bad_alloc&) {
         return; // then they stay open without being reachable

@@ -17,9 +17,9 @@ const char PLAIN[] = "canary of the plain text, long enough to live on the heap"
 const char KEY_TEXT[] = "Y2FuYXJ5LW9mLXRoZS1tYXN0ZXIta2V5LTMyLWJ5dGU";
 const char KEY_BYTES[] = "canary-of-the-master-key-32-byte";
 
-std::atomic<bool> watching{false};
-std::atomic<int> blocks{0};
-std::atomic<int> leaks{0};
+std::atomic<bool> g_watching{false};
+std::atomic<int> g_blocks{0};
+std::atomic<int> g_leaks{0};
 
 bool Holds(const void* block, std::size_t size, const char* canary) {
     // A part is a leak as well, so that only the start is looked for.
@@ -27,13 +27,13 @@ bool Holds(const void* block, std::size_t size, const char* canary) {
 }
 
 void Inspect(const void* block) {
-    if (block == nullptr || !watching) {
+    if (block == nullptr || !g_watching) {
         return;
     }
     const std::size_t size = malloc_usable_size(const_cast<void*>(block));
-    ++blocks;
+    ++g_blocks;
     if (Holds(block, size, PLAIN) || Holds(block, size, KEY_TEXT) || Holds(block, size, KEY_BYTES)) {
-        ++leaks;
+        ++g_leaks;
     }
 }
 
@@ -69,13 +69,13 @@ protected:
     }
 
     template <class Call> static int LeaksDuring(Call call) {
-        leaks = 0;
-        blocks = 0;
-        watching = true;
+        g_leaks = 0;
+        g_blocks = 0;
+        g_watching = true;
         call();
-        watching = false;
-        EXPECT_GT(blocks, 0);
-        return leaks;
+        g_watching = false;
+        EXPECT_GT(g_blocks, 0);
+        return g_leaks;
     }
 };
 
