@@ -4,17 +4,12 @@
 #pragma once
 
 #include <cstdint>
-#include <iosfwd>
 #include <string>
+#include <vector>
 
-#include <sys/types.h>
+#include <httpclient/testing/Environment.h>
 
-/// What a server of mutual TLS shows, and whom it lets in: texts in PEM.
-struct ServerTls {
-    std::string certificate;
-    std::string key;
-    std::string clientCa;
-};
+#include "tests/support/Nginx.h"
 
 /// nginx on free loopback ports, with one worker; stopped when it goes out of scope.
 /// GET /128 answers 128 bytes, GET /1m answers 1 MiB, POST /sink takes a body and answers 128 bytes.
@@ -25,31 +20,21 @@ public:
     static std::string Address(int number);
 
     /// @throw std::runtime_error when it does not come up.
-    explicit Nginx(const ServerTls& tls);
-    ~Nginx();
-    Nginx(const Nginx&) = delete;
-    Nginx& operator=(const Nginx&) = delete;
+    explicit Nginx(const httpclient::testing::TlsOptions& tls);
 
-    std::uint16_t Port() const { return m_port; }
+    std::uint16_t Port() const { return m_ports[0]; }
     /// Closes the connection after each answer.
-    std::uint16_t ClosingPort() const { return m_closingPort; }
+    std::uint16_t ClosingPort() const { return m_ports[1]; }
     /// Mutual TLS.
-    std::uint16_t TlsPort() const { return m_tlsPort; }
+    std::uint16_t TlsPort() const { return m_ports[2]; }
     /// Mutual TLS, a full handshake for each answer.
-    std::uint16_t ClosingTlsPort() const { return m_closingTlsPort; }
+    std::uint16_t ClosingTlsPort() const { return m_ports[3]; }
 
 private:
-    void WriteFiles() const;
-    void WriteServer(std::ostream& conf, std::uint16_t port, const std::string& settings) const;
-    void Start();
-    bool IsRunning();
-    void Stop();
-    bool Answers() const;
+    std::string ServerBlock(std::uint16_t port, const std::string& settings) const;
+    std::string ServerBlocks(const std::string& tls) const;
 
-    std::string m_directory;
-    std::uint16_t m_port = 0;
-    std::uint16_t m_closingPort = 0;
-    std::uint16_t m_tlsPort = 0;
-    std::uint16_t m_closingTlsPort = 0;
-    pid_t m_process = -1;
+    httpclient::testing::TemporaryDirectory m_directory;
+    std::vector<std::uint16_t> m_ports;
+    httpclient::testing::NginxProcess m_process;
 };

@@ -5,9 +5,11 @@
 
 namespace {
 
-ServerTls TlsOf(const httpclient::testing::CertificateAuthority& ca) {
-    const httpclient::testing::Identity server = ca.IssueServer();
-    return {server.certificatePem, server.keyPem, ca.certificatePem()};
+httpclient::testing::TlsOptions TlsOf(const httpclient::testing::CertificateAuthority& ca) {
+    httpclient::testing::TlsOptions tls;
+    tls.identity = ca.IssueServer();
+    tls.clientCaPem = ca.certificatePem();
+    return tls;
 }
 
 } // namespace

@@ -29,16 +29,21 @@ function(httpclient_coverage_settings target)
   endif()
 endfunction()
 
-# A shared library of the package: versioned, found beside its neighbours wherever the tree is moved.
-function(httpclient_shared_library target)
-  httpclient_target_settings(${target})
+# The code of a shared library of the package.
+function(httpclient_shared_code target)
   # Calls out of the library go through its table of addresses at once, not through a stub first; calls within a
   # file may be inlined, though a host could define a function of the same name.
   target_compile_options(${target} PRIVATE -fno-plt -fno-semantic-interposition)
+  set_target_properties(${target} PROPERTIES CXX_VISIBILITY_PRESET hidden POSITION_INDEPENDENT_CODE ON)
+endfunction()
+
+# A shared library of the package: versioned, found beside its neighbours wherever the tree is moved.
+function(httpclient_shared_library target)
+  httpclient_target_settings(${target})
+  httpclient_shared_code(${target})
   set_target_properties(${target} PROPERTIES
     VERSION ${PROJECT_VERSION}
     SOVERSION ${PROJECT_VERSION_MAJOR}
-    CXX_VISIBILITY_PRESET hidden
     INSTALL_RPATH "$ORIGIN"
     LIBRARY_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/lib"
     EXPORT_NAME ${target})

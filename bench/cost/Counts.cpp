@@ -2,20 +2,22 @@
 #include "Counts.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <limits>
 #include <sstream>
 #include <stdexcept>
 #include <utility>
+#include <vector>
+
+#include <httpclient/testing/Environment.h>
 
 #include "AnswerServer.h"
 #include "Plan.h"
+#include "tests/support/Process.h"
+
+using namespace httpclient::testing;
 
 namespace {
-
-namespace fs = std::filesystem;
 
 /// Keeps the value of the highest cost.
 template <typename Value> class Dearest {
@@ -34,48 +36,15 @@ private:
     Value m_value{};
 };
 
-/// A directory that goes when it is left.
-class ScratchDirectory {
-public:
-    ScratchDirectory() {
-        std::string path = (fs::temp_directory_path() / "httpclient-cost-XXXXXX").string();
-        if (mkdtemp(path.data()) == nullptr) {
-            throw std::runtime_error("no temporary directory");
-        }
-        m_path = path;
+/// Runs a command. @return its standard output.
+std::string Output(const std::vector<std::string>& words) {
+    Command command;
+    command.words = words;
+    Ended ended = RunCommand(command);
+    if (ended.exitCode != 0) {
+        throw std::runtime_error("failed: " + words.front() + "\n" + ended.out + ended.err);
     }
-    ~ScratchDirectory() {
-        std::error_code ignored;
-        fs::remove_all(m_path, ignored);
-    }
-    ScratchDirectory(const ScratchDirectory&) = delete;
-    ScratchDirectory& operator=(const ScratchDirectory&) = delete;
-
-    std::string Path(const std::string& name) const { return (m_path / name).string(); }
-
-private:
-    fs::path m_path;
-};
-
-std::string Quoted(const std::string& text) {
-    return "'" + text + "'";
-}
-
-/// Runs a command of the shell. @return its standard output.
-std::string Output(const std::string& command) {
-    FILE* pipe = popen(command.c_str(), "r");
-    if (pipe == nullptr) {
-        throw std::runtime_error("cannot run " + command);
-    }
-    std::string text;
-    char piece[4096];
-    for (size_t got = 0; (got = fread(piece, 1, sizeof piece, pipe)) > 0;) {
-        text.append(piece, got);
-    }
-    if (pclose(pipe) != 0) {
-        throw std::runtime_error("failed: " + command + "\n" + text);
-    }
-    return text;
+    return std::move(ended.out);
 }
 
 double Allocations(const std::string& output, int requests) {
@@ -124,17 +93,20 @@ std::map<std::string, double> Instructions(const std::string& dumps, int request
 
 Cost CountCost(const std::string& driver, const std::string& work, int requests, bool withInstructions) {
     const AnswerServer server;
-    const std::string command =
-        Quoted(driver) + " " + work + " " + std::to_string(requests) + " " + std::to_string(server.Port());
+    const std::vector<std::string> words{driver, work, std::to_string(requests),
+                                         std::to_string(server.Port())};
     Cost cost;
-    cost.allocations = Allocations(Output(command), requests);
+    cost.allocations = Allocations(Output(words), requests);
     if (!withInstructions) {
         return cost;
     }
-    const ScratchDirectory scratch;
-    const std::string dumps = scratch.Path("dump");
-    Output("valgrind --tool=callgrind --dump-before=CostPhaseEnds --callgrind-out-file=" + Quoted(dumps) +
-           " --log-file=" + Quoted(scratch.Path("log")) + " " + command);
+    const TemporaryDirectory scratch;
+    const std::string dumps = scratch.path() / "dump";
+    const std::string log = scratch.path() / "log";
+    std::vector<std::string> counted{"valgrind", "--tool=callgrind", "--dump-before=CostPhaseEnds",
+                                     "--callgrind-out-file=" + dumps, "--log-file=" + log};
+    counted.insert(counted.end(), words.begin(), words.end());
+    Output(counted);
     cost.instructions = Instructions(dumps, requests);
     return cost;
 }

@@ -79,6 +79,7 @@ void CHttpClientImp::asynSendRequest(const CHttpRequest& request, void (*callbac
         }
         AsynSendOnConnection(request, callback, bSSL, conn);
     } catch (...) {
+        Trace(LogMessage::AsynSendException);
         AnswerFailure(callback); // memory is exhausted
     }
     Trace(LogMessage::AsynSendEnd);

@@ -11,7 +11,6 @@
 
 #include "client/ConnectionWait.h"
 #include "client/CurlCallbacks.h"
-#include "client/ExpectedBody.h"
 #include "client/ResponseInfo.h"
 #include "message/ResponseFill.h"
 #include "support/CurlOwners.h"
@@ -94,7 +93,6 @@ void Drive(CURLM* multi) {
 void Transfer(const AsyncOperationArgs& args, CHttpResponse& response) {
     std::string head;
     std::string body;
-    const ExpectedBody expected(head);
     SetWorkerOptions(args, head, body);
     curl_multi_add_handle(args.mcurl, args.curl);
     Drive(args.mcurl);
@@ -104,13 +102,12 @@ void Transfer(const AsyncOperationArgs& args, CHttpResponse& response) {
     // How the transfer ended is not looked at: libcurl's status tells, 0 when there was no response.
     long status = -1;
     curl_easy_getinfo(args.curl, CURLINFO_RESPONSE_CODE, &status);
-    std::string type = ResponseContentType(args.curl);
+    ResponseFill fill(response, ResponseContentType(args.curl)); // first, as all that can fail
     const double length = KnownContentLength(ResponseContentLength(args.curl, -1.0), body.size());
-    ResponseFill fill(response);
     response.setStatusCode(static_cast<int>(status));
     fill.Head(std::move(head));
     fill.Body(std::move(body));
-    fill.ContentType(std::move(type));
+    fill.ContentType();
     response.setContentLen(length);
 }
 
@@ -120,7 +117,8 @@ void TransferAndCallBack(const AsyncOperationArgs& args) {
     try {
         Transfer(args, *response);
     } catch (...) {
-        response->setStatusCode(-1); // memory is exhausted: what there is of the response is no answer
+        Trace(LogMessage::WorkerException);
+        response->setStatusCode(-1); // memory is exhausted
     }
     args.pfnCallback(*response);
 }

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // What a request becomes before it is sent: its URL and its header list.
-#include <algorithm>
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -14,7 +13,6 @@
 #include "message/RequestView.h"
 #include "support/Cleansing.h"
 #include "support/CurlOwners.h"
-#include "support/SpareText.h"
 #include "support/Trace.h"
 
 namespace {
@@ -32,16 +30,15 @@ void AppendHost(std::string& url, const std::string& domain) {
 const std::string& TOKEN_HEADER =
     *new std::string("x-access-token"); // never destroyed: workers may outlive main()
 
-SparePlace g_spareLine{nullptr};
-
 /// A header list as it grows.
 class HeaderLines {
 public:
     /// Appends a line, without a blank after the colon. When libcurl cannot, the list stays as it was.
     void Append(const std::string& name, const std::string& value) {
-        std::string& line = *m_line;
-        line.reserve(std::max(USUAL_LINE, name.size() + 1 + value.size()));
-        line.assign(name).append(1, ':').append(value);
+        std::string line;
+        line.reserve(name.size() + 1 + value.size()); // so that it leaves no memory behind as it grows
+        const Cleansing cleansing(line); // it may hold a token, or what a host authorizes itself with
+        line.append(name).append(1, ':').append(value);
         curl_slist* longer = curl_slist_append(m_list.get(), line.c_str());
         if (longer == nullptr) {
             return;
@@ -52,12 +49,7 @@ public:
     curl_slist* release() { return m_list.release(); }
 
 private:
-    static constexpr std::size_t USUAL_LINE = 256;
-
     CurlSlistPtr m_list;
-    SpareText m_line{g_spareLine};
-    // What waits for the next list holds no token, nor what a host authorizes itself with.
-    Cleansing m_cleansing{*m_line};
 };
 
 } // namespace

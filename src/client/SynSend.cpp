@@ -8,7 +8,6 @@
 
 #include "client/ConnectionWait.h"
 #include "client/CurlCallbacks.h"
-#include "client/ExpectedBody.h"
 #include "client/HttpClientImp.h"
 #include "client/ResponseInfo.h"
 #include "client/UnreadBody.h"
@@ -102,6 +101,7 @@ int CHttpClientImp::synSendRequest(const CHttpRequest& request, CHttpResponse& r
     } catch (const std::length_error&) {
         throw; // a text beyond the maximum size of strings is the one thing that is let out
     } catch (...) {
+        Trace(LogMessage::SynSendException);
         return -1;
     }
 }
@@ -118,7 +118,6 @@ int CHttpClientImp::SynSendOnConnection(const CHttpRequest& request, CHttpRespon
 
     std::string head;
     head.reserve(USUAL_HEAD);
-    const ExpectedBody expected(head);
     GetResponseHead(head);
     if (m_curl != nullptr) {
         curl_easy_setopt(m_curl, CURLOPT_DEBUGFUNCTION, &OnCurlDebug);
@@ -152,13 +151,13 @@ int CHttpClientImp::SynSendOnConnection(const CHttpRequest& request, CHttpRespon
         return -1;
     }
 
-    const size_t received = body.size();
-    ResponseFill fill(response);
+    // All that can fail comes first: a send that answers -1 leaves the response as it was.
+    ResponseFill fill(response, GetResponseCntType());
+    const double length = KnownContentLength(GetResponseCntLength(), body.size());
     response.setStatusCode(status);
     fill.Body(std::move(body));
-    std::string type = GetResponseCntType();
-    response.setContentLen(KnownContentLength(GetResponseCntLength(), received));
-    fill.ContentType(std::move(type));
+    response.setContentLen(length);
+    fill.ContentType();
     fill.Head(std::move(head));
     return status;
 }

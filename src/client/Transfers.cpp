@@ -5,8 +5,7 @@
 #include "client/CurlCallbacks.h"
 #include "client/HttpClientImp.h"
 #include "client/ResponseInfo.h"
-#include "support/PiecewiseCopy.h"
-#include "support/SpareText.h"
+#include "support/Cleansing.h"
 #include "support/Trace.h"
 
 namespace {
@@ -57,8 +56,6 @@ constexpr TransferKind HEADS{
 
 // GET and DELETE deliberately carry an empty body, their method being custom text; so do the "s" HEADs.
 const std::string& NO_CONTENT = *new std::string;
-
-SparePlace g_spareBody{nullptr};
 
 /// One transfer to run.
 struct Transfer {
@@ -148,9 +145,9 @@ CURLcode CHttpClientImp::SetCurlParam(const std::string& url, std::string& respo
 int CHttpClientImp::Post(const std::string& url, const std::string& content, std::string& response,
                          const curl_slist* slist) {
     // A copy of its own, deliberately, where the other transfers send the caller's.
-    const SpareText body(g_spareBody);
-    AppendInPieces(*body, content.data(), content.size());
-    return Perform(POST, *this, m_curl, {url, *body, response, slist});
+    std::string body = content;
+    const Cleansing cleansing(body); // it may hold a secret, and nobody else can wipe it
+    return Perform(POST, *this, m_curl, {url, body, response, slist});
 }
 
 int CHttpClientImp::Posts(const std::string& url, const std::string& content, std::string& response,

@@ -2,7 +2,6 @@
 #include "message/HttpRequestImp.h"
 
 #include "message/NamedEntries.h"
-#include "support/PiecewiseCopy.h"
 
 namespace {
 
@@ -22,6 +21,11 @@ const std::string& FORWARD_FILTER = *new std::string("XX-Forward-Filter");
 CHttpRequestImp::CHttpRequestImp() : m_eVerb(HTTPOPERATION_NOT_SET), m_pCurl(curl_easy_init()) {}
 
 CHttpRequestImp::~CHttpRequestImp() {
+    if (m_pCurl) {
+        // Or libcurl would save, change and restore the process's disposition of SIGPIPE as it closes the handle,
+        // and requests that end on several threads at once would restore what another one has changed.
+        curl_easy_setopt(m_pCurl.get(), CURLOPT_NOSIGNAL, 1L);
+    }
     m_pCurl.reset(); // before the texts and maps go
 }
 
@@ -89,12 +93,12 @@ std::string CHttpRequestImp::getContentLanguage() const {
 }
 
 bool CHttpRequestImp::setContent(const std::string& body) {
-    m_strContent = CopyInPieces(body);
+    m_strContent = body;
     return true;
 }
 
 std::string CHttpRequestImp::getContent() const {
-    return CopyInPieces(m_strContent);
+    return m_strContent;
 }
 
 bool CHttpRequestImp::setAcceptCharset(const std::string& charset) {

@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "message/NamedEntries.h"
-#include "support/PiecewiseCopy.h"
 
 namespace {
 
@@ -45,11 +44,11 @@ unsigned int CHttpResponseImp::getResponseHeadNums() const {
 void CHttpResponseImp::parseHead() {}
 
 std::string CHttpResponseImp::getResponseBody() const {
-    return CopyInPieces(m_strBody);
+    return m_strBody;
 }
 
 void CHttpResponseImp::setResponseBody(const std::string& body) {
-    m_strBody = CopyInPieces(body);
+    m_strBody = body;
 }
 
 std::string CHttpResponseImp::getContentType() const {

@@ -56,6 +56,9 @@ constexpr Correction NO80[] = {{0x80, NOTHING}, {NOTHING, 0x80}};
 constexpr Correction NO_C1[] = {
     {0x80, NOTHING, 0x8E - 0x80}, {0x90, NOTHING, 0xA1 - 0x90}, {0xFF, NOTHING}, {NOTHING, 0x80, 0x20}};
 
+// The C library takes them for the beginning of a character, and waits for more.
+constexpr Correction EUC_CN[] = {{0x8E, NOTHING, 2}};
+
 constexpr Correction GBK[] = {{0x80, NOTHING}, {NOTHING, 0x20AC}};
 constexpr Correction CP936[] = {{0x80, 0x20AC}};
 
@@ -180,7 +183,7 @@ constexpr Charset CHARSETS[] = {
     Ascii("CP932", "CP932", All(CP932)),
     Other("ISO-2022-JP", "ISO-2022-JP CSISO2022JP"),
     Other("ISO-2022-JP-2", "ISO-2022-JP-2 CSISO2022JP2"),
-    Ascii("EUC-CN", "CN-GB EUC-CN EUCCN GB2312 CSGB2312"),
+    Ascii("EUC-CN", "CN-GB EUC-CN EUCCN GB2312 CSGB2312", All(EUC_CN)),
     Ascii("GBK", "GBK", All(GBK)),
     Ascii("GBK", "CP936 MS936 WINDOWS-936", All(CP936)),
     Ascii("GB18030", "GB18030 CSGB18030", All(GB18030, WrongInGb18030)),

@@ -8,11 +8,13 @@
 
 #include "message/HttpResponseImp.h"
 
-ResponseFill::ResponseFill(CHttpResponse& response) : m_response(response), m_pOwn(nullptr) {
+ResponseFill::ResponseFill(CHttpResponse& response, std::string&& type)
+    : m_response(response), m_pOwn(nullptr), m_type(std::move(type)) {
     CHttpResponseInter* imp = response.m_pImp.get();
     // Exactly this class: one that derives from it may override any setter.
     if (imp != nullptr && typeid(*imp) == typeid(CHttpResponseImp)) {
         m_pOwn = static_cast<CHttpResponseImp*>(imp);
+        m_pOwn->AddContentType(std::move(m_type));
     }
 }
 
@@ -32,10 +34,8 @@ void ResponseFill::Head(std::string&& head) {
     }
 }
 
-void ResponseFill::ContentType(std::string&& type) {
-    if (m_pOwn != nullptr) {
-        m_pOwn->AddContentType(std::move(type));
-    } else {
-        m_response.setContentType(type);
+void ResponseFill::ContentType() {
+    if (m_pOwn == nullptr) {
+        m_response.setContentType(m_type);
     }
 }

@@ -8,6 +8,8 @@ CHttpConnection::CHttpConnection(std::string address, int port)
     : m_strAddress(std::move(address)), m_nPort(port), m_pCurl(curl_easy_init()),
       m_pCurlM(curl_multi_init()) {}
 
+// libcurl may change the process's disposition of SIGPIPE while it closes handles that have never transferred, and
+// restore what it found. The pool closes connections under its lock, so that no two restore each other's.
 CHttpConnection::~CHttpConnection() {
     m_pCurl.reset(); // before the multi handle, which the members' own order would close first
     m_pCurlM.reset();

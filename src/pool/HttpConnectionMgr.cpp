@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Lending, taking back, and the limits. How the pool starts, sweeps and stops is in IdleReclamation.cpp.
-#include <charconv>
 #include <ctime>
-#include <iterator>
 #include <memory>
 #include <new>
 
@@ -15,7 +13,6 @@
 #include "pool/HttpConnection.h"
 #include "pool/HttpsConnection.h"
 #include "support/Published.h"
-#include "support/SpareText.h"
 #include "support/Trace.h"
 
 CHttpConnectionMgr* CHttpConnectionMgr::m_pInstance = nullptr;
@@ -26,21 +23,10 @@ namespace {
 // The lock is only ever taken for writing. Should taking it fail, the operation runs all the same.
 using PoolGuard = ACE_Write_Guard<ACE_RW_Thread_Mutex>;
 
-/// The end of an address key; the port is written as a signed number.
-class PortText {
-public:
-    explicit PortText(unsigned int port)
-        : m_end(std::to_chars(m_text + 1, std::end(m_text), static_cast<int>(port)).ptr) {}
-    std::size_t Size() const { return static_cast<std::size_t>(m_end - m_text); }
-    const char* Data() const { return m_text; }
-
-private:
-    char m_text[12] = {':'}; // a sign and ten digits
-    const char* m_end;
-};
-
-// The memory of the last address key, so that looking an address up allocates nothing.
-SparePlace g_spareKey{nullptr};
+/// The port is written as a signed number.
+std::string AddressKey(const std::string& domain, unsigned int port) {
+    return domain + ":" + std::to_string(static_cast<int>(port));
+}
 
 CHttpConnection* FirstIdle(const CHttpConnectionMgr::ConnList& list) {
     for (CHttpConnection* conn : list) {
@@ -135,9 +121,7 @@ CHttpConnection* CHttpConnectionMgr::GetConn(const std::string& domain, unsigned
         Trace(LogMessage::PoolDomainEmpty);
         return nullptr;
     }
-    const PortText portText(port);
-    const SpareText key(g_spareKey);
-    const std::string& addr = (*key).append(domain).append(portText.Data(), portText.Size());
+    const std::string addr = AddressKey(domain, port);
     const PoolGuard guard(m_PoolLock);
 
     ConnList* list = GetConnList(addr, bSSL);

@@ -2,37 +2,15 @@
 #include "pool/HttpsConnection.h"
 
 #include <algorithm>
-#include <cstdlib>
-#include <exception>
 #include <iterator>
 #include <utility>
 
-#include <json/value.h>
-
-#include <vorncipher/VornCipher.h>
-
 #include "support/Cleansing.h"
 #include "support/ExitGate.h"
-#include "support/JsonFile.h"
+#include "support/PlatformTls.h"
 #include "support/Trace.h"
 
 const char* SSL_ROOT = "SSL_ROOT";
-
-namespace {
-
-// Never destroyed, so that threads that outlive main() may still use them.
-// The manifest's path holds two slashes after the root, deliberately.
-const std::string& MANIFEST_SUFFIX = *new std::string("/internal/manifest.json");
-const std::string& PRIVATE_DIR = *new std::string("internal/");
-const std::string& CA_FILE = *new std::string("trust.cer");
-const std::string& CLIENT_CERTIFICATE = *new std::string("internal/server.cer");
-const std::string& CLIENT_KEY = *new std::string("internal/server_key.pem");
-
-// What the key password was encrypted for.
-constexpr auto KEY_SELECTOR = static_cast<VornCipherKey>(1);
-constexpr unsigned int KEY_VALUE = 19;
-
-} // namespace
 
 CHttpsConnection::CHttpsConnection(std::string address, int port)
     : CHttpConnection(std::move(address), port) {
@@ -44,14 +22,14 @@ CHttpsConnection::CHttpsConnection(std::string address, int port)
 
     CURL* curl = GetCurl();
     const std::string root = GetSslPath();
-    const std::string caPath = root + PRIVATE_DIR;
-    const std::string caFile = root + PRIVATE_DIR + CA_FILE;
-    const std::string certificate = root + CLIENT_CERTIFICATE;
-    const std::string key = root + CLIENT_KEY;
+    const std::string caPath = platform_tls::AuthoritiesDirectory(root);
+    const std::string caFile = platform_tls::AuthoritiesFile(root);
+    const std::string certificate = platform_tls::CertificateFile(root);
+    const std::string key = platform_tls::KeyFile(root);
 
     std::string password;
     const Cleansing cleansing(password); // libcurl keeps a copy of its own
-    const int status = VornCipher::Decrypt(cipherText, password, KEY_SELECTOR, KEY_VALUE);
+    const int status = platform_tls::DecryptPassword(cipherText, password);
     if (status != 0 || password.empty()) {
         Trace(LogMessage::KeyPasswordNotDecrypted, status);
     }
@@ -80,26 +58,19 @@ CHttpsConnection::CHttpsConnection(std::string address, int port)
 CHttpsConnection::~CHttpsConnection() = default;
 
 std::string CHttpsConnection::GetSslPath() const {
-    const char* value = getenv(SSL_ROOT);
-    std::string root = value != nullptr ? value : "";
-    if (!root.empty() && root.back() != '/') {
-        root += '/';
-    }
-    return root;
+    return platform_tls::Root();
 }
 
 void CHttpsConnection::GetCipherText(std::string& cipherText) const {
     try {
-        const std::string manifest = GetSslPath() + MANIFEST_SUFFIX;
-        Json::Value value;
-        switch (ReadJsonFile(manifest, true, value)) {
-        case JsonFileResult::NotOpened: // the constructor reports the empty text
-            return;
+        const std::string manifest = platform_tls::ManifestPath(GetSslPath());
+        switch (platform_tls::ReadCipherText(manifest, cipherText)) {
         case JsonFileResult::NotParsed:
             Trace(LogMessage::ManifestNotParsed, manifest.c_str());
             return;
+        case JsonFileResult::NotOpened: // the constructor reports the empty text
         case JsonFileResult::Ok:
-            cipherText = value["filelist"]["server_key.pem"]["keyPass"].asString();
+            return;
         }
     } catch (...) {
         Trace(LogMessage::ManifestNotRead);

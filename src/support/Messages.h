@@ -29,6 +29,7 @@ enum class LogMessage : std::size_t {
     PostMethodRefused,
     PostBodyRefused,
     TransferWithoutHandle,
+    SynSendException,
     // Sending, asynchronously
     AsynSendUrl,
     AsynSendBegin,
@@ -41,6 +42,8 @@ enum class LogMessage : std::size_t {
     WorkerWithoutHandle,
     WorkerWithoutMulti,
     WorkerWithoutConnection,
+    AsynSendException,
+    WorkerException,
     // Pool
     PoolThreadBegin,
     PoolThreadEnd,
@@ -73,6 +76,13 @@ enum class LogMessage : std::size_t {
     TokenRefused,
     TokenAnswerNotRead,
     TokenMissing,
+    // Calls of the engine
+    CallEnded,
+    CallFailed,
+    CallFailedWithin,
+    CallRefused,
+    CallWithoutMemory,
+    TlsMaterialKept,
 
     Count ///< no message: how many there are
 };
@@ -107,6 +117,7 @@ constexpr LogMessageRow LOG_MESSAGES[] = {
     {LogMessage::PostBodyRefused, TraceLevel::Error,
      "HTTP Post failed,curl_easy_setopt CURLOPT_POSTFIELDS retcode is : %d"},
     {LogMessage::TransferWithoutHandle, TraceLevel::Error, "HTTP synSendRequest::%s m_curl is nullptr."},
+    {LogMessage::SynSendException, TraceLevel::Error, "HTTP synSendRequest catch an exception."},
     // Sending, asynchronously
     {LogMessage::AsynSendUrl, TraceLevel::Detail, "HTTP asynSendRequest URL is: %s"},
     {LogMessage::AsynSendBegin, TraceLevel::Progress, "HTTP asynSendRequest begin"},
@@ -122,6 +133,8 @@ constexpr LogMessageRow LOG_MESSAGES[] = {
     {LogMessage::WorkerWithoutHandle, TraceLevel::Error, "HTTP DoAsyncOperation curl is nullptr."},
     {LogMessage::WorkerWithoutMulti, TraceLevel::Error, "HTTP DoAsyncOperation mcurl is nullptr."},
     {LogMessage::WorkerWithoutConnection, TraceLevel::Error, "HTTP DoAsyncOperation ptrHttpConn is nullptr."},
+    {LogMessage::AsynSendException, TraceLevel::Error, "HTTP asynSendRequest catch an exception."},
+    {LogMessage::WorkerException, TraceLevel::Error, "HTTP DoAsyncOperation catch an exception."},
     // Pool
     // The trailing blank belongs to the text.
     {LogMessage::PoolThreadBegin, TraceLevel::Progress, "CHttpConnectionMgr::svc in "},
@@ -173,6 +186,16 @@ constexpr LogMessageRow LOG_MESSAGES[] = {
     {LogMessage::TokenRefused, TraceLevel::Error, "request sia token failed. status: %d"},
     {LogMessage::TokenAnswerNotRead, TraceLevel::Error, "request sia token catch an exception."},
     {LogMessage::TokenMissing, TraceLevel::Error, "CHttpClientImp::AppendSlist, GetSiaToken failed"},
+    // Calls of the engine
+    {LogMessage::CallEnded, TraceLevel::Progress,
+     "HTTP call %s %s%s: status %d, attempts %d, total %.3f ms%s"},
+    {LogMessage::CallFailed, TraceLevel::Error, "HTTP call %s %s%s failed: %s; attempts %d, total %.3f ms%s"},
+    {LogMessage::CallFailedWithin, TraceLevel::Error, "HTTP call %s %s%s failed: Internal in %s: %s"},
+    {LogMessage::CallRefused, TraceLevel::Error, "HTTP call failed: %s"},
+    {LogMessage::CallWithoutMemory, TraceLevel::Error,
+     "HTTP call failed: Internal in Prepare: out of memory, descriptors or threads"},
+    {LogMessage::TlsMaterialKept, TraceLevel::Error,
+     "httpclient, changed TLS material cannot be used, the old stays in use, %s"},
 };
 
 /// Whether each row stands where its name says.

@@ -2,31 +2,32 @@
 // A process may end while workers are under way.
 #include <string>
 
-#include <spawn.h>
-#include <sys/wait.h>
-
 #include <gtest/gtest.h>
 
 #include <httpclient/testing/Certificates.h>
 #include <httpclient/testing/TlsLoopbackServer.h>
 
-extern char** environ;
+#include "tests/support/Process.h"
 
 using namespace httpclient::testing;
 
 namespace {
 
-/// @return how the host ended, as waitpid() tells it.
-int RunHost(const LoopbackServer& server, const char* way, int milliseconds, const char* busy = nullptr) {
-    const std::string port = std::to_string(server.port());
-    const std::string delay = std::to_string(milliseconds);
-    const char* const arguments[] = {ASYN_EXIT_HOST, port.c_str(), way, delay.c_str(), busy, nullptr};
-    pid_t host = 0;
-    int status = -1;
-    if (posix_spawn(&host, ASYN_EXIT_HOST, nullptr, nullptr, const_cast<char**>(arguments), environ) == 0) {
-        waitpid(host, &status, 0);
-    }
-    return status;
+Ended RunHost(const LoopbackServer& server, const std::string& way, int milliseconds) {
+    Command host;
+    host.words = {ASYN_EXIT_HOST, std::to_string(server.port()), way, std::to_string(milliseconds)};
+    return RunCommand(host);
+}
+
+Ended RunBusyHost(const LoopbackServer& server, const std::string& way, int milliseconds) {
+    Command host;
+    host.words = {ASYN_EXIT_HOST, std::to_string(server.port()), way, std::to_string(milliseconds), "busy"};
+    return RunCommand(host);
+}
+
+void ExpectSound(const Ended& ended) {
+    EXPECT_EQ(ended.signal, 0) << ended.err;
+    EXPECT_EQ(ended.exitCode, 0) << ended.err;
 }
 
 TlsOptions AnyClient() {
@@ -45,7 +46,8 @@ TEST(AsynExit, CrashesNoWorkerHoweverTheProcessEnds) {
     TlsLoopbackServer server([](const RecordedRequest&) { return Respond(200); }, AnyClient());
     for (const char* way : {"return", "exit"}) {
         for (const int milliseconds : {0, 150, 190, 200, 210, 220, 250}) {
-            EXPECT_EQ(RunHost(server, way, milliseconds), 0) << way << " after " << milliseconds << " ms";
+            SCOPED_TRACE(std::string(way) + " after " + std::to_string(milliseconds) + " ms");
+            ExpectSound(RunHost(server, way, milliseconds));
         }
     }
 }
@@ -54,8 +56,8 @@ TEST(AsynExit, CrashesNoCallbackThatUsesTheLibrary) {
     TlsLoopbackServer server([](const RecordedRequest&) { return Respond(200); }, AnyClient());
     for (const char* way : {"return", "exit"}) {
         for (const int milliseconds : {600, 640}) {
-            EXPECT_EQ(RunHost(server, way, milliseconds, "busy"), 0)
-                << way << " after " << milliseconds << " ms";
+            SCOPED_TRACE(std::string(way) + " after " + std::to_string(milliseconds) + " ms");
+            ExpectSound(RunBusyHost(server, way, milliseconds));
         }
     }
 }

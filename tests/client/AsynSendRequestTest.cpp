@@ -9,6 +9,7 @@
 
 #include "AsynFixture.h"
 #include "CurlTranscript.h"
+#include "GoldenFile.h"
 #include "client/AsyncOperation.h"
 #include "interpose/CurlRecorder.h"
 #include "pool/HttpConnection.h"
@@ -18,6 +19,26 @@ using namespace httpclient::testing;
 namespace {
 
 using Lines = std::vector<std::string>;
+
+/// A send whose calls into libcurl are written down.
+struct CallsRow {
+    const char* heading;
+    HTTPOPERATIONTYPE verb;
+    const char* entry = nullptr;     ///< Value of a header entry.
+    const char* parameter = nullptr; ///< Value of a parameter.
+    bool bTimeouts = false;          ///< Whether 11 s and 12 s take the place of the client's own.
+    bool bSSL = false; ///< The server speaks plain HTTP, and the scheme says so; only the options matter.
+};
+
+const CallsRow CALLS[] = {
+    {"a GET with a header: reset, URL, headers, time-outs and nothing else", HTTPOPERATION_GET, "1", nullptr,
+     true},
+    {"a bare GET: no header list is set, and none freed", HTTPOPERATION_GET},
+    {"a PUT: its method, then its parameters as body", HTTPOPERATION_PUT, nullptr, "v"},
+    {"a POST: POST, then its parameters as body", HTTPOPERATION_POST, nullptr, "v"},
+    {"a DELETE: its method alone", HTTPOPERATION_DELETE},
+    {"a GET over TLS: verification is switched off", HTTPOPERATION_GET, nullptr, nullptr, false, true},
+};
 
 class AsynSendRequest : public AsynTest {
 protected:
@@ -31,10 +52,10 @@ protected:
     }
 
     /// @return the calls into libcurl, with the passes of the wait loop after the first left out.
-    Lines CallsOf(const CHttpRequest& request, bool bSSL) {
+    Lines CallsOf(CHttpClientImp& client, const CHttpRequest& request, bool bSSL) {
         NextConnection(m_server, true); // so that making it is no part of the list
         const CurlRecorder recorder;
-        Send(m_client, request, bSSL);
+        Send(client, request, bSSL);
         CurlTranscript transcript;
         transcript.Replace(m_server.authority(), "<server>");
         Lines lines = transcript.Of(recorder.Events());
@@ -52,75 +73,31 @@ protected:
         }
     }
 
-    /// The calls of a whole send: those of its preparation, then the worker's.
-    static Lines Calls(Lines prepared, const Lines& tls = {}, const Lines& freed = {"slist_free_all"}) {
-        const Lines before{"setopt HEADERDATA=a pointer", "setopt HEADERFUNCTION=OnCurlWrite",
-                           "setopt WRITEFUNCTION=OnCurlWrite", "setopt WRITEDATA=a pointer"};
-        const Lines after{"setopt NOSIGNAL=1",    "multi_add_handle",
-                          "multi_perform",        "multi_timeout",
-                          "multi_fdset",          "multi_perform",
-                          "multi_remove_handle",  "getinfo RESPONSE_CODE",
-                          "getinfo CONTENT_TYPE", "getinfo CONTENT_LENGTH_DOWNLOAD"};
-        for (const Lines& part : {before, tls, after, freed}) {
-            prepared.insert(prepared.end(), part.begin(), part.end());
-        }
-        return prepared;
-    }
-
     LoopbackServer m_server{AnswerAll("answer")};
     CHttpClientImp m_client;
 };
 
 } // namespace
 
-TEST_F(AsynSendRequest, OfAGetIsResetUrlHeadersTimeoutsAndNothingElse) {
-    const auto request = MakeRequest(HTTPOPERATION_GET, "/path");
-    request->addRequestHeadEntry("A", "1");
-    m_client.setConnectTimeout(11);
-    m_client.setRequestTimeout(12);
-    EXPECT_EQ(CallsOf(*request, false),
-              Calls({"easy_reset", "setopt URL=\"http://<server>/path\"", "slist_append \"A:1\"",
-                     "setopt HTTPHEADER=a pointer", "setopt CONNECTTIMEOUT=11", "setopt TIMEOUT=12"}));
-}
-
-TEST_F(AsynSendRequest, OfABareGetSetsNoHeaderListAndFreesNone) {
-    EXPECT_EQ(CallsOf(*MakeRequest(HTTPOPERATION_GET, "/path"), false),
-              Calls({"easy_reset", "setopt URL=\"http://<server>/path\"", "setopt CONNECTTIMEOUT=10",
-                     "setopt TIMEOUT=30"},
-                    {}, {}));
-}
-
-TEST_F(AsynSendRequest, OfAPutSetsItsMethodThenItsParametersAsBody) {
-    const auto request = MakeRequest(HTTPOPERATION_PUT, "/path");
-    request->addParam("k", "v");
-    EXPECT_EQ(CallsOf(*request, false),
-              Calls({"easy_reset", "setopt URL=\"http://<server>/path\"", "setopt CONNECTTIMEOUT=10",
-                     "setopt TIMEOUT=30", "setopt CUSTOMREQUEST=\"PUT\"", "setopt POSTFIELDS=\"k=v\""},
-                    {}, {}));
-}
-
-TEST_F(AsynSendRequest, OfAPostSetsPostThenItsParametersAsBody) {
-    const auto request = MakeRequest(HTTPOPERATION_POST, "/path");
-    request->addParam("k", "v");
-    EXPECT_EQ(CallsOf(*request, false),
-              Calls({"easy_reset", "setopt URL=\"http://<server>/path\"", "setopt CONNECTTIMEOUT=10",
-                     "setopt TIMEOUT=30", "setopt POST=1", "setopt POSTFIELDS=\"k=v\""},
-                    {}, {}));
-}
-
-TEST_F(AsynSendRequest, OfADeleteSetsItsMethodAlone) {
-    EXPECT_EQ(CallsOf(*MakeRequest(HTTPOPERATION_DELETE, "/path"), false),
-              Calls({"easy_reset", "setopt URL=\"http://<server>/path\"", "setopt CONNECTTIMEOUT=10",
-                     "setopt TIMEOUT=30", "setopt CUSTOMREQUEST=\"DELETE\""},
-                    {}, {}));
-}
-
-TEST_F(AsynSendRequest, OfATlsSendSwitchesVerificationOff) {
-    // The server speaks plain HTTP, and the scheme says so; only the options matter here.
-    EXPECT_EQ(CallsOf(*MakeRequest(HTTPOPERATION_GET, "/path"), true),
-              Calls({"easy_reset", "setopt URL=\"http://<server>/path\"", "setopt CONNECTTIMEOUT=10",
-                     "setopt TIMEOUT=30"},
-                    {"setopt SSL_VERIFYPEER=0", "setopt SSL_VERIFYHOST=0"}, {}));
+TEST_F(AsynSendRequest, AsksOfLibcurlWhatTheTranscriptSays) {
+    std::string transcript;
+    for (const CallsRow& row : CALLS) {
+        const auto request = MakeRequest(row.verb, "/path");
+        if (row.entry != nullptr) {
+            request->addRequestHeadEntry("A", row.entry);
+        }
+        if (row.parameter != nullptr) {
+            request->addParam("k", row.parameter);
+        }
+        CHttpClientImp client;
+        PointAt(client, m_server);
+        if (row.bTimeouts) {
+            client.setConnectTimeout(11);
+            client.setRequestTimeout(12);
+        }
+        transcript += Section(row.heading, CallsOf(client, *request, row.bSSL));
+    }
+    ExpectGolden(CLIENT_TEST_DATA "/asynchronous-calls.txt", transcript);
 }
 
 TEST_F(AsynSendRequest, ToAVerbThatCannotBeSentAddsNoHandle) {

@@ -4,10 +4,12 @@
 #include <array>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
-#include <iterator>
 
 #include <gtest/gtest.h>
+
+#include <httpclient/testing/Files.h>
 
 namespace {
 
@@ -38,10 +40,8 @@ void ExpectGolden(const std::string& path, const std::string& text) {
         std::ofstream(path, std::ios::binary) << text;
         return;
     }
-    std::ifstream file(path, std::ios::binary);
-    ASSERT_TRUE(file) << path;
-    const std::string expected((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-    EXPECT_EQ(expected, text) << "set UPDATE_GOLDEN_FILES to write " << path;
+    ASSERT_TRUE(std::filesystem::is_regular_file(path)) << path;
+    EXPECT_EQ(httpclient::testing::ReadFile(path), text) << "set UPDATE_GOLDEN_FILES to write " << path;
 }
 
 std::string Shown(const std::string& bytes, const std::string& indent) {
@@ -58,4 +58,12 @@ std::string Shown(const std::string& bytes, const std::string& indent) {
         }
     }
     return lineBegins ? text : text + "\n";
+}
+
+std::string Section(const std::string& heading, const std::vector<std::string>& lines) {
+    std::string text = heading + '\n';
+    for (const std::string& line : lines) {
+        text += "    " + line + '\n';
+    }
+    return text + '\n';
 }

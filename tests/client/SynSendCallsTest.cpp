@@ -10,6 +10,7 @@
 
 #include "ClientFixture.h"
 #include "CurlTranscript.h"
+#include "GoldenFile.h"
 #include "client/HttpClientImp.h"
 #include "interpose/CurlRecorder.h"
 #include "pool/HttpConnection.h"
@@ -40,88 +41,25 @@ protected:
 
 } // namespace
 
-TEST_F(SynSendCalls, OfAFullPostAreTheseInThisOrder) {
-    const auto request = MakeRequest(HTTPOPERATION_POST, "/path");
-    request->setContent("content");
-    request->setCustomCookieParam("a=1");
-    request->setAcceptEncoding("gzip");
-    request->setContentType("text/plain");
-    EXPECT_EQ(Send(*request, false), (Lines{
-                                         "setopt HEADERDATA=a pointer",
-                                         "setopt HEADERFUNCTION=OnCurlWrite",
-                                         "setopt DEBUGFUNCTION=OnCurlDebug",
-                                         "setopt VERBOSE=1",
-                                         "setopt COOKIE=\"a=1\"",
-                                         "setopt ACCEPT_ENCODING=\"gzip\"",
-                                         "setopt HTTP_CONTENT_DECODING=1",
-                                         "slist_append \"Accept-Encoding:gzip\"",
-                                         "slist_append \"Content-Type:text/plain\"",
-                                         "setopt URL=\"http://<server>/path\"",
-                                         "setopt WRITEFUNCTION=OnCurlWrite",
-                                         "setopt WRITEDATA=a pointer",
-                                         "setopt HTTPHEADER=a pointer",
-                                         "setopt NOSIGNAL=1",
-                                         "setopt CONNECTTIMEOUT=10",
-                                         "setopt TIMEOUT=30",
-                                         "setopt CUSTOMREQUEST=\"POST\"",
-                                         "setopt POSTFIELDS=\"content\"",
-                                         "perform",
-                                         "getinfo RESPONSE_CODE",
-                                         "slist_free_all",
-                                         "getinfo CONTENT_TYPE",
-                                         "getinfo CONTENT_LENGTH_DOWNLOAD",
-                                     }));
-}
-
-TEST_F(SynSendCalls, OfABareGetSetTheEmptyCookieButNoEncoding) {
-    EXPECT_EQ(Send(*MakeRequest(HTTPOPERATION_GET, "/path"), false),
-              (Lines{
-                  "setopt HEADERDATA=a pointer",
-                  "setopt HEADERFUNCTION=OnCurlWrite",
-                  "setopt DEBUGFUNCTION=OnCurlDebug",
-                  "setopt VERBOSE=1",
-                  "setopt COOKIE=\"\"",
-                  "setopt URL=\"http://<server>/path\"",
-                  "setopt WRITEFUNCTION=OnCurlWrite",
-                  "setopt WRITEDATA=a pointer",
-                  "setopt HTTPHEADER=null",
-                  "setopt NOSIGNAL=1",
-                  "setopt CONNECTTIMEOUT=10",
-                  "setopt TIMEOUT=30",
-                  "setopt POSTFIELDS=\"\"",
-                  "setopt CUSTOMREQUEST=\"GET\"",
-                  "setopt READFUNCTION=null",
-                  "perform",
-                  "getinfo RESPONSE_CODE",
-                  "getinfo CONTENT_TYPE",
-                  "getinfo CONTENT_LENGTH_DOWNLOAD",
-              }));
-}
-
-TEST_F(SynSendCalls, OfATlsSendUseTheTlsPoolAndTheTlsVariant) {
-    // The connection is a TLS one, on which libcurl speaks what the URL's scheme says. The pool never closes
-    // it, so its descriptors stay.
+TEST_F(SynSendCalls, AreAsInTheTranscript) {
+    const auto full = MakeRequest(HTTPOPERATION_POST, "/path");
+    full->setContent("content");
+    full->setCustomCookieParam("a=1");
+    full->setAcceptEncoding("gzip");
+    full->setContentType("text/plain");
+    const auto bare = MakeRequest(HTTPOPERATION_GET, "/path");
+    // A TLS connection is one on which libcurl speaks what the URL's scheme says. The pool never closes it, so its
+    // descriptors stay.
     ResourceListener::Allow(8, 0);
-    EXPECT_EQ(Send(*MakeRequest(HTTPOPERATION_GET, "/path"), true), (Lines{
-                                                                        "setopt HEADERDATA=a pointer",
-                                                                        "setopt HEADERFUNCTION=OnCurlWrite",
-                                                                        "setopt DEBUGFUNCTION=OnCurlDebug",
-                                                                        "setopt VERBOSE=1",
-                                                                        "setopt COOKIE=\"\"",
-                                                                        "setopt POSTFIELDS=\"\"",
-                                                                        "setopt CUSTOMREQUEST=\"GET\"",
-                                                                        "setopt URL=\"http://<server>/path\"",
-                                                                        "setopt WRITEFUNCTION=OnCurlWrite",
-                                                                        "setopt WRITEDATA=a pointer",
-                                                                        "setopt HTTPHEADER=null",
-                                                                        "setopt NOSIGNAL=1",
-                                                                        "setopt CONNECTTIMEOUT=10",
-                                                                        "setopt TIMEOUT=30",
-                                                                        "perform",
-                                                                        "getinfo RESPONSE_CODE",
-                                                                        "getinfo CONTENT_TYPE",
-                                                                        "getinfo CONTENT_LENGTH_DOWNLOAD",
-                                                                    }));
+    ExpectGolden(CLIENT_TEST_DATA "/synchronous-calls.txt",
+                 Section("a full POST", Send(*full, false)) +
+                     Section("a bare GET: the empty cookie, but no encoding", Send(*bare, false)) +
+                     Section("a bare GET over a TLS connection, by the TLS variant", Send(*bare, true)));
+}
+
+TEST_F(SynSendCalls, OfATlsSendGoToTheTlsPool) {
+    ResourceListener::Allow(8, 0);
+    Send(*MakeRequest(HTTPOPERATION_GET, "/path"), true);
     EXPECT_EQ(PooledConnections(m_server, true), 1U);
     EXPECT_EQ(PooledConnections(m_server, false), 0U);
 }

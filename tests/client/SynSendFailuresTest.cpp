@@ -160,6 +160,7 @@ TEST_F(SynSendFailure, OfMemoryIsAResultAndNeverAnException) {
     int result = 0;
     EXPECT_NO_THROW(result = Send(*request));
     EXPECT_EQ(result, -1);
+    EXPECT_EQ(OwnMessages(3), Messages{"[5] HTTP synSendRequest catch an exception."});
     m_response.ExpectUntouched();
     ExpectRecovery(conn);
 }

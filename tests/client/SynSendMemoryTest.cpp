@@ -45,6 +45,13 @@ protected:
             count = counted.Count();
         }
         EXPECT_TRUE(result == 200 || result == -1) << result << " at allocation " << failing;
+        if (result == -1) {
+            SCOPED_TRACE(failing);
+            response.ExpectUntouched(); // all or nothing
+            ++m_failed;
+            m_told += OwnMessages(5).empty() ? 0 : 1;
+        }
+        TraceRecorder::Instance().Clear();
         EXPECT_EQ(m_client.m_curl, nullptr) << failing;
         EXPECT_EQ(NextConnection(m_server), m_conn) << failing;
         return count >= failing;
@@ -66,16 +73,39 @@ protected:
     LoopbackServer m_server{AnswerAll("an answer that is longer than a short string")};
     CHttpClientImp m_client;
     const CHttpConnection* m_conn = nullptr;
+    int m_failed = 0; ///< How many of the sends answered -1.
+    int m_told = 0;   ///< How many of those said so in the log.
 };
 
 } // namespace
 
-TEST_F(SynSendMemory, ExhaustedAnywhereInAGetIsSurvived) {
+TEST_F(SynSendMemory, ExhaustedAnywhereInAGetIsSurvivedAndToldOf) {
     ExpectEverySendToSurvive(HTTPOPERATION_GET);
+    EXPECT_GT(m_failed, 5);
+    EXPECT_EQ(m_told, m_failed);
 }
 
-TEST_F(SynSendMemory, ExhaustedAnywhereInAPostIsSurvived) {
+TEST_F(SynSendMemory, ExhaustedAnywhereInAPostIsSurvivedAndToldOf) {
     ExpectEverySendToSurvive(HTTPOPERATION_POST);
+    EXPECT_GT(m_failed, 5);
+    EXPECT_EQ(m_told, m_failed);
+}
+
+TEST_F(SynSendMemory, ExhaustedWhileTheResponseIsFilledLeavesItAsItWas) {
+    TraceRecorder::Instance().SetLowestLevel(5);
+    const auto request = MakeRequest(HTTPOPERATION_GET);
+    std::size_t allocations = 0;
+    for (const bool counting : {true, false}) {
+        UntouchedResponse response;
+        const CountedNew counted(counting ? 0 : allocations); // the last one is the response's
+        const int result = m_client.synSendRequest(*request, response.get(), false);
+        allocations = counted.Count();
+        EXPECT_EQ(result, counting ? 200 : -1);
+        if (!counting) {
+            response.ExpectUntouched();
+        }
+    }
+    EXPECT_EQ(OwnMessages(5), std::vector<std::string>{"[5] HTTP synSendRequest catch an exception."});
 }
 
 TEST_F(SynSendMemory, ExhaustedAnywhereInAHeadIsSurvived) {

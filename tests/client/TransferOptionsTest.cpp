@@ -57,20 +57,6 @@ protected:
     std::string Url() const { return m_server.url("/path"); }
     curl_slist* List() const { return m_list.get(); }
 
-    /// Runs a transfer and compares everything that it asks of libcurl, up to its return.
-    void ExpectCalls(const std::function<int()>& transfer, const Lines& expected) {
-        const CurlRecorder recorder;
-        EXPECT_EQ(transfer(), 200);
-        Lines all = Expanded(expected);
-        all.insert(all.end(), {"perform", "getinfo RESPONSE_CODE"});
-        EXPECT_EQ(m_transcript.Of(recorder.Events()), all);
-        for (const CurlEvent& event : recorder.Events()) {
-            EXPECT_EQ(event.handle, m_handle.get());
-            EXPECT_EQ(event.result, CURLE_OK);
-        }
-        EXPECT_EQ(OwnMessages(0), Lines{});
-    }
-
     LoopbackServer m_server{AnswerAll("answer")};
     CurlEasyPtr m_handle{curl_easy_init()};
     CurlSlistPtr m_list{curl_slist_append(nullptr, "A:1")};
@@ -80,7 +66,67 @@ protected:
     CurlTranscript m_transcript;
 };
 
+/// One of the ten transfers.
+struct TransferRow {
+    const char* name;
+    std::function<int(CHttpClientImp&, const std::string& url, const std::string& content,
+                      std::string& response, curl_slist* list)>
+        run;
+    Lines options; ///< What it sets, in order; "common" stands for the common options.
+};
+
+template <auto Transfer>
+int WithBody(CHttpClientImp& client, const std::string& url, const std::string& content,
+             std::string& response, curl_slist* list) {
+    return (client.*Transfer)(url, content, response, list);
+}
+
+template <auto Transfer>
+int WithoutBody(CHttpClientImp& client, const std::string& url, const std::string& /*content*/,
+                std::string& response, curl_slist* list) {
+    return (client.*Transfer)(url, response, list);
+}
+
+using C = CHttpClientImp;
+
+const std::string NO_BODY = "setopt POSTFIELDS=\"\"";
+const std::string BODY = "setopt POSTFIELDS=\"content\"";
+
+const TransferRow TRANSFERS[] = {
+    {"Post", WithBody<&C::Post>, {"common", "setopt CUSTOMREQUEST=\"POST\"", BODY}},
+    {"Posts", WithBody<&C::Posts>, {"common", "setopt CUSTOMREQUEST=\"POST\"", BODY}},
+    {"HttpGet",
+     WithoutBody<&C::HttpGet>,
+     {"common", NO_BODY, "setopt CUSTOMREQUEST=\"GET\"", "setopt READFUNCTION=null"}},
+    {"HttpGets", WithoutBody<&C::HttpGets>, {NO_BODY, "setopt CUSTOMREQUEST=\"GET\"", "common"}},
+    {"Delete", WithoutBody<&C::Delete>, {"common", NO_BODY, "setopt CUSTOMREQUEST=\"DELETE\""}},
+    {"Deletes", WithoutBody<&C::Deletes>, {NO_BODY, "common", "setopt CUSTOMREQUEST=\"DELETE\""}},
+    {"Put", WithBody<&C::Put>, {"common", "setopt CUSTOMREQUEST=\"PUT\"", BODY}},
+    {"Puts", WithBody<&C::Puts>, {"common", "setopt CUSTOMREQUEST=\"PUT\"", BODY}},
+    {"Head", WithoutBody<&C::Head>, {"common", "setopt HEADER=1", "setopt NOBODY=1"}},
+    {"Heads", WithoutBody<&C::Heads>, {NO_BODY, "common", "setopt HEADER=1", "setopt NOBODY=1"}},
+};
+
+class EachTransfer : public Transfer, public ::testing::WithParamInterface<TransferRow> {};
+
 } // namespace
+
+// Everything that it asks of libcurl, up to its return.
+TEST_P(EachTransfer, SetsItsOptionsInOrderPerformsAndReadsTheStatus) {
+    const CurlRecorder recorder;
+    EXPECT_EQ(GetParam().run(m_client, Url(), m_content, m_response, List()), 200);
+    Lines all = Expanded(GetParam().options);
+    all.insert(all.end(), {"perform", "getinfo RESPONSE_CODE"});
+    EXPECT_EQ(m_transcript.Of(recorder.Events()), all);
+    for (const CurlEvent& event : recorder.Events()) {
+        EXPECT_EQ(event.handle, m_handle.get());
+        EXPECT_EQ(event.result, CURLE_OK);
+    }
+    EXPECT_EQ(OwnMessages(0), Lines{});
+}
+
+INSTANTIATE_TEST_SUITE_P(Transfers, EachTransfer, ::testing::ValuesIn(TRANSFERS),
+                         [](const auto& row) { return std::string(row.param.name); });
 
 TEST_F(Transfer, SetsTheCommonOptionsInOrder) {
     CurlRecorder recorder;
@@ -116,57 +162,6 @@ TEST_F(Transfer, TakesItsTimeoutsFromTheClient) {
     m_client.SetCurlParam(Url(), m_response, List());
     EXPECT_EQ(recorder.Last(CURLOPT_CONNECTTIMEOUT)->number, 3);
     EXPECT_EQ(recorder.Last(CURLOPT_TIMEOUT)->number, 4);
-}
-
-TEST_F(Transfer, PostSetsTheseOptions) {
-    ExpectCalls([this] { return m_client.Post(Url(), m_content, m_response, List()); },
-                {"common", "setopt CUSTOMREQUEST=\"POST\"", "setopt POSTFIELDS=\"content\""});
-}
-
-TEST_F(Transfer, PostsSetsTheseOptions) {
-    ExpectCalls([this] { return m_client.Posts(Url(), m_content, m_response, List()); },
-                {"common", "setopt CUSTOMREQUEST=\"POST\"", "setopt POSTFIELDS=\"content\""});
-}
-
-TEST_F(Transfer, HttpGetSetsTheseOptions) {
-    ExpectCalls(
-        [this] { return m_client.HttpGet(Url(), m_response, List()); },
-        {"common", "setopt POSTFIELDS=\"\"", "setopt CUSTOMREQUEST=\"GET\"", "setopt READFUNCTION=null"});
-}
-
-TEST_F(Transfer, HttpGetsSetsTheseOptions) {
-    ExpectCalls([this] { return m_client.HttpGets(Url(), m_response, List()); },
-                {"setopt POSTFIELDS=\"\"", "setopt CUSTOMREQUEST=\"GET\"", "common"});
-}
-
-TEST_F(Transfer, DeleteSetsTheseOptions) {
-    ExpectCalls([this] { return m_client.Delete(Url(), m_response, List()); },
-                {"common", "setopt POSTFIELDS=\"\"", "setopt CUSTOMREQUEST=\"DELETE\""});
-}
-
-TEST_F(Transfer, DeletesSetsTheseOptions) {
-    ExpectCalls([this] { return m_client.Deletes(Url(), m_response, List()); },
-                {"setopt POSTFIELDS=\"\"", "common", "setopt CUSTOMREQUEST=\"DELETE\""});
-}
-
-TEST_F(Transfer, PutSetsTheseOptions) {
-    ExpectCalls([this] { return m_client.Put(Url(), m_content, m_response, List()); },
-                {"common", "setopt CUSTOMREQUEST=\"PUT\"", "setopt POSTFIELDS=\"content\""});
-}
-
-TEST_F(Transfer, PutsSetsTheseOptions) {
-    ExpectCalls([this] { return m_client.Puts(Url(), m_content, m_response, List()); },
-                {"common", "setopt CUSTOMREQUEST=\"PUT\"", "setopt POSTFIELDS=\"content\""});
-}
-
-TEST_F(Transfer, HeadSetsTheseOptions) {
-    ExpectCalls([this] { return m_client.Head(Url(), m_response, List()); },
-                {"common", "setopt HEADER=1", "setopt NOBODY=1"});
-}
-
-TEST_F(Transfer, HeadsSetsTheseOptions) {
-    ExpectCalls([this] { return m_client.Heads(Url(), m_response, List()); },
-                {"setopt POSTFIELDS=\"\"", "common", "setopt HEADER=1", "setopt NOBODY=1"});
 }
 
 TEST_F(Transfer, PostSendsACopyOfTheContentAndTheOthersTheCallersOwn) {

@@ -4,8 +4,6 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <string>
 
 #include <sys/types.h>
@@ -14,6 +12,7 @@
 
 #include <httpclient/testing/Environment.h>
 #include <httpclient/testing/FakeTokenService.h>
+#include <httpclient/testing/Files.h>
 #include <httpclient/testing/TlsLoopbackServer.h>
 
 #include "examples/tests/Run.h"
@@ -57,10 +56,7 @@ protected:
     examples::Ran Run(const std::string& command) const {
         return examples::Run("sh -c '" + Begin() + command + "'");
     }
-    std::string TextOf(const std::string& fileName) const {
-        std::ifstream file(m_directory.path() / fileName);
-        return std::string(std::istreambuf_iterator<char>(file), {});
-    }
+    std::string TextOf(const std::string& fileName) const { return ReadFile(m_directory.path() / fileName); }
     /// How a server does TLS with the files laid out for it.
     TlsOptions ServersTls() const {
         TlsOptions options;

@@ -3,19 +3,14 @@
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
+
+#include <httpclient/testing/Files.h>
 
 #include "Target.h"
 
 namespace {
-
-std::string Content(const std::filesystem::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(file), {});
-}
 
 std::vector<std::filesystem::path> Files(const std::filesystem::path& directory) {
     std::vector<std::filesystem::path> files;
@@ -41,7 +36,7 @@ int main(int argc, char** argv) {
         for (const auto& file : Files(argv[i])) {
             std::fprintf(stderr, "%s\n",
                          file.c_str()); // the last one named is the one that ended the process
-            run(Content(file));
+            run(httpclient::testing::ReadFile(file));
             ++count;
         }
     }

@@ -2,15 +2,20 @@
 #include "message/ResponseFill.h"
 
 #include <memory>
+#include <new>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include <httpclient/HttpResponse.h>
 
+#include "interpose/Allocations.h"
 #include "message/HttpResponseImp.h"
 #include "message/RecordingResponse.h"
+
+using httpclient::testing::CountedNew;
 
 namespace {
 
@@ -25,10 +30,10 @@ public:
 };
 
 void Fill(CHttpResponse& response) {
-    ResponseFill fill(response);
+    ResponseFill fill(response, "type");
     fill.Head("head");
     fill.Body("body");
-    fill.ContentType("type");
+    fill.ContentType();
 }
 
 } // namespace
@@ -42,10 +47,10 @@ TEST(ResponseFill, MovesTheTextsIntoTheLibrarysOwnImplementation) {
     const char* const bodyAt = body.data();
     const char* const headAt = head.data();
     const char* const typeAt = type.data();
-    ResponseFill fill(response);
+    ResponseFill fill(response, std::move(type));
     fill.Body(std::move(body));
     fill.Head(std::move(head));
-    fill.ContentType(std::move(type));
+    fill.ContentType();
     EXPECT_EQ(imp.m_strBody.data(), bodyAt);
     EXPECT_EQ(imp.m_strHead.data(), headAt);
     EXPECT_EQ(imp.m_mapHeadEntry.at("Content-Type").data(), typeAt);
@@ -67,13 +72,31 @@ TEST(ResponseFill, SetsWhatTheSettersSet) {
 TEST(ResponseFill, ReplacesBodyAndHeadAndKeepsTheFirstContentType) {
     CHttpResponse response;
     Fill(response);
-    ResponseFill fill(response);
+    ResponseFill fill(response, "new type");
     fill.Body("new body");
     fill.Head("new head");
-    fill.ContentType("new type");
+    fill.ContentType();
     EXPECT_EQ(response.getResponseBody(), "new body");
     EXPECT_EQ(response.getResponseHead(), "new head");
     EXPECT_EQ(response.getContentType(), "type") << "as with setContentType()";
+}
+
+TEST(ResponseFill, TakesItsMemoryBeforeItFillsAnything) {
+    CHttpResponse response;
+    std::string type(1000, 't');
+    {
+        const CountedNew counted(1);
+        EXPECT_THROW(ResponseFill(response, std::move(type)), std::bad_alloc);
+    }
+    EXPECT_EQ(response.getResponseHeadNums(), 0U);
+    ResponseFill fill(response, "type");
+    std::string body(1000, 'b');
+    std::string head(1000, 'h');
+    const CountedNew counted;
+    fill.Body(std::move(body));
+    fill.Head(std::move(head));
+    fill.ContentType();
+    EXPECT_EQ(counted.Count(), 0U);
 }
 
 TEST(ResponseFill, CallsEachSetterOfAForeignImplementationOnce) {

@@ -12,9 +12,9 @@
 #include "client/HttpClientImp.h"
 #include "identity/HttpSiaToken.h"
 #include "setting/Callback.h"
-#include "setting/NginxServer.h"
 #include "setting/Secrets.h"
 #include "support/CurlOwners.h"
+#include "tests/support/Nginx.h"
 
 using namespace httpclient::testing;
 

@@ -72,11 +72,20 @@ TEST(RequestHandle, IsTakenOnceGivenBackOnceAndNeverUsedForATransfer) {
         EXPECT_EQ(recorder.Events().size(), 1u) << "nothing but curl_easy_init() so far";
     }
     const std::vector<CurlEvent> events = recorder.Events();
-    ASSERT_EQ(events.size(), 2u);
+    ASSERT_EQ(events.size(), 3u);
     EXPECT_EQ(events[0].call, CurlCall::EasyInit);
-    EXPECT_EQ(events[1].call, CurlCall::EasyCleanup);
+    EXPECT_EQ(events[1].call, CurlCall::EasySetopt);
+    EXPECT_EQ(events[2].call, CurlCall::EasyCleanup);
     EXPECT_NE(handle, nullptr);
     EXPECT_EQ(events[1].handle, handle);
+    EXPECT_EQ(events[2].handle, handle);
+}
+
+TEST(RequestHandle, IsToldToLeaveSignalsAloneBeforeItIsClosed) {
+    const CurlRecorder recorder;
+    { const CHttpRequest request; }
+    EXPECT_EQ(recorder.Options(), std::vector<CURLoption>{CURLOPT_NOSIGNAL}) << "and nothing else";
+    EXPECT_EQ(recorder.Events(CurlCall::EasySetopt).at(0).number, 1);
 }
 
 TEST(RequestHandle, IsEachRequestsOwn) {
@@ -115,6 +124,13 @@ TEST(RequestWithoutHandle, IsUsableButForEscaping) {
     EXPECT_EQ(request.getContentType(), "text/plain");
     EXPECT_TRUE(request.setContent("body"));
     EXPECT_EQ(request.getContent(), "body");
+}
+
+TEST(RequestWithoutHandle, EndsWithoutLibcurl) {
+    CurlRecorder recorder;
+    recorder.Force(CurlCall::EasyInit);
+    { const CHttpRequest request; }
+    EXPECT_EQ(recorder.Events().size(), 1u) << "the one that failed";
 }
 
 TEST(RequestWithoutHandle, NeverAsksLibcurlToEscape) {

@@ -16,8 +16,6 @@
 
 static_assert(!std::is_copy_constructible_v<CHttpResponse> && !std::is_copy_assignable_v<CHttpResponse>);
 static_assert(!std::is_move_constructible_v<CHttpResponse> && !std::is_move_assignable_v<CHttpResponse>);
-static_assert(std::has_virtual_destructor_v<CHttpResponse>);
-static_assert(sizeof(CHttpResponse) == 2 * sizeof(void*)); // the virtual table's pointer and m_pImp
 
 namespace {
 
@@ -65,11 +63,6 @@ TEST(ResponseInterface, HasTheDestructorsFirst) {
     ::operator delete(response); // the first leaves the memory alone, the second does not
     Slot<void()>::Call(static_cast<CHttpResponseInter&>(*new RecordingResponse(calls)), 1);
     EXPECT_EQ(calls, (Calls{"destroyed", "destroyed"}));
-}
-
-TEST(ResponseInterface, HasNoOtherOperations) {
-    EXPECT_EQ(CountVirtualOperations("_ZTV16CHttpResponseImp"), DESTRUCTORS + 16);
-    EXPECT_EQ(CountVirtualOperations("_ZTV13CHttpResponse"), DESTRUCTORS);
 }
 
 TEST(ResponseFacade, ForwardsEveryOperationOfItsOwn) {
@@ -140,22 +133,6 @@ TEST(ResponseWithoutImplementation, AnswersNeutrallyAndChangesNothing) {
 TEST(ResponseWithoutImplementation, CanBeDestroyed) {
     CHttpResponse response;
     response.m_pImp.reset();
-}
-
-TEST(ResponseImplementation, HasItsFieldsInOrder) {
-    const CHttpResponseImp imp;
-    const auto offset = [&imp](const auto& field) {
-        return reinterpret_cast<const char*>(&field) - reinterpret_cast<const char*>(&imp);
-    };
-    EXPECT_EQ(offset(imp.m_strReserved), 8);
-    EXPECT_EQ(offset(imp.m_strBody), 40);
-    EXPECT_EQ(offset(imp.m_strHead), 72);
-    EXPECT_EQ(offset(imp.m_mapHeadEntry), 104);
-    EXPECT_EQ(offset(imp.m_dContentLen), 152);
-    EXPECT_EQ(offset(imp.m_nStatusCode), 160);
-    EXPECT_EQ(sizeof imp, 168u);
-    EXPECT_EQ(sizeof imp.m_nStatusCode, 4u);
-    EXPECT_EQ(sizeof(CHttpResponseInter), sizeof(void*)) << "the interface has no data";
 }
 
 TEST(ResponseImplementation, ParsingTheHeadDoesNothing) {

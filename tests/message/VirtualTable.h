@@ -6,7 +6,6 @@
 
 #include <cstddef>
 #include <cstring>
-#include <string>
 
 /// An operation of this type, called through a place in the table. Constness of the operation is
 /// of no account.
@@ -27,7 +26,3 @@ template <class Result, class... Parameters> struct Slot<Result(Parameters...)> 
         return (object.*method)(arguments...);
     }
 };
-
-/// How many virtual operations a class of the library has, the two destructors included.
-/// @param symbol the mangled name of its virtual table.
-std::size_t CountVirtualOperations(const std::string& symbol);

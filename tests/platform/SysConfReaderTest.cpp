@@ -8,7 +8,7 @@
 
 #include <ovexcommon/SysConfReader.h>
 
-#include "TemporaryDirectory.h"
+#include <httpclient/testing/Environment.h>
 
 namespace {
 
@@ -27,13 +27,13 @@ protected:
         unsetenv("APP_ROOT");
     }
 
-    std::filesystem::path file() const { return m_root / "etc/sysconf.json"; }
+    std::filesystem::path file() const { return m_root.path() / "etc/sysconf.json"; }
     std::string AddressWith(const std::string& configuration) const {
-        WriteFile(file(), configuration);
+        m_root.Write(file(), configuration);
         return Address();
     }
 
-    TemporaryDirectory m_root;
+    httpclient::testing::TemporaryDirectory m_root;
 };
 
 } // namespace
@@ -101,7 +101,7 @@ TEST_F(SysConfReader, AnswersEmptyForADirectoryInTheFilesPlace) {
 }
 
 TEST_F(SysConfReader, AnswersEmptyForAFileInTheDirectorysPlace) {
-    WriteFile(m_root / "etc", "not a directory");
+    m_root.Write("etc", "not a directory");
     EXPECT_EQ(Address(), "");
 }
 

@@ -14,10 +14,12 @@
 
 #include <ovexcommon/TraceClient.h>
 
-#include "AllocationCount.h"
-#include "ChildProcess.h"
+#include "TraceProcess.h"
+#include "interpose/Allocations.h"
 
 using Ovexcommon::TraceClient;
+
+using namespace httpclient::testing;
 
 namespace {
 
@@ -37,15 +39,15 @@ std::string BodyOf(const std::string& line, int level = 5, int module = 1) {
 
 // The body of the one line that a process writes for this text.
 std::string WrittenFor(const std::string& text) {
-    const ChildResult child = RunInChild({}, [&] { TraceClient::Instance()->trace(5, 1, text); });
-    EXPECT_TRUE(child.succeeded);
-    EXPECT_EQ(child.lines().size(), 1U) << child.standardError;
-    return child.lines().empty() ? "" : BodyOf(child.lines().front());
+    const Ended child = RunInChild({}, [&] { TraceClient::Instance()->trace(5, 1, text); });
+    EXPECT_EQ(child.exitCode, 0);
+    EXPECT_EQ(LinesOf(child.err).size(), 1U) << child.err;
+    return LinesOf(child.err).empty() ? "" : BodyOf(LinesOf(child.err).front());
 }
 
 struct LevelCase {
     const char* name;
-    Environment environment;
+    Variables environment;
     std::vector<int> produced; // of the levels 1 to 6
 };
 
@@ -63,7 +65,7 @@ void PrintTo(const LevelCase& value, std::ostream* stream) {
 } // namespace
 
 TEST_P(TraceLevel, ProducesThisLevelAndAbove) {
-    const ChildResult child = RunInChild(GetParam().environment, [] {
+    const Ended child = RunInChild(GetParam().environment, [] {
         std::vector<int> valid;
         for (int level = 1; level <= 6; ++level) {
             if (TraceClient::Instance()->checkValid(level, 1)) {
@@ -73,10 +75,10 @@ TEST_P(TraceLevel, ProducesThisLevelAndAbove) {
         }
         EXPECT_EQ(valid, GetParam().produced);
     });
-    EXPECT_TRUE(child.succeeded);
-    ASSERT_EQ(child.lines().size(), GetParam().produced.size()) << child.standardError;
+    EXPECT_EQ(child.exitCode, 0);
+    ASSERT_EQ(LinesOf(child.err).size(), GetParam().produced.size()) << child.err;
     for (std::size_t i = 0; i < GetParam().produced.size(); ++i) {
-        EXPECT_EQ(BodyOf(child.lines()[i], GetParam().produced[i]), "message");
+        EXPECT_EQ(BodyOf(LinesOf(child.err)[i], GetParam().produced[i]), "message");
     }
 }
 
@@ -94,36 +96,36 @@ INSTANTIATE_TEST_SUITE_P(Environment, TraceLevel,
                          NameOf);
 
 TEST(TraceClient, IsOneForTheProcess) {
-    const ChildResult child = RunInChild({}, [] {
+    const Ended child = RunInChild({}, [] {
         EXPECT_NE(TraceClient::Instance(), nullptr);
         EXPECT_EQ(TraceClient::Instance(), TraceClient::Instance());
     });
-    EXPECT_TRUE(child.succeeded);
-    EXPECT_EQ(child.standardError, "");
+    EXPECT_EQ(child.exitCode, 0);
+    EXPECT_EQ(child.err, "");
 }
 
 TEST(TraceClient, ReadsTheLevelOnce) {
-    const ChildResult child = RunInChild({{"OVEX_TRACE_LEVEL", "3"}}, [] {
+    const Ended child = RunInChild({{"OVEX_TRACE_LEVEL", "3"}}, [] {
         TraceClient::Instance();
         setenv("OVEX_TRACE_LEVEL", "2", 1);
         EXPECT_FALSE(TraceClient::Instance()->checkValid(2, 1));
         EXPECT_TRUE(TraceClient::Instance()->checkValid(3, 1));
     });
-    EXPECT_TRUE(child.succeeded);
+    EXPECT_EQ(child.exitCode, 0);
 }
 
 TEST(TraceClient, WritesTheModuleAndTheThread) {
-    const ChildResult child = RunInChild({}, [] {
+    const Ended child = RunInChild({}, [] {
         TraceClient::Instance()->trace(5, 12, "from " + std::to_string(gettid()));
         std::thread([] { TraceClient::Instance()->trace(5, 12, "from " + std::to_string(gettid())); }).join();
     });
-    EXPECT_TRUE(child.succeeded);
-    ASSERT_EQ(child.lines().size(), 2U);
-    for (const std::string& line : child.lines()) {
+    EXPECT_EQ(child.exitCode, 0);
+    ASSERT_EQ(LinesOf(child.err).size(), 2U);
+    for (const std::string& line : LinesOf(child.err)) {
         const std::string thread = BodyOf(line, 5, 12).substr(5);
         EXPECT_NE(line.find(" [5] [12] [" + thread + "] from " + thread), std::string::npos) << line;
     }
-    EXPECT_NE(BodyOf(child.lines()[0], 5, 12), BodyOf(child.lines()[1], 5, 12));
+    EXPECT_NE(BodyOf(LinesOf(child.err)[0], 5, 12), BodyOf(LinesOf(child.err)[1], 5, 12));
 }
 
 TEST(TraceClient, WritesTheTimeOfTheMessage) {
@@ -135,10 +137,9 @@ TEST(TraceClient, WritesTheTimeOfTheMessage) {
         return std::string(text);
     };
     const std::string before = now();
-    const ChildResult child =
-        RunInChild({{"TZ", "UTC"}}, [] { TraceClient::Instance()->trace(5, 1, "message"); });
+    const Ended child = RunInChild({{"TZ", "UTC"}}, [] { TraceClient::Instance()->trace(5, 1, "message"); });
     const std::string after = now();
-    const std::string written = child.standardError.substr(0, before.size());
+    const std::string written = child.err.substr(0, before.size());
     EXPECT_LE(before, written);
     EXPECT_LE(written, after);
 }
@@ -177,43 +178,43 @@ TEST(TraceClient, WritesMessagesOfAnyLength) {
 }
 
 TEST(TraceClient, SpendsNothingOnADisabledMessage) {
-    if (!CountsAllocations()) {
+    if (!CountedNew::Works()) {
         GTEST_SKIP() << "allocations cannot be counted here";
     }
-    const ChildResult child = RunInChild({{"OVEX_TRACE_LEVEL", "5"}}, [] {
+    const Ended child = RunInChild({{"OVEX_TRACE_LEVEL", "5"}}, [] {
         TraceClient* const client = TraceClient::Instance();
         const std::string body(100000, 'x');
-        const long before = AllocationCount();
+        const CountedNew counted;
         EXPECT_FALSE(client->checkValid(3, 1));
         client->trace(3, 1, body);
-        EXPECT_EQ(AllocationCount(), before);
+        EXPECT_EQ(counted.Count(), 0U);
         client->trace(5, 1, body);
-        EXPECT_GT(AllocationCount(), before); // the count would have told
+        EXPECT_GT(counted.Count(), 0U); // the count would have told
     });
-    EXPECT_TRUE(child.succeeded);
-    EXPECT_EQ(child.lines().size(), 1U);
+    EXPECT_EQ(child.exitCode, 0);
+    EXPECT_EQ(LinesOf(child.err).size(), 1U);
 }
 
 TEST(TraceClient, FormatsLikePrintf) {
-    const ChildResult child = RunInChild({}, [] {
+    const Ended child = RunInChild({}, [] {
         TraceClient* const client = TraceClient::Instance();
         EXPECT_EQ(client->setBody("%s has %d of %lu, %5.2f %%, 0x%x", "it", -7, 8UL, 1.5, 255U),
                   "it has -7 of 8,  1.50 %, 0xff");
         EXPECT_EQ(client->setBody("%s", ""), "");
         EXPECT_EQ(client->setBody("a%cb", 0), std::string("a\0b", 3));
     });
-    EXPECT_TRUE(child.succeeded);
-    EXPECT_EQ(child.standardError, "");
+    EXPECT_EQ(child.exitCode, 0);
+    EXPECT_EQ(child.err, "");
 }
 
 TEST(TraceClient, FormatsBodiesOfAnyLength) {
-    const ChildResult child = RunInChild({}, [] {
+    const Ended child = RunInChild({}, [] {
         for (const std::size_t length : {510U, 511U, 512U, 513U, 100000U, 1000000U}) {
             const std::string text(length - 1, 'y');
             EXPECT_EQ(TraceClient::Instance()->setBody("%c%s", 'x', text.c_str()), "x" + text) << length;
         }
     });
-    EXPECT_TRUE(child.succeeded);
+    EXPECT_EQ(child.exitCode, 0);
 }
 
 TEST(TraceClient, KeepsTheLinesOfManyThreadsWhole) {
@@ -223,7 +224,7 @@ TEST(TraceClient, KeepsTheLinesOfManyThreadsWhole) {
         return std::to_string(thread) + ":" + std::to_string(message) + ":" +
                std::string(static_cast<std::size_t>(message % 300), static_cast<char>('a' + thread));
     };
-    const ChildResult child = RunInChild({}, [&] {
+    const Ended child = RunInChild({}, [&] {
         std::vector<std::thread> threads;
         for (int thread = 0; thread < THREADS; ++thread) {
             threads.emplace_back([&body, thread] {
@@ -236,9 +237,9 @@ TEST(TraceClient, KeepsTheLinesOfManyThreadsWhole) {
             thread.join();
         }
     });
-    EXPECT_TRUE(child.succeeded);
+    EXPECT_EQ(child.exitCode, 0);
     std::vector<int> next(THREADS, 0);
-    for (const std::string& line : child.lines()) {
+    for (const std::string& line : LinesOf(child.err)) {
         const std::string text = BodyOf(line);
         const int thread = text.empty() ? -1 : text.front() - '0';
         ASSERT_TRUE(thread >= 0 && thread < THREADS) << line;
@@ -248,19 +249,19 @@ TEST(TraceClient, KeepsTheLinesOfManyThreadsWhole) {
 }
 
 TEST(TraceClient, WorksUntilTheVeryEndOfTheProcess) {
-    const ChildResult child = RunInChild({}, [] {
+    const Ended child = RunInChild({}, [] {
         // Registered before the service exists, thus run after whatever would destroy it.
         std::atexit([] { TraceClient::Instance()->trace(5, 1, "after main"); });
         TraceClient::Instance()->trace(5, 1, "in main");
     });
-    EXPECT_TRUE(child.succeeded);
-    ASSERT_EQ(child.lines().size(), 2U);
-    EXPECT_EQ(BodyOf(child.lines()[0]), "in main");
-    EXPECT_EQ(BodyOf(child.lines()[1]), "after main");
+    EXPECT_EQ(child.exitCode, 0);
+    ASSERT_EQ(LinesOf(child.err).size(), 2U);
+    EXPECT_EQ(BodyOf(LinesOf(child.err)[0]), "in main");
+    EXPECT_EQ(BodyOf(LinesOf(child.err)[1]), "after main");
 }
 
 TEST(TraceClient, ServesThreadsThatOutliveMain) {
-    const ChildResult child = RunInChild({}, [] {
+    const Ended child = RunInChild({}, [] {
         TraceClient::Instance();
         for (int i = 0; i < 4; ++i) {
             std::thread([] {
@@ -271,15 +272,15 @@ TEST(TraceClient, ServesThreadsThatOutliveMain) {
         }
         TraceClient::Instance()->trace(5, 1, "main ends");
     });
-    EXPECT_TRUE(child.succeeded);
-    EXPECT_NE(child.standardError.find("main ends"), std::string::npos);
+    EXPECT_EQ(child.exitCode, 0);
+    EXPECT_NE(child.err.find("main ends"), std::string::npos);
 }
 
 TEST(TraceClient, SurvivesAClosedStandardError) {
-    const ChildResult child = RunInChild({}, [] {
+    const Ended child = RunInChild({}, [] {
         close(STDERR_FILENO);
         TraceClient::Instance()->trace(5, 1, "nobody hears");
     });
-    EXPECT_TRUE(child.succeeded);
-    EXPECT_EQ(child.standardError, "");
+    EXPECT_EQ(child.exitCode, 0);
+    EXPECT_EQ(child.err, "");
 }

@@ -11,10 +11,14 @@
 
 #include <ovexcommon/TraceClient.h>
 
-#include "ChildProcess.h"
-#include "TemporaryDirectory.h"
+#include <httpclient/testing/Environment.h>
+#include <httpclient/testing/Files.h>
+
+#include "TraceProcess.h"
 
 using Ovexcommon::TraceClient;
+
+using namespace httpclient::testing;
 
 namespace {
 
@@ -22,14 +26,14 @@ constexpr std::size_t MAX_FILE_SIZE = 10UL * 1024 * 1024;
 
 class TraceFile : public ::testing::Test {
 protected:
-    std::filesystem::path file() const { return m_directory / "logs/trace.log"; }
-    Environment environment() const { return {{"OVEX_TRACE_FILE", file().string()}}; }
+    std::filesystem::path file() const { return m_directory.path() / "logs/trace.log"; }
+    Variables environment() const { return {{"OVEX_TRACE_FILE", file().string()}}; }
     std::filesystem::path old(int number) const {
-        return m_directory / ("logs/trace." + std::to_string(number) + ".log");
+        return m_directory.path() / ("logs/trace." + std::to_string(number) + ".log");
     }
     // Leaves room for so many bytes in the trace file, before it has to rotate.
     void FillFile(std::size_t room) const {
-        WriteFile(file(), "");
+        m_directory.Write(file(), "");
         std::filesystem::resize_file(file(), MAX_FILE_SIZE - room - 1);
         std::ofstream(file(), std::ios::app) << '\n';
     }
@@ -48,53 +52,53 @@ bool Ends(const std::string& text, const std::string& end) {
 } // namespace
 
 TEST_F(TraceFile, TakesTheLinesInsteadOfStandardError) {
-    const ChildResult child = RunInChild(environment(), [] {
+    const Ended child = RunInChild(environment(), [] {
         Trace("first");
         Trace("second\n");
     });
-    EXPECT_TRUE(child.succeeded);
-    EXPECT_EQ(child.standardError, "");
-    const std::vector<std::string> lines = SplitLines(ReadFile(file()));
+    EXPECT_EQ(child.exitCode, 0);
+    EXPECT_EQ(child.err, "");
+    const std::vector<std::string> lines = LinesOf(ReadFile(file()));
     ASSERT_EQ(lines.size(), 2U);
     EXPECT_TRUE(Ends(lines[0], "] first"));
     EXPECT_TRUE(Ends(lines[1], "] second\\n"));
 }
 
 TEST_F(TraceFile, HoldsALineAsSoonAsItIsTraced) {
-    const ChildResult child = RunInChild(environment(), [] {
+    const Ended child = RunInChild(environment(), [] {
         Trace("before the crash");
         _exit(0); // no flush, no destructor
     });
-    EXPECT_TRUE(child.succeeded);
+    EXPECT_EQ(child.exitCode, 0);
     EXPECT_TRUE(Ends(ReadFile(file()), "] before the crash\n"));
 }
 
 TEST_F(TraceFile, KeepsWhatAnEarlierProcessWrote) {
-    WriteFile(file(), "earlier\n");
-    EXPECT_TRUE(RunInChild(environment(), [] { Trace("later"); }).succeeded);
-    const std::vector<std::string> lines = SplitLines(ReadFile(file()));
+    m_directory.Write(file(), "earlier\n");
+    EXPECT_EQ(RunInChild(environment(), [] { Trace("later"); }).exitCode, 0);
+    const std::vector<std::string> lines = LinesOf(ReadFile(file()));
     ASSERT_EQ(lines.size(), 2U);
     EXPECT_EQ(lines[0], "earlier");
     EXPECT_TRUE(Ends(lines[1], "] later"));
 }
 
 TEST_F(TraceFile, IsStandardErrorWhenTheVariableIsEmpty) {
-    const ChildResult child = RunInChild({{"OVEX_TRACE_FILE", ""}}, [] { Trace("message"); });
-    EXPECT_TRUE(child.succeeded);
-    EXPECT_TRUE(Ends(child.standardError, "] message\n"));
+    const Ended child = RunInChild({{"OVEX_TRACE_FILE", ""}}, [] { Trace("message"); });
+    EXPECT_EQ(child.exitCode, 0);
+    EXPECT_TRUE(Ends(child.err, "] message\n"));
 }
 
 TEST_F(TraceFile, RotatesAtTenMegabytesAndKeepsFiveOldFiles) {
     FillFile(300);
     for (int number = 1; number <= 5; ++number) {
-        WriteFile(old(number), "old " + std::to_string(number));
+        m_directory.Write(old(number), "old " + std::to_string(number));
     }
-    const ChildResult child = RunInChild(environment(), [] {
+    const Ended child = RunInChild(environment(), [] {
         Trace(std::string(200, 'x')); // fits
         Trace(std::string(200, 'y')); // does not
     });
-    EXPECT_TRUE(child.succeeded);
-    EXPECT_EQ(child.standardError, "");
+    EXPECT_EQ(child.exitCode, 0);
+    EXPECT_EQ(child.err, "");
     EXPECT_TRUE(Ends(ReadFile(file()), std::string(200, 'y') + "\n"));
     EXPECT_LT(std::filesystem::file_size(file()), 300U);
     EXPECT_TRUE(Ends(ReadFile(old(1)), std::string(200, 'x') + "\n"));
@@ -107,14 +111,14 @@ TEST_F(TraceFile, RotatesAtTenMegabytesAndKeepsFiveOldFiles) {
 
 TEST_F(TraceFile, LosesNoLineAtARotation) {
     FillFile(5000);
-    const ChildResult child = RunInChild(environment(), [] {
+    const Ended child = RunInChild(environment(), [] {
         for (int i = 0; i < 100; ++i) {
             Trace("message " + std::to_string(i) + ".");
         }
     });
-    EXPECT_TRUE(child.succeeded);
-    const std::size_t oldLines = SplitLines(ReadFile(old(1))).size();
-    const std::vector<std::string> lines = SplitLines(ReadFile(old(1)) + ReadFile(file()));
+    EXPECT_EQ(child.exitCode, 0);
+    const std::size_t oldLines = LinesOf(ReadFile(old(1))).size();
+    const std::vector<std::string> lines = LinesOf(ReadFile(old(1)) + ReadFile(file()));
     ASSERT_EQ(lines.size(), 101U);
     for (std::size_t i = 1; i < lines.size(); ++i) {
         EXPECT_TRUE(Ends(lines[i], "] message " + std::to_string(i - 1) + ".")) << lines[i];
@@ -124,7 +128,7 @@ TEST_F(TraceFile, LosesNoLineAtARotation) {
 }
 
 TEST_F(TraceFile, KeepsTheLinesOfManyThreadsWhole) {
-    const ChildResult child = RunInChild(environment(), [] {
+    const Ended child = RunInChild(environment(), [] {
         std::vector<std::thread> threads;
         for (int thread = 0; thread < 8; ++thread) {
             threads.emplace_back([thread] {
@@ -137,9 +141,9 @@ TEST_F(TraceFile, KeepsTheLinesOfManyThreadsWhole) {
             thread.join();
         }
     });
-    EXPECT_TRUE(child.succeeded);
+    EXPECT_EQ(child.exitCode, 0);
     std::vector<int> count(8, 0);
-    for (const std::string& line : SplitLines(ReadFile(file()))) {
+    for (const std::string& line : LinesOf(ReadFile(file()))) {
         const char letter = line.empty() ? '?' : line.back();
         ASSERT_TRUE(letter >= 'a' && letter <= 'h');
         ASSERT_TRUE(Ends(line, "] " + std::string(5000, letter)));
@@ -149,64 +153,64 @@ TEST_F(TraceFile, KeepsTheLinesOfManyThreadsWhole) {
 }
 
 TEST_F(TraceFile, IsClosedInProgramsThatTheProcessStarts) {
-    const ChildResult child = RunInChild(environment(), [] {
+    const Ended child = RunInChild(environment(), [] {
         Trace("message");
         execl("/bin/sh", "sh", "-c", "for f in /proc/$$/fd/*; do readlink $f >&2; done; exit 0", nullptr);
     });
-    EXPECT_TRUE(child.succeeded);
-    EXPECT_NE(child.standardError, "");
-    EXPECT_EQ(child.standardError.find("trace.log"), std::string::npos) << child.standardError;
+    EXPECT_EQ(child.exitCode, 0);
+    EXPECT_NE(child.err, "");
+    EXPECT_EQ(child.err.find("trace.log"), std::string::npos) << child.err;
 }
 
 TEST_F(TraceFile, GivesWayToStandardErrorWhenItCannotBeOpened) {
-    WriteFile(m_directory / "logs", "not a directory");
-    const ChildResult child = RunInChild(environment(), [] {
+    m_directory.Write("logs", "not a directory");
+    const Ended child = RunInChild(environment(), [] {
         Trace("first");
         Trace("second");
     });
-    EXPECT_TRUE(child.succeeded);
-    ASSERT_EQ(child.lines().size(), 3U) << child.standardError;
-    EXPECT_EQ(child.lines()[0].find("Trace file lost, tracing to standard error: "), 0U);
-    EXPECT_NE(child.lines()[0].find(file().string()), std::string::npos);
-    EXPECT_TRUE(Ends(child.lines()[1], "] first"));
-    EXPECT_TRUE(Ends(child.lines()[2], "] second"));
+    EXPECT_EQ(child.exitCode, 0);
+    ASSERT_EQ(LinesOf(child.err).size(), 3U) << child.err;
+    EXPECT_EQ(LinesOf(child.err)[0].find("Trace file lost, tracing to standard error: "), 0U);
+    EXPECT_NE(LinesOf(child.err)[0].find(file().string()), std::string::npos);
+    EXPECT_TRUE(Ends(LinesOf(child.err)[1], "] first"));
+    EXPECT_TRUE(Ends(LinesOf(child.err)[2], "] second"));
 }
 
 TEST_F(TraceFile, GivesWayToStandardErrorOnAFullDisk) {
-    const ChildResult child = RunInChild({{"OVEX_TRACE_FILE", "/dev/full"}}, [] {
+    const Ended child = RunInChild({{"OVEX_TRACE_FILE", "/dev/full"}}, [] {
         Trace("first");
         Trace(std::string(10000, 'x'));
     });
-    EXPECT_TRUE(child.succeeded);
-    ASSERT_EQ(child.lines().size(), 3U) << child.standardError;
-    EXPECT_EQ(child.lines()[0].find("Trace file lost, tracing to standard error: "), 0U);
-    EXPECT_TRUE(Ends(child.lines()[1], "] first"));
-    EXPECT_TRUE(Ends(child.lines()[2], "] " + std::string(10000, 'x')));
+    EXPECT_EQ(child.exitCode, 0);
+    ASSERT_EQ(LinesOf(child.err).size(), 3U) << child.err;
+    EXPECT_EQ(LinesOf(child.err)[0].find("Trace file lost, tracing to standard error: "), 0U);
+    EXPECT_TRUE(Ends(LinesOf(child.err)[1], "] first"));
+    EXPECT_TRUE(Ends(LinesOf(child.err)[2], "] " + std::string(10000, 'x')));
 }
 
 TEST_F(TraceFile, GivesWayToStandardErrorWhenTheDirectoryIsLostAtARotation) {
     FillFile(300);
-    const ChildResult child = RunInChild(environment(), [this] {
+    const Ended child = RunInChild(environment(), [this] {
         TraceClient::Instance();
         std::filesystem::remove_all(file().parent_path());
-        WriteFile(file().parent_path(), "not a directory");
+        m_directory.Write(file().parent_path(), "not a directory");
         Trace(std::string(300, 'y')); // rotates, and finds no place for the new file
         Trace("small");
     });
-    EXPECT_TRUE(child.succeeded);
-    ASSERT_EQ(child.lines().size(), 3U) << child.standardError;
-    EXPECT_EQ(child.lines()[0].find("Trace file lost, tracing to standard error: "), 0U);
-    EXPECT_TRUE(Ends(child.lines()[1], "] " + std::string(300, 'y')));
-    EXPECT_TRUE(Ends(child.lines()[2], "] small"));
+    EXPECT_EQ(child.exitCode, 0);
+    ASSERT_EQ(LinesOf(child.err).size(), 3U) << child.err;
+    EXPECT_EQ(LinesOf(child.err)[0].find("Trace file lost, tracing to standard error: "), 0U);
+    EXPECT_TRUE(Ends(LinesOf(child.err)[1], "] " + std::string(300, 'y')));
+    EXPECT_TRUE(Ends(LinesOf(child.err)[2], "] small"));
 }
 
 TEST_F(TraceFile, GivesWayToStandardErrorWhenARotationCannotRename) {
     FillFile(300);
-    WriteFile(old(4), "old");
-    WriteFile(old(5) / "occupied", "");
-    const ChildResult child = RunInChild(environment(), [] { Trace(std::string(300, 'y')); });
-    EXPECT_TRUE(child.succeeded);
-    ASSERT_EQ(child.lines().size(), 2U) << child.standardError;
-    EXPECT_EQ(child.lines()[0].find("Trace file lost, tracing to standard error: "), 0U);
-    EXPECT_TRUE(Ends(child.lines()[1], "] " + std::string(300, 'y')));
+    m_directory.Write(old(4), "old");
+    m_directory.Write(old(5) / "occupied", "");
+    const Ended child = RunInChild(environment(), [] { Trace(std::string(300, 'y')); });
+    EXPECT_EQ(child.exitCode, 0);
+    ASSERT_EQ(LinesOf(child.err).size(), 2U) << child.err;
+    EXPECT_EQ(LinesOf(child.err)[0].find("Trace file lost, tracing to standard error: "), 0U);
+    EXPECT_TRUE(Ends(LinesOf(child.err)[1], "] " + std::string(300, 'y')));
 }

@@ -8,11 +8,15 @@
 
 #include <gtest/gtest.h>
 
-#include "ChildProcess.h"
-#include "TemporaryDirectory.h"
+#include <httpclient/testing/Environment.h>
+#include <httpclient/testing/Files.h>
+
+#include "TraceProcess.h"
 
 using Ovexcommon::TraceOutput;
 using std::chrono::seconds;
+
+using namespace httpclient::testing;
 
 namespace {
 
@@ -26,11 +30,11 @@ protected:
     void FillDisk() const { PointTo("/dev/full"); }
     void FreeDisk() const { PointTo(good()); }
     void BlockRotation() const {
-        WriteFile(m_directory / "trace.4.log", "old");
-        WriteFile(m_directory / "trace.5.log/occupied", "");
+        m_directory.Write("trace.4.log", "old");
+        m_directory.Write("trace.5.log/occupied", "");
     }
-    std::filesystem::path good() const { return m_directory / "good.log"; }
-    std::string path() const { return m_directory / "trace.log"; }
+    std::filesystem::path good() const { return m_directory.path() / "good.log"; }
+    std::string path() const { return m_directory.path() / "trace.log"; }
 
 private:
     void PointTo(const std::filesystem::path& target) const {
@@ -52,7 +56,7 @@ std::size_t Count(const std::string& text, const std::string& part) {
 } // namespace
 
 TEST_F(TraceOutputRetry, TriesALostFileAgainAfterAMinute) {
-    const ChildResult child = RunInChild({}, [this] {
+    const Ended child = RunInChild({}, [this] {
         TraceOutput output(path(), START);
         output.write(START, "lost");
         FreeDisk();
@@ -60,28 +64,28 @@ TEST_F(TraceOutputRetry, TriesALostFileAgainAfterAMinute) {
         output.write(START + seconds(60), "at");
         output.write(START + seconds(61), "just after");
     });
-    EXPECT_TRUE(child.succeeded);
-    EXPECT_EQ(child.lines().size(), 3U) << child.standardError; // the notice, "lost" and "just before"
-    EXPECT_EQ(Count(child.standardError, " just before\n"), 1U);
-    EXPECT_EQ(SplitLines(ReadFile(good())).size(), 2U);
+    EXPECT_EQ(child.exitCode, 0);
+    EXPECT_EQ(LinesOf(child.err).size(), 3U) << child.err; // the notice, "lost" and "just before"
+    EXPECT_EQ(Count(child.err, " just before\n"), 1U);
+    EXPECT_EQ(LinesOf(ReadFile(good())).size(), 2U);
     EXPECT_EQ(Count(ReadFile(good()), " at\n"), 1U);
     EXPECT_EQ(Count(ReadFile(good()), " just after\n"), 1U);
 }
 
 TEST_F(TraceOutputRetry, SaysOnceThatTheFileIsLost) {
-    const ChildResult child = RunInChild({}, [this] {
+    const Ended child = RunInChild({}, [this] {
         TraceOutput output(path(), START);
         for (int minute = 0; minute < 5; ++minute) {
             output.write(START + std::chrono::minutes(minute), "message");
         }
     });
-    EXPECT_TRUE(child.succeeded);
-    EXPECT_EQ(Count(child.standardError, "Trace file lost"), 1U);
-    EXPECT_EQ(Count(child.standardError, " message\n"), 5U);
+    EXPECT_EQ(child.exitCode, 0);
+    EXPECT_EQ(Count(child.err, "Trace file lost"), 1U);
+    EXPECT_EQ(Count(child.err, " message\n"), 5U);
 }
 
 TEST_F(TraceOutputRetry, SaysAgainWhenTheFileIsLostAgain) {
-    const ChildResult child = RunInChild({}, [this] {
+    const Ended child = RunInChild({}, [this] {
         TraceOutput output(path(), START);
         output.write(START, "lost");
         FreeDisk();
@@ -89,6 +93,6 @@ TEST_F(TraceOutputRetry, SaysAgainWhenTheFileIsLostAgain) {
         BlockRotation();
         output.write(START + seconds(61), std::string(TraceOutput::MAX_FILE_SIZE, 'x'));
     });
-    EXPECT_TRUE(child.succeeded);
-    EXPECT_EQ(Count(child.standardError, "Trace file lost"), 2U);
+    EXPECT_EQ(child.exitCode, 0);
+    EXPECT_EQ(Count(child.err, "Trace file lost"), 2U);
 }

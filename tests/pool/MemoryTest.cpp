@@ -16,8 +16,10 @@
 #include "interpose/Allocations.h"
 #include "pool/HttpConnection.h"
 
+using httpclient::testing::AllocationsOf;
 using httpclient::testing::CountedNew;
 using httpclient::testing::Resources;
+using httpclient::testing::SurvivesFailureOf;
 
 namespace {
 
@@ -26,23 +28,6 @@ const char* const LONG_HOST = "a-host-whose-name-is-longer-than-any-small-string
 
 bool IsLockFree(CHttpConnectionMgr& pool) {
     return pool.m_PoolLock.tryacquire_write() == 0 && pool.m_PoolLock.release() == 0;
-}
-
-/// @return whether the operation ended by itself, and not by the failure of that allocation.
-bool SurvivesFailureOf(std::size_t allocation, const std::function<void()>& operation) {
-    const CountedNew held(allocation);
-    try {
-        operation();
-        return true;
-    } catch (const std::bad_alloc&) {
-        return false;
-    }
-}
-
-std::size_t AllocationsOf(const std::function<void()>& operation) {
-    const CountedNew held;
-    operation();
-    return held.Count();
 }
 
 class PoolMemory : public PoolTest {

@@ -4,7 +4,6 @@
 #include <vector>
 
 #include <fcntl.h>
-#include <sys/resource.h>
 #include <sys/select.h>
 #include <unistd.h>
 
@@ -12,6 +11,7 @@
 #include <httpclient/testing/TlsLoopbackServer.h>
 
 #include "../faults/Gate.h"
+#include "tests/support/ResourceLimit.h"
 
 using namespace httpclient::testing;
 
@@ -38,22 +38,6 @@ private:
     std::vector<int> m_descriptors;
 };
 
-/// While it lives, the process may have no more descriptors than this.
-class Limit {
-public:
-    explicit Limit(rlim_t descriptors) {
-        getrlimit(RLIMIT_NOFILE, &m_former);
-        const rlimit lower{descriptors, m_former.rlim_max};
-        setrlimit(RLIMIT_NOFILE, &lower);
-    }
-    ~Limit() { setrlimit(RLIMIT_NOFILE, &m_former); }
-    Limit(const Limit&) = delete;
-    Limit& operator=(const Limit&) = delete;
-
-private:
-    rlimit m_former{};
-};
-
 class DescriptorsOfTheProcess : public GateTest {
 protected:
     std::unique_ptr<LoopbackServer> Serve(Way way) const {
@@ -77,7 +61,7 @@ TEST_F(DescriptorsOfTheProcess, WhenNoneIsLeftFailARequestAndNotTheNext) {
         ASSERT_TRUE(server->WaitForOpenConnections(0)); // a descriptor closed later would be one that is left
         CHttpConnectionMgr::Instance();
         {
-            const Limit limit(64);
+            const ResourceLimit limit(RLIMIT_NOFILE, 64);
             Held held;
             while (held.Another() >= 0) {
             }
@@ -99,7 +83,7 @@ TEST_F(DescriptorsOfTheProcess, WhenNoneIsLeftForThePoolLeaveItWithoutASweep) {
     ClosePool();
     ASSERT_TRUE(server->WaitForOpenConnections(0));
     {
-        const Limit limit(64);
+        const ResourceLimit limit(RLIMIT_NOFILE, 64);
         Held held;
         while (held.Another() >= 0) {
         }

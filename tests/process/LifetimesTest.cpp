@@ -4,7 +4,6 @@
 #include <cstdlib>
 #include <thread>
 
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <httpclient/HttpConnectionMgr.h>
@@ -12,6 +11,7 @@
 #include <httpclient/testing/ResourceListener.h>
 
 #include "../faults/Gate.h"
+#include "tests/support/Process.h"
 
 using namespace httpclient::testing;
 
@@ -33,16 +33,9 @@ bool WaitForThreads(std::size_t count) {
 
 class Lifetimes : public GateTest {
 protected:
-    /// Sends in a forked child, which sees the host's pool as it was. @return how the child ended.
+    /// Sends in a forked child, which sees the host's pool as it was. @return its exit code: 0 when it got an answer.
     int SendInChild() {
-        const pid_t child = fork();
-        if (child == 0) {
-            alarm(30); // a child that hangs is ended
-            _exit(Send(Way::Fresh).result == 200 ? 0 : 1);
-        }
-        int status = -1;
-        waitpid(child, &status, 0);
-        return status;
+        return RunForked([this] { _exit(Send(Way::Fresh).result == 200 ? 0 : 1); }).exitCode;
     }
 
     LoopbackServer m_server{SOUND};
@@ -86,17 +79,13 @@ TEST_F(Lifetimes, OfAForkedChildAreItsOwn) {
 TEST_F(Lifetimes, OfAForkedChildEndWithItsOwnPool) {
     PointAt(m_server, Way::Fresh);
     EXPECT_EQ(Send(Way::Fresh).result, 200);
-    const pid_t child = fork();
-    if (child == 0) {
-        alarm(30);
+    const Ended child = RunForked([this] {
         CHttpConnectionMgr::Finalize(); // there is none yet
         const bool sent = Send(Way::Fresh).result == 200;
         CHttpConnectionMgr::Finalize();
         _exit(sent ? 0 : 1);
-    }
-    int status = -1;
-    waitpid(child, &status, 0);
-    EXPECT_EQ(status, 0);
+    });
+    EXPECT_EQ(child.exitCode, 0);
     EXPECT_EQ(Send(Way::Fresh).result, 200);
     EXPECT_EQ(m_server.connectionsAccepted(), 2U);
 }

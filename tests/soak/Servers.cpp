@@ -6,12 +6,11 @@
 #include <stdexcept>
 #include <utility>
 
-#include <fcntl.h>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-extern char** environ;
+#include "tests/support/Pipe.h"
+
+using namespace httpclient::testing;
 
 namespace {
 
@@ -30,30 +29,18 @@ Servers::~Servers() {
 }
 
 void Servers::Start() {
-    int announced[2] = {-1, -1};
-    if (pipe2(announced, O_CLOEXEC) != 0) {
-        throw std::runtime_error("no pipe");
+    Pipe announced;
+    Command serve;
+    serve.words = {"/proc/self/exe", "serve", m_address, m_directory};
+    for (const int port : m_ports) {
+        serve.words.push_back(std::to_string(port));
     }
-    std::array<std::string, 4 + ServerKinds> words{"/proc/self/exe", "serve", m_address, m_directory};
-    for (std::size_t i = 0; i < ServerKinds; ++i) {
-        words[4 + i] = std::to_string(m_ports[i]);
-    }
-    std::array<char*, 5 + ServerKinds> arguments{};
-    for (std::size_t i = 0; i < words.size(); ++i) {
-        arguments[i] = words[i].data();
-    }
-
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, announced[1], STDOUT_FILENO);
-    const int failed = posix_spawn(&m_child, arguments[0], &actions, nullptr, arguments.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    close(announced[1]);
+    serve.output = announced.toWrite.get();
+    m_child = StartCommand(serve);
+    announced.toWrite.Close();
     // The whole array comes in one write, or the process ends and nothing comes.
     decltype(m_ports) ports{};
-    const bool listening = failed == 0 && read(announced[0], ports.data(), sizeof ports) == sizeof ports;
-    close(announced[0]);
-    if (!listening) {
+    if (read(announced.toRead.get(), ports.data(), sizeof ports) != sizeof ports) {
         throw std::runtime_error("the servers do not start");
     }
     if (ports != m_ports) { // only at the first start, before there is traffic that reads them
@@ -64,11 +51,7 @@ void Servers::Start() {
 
 void Servers::Kill() {
     m_calmFrom = std::numeric_limits<Clock::rep>::max();
-    if (m_child > 0) {
-        kill(m_child, SIGKILL);
-        waitpid(m_child, nullptr, 0);
-    }
-    m_child = -1;
+    m_child.End(SIGKILL);
 }
 
 void Servers::Restart() {

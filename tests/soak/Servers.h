@@ -8,7 +8,7 @@
 #include <chrono>
 #include <string>
 
-#include <sys/types.h>
+#include "tests/support/Process.h"
 
 /// The servers by what they are for. Handles keep what a request sets on them, and an address has its own
 /// handles, so what must not meet has its own server.
@@ -41,7 +41,7 @@ private:
     std::string m_address;
     std::string m_directory;
     Ports m_ports{};
-    pid_t m_child = -1;
+    httpclient::testing::ChildProcess m_child;
     std::atomic<Clock::rep> m_calmFrom{0};
 };
 

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Setting.h"
 
-#include <fstream>
-#include <iterator>
 #include <stdexcept>
 
 #include <vorncipher/VornCipherEncrypt.h>
 #include <vorncipher/VornMasterKey.h>
+
+#include <httpclient/testing/Files.h>
 
 using namespace httpclient::testing;
 
@@ -27,11 +27,6 @@ std::string EncryptedPassword() {
         throw std::runtime_error("not encrypted");
     }
     return cipherText;
-}
-
-std::string Read(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(file), {});
 }
 
 } // namespace
@@ -55,7 +50,7 @@ Setting::Setting()
 
 TlsOptions ReadTlsOptions(const std::string& directory) {
     TlsOptions options;
-    options.identity = {Read(directory + "/server.pem"), Read(directory + "/server_key.pem")};
-    options.clientCaPem = Read(directory + "/ca.pem");
+    options.identity = {ReadFile(directory + "/server.pem"), ReadFile(directory + "/server_key.pem")};
+    options.clientCaPem = ReadFile(directory + "/ca.pem");
     return options;
 }

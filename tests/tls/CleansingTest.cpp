@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// Where secrets are left: the key's password in no block of memory that is given back, and each secret, once
-// it has been used, in no other place than the one where it is kept. What libcurl keeps for the connection's
-// life is its own.
+// Where secrets are left: the key's password, a header line and a POST's body in no block of memory that is given
+// back, and each secret, once it has been used, in no other place than the one where it is kept. What libcurl
+// keeps for the connection's life is its own.
 #include <utility>
 
 #include <gtest/gtest.h>
@@ -12,8 +12,8 @@
 #include <httpclient/testing/Environment.h>
 #include <httpclient/testing/FakeTokenService.h>
 
-#include "WatchedMemory.h"
 #include "identity/HttpSiaToken.h"
+#include "interpose/WatchedBlocks.h"
 #include "pool/HttpsConnection.h"
 #include "setting/Log.h"
 #include "setting/Secrets.h"
@@ -25,6 +25,7 @@ namespace {
 
 // Long enough to live on the heap.
 constexpr const char* PASSWORD = "of-the-password-which-is-long";
+constexpr const char* BODY = "a-body-that-nobody-else-may-read";
 constexpr const char* JWT = "the-credential-of-the-process";
 constexpr const char* FIRST_TOKEN = "1st-token-of-the-service-named-orders";
 constexpr const char* SECOND_TOKEN = "2nd-token-of-the-service-named-orders";
@@ -34,6 +35,7 @@ class SecretsInUse : public ::testing::Test {
 protected:
     SecretsInUse() {
         StartLog();
+        EndSia(); // of a client that another test has made without the switch
         m_application.Write("etc/authconf/jwt/service_url_config.json",
                             R"({"/orders/*": {"type": "sia", "service": "orders"}})");
         m_application.Write("etc/authconf/jwt/jwt_billing.json", R"({"jwt": ")" + Secret(JWT) + "\"}");
@@ -61,15 +63,60 @@ TEST(TlsCleansing, ThePasswordLeavesNothingBehindInMemoryThatIsGivenBack) {
     const TlsSetting tls;
     tls.root().Replace("manifest.json", Manifest(TlsSetting::Encrypted(Secret(PASSWORD))));
     StartLog();
-    const FreedBlocks freed(PASSWORD);
+    const FreedBlocks freed{PASSWORD};
     { const CHttpsConnection connection("127.0.0.1", 443); }
     EXPECT_EQ(Logged(), Lines{}) << "the password is had";
     EXPECT_GT(freed.Count(), 10);
     EXPECT_EQ(freed.Holding(), 0);
 }
 
+TEST(PostCleansing, TheBodysCopyLeavesNothingBehindWhetherItIsSentOrNot) {
+    StartLog();
+    CHttpRequest request;
+    request.setVerb(HTTPOPERATION_POST);
+    for (const std::size_t length : {100, 10'000, 64 * 1024, 200'000}) {
+        request.setContent(BODY + std::string(length, 'x'));
+        LiveBlocks live;
+        {
+            const LoopbackServer closing([](const RecordedRequest&) { return Respond(200); },
+                                         [] {
+                                             ServerOptions options;
+                                             options.onAccept = [](unsigned int) { return OnAccept::Close; };
+                                             return options;
+                                         }()); // reads nothing, so that no block of its own holds the body
+            CHttpClient client;
+            client.setDomain(closing.address());
+            client.setPort(closing.port());
+            CHttpResponse response;
+            const FreedBlocks freed(BODY);
+            EXPECT_EQ(client.synSendRequest(request, response, false), -1);
+            EXPECT_GT(freed.Count(), 1);
+            EXPECT_EQ(freed.Holding(), 0) << length;
+        }
+        live.Stop();
+        EXPECT_EQ(live.Holding(BODY), 0U) << length << ": nothing is kept for the next one";
+    }
+    ClosePool();
+}
+
+TEST(HeaderCleansing, AHeaderLineLeavesNothingBehindEither) {
+    StartLog();
+    CHttpClient client;
+    CHttpRequest request;
+    request.setVerb(HTTPOPERATION_GET);
+    request.addRequestHeadEntry("A", BODY);
+    request.addRequestHeadEntry("B", std::string(BODY) + std::string(1000, 'x'));
+    request.addRequestHeadEntry("C", std::string(BODY) + std::string(100'000, 'x'));
+    client.setPort(1); // where nobody listens
+    CHttpResponse response;
+    const FreedBlocks freed(BODY);
+    EXPECT_EQ(client.synSendRequest(request, response, false), -1);
+    EXPECT_EQ(freed.Holding(), 0);
+    ClosePool();
+}
+
 TEST(TlsCleansing, WouldSeeAPasswordThatIsLeftBehind) {
-    const FreedBlocks freed(PASSWORD);
+    const FreedBlocks freed{PASSWORD};
     {
         std::string password;
         password.append("x").append(PASSWORD);

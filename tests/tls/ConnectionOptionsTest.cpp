@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // What a TLS connection sets on its handle, in order.
 #include <algorithm>
-#include <new>
 
 #include "TlsTest.h"
 #include "interpose/Allocations.h"
@@ -169,21 +168,12 @@ TEST_F(ConnectionOptions, AreReadFromTheFilesAnewForEachConnection) {
 }
 
 TEST_F(ConnectionOptions, LeaveNothingBehindWhenMemoryRunsOut) {
-    std::size_t needed = 0;
-    {
-        const CountedNew counted;
-        const CHttpsConnection connection("127.0.0.1", 443);
-        needed = counted.Count();
-    }
+    const auto connect = [] { const CHttpsConnection connection("127.0.0.1", 443); };
+    const std::size_t needed = AllocationsOf(connect);
     std::size_t refused = 0;
     for (std::size_t failing = 1; failing <= needed; ++failing) {
         const CurlRecorder recorder;
-        try {
-            const CountedNew held(failing);
-            const CHttpsConnection connection("127.0.0.1", 443);
-        } catch (const std::bad_alloc&) {
-            ++refused;
-        }
+        refused += SurvivesFailureOf(failing, connect) ? 0U : 1U;
         for (const auto& [made, cleaned] : {std::pair(CurlCall::EasyInit, CurlCall::EasyCleanup),
                                             std::pair(CurlCall::MultiInit, CurlCall::MultiCleanup)}) {
             EXPECT_EQ(recorder.Events(made).size(), recorder.Events(cleaned).size()) << failing;

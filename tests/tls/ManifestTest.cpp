@@ -2,8 +2,6 @@
 // The manifest, sound and otherwise: what is taken from it, and what is said about it.
 #include <filesystem>
 
-#include <sys/resource.h>
-
 #include <vorncipher/VornStatus.h>
 
 #include "TlsTest.h"
@@ -12,6 +10,7 @@
 #include "setting/Mutator.h"
 #include "setting/Secrets.h"
 #include "setting/WithoutPrivileges.h"
+#include "tests/support/ResourceLimit.h"
 
 using namespace httpclient::testing;
 
@@ -40,22 +39,6 @@ protected:
     }
 
     std::string m_cipherText; ///< What the cipher was asked to decrypt.
-};
-
-/// While it lives, no file can be opened.
-class WithoutDescriptors {
-public:
-    WithoutDescriptors() {
-        getrlimit(RLIMIT_NOFILE, &m_former);
-        const rlimit none{0, m_former.rlim_max};
-        setrlimit(RLIMIT_NOFILE, &none);
-    }
-    ~WithoutDescriptors() { setrlimit(RLIMIT_NOFILE, &m_former); }
-    WithoutDescriptors(const WithoutDescriptors&) = delete;
-    WithoutDescriptors& operator=(const WithoutDescriptors&) = delete;
-
-private:
-    rlimit m_former{};
 };
 
 const Lines NOTHING;
@@ -208,7 +191,7 @@ TEST_F(ManifestOf, AnUnreadableFileGivesAnEmptyText) {
 TEST_F(ManifestOf, NoDescriptorLeftGivesAnEmptyText) {
     m_tls.root().Replace("manifest.json", WithKeyPass(R"("text")"));
     EXPECT_EQ(ConnectNow(), NOTHING);
-    const WithoutDescriptors none;
+    const ResourceLimit none(RLIMIT_NOFILE, 0); // no file can be opened
     EXPECT_EQ(ConnectNow(), EMPTY);
 }
 

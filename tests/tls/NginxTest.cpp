@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // Mutual TLS with a server of another make.
+#include "tests/support/Nginx.h"
+
 #include <curl/curl.h>
 
 #include "TlsTest.h"
-#include "setting/NginxServer.h"
 #include "setting/Secrets.h"
 
 using namespace httpclient::testing;

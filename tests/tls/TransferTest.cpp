@@ -218,7 +218,7 @@ TEST_F(Transfer, FailsWithoutAnExceptionWhenTheCipherThrows) {
         EXPECT_EQ(SendTo(server), -1);
         EXPECT_EQ(platform.Decryptions().size(), 1U);
     }
-    EXPECT_EQ(Logged(), Lines{});
+    EXPECT_EQ(Logged(), Lines{"[5] HTTP synSendRequest catch an exception."});
     EXPECT_EQ(SendTo(server), 200); // the pool is not left locked, nor with half a connection
     EXPECT_EQ(CHttpConnectionMgr::Instance()->GetConnList(server.authority(), true)->size(), 1U);
 }

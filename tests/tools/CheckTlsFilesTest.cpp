@@ -73,7 +73,7 @@ TEST_F(CheckTlsFilesTest, MissesEachFile) {
         {"server_key.pem", {"error tls-files", "error key"}},
         {"manifest.json", {"error tls-files", "error manifest", "error password", "error key"}}};
     for (const auto& [name, problems] : cases) {
-        const std::string content = Content(TlsFile(name));
+        const std::string content = ReadFile(TlsFile(name));
         std::filesystem::remove(TlsFile(name));
         const CheckReport report = Check();
         EXPECT_EQ(report.Problems(), problems) << name;

@@ -2,13 +2,17 @@
 #include <csignal>
 #include <sstream>
 
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <json/json.h>
 
 #include "ToolFixture.h"
+#include "tests/support/IgnoredSignal.h"
+#include "tests/support/ResourceLimit.h"
+
+using httpclient::testing::IgnoredSignal;
+using httpclient::testing::ResourceLimit;
 
 namespace {
 
@@ -27,26 +31,6 @@ Json::Value Parsed(const std::string& text) {
     stream >> value;
     return value;
 }
-
-/// While it lives, no file can grow beyond a size; the tool inherits that.
-class FileSizeLimit {
-public:
-    explicit FileSizeLimit(rlim_t size) : m_handler(std::signal(SIGXFSZ, SIG_IGN)) {
-        getrlimit(RLIMIT_FSIZE, &m_before);
-        const rlimit limit{size, m_before.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &limit);
-    }
-    ~FileSizeLimit() {
-        setrlimit(RLIMIT_FSIZE, &m_before);
-        std::signal(SIGXFSZ, m_handler);
-    }
-    FileSizeLimit(const FileSizeLimit&) = delete;
-    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
-
-private:
-    void (*m_handler)(int);
-    rlimit m_before{};
-};
 
 class EncryptTest : public ToolFixture {
 protected:
@@ -154,7 +138,7 @@ TEST_F(EncryptTest, PutsTheTextIntoAManifestAndKeepsEverythingElse) {
     EXPECT_EQ(result.out, "updated " + path + "\n");
     EXPECT_EQ(ModeOf(path), 0640U);
 
-    Json::Value after = Parsed(Content(path));
+    Json::Value after = Parsed(ReadFile(path));
     Json::Value& text = after["filelist"]["server_key.pem"]["keyPass"];
     EXPECT_EQ(Decrypted(text.asString()), CANARY_PASSWORD);
     text = "old";
@@ -166,7 +150,7 @@ TEST_F(EncryptTest, MakesTheMembersThatAManifestLacks) {
     for (const char* manifest : {"{}", R"({"filelist": null})", R"({"filelist": {"server_key.pem": {}}})"}) {
         const std::string path = WriteManifest(manifest);
         EXPECT_EQ(Run({"encrypt", "--manifest", path}, CANARY_PASSWORD).exitCode, 0) << manifest;
-        const Json::Value after = Parsed(Content(path));
+        const Json::Value after = Parsed(ReadFile(path));
         EXPECT_EQ(Decrypted(after["filelist"]["server_key.pem"]["keyPass"].asString()), CANARY_PASSWORD);
     }
 }
@@ -183,7 +167,7 @@ TEST_F(EncryptTest, LeavesAManifestAloneThatItDoesNotUnderstand) {
         const std::string path = WriteManifest(manifest);
         const ToolResult result = Run({"encrypt", "--manifest", path}, CANARY_PASSWORD);
         EXPECT_EQ(result.exitCode, 3) << manifest;
-        EXPECT_EQ(Content(path), manifest);
+        EXPECT_EQ(ReadFile(path), manifest);
     }
     EXPECT_EQ(Run({"encrypt", "--manifest", Path("missing.json")}, CANARY_PASSWORD).exitCode, 3);
     EXPECT_EQ(Run({"encrypt", "--manifest", m_directory.path().string()}, CANARY_PASSWORD).exitCode, 3);
@@ -202,10 +186,11 @@ TEST_F(EncryptTest, LeavesNoOtherFilesBehind) {
 TEST_F(EncryptTest, KeepsTheOldManifestWhenTheNewOneCannotBeWritten) {
     const std::string path = WriteManifest("{}");
     {
-        const FileSizeLimit disk(16); // as if the disk were full
+        const IgnoredSignal tooLarge(SIGXFSZ);
+        const ResourceLimit disk(RLIMIT_FSIZE, 16); // as if the disk were full
         EXPECT_EQ(Run({"encrypt", "--manifest", path}, CANARY_PASSWORD).exitCode, 3);
     }
-    EXPECT_EQ(Content(path), "{}");
+    EXPECT_EQ(ReadFile(path), "{}");
     EXPECT_EQ(NamesIn(m_directory.path().string()),
               (std::vector<std::string>{"manifest.json", "master.key"}));
     EXPECT_EQ(Run({"encrypt", "--manifest", path}, CANARY_PASSWORD).exitCode, 0);
@@ -216,7 +201,7 @@ TEST_F(EncryptTest, UpdatesTheManifestThatALinkLeadsTo) {
     ASSERT_EQ(symlink(path.c_str(), Path("link").c_str()), 0);
     EXPECT_EQ(Run({"encrypt", "--manifest", Path("link")}, CANARY_PASSWORD).exitCode, 0);
     EXPECT_TRUE(std::filesystem::is_symlink(Path("link")));
-    EXPECT_NE(Content(path).find("vorn1:"), std::string::npos);
+    EXPECT_NE(ReadFile(path).find("vorn1:"), std::string::npos);
 }
 
 TEST_F(EncryptTest, KeepsTheOwnerOfAManifest) {

@@ -32,12 +32,12 @@ TEST_F(InitKeyTest, WantsAFileName) {
 
 TEST_F(InitKeyTest, NeverOverwrites) {
     MakeMasterKey();
-    const std::string before = Content(Path("master.key"));
+    const std::string before = ReadFile(Path("master.key"));
     const ToolResult result = Run({"init-key"});
     EXPECT_EQ(result.exitCode, 3);
     EXPECT_EQ(result.err,
               "ovex-tls: " + Path("master.key") + ": the file is there already and is left as it is\n");
-    EXPECT_EQ(Content(Path("master.key")), before);
+    EXPECT_EQ(ReadFile(Path("master.key")), before);
 }
 
 TEST_F(InitKeyTest, RefusesADirectoryInWhichOthersMayReplaceFiles) {

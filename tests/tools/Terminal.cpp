@@ -13,6 +13,8 @@
 #include <unistd.h>
 #include <utmp.h>
 
+using namespace httpclient::testing;
+
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -93,19 +95,19 @@ void TypeAll(int terminal, const std::vector<Typed>& typed, TerminalResult& resu
 TerminalResult RunOnTerminal(const std::vector<std::string>& arguments, const Variables& variables,
                              const std::vector<Typed>& typed) {
     const HeldTerminal held;
-    const pid_t child = fork();
-    if (child == 0) {
-        if (login_tty(held.Line()) != 0) { // it becomes the controlling terminal and all three streams
-            _exit(126);
+    const Command tool = ToolCommand(arguments, variables);
+    ChildProcess child = Fork([&] {
+        if (login_tty(held.Line()) == 0) { // it becomes the controlling terminal and all three streams
+            BecomeCommand(tool);
         }
-        BecomeTool(arguments, variables);
-    }
+        _exit(126);
+    });
     TerminalResult result;
     TypeAll(held.Terminal(), typed, result);
     if (result.hiddenPrompts != static_cast<int>(typed.size())) {
-        kill(child, SIGKILL); // it waits for what will not be typed
+        child.End(SIGKILL); // it waits for what will not be typed
     }
-    result.exitCode = WaitForEnd(child);
+    result.exitCode = child.Wait().exitCode;
     std::size_t shown = 0;
     do { // what it showed last is still in the line
         shown = result.screen.size();

@@ -2,8 +2,6 @@
 #include "ToolFixture.h"
 
 #include <algorithm>
-#include <fstream>
-#include <iterator>
 
 #include <sys/stat.h>
 
@@ -36,7 +34,7 @@ TerminalResult ToolFixture::RunTyping(const std::vector<std::string>& arguments,
 void ToolFixture::ExpectNoSecret(const std::string& text) const {
     EXPECT_EQ(text.find(CANARY_PASSWORD), std::string::npos) << text;
     EXPECT_EQ(text.find(CANARY_JWT), std::string::npos) << text;
-    const std::string keyLine = Content(Path("master.key"));
+    const std::string keyLine = ReadFile(Path("master.key"));
     const std::string prefix = "vornkey1:";
     if (keyLine.compare(0, prefix.size(), prefix) == 0) {
         EXPECT_EQ(text.find(keyLine.substr(prefix.size(), 20)), std::string::npos) << text;
@@ -48,11 +46,6 @@ std::string ToolFixture::Decrypted(const std::string& text) const {
     std::string plain;
     const int status = VornCipher::Decrypt(text, plain, VORN_CIPHER_KEY_TLS, 19);
     return status == 0 ? plain : "status " + std::to_string(status);
-}
-
-std::string ToolFixture::Content(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
 mode_t ToolFixture::ModeOf(const std::string& path) {

@@ -10,9 +10,12 @@
 #include <gtest/gtest.h>
 
 #include <httpclient/testing/Environment.h>
+#include <httpclient/testing/Files.h>
 
 #include "Terminal.h"
 #include "ToolRun.h"
+
+using httpclient::testing::ReadFile;
 
 inline constexpr const char* CANARY_PASSWORD = "canary-password-7Qz";
 inline constexpr const char* CANARY_JWT = "eyJjYW5hcnkiOjF9.Y2FuYXJ5LWp3dA.c2lnbmF0dXJl";
@@ -36,7 +39,6 @@ protected:
     /// The password in an encrypted text, or "status N".
     std::string Decrypted(const std::string& text) const;
 
-    static std::string Content(const std::string& path);
     static mode_t ModeOf(const std::string& path);
 
     httpclient::testing::TemporaryDirectory m_directory;

@@ -13,6 +13,7 @@ class CHttpRequest;
 
 inline const std::string SECRET_HEADER = "a-secret-that-stands-in-a-header-entry";
 inline const std::string SECRET_COOKIE = "a-secret-that-stands-in-the-cookie";
+inline const std::string SECRET_OF_PROXY = "a-secret-that-is-the-password-of-a-proxy";
 inline const std::string SECRET_BODY = "a-secret-that-stands-in-the-body";
 inline const std::string ANSWER = "an answer that is longer than a short string";
 

@@ -8,6 +8,7 @@
 #include <httpclient/HttpConnectionMgr.h>
 #include <httpclient/HttpRequest.h>
 #include <httpclient/HttpResponse.h>
+#include <httpclient/testing/Environment.h>
 
 #include "Requests.h"
 #include "TortureTest.h"
@@ -46,14 +47,27 @@ protected:
     void Discard() override { m_response.reset(); }
     void ExpectNextToWork() override { ::ExpectNextToWork(m_server, false); }
 
+    LoopbackServer m_server{&AnswerAll};
+
 private:
     int Send(CHttpClient& client, const CHttpRequest& request) noexcept { // the send lets no exception out
         return client.synSendRequest(request, *m_response, false);
     }
 
-    LoopbackServer m_server{&AnswerAll};
     std::unique_ptr<CHttpResponse> m_response;
     int m_result = -2;
+};
+
+/// The same through a proxy, whose password the environment holds. The server takes the proxy's place.
+class ProxyTorture : public SynSendTorture {
+protected:
+    ProxyTorture() { m_secrets.push_back(SECRET_OF_PROXY); }
+
+private:
+    const ScopedEnvironment m_proxy{"http_proxy", "http://user:" + SECRET_OF_PROXY + "@" +
+                                                      m_server.address() + ":" +
+                                                      std::to_string(m_server.port())};
+    const ScopedEnvironment m_exceptions{"no_proxy"};
 };
 
 } // namespace
@@ -62,6 +76,14 @@ TEST_P(SynSendTorture, IsSurvived) {
     Torture();
 }
 
+TEST_P(ProxyTorture, IsSurvived) {
+    Torture();
+    ASSERT_FALSE(m_server.requests().empty());
+    EXPECT_NE(m_server.requests().back().Header("Proxy-Authorization"), "");
+}
+
+INSTANTIATE_TEST_SUITE_P(Verb, ProxyTorture, ::testing::Values(HTTPOPERATION_GET),
+                         [](const auto& verb) { return NameOf(verb.param); });
 INSTANTIATE_TEST_SUITE_P(Verb, SynSendTorture,
                          ::testing::Values(HTTPOPERATION_GET, HTTPOPERATION_PUT, HTTPOPERATION_POST,
                                            HTTPOPERATION_DELETE, HTTPOPERATION_HEAD),

@@ -1,57 +1,54 @@
 // SPDX-License-Identifier: Apache-2.0
+// malloc(), calloc(), realloc() and free() of the whole process.
 #include <cerrno>
-#include <cstdlib>
 
-#include "interpose/Allocations.h"
-#include "interpose/Tally.h"
-
-// glibc's own entrances to its allocator. dlsym() would not do here: it may allocate itself.
-extern "C" {
-void* __libc_malloc(std::size_t size);
-void* __libc_calloc(std::size_t count, std::size_t size);
-void* __libc_realloc(void* memory, std::size_t size);
-}
-
-namespace httpclient::testing {
+#include "interpose/Heap.h"
 
 namespace {
 
-thread_local Tally t_tally;
+using httpclient::testing::c_heap::GivingBack;
+using httpclient::testing::c_heap::Refuses;
+using httpclient::testing::c_heap::Taken;
 
-bool Refused() {
-    if (!t_tally.Refuses()) {
+bool Refused(const void* caller) {
+    if (!Refuses(caller)) {
         return false;
     }
     errno = ENOMEM;
     return true;
 }
 
+void* Noted(void* block, const void* caller) {
+    Taken(block, caller);
+    return block;
+}
+
 } // namespace
 
-CountedMalloc::CountedMalloc(std::size_t failing) {
-    t_tally.Arm(failing);
+extern "C" {
+
+void* malloc(std::size_t size) noexcept {
+    const void* const caller = __builtin_return_address(0);
+    return Refused(caller) ? nullptr : Noted(__libc_malloc(size), caller);
 }
 
-CountedMalloc::~CountedMalloc() {
-    t_tally.Disarm();
+void* calloc(std::size_t count, std::size_t size) noexcept {
+    const void* const caller = __builtin_return_address(0);
+    return Refused(caller) ? nullptr : Noted(__libc_calloc(count, size), caller);
 }
 
-std::size_t CountedMalloc::Count() const {
-    return t_tally.asked;
+void* realloc(void* block, std::size_t size) noexcept {
+    const void* const caller = __builtin_return_address(0);
+    if (Refused(caller)) {
+        return nullptr;
+    }
+    GivingBack(block); // before another thread can be given its place
+    return Noted(__libc_realloc(block, size), caller);
 }
 
-} // namespace httpclient::testing
-
-using httpclient::testing::Refused;
-
-extern "C" void* malloc(std::size_t size) noexcept {
-    return Refused() ? nullptr : __libc_malloc(size);
+void free(void* block) noexcept {
+    GivingBack(block);
+    __libc_free(block);
 }
 
-extern "C" void* calloc(std::size_t count, std::size_t size) noexcept {
-    return Refused() ? nullptr : __libc_calloc(count, size);
-}
-
-extern "C" void* realloc(void* memory, std::size_t size) noexcept {
-    return Refused() ? nullptr : __libc_realloc(memory, size);
-}
+} // extern "C"

@@ -1,112 +1,88 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <cstdlib>
+// Every form of operator new and delete, so that no pair of them is mixed from here and from the standard library.
 #include <new>
 
-#include "interpose/Allocations.h"
-#include "interpose/Tally.h"
-
-namespace httpclient::testing {
+#include "interpose/Heap.h"
 
 namespace {
 
-thread_local Tally t_tally;
+using httpclient::testing::heap::GiveBack;
+using httpclient::testing::heap::Take;
 
-// The nothrow form of every operator; 0 bytes still make an object of their own.
-void* Allocate(std::size_t size) noexcept {
-    return t_tally.Refuses() ? nullptr : std::malloc(size > 0 ? size : 1);
+constexpr std::align_val_t USUAL{__STDCPP_DEFAULT_NEW_ALIGNMENT__};
+
+// 0 bytes still make an object of their own.
+void* TakeOrNull(std::size_t size, std::align_val_t alignment, const void* caller) noexcept {
+    return Take(size > 0 ? size : 1, static_cast<std::size_t>(alignment), caller);
 }
 
-void* Allocate(std::size_t size, std::align_val_t alignment) noexcept {
-    const auto unit = static_cast<std::size_t>(alignment);
-    // aligned_alloc() wants whole units.
-    return t_tally.Refuses() ? nullptr
-                             : std::aligned_alloc(unit, size > 0 ? (size + unit - 1) / unit * unit : unit);
-}
-
-void* OrThrow(void* memory) {
-    if (memory == nullptr) {
+void* TakeOrThrow(std::size_t size, std::align_val_t alignment, const void* caller) {
+    void* const block = TakeOrNull(size, alignment, caller);
+    if (block == nullptr) {
         throw std::bad_alloc();
     }
-    return memory;
+    return block;
 }
 
 } // namespace
 
-CountedNew::CountedNew(std::size_t failing) {
-    t_tally.Arm(failing);
-}
-
-CountedNew::~CountedNew() {
-    t_tally.Disarm();
-}
-
-std::size_t CountedNew::Count() const {
-    return t_tally.asked;
-}
-
-} // namespace httpclient::testing
-
-using httpclient::testing::Allocate;
-using httpclient::testing::OrThrow;
-
-// All the forms are replaced, so that no pair of them is mixed from here and from the standard library.
 void* operator new(std::size_t size) {
-    return OrThrow(Allocate(size));
+    return TakeOrThrow(size, USUAL, __builtin_return_address(0));
 }
 void* operator new[](std::size_t size) {
-    return OrThrow(Allocate(size));
+    return TakeOrThrow(size, USUAL, __builtin_return_address(0));
 }
 void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
-    return Allocate(size);
+    return TakeOrNull(size, USUAL, __builtin_return_address(0));
 }
 void* operator new[](std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
-    return Allocate(size);
+    return TakeOrNull(size, USUAL, __builtin_return_address(0));
 }
 void* operator new(std::size_t size, std::align_val_t alignment) {
-    return OrThrow(Allocate(size, alignment));
+    return TakeOrThrow(size, alignment, __builtin_return_address(0));
 }
 void* operator new[](std::size_t size, std::align_val_t alignment) {
-    return OrThrow(Allocate(size, alignment));
+    return TakeOrThrow(size, alignment, __builtin_return_address(0));
 }
 void* operator new(std::size_t size, std::align_val_t alignment, const std::nothrow_t& /*tag*/) noexcept {
-    return Allocate(size, alignment);
+    return TakeOrNull(size, alignment, __builtin_return_address(0));
 }
 void* operator new[](std::size_t size, std::align_val_t alignment, const std::nothrow_t& /*tag*/) noexcept {
-    return Allocate(size, alignment);
+    return TakeOrNull(size, alignment, __builtin_return_address(0));
 }
-void operator delete(void* memory) noexcept {
-    std::free(memory);
+void operator delete(void* block) noexcept {
+    GiveBack(block);
 }
-void operator delete[](void* memory) noexcept {
-    std::free(memory);
+void operator delete[](void* block) noexcept {
+    GiveBack(block);
 }
-void operator delete(void* memory, std::size_t /*size*/) noexcept {
-    std::free(memory);
+void operator delete(void* block, std::size_t /*size*/) noexcept {
+    GiveBack(block);
 }
-void operator delete[](void* memory, std::size_t /*size*/) noexcept {
-    std::free(memory);
+void operator delete[](void* block, std::size_t /*size*/) noexcept {
+    GiveBack(block);
 }
-void operator delete(void* memory, const std::nothrow_t& /*tag*/) noexcept {
-    std::free(memory);
+void operator delete(void* block, const std::nothrow_t& /*tag*/) noexcept {
+    GiveBack(block);
 }
-void operator delete[](void* memory, const std::nothrow_t& /*tag*/) noexcept {
-    std::free(memory);
+void operator delete[](void* block, const std::nothrow_t& /*tag*/) noexcept {
+    GiveBack(block);
 }
-void operator delete(void* memory, std::align_val_t /*alignment*/) noexcept {
-    std::free(memory);
+void operator delete(void* block, std::align_val_t /*alignment*/) noexcept {
+    GiveBack(block);
 }
-void operator delete[](void* memory, std::align_val_t /*alignment*/) noexcept {
-    std::free(memory);
+void operator delete[](void* block, std::align_val_t /*alignment*/) noexcept {
+    GiveBack(block);
 }
-void operator delete(void* memory, std::size_t /*size*/, std::align_val_t /*alignment*/) noexcept {
-    std::free(memory);
+void operator delete(void* block, std::size_t /*size*/, std::align_val_t /*alignment*/) noexcept {
+    GiveBack(block);
 }
-void operator delete[](void* memory, std::size_t /*size*/, std::align_val_t /*alignment*/) noexcept {
-    std::free(memory);
+void operator delete[](void* block, std::size_t /*size*/, std::align_val_t /*alignment*/) noexcept {
+    GiveBack(block);
 }
-void operator delete(void* memory, std::align_val_t /*alignment*/, const std::nothrow_t& /*tag*/) noexcept {
-    std::free(memory);
+void operator delete(void* block, std::align_val_t /*alignment*/, const std::nothrow_t& /*tag*/) noexcept {
+    GiveBack(block);
 }
-void operator delete[](void* memory, std::align_val_t /*alignment*/, const std::nothrow_t& /*tag*/) noexcept {
-    std::free(memory);
+void operator delete[](void* block, std::align_val_t /*alignment*/, const std::nothrow_t& /*tag*/) noexcept {
+    GiveBack(block);
 }

@@ -1,27 +1,41 @@
 // SPDX-License-Identifier: Apache-2.0
 /// @file
-/// Counts what a thread asks for, and names the one to refuse.
+/// Counts what a thread asks for, and names what to refuse.
 #pragma once
 
 #include <cstddef>
 
 namespace httpclient::testing {
 
-/// Counts what one thread asks for while armed, and names the one to refuse. Plain data, so that it can be
+/// How many of the calls of a kind fail.
+enum class Failing {
+    One,    ///< The one that is named.
+    AllFrom ///< The one that is named, and all that come after it.
+};
+
+/// Counts what one thread asks for while armed, and names what to refuse. Plain data, so that it can be
 /// thread-local in functions that may not allocate.
 struct Tally {
     bool armed = false;
     std::size_t asked = 0;
-    std::size_t refused = 0; ///< Which one to refuse, counted from 1; 0 for none.
+    std::size_t refused = 0; ///< The first to refuse, counted from 1; 0 for none.
+    Failing howMany = Failing::One;
 
-    void Arm(std::size_t refuse) {
+    void Arm(std::size_t refuse, Failing howManyFail = Failing::One) {
         asked = 0;
         refused = refuse;
+        howMany = howManyFail;
         armed = true;
     }
     void Disarm() { armed = false; }
-    /// Counts one. @return whether it is the one to refuse.
-    bool Refuses() { return armed && ++asked == refused; }
+    /// Counts one. @return whether it is to be refused.
+    bool Refuses() {
+        if (!armed) {
+            return false;
+        }
+        ++asked;
+        return asked == refused || (howMany == Failing::AllFrom && refused != 0 && asked > refused);
+    }
 };
 
 } // namespace httpclient::testing

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <cerrno>
+#include <fstream>
+#include <iterator>
 #include <system_error>
 
 #include <fcntl.h>
@@ -24,6 +26,11 @@ void WritePrivateFile(const std::filesystem::path& path, std::string_view conten
         }
         content.remove_prefix(written < 0 ? 0 : static_cast<std::size_t>(written));
     }
+}
+
+std::string ReadFile(const std::filesystem::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
 } // namespace httpclient::testing

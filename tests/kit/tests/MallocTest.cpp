@@ -42,6 +42,22 @@ TEST(CountedMalloc, FailsTheAllocationThatItIsTold) {
     EXPECT_TRUE(third);
 }
 
+TEST(CountedMalloc, FailsAllThatComeAfterTheOneThatItIsTold) {
+    bool first = false;
+    bool second = true;
+    bool third = true;
+    {
+        const CountedMalloc counted(2, Failing::AllFrom);
+        first = LibraryMalloc();
+        second = LibraryMalloc();
+        third = LibraryNew();
+    }
+    EXPECT_TRUE(first);
+    EXPECT_FALSE(second);
+    EXPECT_FALSE(third);
+    EXPECT_TRUE(LibraryMalloc());
+}
+
 TEST(CountedMalloc, HoldsCallocAndReallocToo) {
     void* volatile cleared = nullptr;
     void* volatile grown = nullptr;

@@ -41,6 +41,61 @@ TEST(CountedNew, FailsTheAllocationThatItIsTold) {
     EXPECT_TRUE(third);
 }
 
+TEST(CountedNew, FailsAllThatComeAfterTheOneThatItIsTold) {
+    bool first = false;
+    bool second = true;
+    bool third = true;
+    {
+        const CountedNew counted(2, Failing::AllFrom);
+        first = LibraryNew();
+        second = LibraryNew();
+        third = LibraryNew();
+    }
+    EXPECT_TRUE(first);
+    EXPECT_FALSE(second);
+    EXPECT_FALSE(third);
+    EXPECT_TRUE(LibraryNew());
+}
+
+TEST(CountedNew, FailsNothingWhenItIsToldNone) {
+    bool there = false;
+    {
+        const CountedNew counted(0, Failing::AllFrom);
+        there = LibraryNew();
+    }
+    EXPECT_TRUE(there);
+}
+
+TEST(CountedNew, TellsWhetherItHoldsAnything) {
+    const CountedNew counted(2);
+    const bool works = CountedNew::Works();
+    const std::size_t count = counted.Count();
+    EXPECT_TRUE(works);
+    EXPECT_EQ(count, 0U) << "asking does not count";
+}
+
+TEST(AllocationsOf, AreThoseOfTheOperation) {
+    EXPECT_EQ(AllocationsOf([] {}), 0U);
+    EXPECT_EQ(AllocationsOf([] { LibraryNew(); }), 1U);
+}
+
+TEST(SurvivesFailureOf, TellsWhetherTheFailureEndsTheOperation) {
+    std::unique_ptr<int> first; // out here, or a compiler may leave the allocations out
+    std::unique_ptr<int> second;
+    const auto twice = [&] {
+        first = std::make_unique<int>(1);
+        second = std::make_unique<int>(2);
+    };
+    EXPECT_FALSE(SurvivesFailureOf(1, twice));
+    EXPECT_EQ(first, nullptr);
+    EXPECT_FALSE(SurvivesFailureOf(2, twice));
+    EXPECT_NE(first, nullptr);
+    EXPECT_EQ(second, nullptr);
+    EXPECT_TRUE(SurvivesFailureOf(3, twice));
+    EXPECT_NE(second, nullptr);
+    EXPECT_TRUE(SurvivesFailureOf(1, [] { LibraryNew(); })) << "it takes the failure itself";
+}
+
 TEST(CountedNew, LeavesOtherThreadsAlone) {
     bool there = false;
     std::size_t count = 0;

@@ -26,13 +26,15 @@ public:
     /// How receiving ended.
     enum class End { None, Closed, Reset, TimedOut };
 
-    explicit RawClient(std::uint16_t port) : m_socket(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    /// @param address an IPv4 loopback address.
+    explicit RawClient(std::uint16_t port, const std::string& address = "127.0.0.1")
+        : m_socket(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
         SetPatience(10000);
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_port = htons(port);
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        if (connect(m_socket, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
+        sockaddr_in name{};
+        name.sin_family = AF_INET;
+        name.sin_port = htons(port);
+        inet_pton(AF_INET, address.c_str(), &name.sin_addr);
+        if (connect(m_socket, reinterpret_cast<sockaddr*>(&name), sizeof name) != 0) {
             close(m_socket);
             throw std::runtime_error("no connection");
         }

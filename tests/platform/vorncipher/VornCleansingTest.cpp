@@ -1,61 +1,20 @@
 // SPDX-License-Identifier: Apache-2.0
 // Watches every block that operator delete gets back: none may still hold the key or the plain text.
-#include <atomic>
 #include <cstring>
-#include <new>
-
-#include <malloc.h>
 
 #include <vorncipher/VornCipher.h>
 #include <vorncipher/VornCipherEncrypt.h>
 
 #include "MasterKeyFixture.h"
+#include "interpose/WatchedBlocks.h"
+
+using httpclient::testing::FreedBlocks;
 
 namespace {
 
 const char PLAIN[] = "canary of the plain text, long enough to live on the heap";
 const char KEY_TEXT[] = "Y2FuYXJ5LW9mLXRoZS1tYXN0ZXIta2V5LTMyLWJ5dGU";
 const char KEY_BYTES[] = "canary-of-the-master-key-32-byte";
-
-std::atomic<bool> g_watching{false};
-std::atomic<int> g_blocks{0};
-std::atomic<int> g_leaks{0};
-
-bool Holds(const void* block, std::size_t size, const char* canary) {
-    // A part is a leak as well, so that only the start is looked for.
-    return memmem(block, size, canary, 16) != nullptr;
-}
-
-void Inspect(const void* block) {
-    if (block == nullptr || !g_watching) {
-        return;
-    }
-    const std::size_t size = malloc_usable_size(const_cast<void*>(block));
-    ++g_blocks;
-    if (Holds(block, size, PLAIN) || Holds(block, size, KEY_TEXT) || Holds(block, size, KEY_BYTES)) {
-        ++g_leaks;
-    }
-}
-
-} // namespace
-
-// calloc, so that looking at a block's unwritten end is well defined.
-void* operator new(std::size_t size) {
-    void* block = std::calloc(1, size == 0 ? 1 : size);
-    if (block == nullptr) {
-        throw std::bad_alloc();
-    }
-    return block;
-}
-void operator delete(void* block) noexcept {
-    Inspect(block);
-    std::free(block);
-}
-void operator delete(void* block, std::size_t /*size*/) noexcept {
-    operator delete(block);
-}
-
-namespace {
 
 class VornCleansingTest : public MasterKeyFixture {
 protected:
@@ -69,13 +28,10 @@ protected:
     }
 
     template <class Call> static int LeaksDuring(Call call) {
-        g_leaks = 0;
-        g_blocks = 0;
-        g_watching = true;
+        const FreedBlocks freed{PLAIN, KEY_TEXT, KEY_BYTES};
         call();
-        g_watching = false;
-        EXPECT_GT(g_blocks, 0);
-        return g_leaks;
+        EXPECT_GT(freed.Count(), 0);
+        return freed.Holding();
     }
 };
 

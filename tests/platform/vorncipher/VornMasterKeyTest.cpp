@@ -1,19 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <iterator>
 #include <set>
 
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <httpclient/testing/Files.h>
+
 #include "MasterKeyFixture.h"
+
+using httpclient::testing::ReadFile;
 
 namespace {
 
 const std::string KEY_LINE = "vornkey1:AAECAwQFBgcICQoLDA0ODxAREhMUFRYXGBkaGxwdHh8";
-
-std::string Content(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
 
 mode_t ModeOf(const std::string& path) {
     struct stat status {};
@@ -118,19 +117,19 @@ TEST_F(VornMasterKeyTest, IsMadeForItsOwnerAlone) {
 }
 
 TEST_F(VornMasterKeyTest, IsMadeAnewEachTime) {
-    std::set<std::string> keys{Content(m_keyFile)};
+    std::set<std::string> keys{ReadFile(m_keyFile)};
     for (int number = 0; number < 20; ++number) {
         const std::string path = (m_directory / std::to_string(number)).string();
         ASSERT_EQ(VornMasterKey::Make(path), VORN_OK);
-        keys.insert(Content(path));
+        keys.insert(ReadFile(path));
     }
     EXPECT_EQ(keys.size(), 21U);
 }
 
 TEST_F(VornMasterKeyTest, NeverOverwritesAnything) {
-    const std::string before = Content(m_keyFile);
+    const std::string before = ReadFile(m_keyFile);
     EXPECT_EQ(VornMasterKey::Make(m_keyFile), VORN_KEY_FILE_EXISTS);
-    EXPECT_EQ(Content(m_keyFile), before);
+    EXPECT_EQ(ReadFile(m_keyFile), before);
 
     const std::string dangling = (m_directory / "dangling").string();
     ASSERT_EQ(symlink((m_directory / "target").c_str(), dangling.c_str()), 0);

@@ -48,7 +48,7 @@ public:
     const std::filesystem::path& path() const { return m_path; }
     /// Writes a file of mode 0600 below the directory, replacing an old one; makes the directories on its way
     /// (mode 0700).
-    /// @param relative the file's path, seen from the directory.
+    /// @param relative the file's path, seen from the directory; an absolute one is taken as it is.
     /// @param content its bytes.
     /// @return the file's absolute path.
     /// @throw std::runtime_error when it cannot be written.

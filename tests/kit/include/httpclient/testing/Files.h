@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 /// @file
-/// Files for one's own eyes.
+/// Files for one's own eyes, read and written whole.
 #pragma once
 
 #include <filesystem>
+#include <string>
 #include <string_view>
 
 namespace httpclient::testing {
@@ -12,5 +13,8 @@ namespace httpclient::testing {
 /// An old file of that name goes first.
 /// @throw std::system_error when it cannot be written.
 void WritePrivateFile(const std::filesystem::path& path, std::string_view content);
+
+/// @return the bytes of a file; "" when it cannot be read.
+std::string ReadFile(const std::filesystem::path& path);
 
 } // namespace httpclient::testing

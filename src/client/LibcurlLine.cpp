@@ -1,0 +1,82 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "client/LibcurlLine.h"
+
+#include <algorithm>
+#include <string_view>
+
+namespace {
+
+constexpr std::size_t NONE = std::string_view::npos;
+constexpr std::string_view AFTER_SCHEME = "://";
+
+// libcurl cuts lines off at its buffers' ends, the shorter of which holds 256 bytes.
+constexpr std::size_t LONGEST_WHOLE = 253;
+
+bool BeginsWith(std::string_view text, std::string_view begin) {
+    return text.substr(0, begin.size()) == begin;
+}
+
+bool Holds(std::string_view text, std::string_view part) {
+    return text.find(part) != NONE;
+}
+
+bool IsOfScheme(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '+' ||
+           c == '-' || c == '.';
+}
+
+/// Over HTTP/2 libcurl repeats the header lines that it sends as informational text: "h2h3 [name: value]", in
+/// later versions "[HTTP/2] [1] [name: value]".
+/// @return where the value begins.
+std::size_t RepeatedHeaderValue(std::string_view line) {
+    if (!BeginsWith(line, "h2h3 [") && !BeginsWith(line, "[HTTP/")) {
+        return NONE;
+    }
+    const std::size_t separator = line.find(": ");
+    return separator == NONE ? NONE : separator + 2;
+}
+
+/// @return where the URL goes on behind its scheme, if it has one: a proxy's needs none.
+std::size_t BehindScheme(std::string_view line, std::size_t url) {
+    const auto* const end = std::find_if_not(line.begin() + url, line.end(), IsOfScheme);
+    const auto at = static_cast<std::size_t>(end - line.begin());
+    return at > url && BeginsWith(line.substr(at), AFTER_SCHEME) ? at + AFTER_SCHEME.size() : url;
+}
+
+/// @return where a URL begins, its scheme left out. What is quoted in a line about a proxy is one, whatever it
+///         looks like, and holds what the environment has: any bytes.
+std::size_t Url(std::string_view line) {
+    const bool aboutProxy = Holds(line, "roxy") && !Holds(line, "no_proxy ==") && !Holds(line, "NO_PROXY ==");
+    const std::size_t quote = aboutProxy ? line.find('\'') : NONE;
+    if (quote != NONE) {
+        return BehindScheme(line, quote + 1);
+    }
+    const std::size_t scheme = line.find(AFTER_SCHEME);
+    return scheme == NONE ? NONE : scheme + AFTER_SCHEME.size();
+}
+
+} // namespace
+
+std::optional<std::string> WithoutSecrets(const char* line) {
+    if (line == nullptr) {
+        return std::nullopt;
+    }
+    const std::string_view text(line);
+    // A header's value may be a token, and no header is logged over HTTP/1.1 either.
+    if (const std::size_t value = RepeatedHeaderValue(text); value != NONE) {
+        return std::string(text.substr(0, value)) + "...]\n";
+    }
+    const std::size_t url = Url(text);
+    if (url == NONE) {
+        return std::nullopt;
+    }
+    if (text.size() > LONGEST_WHOLE) { // the "@" may be cut off
+        return std::string(text.substr(0, url)) + "...\n";
+    }
+    // The last one: a password that nobody has escaped may hold any character.
+    const std::size_t at = text.rfind('@');
+    if (at == NONE || at < url) {
+        return std::nullopt;
+    }
+    return std::string(text.substr(0, url)) + "..." + std::string(text.substr(at));
+}

@@ -1,0 +1,281 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/AsyncCall.h"
+
+#include <thread>
+#include <utility>
+
+#include <cxxabi.h>
+
+#include <event2/event.h>
+
+#include "engine/CallLog.h"
+#include "engine/Loop.h"
+#include "engine/Loops.h"
+#include "engine/Outcome.h"
+#include "support/SignalBlock.h"
+
+namespace httpclient::engine {
+
+AsyncCall::AsyncCall(std::shared_ptr<Client::Body> client, Core& core, Request request,
+                     std::unique_ptr<Completion> done, DeliverOn where)
+    : m_client(std::move(client)), m_core(core), m_request(std::move(request)), m_done(std::move(done)),
+      m_where(where) {}
+
+AsyncCall::~AsyncCall() = default;
+
+bool AsyncCall::Start() {
+    m_visit.emplace(m_core);
+    if (!m_visit->entered()) {
+        return false;
+    }
+    m_core.loops().Start();
+    m_loop = &m_core.loops().Next();
+    m_call.emplace(m_core, m_client->client, *m_request.internals(), shared_from_this(), net::Clock::now());
+    m_self = shared_from_this();
+    Wake();
+    return true;
+}
+
+void AsyncCall::RefuseByShutdown() {
+    auto failure = std::make_unique<Failure::Body>();
+    failure->kind = FailureKind::Shutdown;
+    failure->message = DescribeFailure(*failure, {});
+    LogFailure(m_client->client, *m_request.internals(), *failure);
+    m_result.emplace(std::make_unique<Result::Body>(Failure(std::move(failure))).release());
+    m_doing.store(Doing::Delivering);
+    if (m_where == DeliverOn::Loop) {
+        return Deliver();
+    }
+    // There is no callback thread any more, and the outcome is never handed over inside Start().
+    const SignalBlock block;
+    std::thread([self = shared_from_this()] { self->Deliver(); }).detach();
+}
+
+void AsyncCall::Cancel() noexcept {
+    m_cancelled.store(true);
+    Wake();
+}
+
+void AsyncCall::Wake() noexcept {
+    if (m_loop == nullptr || m_doing.load() == Doing::Over || m_isReady.exchange(true)) {
+        return;
+    }
+    m_loop->AddReady(shared_from_this());
+}
+
+void AsyncCall::OnEvent(int /*fd*/, short /*what*/, void* self) {
+    static_cast<AsyncCall*>(self)->Wake();
+}
+
+/// Registers for readiness, once.
+bool AsyncCall::Watch(event& place, const pollfd& what) noexcept {
+    const int events =
+        ((what.events & POLLIN) != 0 ? EV_READ : 0) | ((what.events & POLLOUT) != 0 ? EV_WRITE : 0);
+    event_assign(&place, m_loop->base(), what.fd, static_cast<short>(events), &AsyncCall::OnEvent, this);
+    return event_add(&place, nullptr) == 0;
+}
+
+bool AsyncCall::WatchDial(const std::vector<pollfd>& watched) {
+    for (std::size_t index = 0; index < watched.size(); ++index) {
+        if (index > 0) {
+            m_dialEvents.push_back(std::make_unique<event>());
+        }
+        if (!Watch(index == 0 ? m_event : *m_dialEvents.back(), watched[index])) {
+            return false;
+        }
+    }
+    return true;
+}
+
+/// A descriptor leaves the loop before anything may close it.
+void AsyncCall::Disarm() noexcept {
+    if (event_initialized(&m_event) != 0) {
+        event_del(&m_event);
+    }
+    for (const std::unique_ptr<event>& extra : m_dialEvents) {
+        if (event_initialized(extra.get()) != 0) {
+            event_del(extra.get());
+        }
+    }
+    m_dialEvents.clear();
+}
+
+void AsyncCall::WaitUntil(net::Time until) noexcept {
+    m_loop->File(*this, until);
+}
+
+void AsyncCall::Advance(Scratch scratch) noexcept {
+    const Doing doing = m_doing.load();
+    if (doing == Doing::Delivering || doing == Doing::Over || (doing != Doing::Stepping && !TakeBack())) {
+        return;
+    }
+    Disarm();
+    const net::Time now = net::Clock::now();
+    try {
+        if (m_cancelled.load()) {
+            m_call->End(FailureKind::Cancelled, now);
+        }
+        Follow(m_call->Step(now, scratch));
+    } catch (...) {
+        m_call->End(FailureKind::Internal, now); // memory is exhausted
+        Disarm();
+        Finish();
+    }
+}
+
+/// A piece of host code that has not begun by the time that the call has to end is not begun any more.
+/// @return whether the call is the loop's again.
+bool AsyncCall::TakeBack() noexcept {
+    Doing doing = m_doing.load();
+    if (doing == Doing::Running) {
+        return false;
+    }
+    const bool over = m_cancelled.load() || m_core.ended() || net::Clock::now() >= m_handedOverDue;
+    if (!over) {
+        return false;
+    }
+    Loops& loops = m_core.loops();
+    const bool queued = doing == Doing::Work || !loops.executor();
+    if (queued && !loops.JobsFor(doing == Doing::Work).Withdraw(*this)) {
+        return false;
+    }
+    return m_doing.compare_exchange_strong(doing, Doing::Stepping);
+}
+
+void AsyncCall::Follow(const Wait& wait) {
+    bool watched = true;
+    switch (wait.what) {
+    case Wait::For::Done:
+        return Finish();
+    case Wait::For::Again:
+        return Wake();
+    case Wait::For::Host:
+        return HandOver(Doing::Host);
+    case Wait::For::Work:
+        return HandOver(Doing::Work);
+    case Wait::For::Io:
+        watched = Watch(m_event, wait.io);
+        break;
+    case Wait::For::Dial:
+        watched = WatchDial(m_call->watched());
+        break;
+    case Wait::For::Wake:
+    case Wait::For::Time:
+        break;
+    }
+    if (!watched) {
+        throw std::bad_alloc();
+    }
+    WaitUntil(wait.until);
+}
+
+void AsyncCall::HandOver(Doing what) {
+    m_call->Preserve(); // the loop's memory is used for others meanwhile
+    m_handedOverDue = m_call->due();
+    WaitUntil(m_handedOverDue);
+    m_doing.store(what);
+    Loops& loops = m_core.loops();
+    if (what == Doing::Work || !loops.executor()) {
+        loops.JobsFor(what == Doing::Work).Add(shared_from_this());
+        return;
+    }
+    try {
+        loops.executor()([self = shared_from_this(), what] { self->RunPiece(what); });
+    } catch (abi::__forced_unwind&) {
+        throw;
+    } catch (...) {
+        RunPiece(what); // what the executor does not take, the loop runs itself
+    }
+}
+
+void AsyncCall::Run() {
+    const Doing doing = m_doing.load();
+    if (doing == Doing::Delivering) {
+        Deliver();
+    } else {
+        RunPiece(doing);
+    }
+}
+
+/// Runs what may block, on another thread than the loop's, and gives the call back to the loop.
+void AsyncCall::RunPiece(Doing what) {
+    /// However it ends: code of the host may end its thread.
+    struct GiveBack {
+        AsyncCall& call;
+        bool whole = false;
+        ~GiveBack() {
+            if (!whole) {
+                call.m_cancelled.store(true);
+            }
+            call.m_doing.store(Doing::Stepping);
+            call.Wake();
+        }
+    };
+    Doing expected = what;
+    if (!m_doing.compare_exchange_strong(expected, Doing::Running)) {
+        return; // taken back, or run before
+    }
+    GiveBack giveBack{*this};
+    if (what == Doing::Host) {
+        m_call->RunHost();
+    } else {
+        m_call->RunWork(net::Clock::now());
+    }
+    giveBack.whole = true;
+}
+
+Result AsyncCall::Outcome() noexcept {
+    try {
+        return m_call->Take();
+    } catch (...) {
+        return m_call->TakeExhausted();
+    }
+}
+
+/// The outcome is there: all that is the engine's is given back before the host learns of it.
+void AsyncCall::Finish() noexcept {
+    m_loop->Unfile(*this);
+    m_result.emplace(Outcome());
+    m_call.reset();
+    m_doing.store(Doing::Delivering);
+    HandOverOutcome();
+}
+
+void AsyncCall::HandOverOutcome() noexcept {
+    const std::shared_ptr<AsyncCall> self = shared_from_this();
+    Loops& loops = m_core.loops();
+    try {
+        if (m_where == DeliverOn::Callbacks && !loops.executor()) {
+            loops.JobsFor(false).Add(self);
+            m_visit.reset(); // last: the engine may be gone after it
+            return;
+        }
+        if (m_where == DeliverOn::Callbacks) {
+            m_visit.reset();
+            loops.executor()([self] { self->Deliver(); });
+            return;
+        }
+    } catch (...) {
+        // what the executor does not take, the loop runs itself
+    }
+    m_visit.reset();
+    Deliver();
+}
+
+/// Calls the host's function, once.
+void AsyncCall::Deliver() {
+    if (m_doing.exchange(Doing::Over) != Doing::Delivering) {
+        return; // an executor that threw after it had run it
+    }
+    const std::shared_ptr<AsyncCall> self = std::move(m_self);
+    const std::unique_ptr<Completion> done = std::move(m_done);
+    try {
+        done->Complete(std::move(*m_result));
+    } catch (abi::__forced_unwind&) {
+        throw; // the host ends its thread
+    } catch (...) {
+        return; // what the host's function throws stays with it
+    }
+}
+
+} // namespace httpclient::engine

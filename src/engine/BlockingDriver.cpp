@@ -1,0 +1,127 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/BlockingDriver.h"
+
+#include <algorithm>
+#include <climits>
+#include <memory>
+#include <vector>
+
+#include <cxxabi.h>
+#include <poll.h>
+
+#include "engine/Call.h"
+#include "engine/Parker.h"
+#include "support/Cancellation.h"
+
+namespace httpclient::engine {
+
+namespace {
+
+constexpr std::size_t SCRATCH = 32UL * 1024;
+
+/// @return what is left of the time for poll(), rounded up, so that it does not wake too early.
+int PollTimeout(net::Time until) {
+    if (until == net::Time::max()) {
+        return -1;
+    }
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - net::Clock::now()).count();
+    return static_cast<int>(std::clamp<std::int64_t>(left, 0, INT_MAX));
+}
+
+/// This thread's place to wait for what is no descriptor. One is enough: an outer call does not wait while code of the
+/// host, run by it, makes another.
+const std::shared_ptr<Parker>& OwnParker() {
+    thread_local const std::shared_ptr<Parker> parker = std::make_shared<Parker>();
+    return parker;
+}
+
+/// How this thread waits.
+class Waits {
+public:
+    Waits(Core& core, const CancellationBlock& block) : m_core(core), m_block(block) {}
+
+    void For(const Wait& wait, Call& call) {
+        switch (wait.what) {
+        case Wait::For::Io: {
+            pollfd ready[] = {wait.io, {m_core.endDescriptor(), POLLIN, 0}};
+            Poll(ready, std::size(ready), wait.until);
+            break;
+        }
+        case Wait::For::Dial: {
+            std::vector<pollfd>& watched = call.watched();
+            watched.push_back({m_core.endDescriptor(), POLLIN, 0});
+            Poll(watched.data(), watched.size(), wait.until);
+            break;
+        }
+        default:
+            Park(wait.until);
+        }
+    }
+
+private:
+    void Poll(pollfd* ready, nfds_t count, net::Time until) {
+        const CancellationPoint point(m_block);
+        static_cast<void>(
+            ::poll(ready, count, PollTimeout(until))); // interrupted or not: the call looks itself
+    }
+
+    void Park(net::Time until) {
+        const Core::Parked parked(m_core, *OwnParker());
+        if (m_core.ended()) {
+            return;
+        }
+        const CancellationPoint point(m_block);
+        OwnParker()->Wait(until);
+    }
+
+    Core& m_core;
+    const CancellationBlock& m_block;
+};
+
+Result Run(Call& call, Waits& waits, const CancellationBlock& block, net::Time now) {
+    char memory[SCRATCH];
+    const Scratch scratch{memory, sizeof(memory)};
+    for (;;) {
+        const Wait wait = call.Step(now, scratch);
+        switch (wait.what) {
+        case Wait::For::Done:
+            return call.Take();
+        case Wait::For::Again:
+            break;
+        case Wait::For::Host: {
+            const CancellationPoint point(block);
+            call.RunHost();
+            break;
+        }
+        case Wait::For::Work:
+            call.RunWork(now);
+            break;
+        default:
+            waits.For(wait, call);
+        }
+        now = net::Clock::now();
+    }
+}
+
+} // namespace
+
+Result RunBlocking(Core& core, const Core::Visit& visit, const ClientCore& client,
+                   const Request::Body& request) {
+    // Cancelled is only what waits and what is the host's: nothing of ours is left half done.
+    const CancellationBlock block;
+    const net::Time now = net::Clock::now();
+    Call call(core, client, request, OwnParker(), now);
+    if (!visit.entered()) {
+        call.End(FailureKind::Shutdown, now);
+    }
+    Waits waits(core, block);
+    try {
+        return Run(call, waits, block, now);
+    } catch (abi::__forced_unwind&) {
+        throw; // the thread is cancelled
+    } catch (...) {
+        return call.TakeExhausted();
+    }
+}
+
+} // namespace httpclient::engine

@@ -1,0 +1,155 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file
+/// One call from its beginning to its outcome, as a state machine.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <httpclient/Result.h>
+
+#include "engine/ClientCore.h"
+#include "engine/Connecting.h"
+#include "engine/Core.h"
+#include "engine/Outcome.h"
+#include "engine/Receiving.h"
+#include "engine/RequestBody.h"
+#include "engine/Sending.h"
+#include "engine/Wait.h"
+
+namespace httpclient::engine {
+
+/// A call: its line in the pool, its connection, its exchange, its repetitions. It owns no thread and waits for
+/// nothing: a driver steps it, and waits for what Step() says.
+///
+/// Whatever the driver does, the destructor leaves the pool's counts right.
+///
+/// @par Thread Safety
+/// One thread at a time.
+class Call {
+public:
+    /// @param core must outlive the call. @param client likewise. @param request likewise.
+    Call(Core& core, const ClientCore& client, const Request::Body& request, std::shared_ptr<Waker> waker,
+         net::Time now);
+    ~Call();
+    Call(const Call&) = delete;
+    Call& operator=(const Call&) = delete;
+
+    /// Goes as far as it can without waiting. @param scratch used until it returns.
+    Wait Step(net::Time now, Scratch scratch);
+    /// Runs the piece of host code that Step() waits for. @throw only what cancels the thread.
+    void RunHost();
+    /// Does the blocking work that Step() waits for.
+    void RunWork(net::Time now);
+    /// The descriptors of a wait for a dial.
+    std::vector<pollfd>& watched() noexcept { return m_connecting->watched(); }
+
+    /// @return when the call, or what it does just now, has to be over.
+    net::Time due() const noexcept { return Due(); }
+    /// To be called when the scratch memory is used for something else before the host code runs that Step() waits for.
+    void Preserve() {
+        if (m_receiving) {
+            m_receiving->Preserve();
+        }
+    }
+    /// Ends the call from outside; nothing happens after the outcome.
+    void End(FailureKind kind, net::Time now);
+    /// After Done: the outcome. @throw std::bad_alloc
+    Result Take();
+    /// In place of all further steps: the outcome of a call that a resource was refused to. Needs no memory.
+    Result TakeExhausted() noexcept;
+
+private:
+    enum class State { Begin, Ask, InLine, Dialling, Exchanging, Pause, Done };
+    enum class HostPiece { None, Source, Head, Piece };
+
+    Wait Dispatch(net::Time now, Scratch scratch);
+    Wait Begin(net::Time now);
+    Wait Ask(net::Time now);
+    Wait LookInLine(net::Time now);
+    Wait Granted(Pool::Answer answer, net::Time now);
+    Wait TakeKept(std::unique_ptr<Connection> connection, net::Time now);
+    bool IsFit(Connection& connection) const;
+    void BeginAttempt(net::Time now) noexcept;
+    Wait BeginDial(net::Time now);
+    Wait StepDial(net::Time now);
+    Wait BeginExchange(std::unique_ptr<Connection> connection, net::Time now);
+    Wait StepExchange(net::Time now, Scratch scratch);
+    bool IsSending() const noexcept;
+    bool StepSending(net::Time now, Wait& wait);
+    bool StepReceiving(net::Time now, Scratch scratch, Wait& wait);
+    Fault& WorseFault() noexcept;
+    bool SeeHead(net::Time now, Wait& wait);
+    void ChooseBody();
+    Wait ExchangeEnded(net::Time now);
+    Wait ExchangeFailed(Fault fault, net::Time now);
+    Wait Host(HostPiece piece);
+    bool SeeByHost();
+    bool HandOverByHost();
+
+    bool PlanRetry(std::optional<std::chrono::seconds> retryAfter, net::Time now);
+    bool PlanRetryOfStatus(net::Time now);
+    Wait SendAgain();
+    bool MayReplace(const Fault& fault) const noexcept;
+    bool IsRetryable(FailureKind kind) const noexcept;
+    bool PolicyRetries(FailureKind kind) const noexcept;
+
+    Wait TimeOut(net::Time now);
+    Wait Fail(Fault fault, net::Time now);
+    Wait Succeed(net::Time now);
+    bool MayKeepConnection();
+    void GiveConnectionBack(net::Time now);
+    void CloseConnection();
+    void LeavePool(net::Time now);
+    void Abandon() noexcept;
+    void Count(Phase phase, net::Time now) noexcept;
+    void StopCounting(net::Time now) noexcept;
+    net::Time Due() const noexcept;
+
+    Core& m_core;
+    const ClientCore& m_client;
+    const Request::Body& m_request;
+    std::shared_ptr<Waker> m_waker;
+    std::shared_ptr<Destination> m_to;
+
+    State m_state = State::Begin;
+    Phase m_phase = Phase::Prepare;                ///< where a failure happens
+    std::optional<Phase> m_timed = Phase::Prepare; ///< what the time is counted for; nothing during a pause
+    net::Time m_begun;
+    net::Time m_timedSince;
+    net::Time m_deadline; ///< of the call
+    net::Time m_attemptDeadline = net::Time::max();
+    net::Time m_connectDeadline = net::Time::max();
+    net::Time m_pauseEnd{};
+    int m_attempts = 0;
+    bool m_replaced = false; ///< a dead kept connection was, in this attempt
+    bool m_freshWanted = false;
+    bool m_requestSent = false; ///< of any attempt
+    bool m_handedOver = false;  ///< the host has seen the answer's head, or a piece of its body
+    bool m_forked = false;      ///< while host code ran
+
+    std::string m_head; ///< of the request, as bytes
+    Ticket m_ticket;
+    bool m_hasSlot = false; ///< without a connection
+    std::optional<Connecting> m_connecting;
+    std::unique_ptr<Connection> m_connection;
+    std::optional<Sending> m_sending;
+    bool m_sent = false;              ///< the whole request
+    std::optional<Fault> m_sendFault; ///< writing failed; what has arrived is read first
+    std::optional<Receiving> m_receiving;
+    bool m_headSeen = false; ///< the final one
+    bool m_draining = false; ///< the answer will not be the outcome
+    std::string m_drained;
+    HostPiece m_hostPiece = HostPiece::None;
+    std::optional<Fault> m_hostFault;
+
+    Response m_response;
+    std::optional<Fault> m_outcome; ///< of a failure
+    Phase m_outcomePhase = Phase::Prepare;
+};
+
+} // namespace httpclient::engine

@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <utility>
+
+#include <cxxabi.h>
+
+#include <httpclient/Client.h>
+
+#include "engine/BlockingDriver.h"
+#include "engine/ClientBody.h"
+#include "engine/Outcome.h"
+#include "support/Trace.h"
+
+namespace httpclient {
+
+Client::Client(ClientOptions options) : m_body(std::make_shared<Body>(options, Engine::Body::Shared())) {}
+Client::Client(ClientOptions options, Engine& engine)
+    : m_body(std::make_shared<Body>(options, engine.m_body)) {}
+Client::Client(const Client& other) = default;
+Client::Client(Client&& other) noexcept = default;
+Client& Client::operator=(const Client& other) = default;
+Client& Client::operator=(Client&& other) noexcept = default;
+Client::~Client() = default;
+
+namespace {
+
+/// What a request that was moved from asks for: nothing, which the call refuses.
+const Request::Body& Nothing() {
+    static const Request::Body& nothing =
+        *new Request::Body{Method::Get, {}, {}, {}, {}, {}, {}, {}, {}, {}, {}, {}, {}};
+    return nothing;
+}
+
+Result Run(Client::Body& client, const Request::Body& request) {
+    for (;;) {
+        engine::Core& core = client.engine->core();
+        const engine::Core::Visit visit(core);
+        if (visit.entered() || !core.retired()) {
+            return engine::RunBlocking(core, visit, client.client, request);
+        }
+        // The engine began another life just now.
+    }
+}
+
+} // namespace
+
+Result Client::Send(const Request& request) const {
+    try {
+        // Code of the host that the call runs may destroy this object.
+        const std::shared_ptr<Body> body = m_body;
+        if (!body) {
+            return Refused("the client was moved from");
+        }
+        return Run(*body, request.internals() != nullptr ? *request.internals() : Nothing());
+    } catch (abi::__forced_unwind&) {
+        throw; // the thread is cancelled
+    } catch (...) {
+        Trace(LogMessage::CallWithoutMemory);
+        return OutOfMemory(Phase::Prepare, false);
+    }
+}
+
+} // namespace httpclient

@@ -1,0 +1,204 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/Loop.h"
+
+#include <algorithm>
+#include <new>
+#include <system_error>
+#include <utility>
+
+#include <sys/eventfd.h>
+
+#include "support/SignalBlock.h"
+
+namespace httpclient::engine {
+
+namespace {
+
+net::Descriptor MakeEvent() {
+    net::Descriptor event(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+    if (!event) {
+        throw std::system_error(errno, std::generic_category(), "eventfd");
+    }
+    return event;
+}
+
+/// An event base that takes no environment variables and no locks: only its own thread touches it.
+event_base* MakeBase() {
+    const std::unique_ptr<event_config, void (*)(event_config*)> config(event_config_new(),
+                                                                        &event_config_free);
+    if (!config) {
+        throw std::bad_alloc();
+    }
+    event_config_set_flag(config.get(), EVENT_BASE_FLAG_NOLOCK | EVENT_BASE_FLAG_IGNORE_ENV |
+                                            EVENT_BASE_FLAG_NO_CACHE_TIME);
+    event_base* base = event_base_new_with_config(config.get());
+    if (base == nullptr) {
+        throw std::system_error(errno, std::generic_category(), "event_base_new");
+    }
+    return base;
+}
+
+timeval TimevalOf(std::chrono::nanoseconds time) {
+    const auto micros =
+        std::chrono::ceil<std::chrono::microseconds>(std::max(time, std::chrono::nanoseconds(0)));
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(micros);
+    return {static_cast<time_t>(seconds.count()), static_cast<suseconds_t>((micros - seconds).count())};
+}
+
+void OnTimer(int /*fd*/, short /*what*/, void* /*loop*/) {
+    // Waking is all that it is for: what is due is found by its time.
+}
+
+} // namespace
+
+Loop::Loop(Core& core) : m_core(core), m_base(MakeBase()), m_wake(MakeEvent()), m_scratch(new char[SCRATCH]) {
+    event_assign(&m_wakeEvent, m_base.get(), m_wake.get(), EV_READ | EV_PERSIST, &Loop::OnWake, this);
+    event_assign(&m_timer, m_base.get(), -1, 0, &OnTimer, this);
+    if (event_add(&m_wakeEvent, nullptr) != 0) {
+        throw std::bad_alloc();
+    }
+}
+
+Loop::~Loop() {
+    Stop();
+    event_del(&m_timer);
+    event_del(&m_wakeEvent);
+}
+
+void Loop::Start() {
+    const SignalBlock block;
+    m_thread = std::thread([this] { Run(); });
+}
+
+void Loop::Run() noexcept {
+    for (;;) {
+        {
+            const std::lock_guard<std::mutex> lock(m_lock);
+            if (m_stopped) {
+                return;
+            }
+        }
+        Turn(net::Time::max());
+    }
+}
+
+void Loop::Stop() noexcept {
+    {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        m_stopped = true;
+    }
+    Interrupt();
+    if (isThisThread()) {
+        m_thread.detach(); // code of the host that runs on it ends the engine
+    } else if (m_thread.joinable()) {
+        m_thread.join();
+    }
+}
+
+void Loop::Interrupt() noexcept {
+    static_cast<void>(eventfd_write(m_wake.get(), 1)); // its counter is read long before it is full
+}
+
+void Loop::OnWake(int fd, short /*what*/, void* /*self*/) {
+    eventfd_t count = 0;
+    static_cast<void>(eventfd_read(fd, &count));
+}
+
+void Loop::AddReady(std::shared_ptr<AsyncCall> call) noexcept {
+    bool first = false;
+    {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        if (m_stopped) {
+            return; // a waking that comes after the call's end
+        }
+        first = m_ready.empty();
+        m_ready.push_back(*call);
+        AsyncCall& place = *call;
+        place.m_readySelf = std::move(call);
+    }
+    if (first && !isThisThread()) {
+        Interrupt();
+    }
+}
+
+std::shared_ptr<AsyncCall> Loop::NextReady() noexcept {
+    const std::lock_guard<std::mutex> lock(m_lock);
+    if (m_ready.empty()) {
+        return nullptr;
+    }
+    AsyncCall& first = m_ready.front();
+    m_ready.pop_front();
+    first.m_isReady.store(false);
+    return std::move(first.m_readySelf);
+}
+
+void Loop::File(AsyncCall& call, net::Time due) noexcept {
+    if (call.m_ofDeadlines.is_linked()) {
+        if (call.m_due == due) {
+            return;
+        }
+        Unfile(call);
+    }
+    call.m_due = due;
+    m_deadlines.insert(call);
+}
+
+void Loop::Unfile(AsyncCall& call) noexcept {
+    if (call.m_ofDeadlines.is_linked()) {
+        m_deadlines.erase(m_deadlines.iterator_to(call));
+    }
+}
+
+/// Waits in libevent, with the one timer set to the earliest deadline.
+void Loop::WaitForNews(net::Time until) noexcept {
+    bool ready = false;
+    {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        ready = !m_ready.empty() || m_stopped;
+    }
+    const net::Time earliest = m_deadlines.empty() ? until : std::min(until, m_deadlines.begin()->due());
+    if (!ready && earliest != m_timerAt) {
+        m_timerAt = earliest;
+        if (earliest == net::Time::max()) {
+            event_del(&m_timer);
+        } else {
+            const timeval left = TimevalOf(earliest - net::Clock::now());
+            event_add(&m_timer, &left);
+        }
+    }
+    event_base_loop(m_base.get(), ready ? EVLOOP_ONCE | EVLOOP_NONBLOCK : EVLOOP_ONCE);
+    if (event_pending(&m_timer, EV_TIMEOUT, nullptr) == 0) {
+        m_timerAt = net::Time::max();
+    }
+}
+
+void Loop::ReadyThoseDue(net::Time now) noexcept {
+    const bool all = m_core.ended() && !std::exchange(m_interrupted, m_core.ended());
+    for (auto next = m_deadlines.begin(); next != m_deadlines.end() && (all || next->due() <= now);) {
+        AsyncCall& call = *next++;
+        if (call.due() <= now) {
+            Unfile(call);
+        }
+        call.Wake();
+    }
+}
+
+void Loop::Turn(net::Time until) noexcept {
+    WaitForNews(until);
+    ReadyThoseDue(net::Clock::now());
+    std::size_t count = 0;
+    {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        count = m_ready.size();
+    }
+    // Those that become ready meanwhile wait for the next turn, so that readiness is looked at in between.
+    for (; count > 0; --count) {
+        const std::shared_ptr<AsyncCall> call = NextReady();
+        if (!call) {
+            return;
+        }
+        call->Advance({m_scratch.get(), SCRATCH});
+    }
+}
+
+} // namespace httpclient::engine

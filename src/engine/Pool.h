@@ -1,0 +1,181 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file
+/// Connections, lent in line.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <random>
+#include <string>
+#include <vector>
+
+#include <boost/intrusive/list.hpp>
+
+#include "engine/Address.h"
+#include "engine/Connection.h"
+#include "net/TlsMaterial.h"
+#include "support/Waker.h"
+
+namespace httpclient::engine {
+
+class Destination;
+
+/// A call's place in the line for a connection. Lives in the call; the pool's lock guards it.
+class Ticket {
+public:
+    enum class State { Idle, Waiting, Connection, Slot, Shutdown };
+
+    Ticket() = default;
+    Ticket(const Ticket&) = delete;
+    Ticket& operator=(const Ticket&) = delete;
+
+private:
+    friend class Pool;
+    State m_state = State::Idle;
+    std::unique_ptr<Connection> m_connection;
+    std::shared_ptr<Waker> m_waker;
+    boost::intrusive::list_member_hook<> m_place;
+
+public:
+    using Line = boost::intrusive::list<
+        Ticket,
+        boost::intrusive::member_hook<Ticket, boost::intrusive::list_member_hook<>, &Ticket::m_place>>;
+};
+
+/// What connections are shared for: everything under one key, and nothing else.
+///
+/// What is constant here may be read without a lock; lists and counts are the pool's, under its lock.
+class Destination {
+public:
+    Destination(std::string uniqueKey, Origin serves, Place place, std::shared_ptr<net::TlsMaterial> tls);
+
+    const std::string key;
+    const Origin origin;
+    const Place place;
+    const std::string text;                            ///< of the origin, as logs name it
+    const std::string authority;                       ///< the value of Host
+    const std::shared_ptr<net::TlsMaterial> material;  ///< null: plain
+    const std::shared_ptr<net::SessionCache> sessions; ///< null: plain
+
+private:
+    friend class Pool;
+    using Idle =
+        boost::intrusive::list<Connection,
+                               boost::intrusive::member_hook<Connection, boost::intrusive::list_member_hook<>,
+                                                             &Connection::ofDestination>>;
+    Idle m_idle;             ///< last used at the end
+    Ticket::Line m_waiting;  ///< first in line at the front
+    std::size_t m_taken = 0; ///< connections, idle ones and those being made included
+    boost::intrusive::list_member_hook<>
+        m_starving; ///< in the list of those that wait only for the limit of all
+};
+
+/// What bounds a pool.
+struct PoolLimits {
+    std::size_t perOrigin = 100;
+    std::size_t inAll = 10'000;
+    std::size_t waiting = 10'000;
+    std::chrono::milliseconds idle{30'000};
+    std::chrono::milliseconds age{600'000};
+};
+
+/// Lends connections per destination. Whoever finds none, and no room for another, waits in line; what comes back,
+/// or becomes free, goes to the first in line.
+///
+/// A connection counts from the moment that a slot for it was granted. Who was granted one makes the connection
+/// and gives it back with Return(), or gives the slot back with Free(). Nothing is made, closed or woken under the
+/// lock.
+///
+/// @par Thread Safety
+/// Any thread.
+class Pool {
+public:
+    /// What an asking call got.
+    enum class Answer {
+        Connection, ///< Take() it
+        Slot,       ///< it may make a connection
+        Waiting,    ///< it is in line; its waker is called when Look() has news
+        Overloaded, ///< the line is full
+        Shutdown    ///< the pool is closed
+    };
+
+    explicit Pool(const PoolLimits& limits);
+    Pool(const Pool&) = delete;
+    Pool& operator=(const Pool&) = delete;
+    ~Pool();
+
+    /// @return the destination of the same key: one that is there, or the one that is offered.
+    std::shared_ptr<Destination> Share(std::shared_ptr<Destination> offered);
+
+    /// Asks for a connection. @param waker called when the ticket, waiting in line, has news.
+    Answer Ask(Destination& to, Ticket& ticket, const std::shared_ptr<Waker>& waker, net::Time now);
+    /// @return what a waiting ticket has by now.
+    Answer Look(const Ticket& ticket) const;
+    /// @return the connection of a ticket that was granted one.
+    static std::unique_ptr<Connection> Take(Ticket& ticket);
+    /// A call that ends early leaves the line, or passes on what it was granted meanwhile.
+    /// @return as Return().
+    net::Time Leave(Destination& of, Ticket& ticket, net::Time now);
+    /// A kept connection turned out to be dead. @return another kept one, with whose slot that of the dead one is
+    /// given back; null: the caller keeps its slot and makes a connection.
+    std::unique_ptr<Connection> Instead(Destination& of, net::Time now);
+    /// Takes a connection back that may be used again.
+    /// @return when somebody has to look after it; Time::max() when it is not idle.
+    net::Time Return(std::unique_ptr<Connection> connection, net::Time now);
+    /// Takes back the slot of a connection that is closed or was never made.
+    void Free(Destination& of);
+
+    /// Closes what has been idle too long or is too old. @return when the next one is due; Time::max(): never.
+    net::Time Sweep(net::Time now);
+    /// Closes all idle connections, those of one destination excepted. @return how many.
+    std::size_t CloseIdle(const Destination* except = nullptr);
+    /// Closes the idle connections of one destination.
+    void CloseIdleOf(Destination& of);
+    /// Lets nothing in any more, closes the idle connections and ends all waiting.
+    void Close();
+    /// Raises the limit per origin; a lower value is ignored.
+    void RaisePerOrigin(std::size_t limit);
+    void SetIdleTimeout(std::chrono::milliseconds most);
+    /// @return all destinations with TLS material.
+    std::vector<std::shared_ptr<Destination>> WithMaterial() const;
+
+private:
+    using IdleOfAll = boost::intrusive::list<
+        Connection,
+        boost::intrusive::member_hook<Connection, boost::intrusive::list_member_hook<>, &Connection::ofAll>>;
+    using Starving = boost::intrusive::list<
+        Destination, boost::intrusive::member_hook<Destination, boost::intrusive::list_member_hook<>,
+                                                   &Destination::m_starving>>;
+    using Graveyard = Destination::Idle; ///< what is closed when the lock is given back
+    using Destinations = std::map<std::string, std::shared_ptr<Destination>>;
+    using Lock = std::unique_lock<std::mutex>;
+
+    static void Bury(Graveyard& dead) noexcept;
+    net::Time DueOf(const Connection& connection) const noexcept;
+    void RemoveIdle(Connection& connection, Graveyard& dead) noexcept;
+    std::unique_ptr<Connection> PopIdle(Destination& of, net::Time now, Graveyard& dead) noexcept;
+    bool MakeRoomForAnother(Destination& of, Graveyard& dead) noexcept;
+    void Enqueue(Destination& of, Ticket& ticket, const std::shared_ptr<Waker>& waker);
+    void GiveSlotBack(Destination& of) noexcept;
+    Destination* NextToServe() noexcept;
+    void GrantSlots(Lock& lock);
+    void Unqueue(Destination& of, Ticket& ticket) noexcept;
+    void UpdateStarving(Destination& of) noexcept;
+    void TakeUnused(Destinations& unused);
+
+    mutable std::mutex m_lock;
+    PoolLimits m_limits;
+    Destinations m_destinations;
+    std::size_t m_purgeAt = 64; ///< at so many destinations those are dropped that nobody uses
+    IdleOfAll m_idle;           ///< of all destinations, last used at the end
+    Starving m_starving;        ///< destinations in whose line somebody waits only for the limit of all
+    std::size_t m_taken = 0;
+    bool m_closed = false;
+    std::minstd_rand m_random{std::random_device{}()};
+};
+
+} // namespace httpclient::engine

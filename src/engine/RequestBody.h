@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file
+/// What a request holds.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <httpclient/Request.h>
+
+#include "http1/RequestHead.h"
+
+namespace httpclient {
+
+class Request::Body {
+public:
+    enum class Content { None, Text, Source };
+
+    Method method;
+    std::string target; ///< parameters included
+    std::vector<http1::Field> fields;
+    Content content = Content::None;
+    std::string text;
+    std::function<BodySource()> open;
+    std::optional<std::uint64_t> length; ///< of the source
+    std::string contentType;
+    BodySink sink;
+    std::function<bool(const Response&)> seen;
+    std::optional<std::chrono::milliseconds> timeout;
+    std::optional<bool> idempotent;
+    std::string label;
+
+    bool IsIdempotent() const noexcept { return idempotent.value_or(http1::IsIdempotent(method)); }
+    /// How the head tells the end of the body.
+    http1::BodyFraming Framing() const noexcept;
+};
+
+} // namespace httpclient

@@ -1,0 +1,133 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/Sending.h"
+
+#include <charconv>
+#include <cstring>
+#include <utility>
+
+#include <cxxabi.h>
+
+namespace httpclient::engine {
+
+Sending::Sending(const Request::Body& request, const std::string& head) : m_request(request), m_head(head) {
+    if (request.content == Request::Body::Content::Text) {
+        m_body = request.text;
+    } else if (request.content == Request::Body::Content::Source) {
+        m_ended = false;
+    }
+}
+
+void Sending::FailSource(FailureKind kind, const char* text) {
+    m_failed = true;
+    m_fault = {kind, {}, text};
+}
+
+/// @return what the source returns; negative, too, when it throws or was never there.
+std::ptrdiff_t Sending::AskSource() {
+    try {
+        if (!m_opened) {
+            m_opened = true;
+            m_source = m_request.open ? m_request.open() : nullptr;
+        }
+        return m_source ? m_source(m_piece.data() + CHUNK_HEAD, PIECE) : -1;
+    } catch (abi::__forced_unwind&) {
+        throw; // the thread is cancelled
+    } catch (...) {
+        return -1;
+    }
+}
+
+void Sending::RunSource() {
+    m_piece.resize(CHUNK_HEAD + PIECE + CHUNK_END);
+    std::size_t size = 0;
+    // A source that has given what it said is asked once more before its last piece goes out.
+    do {
+        const std::ptrdiff_t given = AskSource();
+        if (given < 0) {
+            return FailSource(FailureKind::Cancelled, "the body's source gave up");
+        }
+        if (given == 0) {
+            m_ended = true;
+            break;
+        }
+        if (size != 0 || static_cast<std::size_t>(given) > PIECE ||
+            (m_request.length && static_cast<std::uint64_t>(given) > *m_request.length - m_given)) {
+            return FailSource(FailureKind::InvalidRequest, "the body's source gave more than it said");
+        }
+        size = static_cast<std::size_t>(given);
+        m_given += size;
+    } while (m_request.length && m_given == *m_request.length);
+    if (m_ended && m_request.length && m_given < *m_request.length) {
+        return FailSource(FailureKind::InvalidRequest,
+                          "the body's source ended before the length that it said");
+    }
+    Accept(size);
+}
+
+/// Frames what the source gave.
+void Sending::Accept(std::size_t size) {
+    if (m_request.length) {
+        m_body = std::string_view(m_piece).substr(CHUNK_HEAD, size);
+        return;
+    }
+    constexpr std::string_view LAST_CHUNK = "0\r\n\r\n";
+    if (size == 0) {
+        m_body = LAST_CHUNK;
+        return;
+    }
+    char digits[CHUNK_HEAD];
+    constexpr int HEX = 16;
+    char* end = std::to_chars(std::begin(digits), std::end(digits), size, HEX).ptr;
+    *end++ = '\r';
+    *end++ = '\n';
+    const auto headSize = static_cast<std::size_t>(end - digits);
+    std::memcpy(m_piece.data() + CHUNK_HEAD - headSize, digits, headSize);
+    std::memcpy(m_piece.data() + CHUNK_HEAD + size, "\r\n", CHUNK_END);
+    m_body = std::string_view(m_piece).substr(CHUNK_HEAD - headSize, headSize + size + CHUNK_END);
+}
+
+int Sending::Pieces(iovec (&pieces)[2]) const noexcept {
+    int count = 0;
+    for (const std::string_view part : {m_head, m_body}) {
+        if (!part.empty()) {
+            pieces[count++] = {const_cast<char*>(part.data()),
+                               part.size()}; // iovec is for reading and writing
+        }
+    }
+    return count;
+}
+
+void Sending::Advance(std::size_t bytes) noexcept {
+    m_sent += bytes;
+    const std::size_t ofHead = std::min(bytes, m_head.size());
+    m_head.remove_prefix(ofHead);
+    m_body.remove_prefix(bytes - ofHead);
+}
+
+Sending::Status Sending::Step(net::Channel& channel) {
+    for (;;) {
+        if (m_failed) {
+            return Status::Failed;
+        }
+        if (needsSource()) {
+            return Status::Source;
+        }
+        iovec pieces[2];
+        const int count = Pieces(pieces);
+        if (count == 0) {
+            return Status::Sent;
+        }
+        const net::IoResult result = channel.Write(pieces, count);
+        Advance(result.bytes);
+        if (result.error) {
+            m_error = result.error;
+            return Status::Broken;
+        }
+        if (result.wants != net::Wants::Nothing) {
+            m_wants = result.wants;
+            return Status::Pending;
+        }
+    }
+}
+
+} // namespace httpclient::engine
