@@ -38,8 +38,8 @@ public:
     Peer(const Peer&) = delete;
     Peer& operator=(const Peer&) = delete;
 
-    /// @return whether the whole answer came, its body taken out of the library as a text; may throw when
-    ///         not.
+    /// @return whether the whole answer came, its body taken out of the library as a text; may
+    ///         throw when not.
     virtual bool Send() = 0;
 };
 

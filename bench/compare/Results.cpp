@@ -107,35 +107,3 @@ std::string AsJson(const std::vector<WorkResults>& works) {
     }
     return json + "\n]\n";
 }
-
-std::string AsSvg(const std::vector<WorkResults>& works) {
-    constexpr int ROW = 18;
-    constexpr int LEFT = 250;
-    constexpr double UNIT = 200; // of the floor
-    constexpr double LONGEST = 3;
-    int y = 30;
-    std::string bars =
-        Text("<text x=\"10\" y=\"20\" font-weight=\"bold\">Requests per second, the floor being 1</text>\n");
-    for (const WorkResults& work : works) {
-        y += ROW;
-        bars += Text("<text x=\"10\" y=\"%d\" font-weight=\"bold\">%s</text>\n", y, work.title.c_str());
-        for (const auto& [peer, median, ratio] : work.results) {
-            y += ROW;
-            const double width = UNIT * std::min(ratio.perSecond, LONGEST);
-            bars += Text("<text x=\"20\" y=\"%d\">%s</text>", y, peer.c_str());
-            bars += Text("<rect x=\"%d\" y=\"%d\" width=\"%.1f\" height=\"13\" fill=\"%s\"/>", LEFT, y - 11,
-                         width, peer.rfind("libhttpclient", 0) == 0 ? "#2a6fbb" : "#b9c4d0");
-            bars += Text("<text x=\"%.1f\" y=\"%d\">%.2f", LEFT + width + 6, y, ratio.perSecond);
-            bars += (median.errors > 0 ? Text(" (%ld errors)", median.errors) : "") + "</text>\n";
-        }
-        y += ROW / 2;
-    }
-    bars +=
-        Text("<line x1=\"%.0f\" y1=\"30\" x2=\"%.0f\" y2=\"%d\" stroke=\"#888\" stroke-dasharray=\"3\"/>\n",
-             LEFT + UNIT, LEFT + UNIT, y);
-    return Text("<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"%d\" height=\"%d\" "
-                "font-family=\"sans-serif\" "
-                "font-size=\"12\">\n<rect width=\"100%%\" height=\"100%%\" fill=\"white\"/>\n",
-                LEFT + static_cast<int>(UNIT * LONGEST) + 60, y + ROW) +
-           bars + "</svg>\n";
-}

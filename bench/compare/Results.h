@@ -31,6 +31,5 @@ Result Summarise(const std::string& peer, const std::vector<Figures>& rounds,
 
 /// Tables in Markdown.
 std::string AsTable(const std::vector<WorkResults>& works);
+/// An object a line; tools/picture draws them.
 std::string AsJson(const std::vector<WorkResults>& works);
-/// Bars: requests per second over the floor's.
-std::string AsSvg(const std::vector<WorkResults>& works);

@@ -27,7 +27,6 @@ struct Options {
     int rounds = 7;
     double seconds = 0.3;
     std::string json;
-    std::string svg;
     std::string table;
 };
 
@@ -117,7 +116,6 @@ int Run(const Options& options) {
     std::fputs(table.c_str(), stdout);
     WriteFile(options.table, table);
     WriteFile(options.json, AsJson(results));
-    WriteFile(options.svg, AsSvg(results));
     return AnyErrors(results) ? 1 : 0;
 }
 
@@ -142,7 +140,6 @@ int main(int argc, char** argv) {
         ->check(CLI::Range(0.01, 60.0));
     app.add_option("--table", options.table, "file for the table");
     app.add_option("--json", options.json, "file for all figures");
-    app.add_option("--svg", options.svg, "file for the picture");
     CLI11_PARSE(app, argc, argv);
     for (const char* proxy : {"http_proxy", "https_proxy", "all_proxy", "HTTPS_PROXY", "ALL_PROXY"}) {
         unsetenv(proxy);

@@ -69,8 +69,8 @@ public:
     void Expect(const std::string& what, bool holds) { m_transcript.Checked(what, holds); }
     /// Writes down what was logged since the last request, and returns it.
     std::vector<std::string> ShowLog();
-    /// Checks that a line, as "[5] text", is among those logged; holds by itself on a platform whose log is
-    /// elsewhere.
+    /// Checks that a line, as "[5] text", is among those logged; holds by itself on a platform whose
+    /// log is elsewhere.
     void ExpectLogged(const std::string& line, const std::vector<std::string>& log);
     /// Checks that a text is what was promised; shows both when it is not.
     void ExpectText(const std::string& what, const std::string& promised, const std::string& found);

@@ -63,8 +63,7 @@ public:
     /// @param port the port, written into the address as a signed number.
     /// @param bSSL true: a TLS connection.
     /// @return the connection, the caller's own until ReleaseConn(); null when the host is empty or a limit
-    /// is
-    ///         reached. Does not wait.
+    ///         is reached. Does not wait.
     CHttpConnection* GetConn(const std::string& domain, unsigned int port, bool bSSL);
     /// Takes a connection back.
     /// @param conn what GetConn() gave; must not be null.

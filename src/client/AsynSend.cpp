@@ -63,34 +63,33 @@ void CHttpClientImp::asynSendRequest(const CHttpRequest& request, void (*callbac
                                      bool bSSL) {
     if (m_strDomain.empty()) {
         AnswerFailure(callback);
-        Trace(TraceLevel::Error, "CHttpClientImp::asynSendRequest, domain is empty!");
+        Trace(LogMessage::AsynSendDomainEmpty);
         return;
     }
-    Trace(TraceLevel::Progress, "HTTP asynSendRequest begin");
+    Trace(LogMessage::AsynSendBegin);
     try {
         // Deliberate: always a TLS connection of the pool, whatever bSSL says.
-        ConnectionReturn conn(WaitForConnection(m_strDomain, m_nPort, true,
-                                                "asynSendRequest, no idle conn now, wait 3s and retry..."));
+        ConnectionReturn conn(
+            WaitForConnection(m_strDomain, m_nPort, true, LogMessage::AsynSendNoIdleConnection));
         if (conn.get() == nullptr) {
             const int size = getConnPoolSize();
             AnswerFailure(callback);
-            Trace(TraceLevel::Error,
-                  "asynSendRequest::HTTP get connection from pool failed! current size is %d", size);
+            Trace(LogMessage::AsynSendNoConnection, size);
             return;
         }
         AsynSendOnConnection(request, callback, bSSL, conn);
     } catch (...) {
-        Trace(TraceLevel::Error, "HTTP asynSendRequest catch an exception.");
+        Trace(LogMessage::AsynSendException);
         AnswerFailure(callback); // memory is exhausted
     }
-    Trace(TraceLevel::Progress, "HTTP asynSendRequest end");
+    Trace(LogMessage::AsynSendEnd);
 }
 
 void CHttpClientImp::AsynSendOnConnection(const CHttpRequest& request, void (*callback)(const CHttpResponse&),
                                           bool bSSL, ConnectionReturn& conn) {
     CURL* easy = conn.get()->GetCurl();
     std::string url = GetUrl(request);
-    Trace(TraceLevel::Detail, "HTTP asynSendRequest URL is: %s", url.c_str());
+    Trace(LogMessage::AsynSendUrl, url.c_str());
 
     // The request's own body is deliberately not consulted.
     const HTTPOPERATIONTYPE verb = request.getVerb();
@@ -133,7 +132,7 @@ void CHttpClientImp::AsynSendOnConnection(const CHttpRequest& request, void (*ca
     }
 
     if (!StartWorker(record.get())) {
-        Trace(TraceLevel::Error, "asynSendRequest::failed to spawn the thread DoAsyncOperation !");
+        Trace(LogMessage::WorkerNotStarted);
         return; // the owners here take everything back
     }
     conn.release();

@@ -24,16 +24,16 @@ constexpr time_t WAIT_WITHOUT_TIMER_SECONDS = 5;
 /// Deliberately only logs: the worker carries on with what it has.
 void ReportMissing(const AsyncOperationArgs& args) {
     if (args.curl == nullptr) {
-        Trace(TraceLevel::Error, "HTTP DoAsyncOperation curl is nullptr.");
+        Trace(LogMessage::WorkerWithoutHandle);
     }
     if (args.mcurl == nullptr) {
-        Trace(TraceLevel::Error, "HTTP DoAsyncOperation mcurl is nullptr.");
+        Trace(LogMessage::WorkerWithoutMulti);
     }
     if (args.ptrSList == nullptr) {
-        Trace(TraceLevel::Error, "HTTP DoAsyncOperation ptrSList is nullptr.");
+        Trace(LogMessage::WorkerWithoutList);
     }
     if (args.ptrHttpConn == nullptr) {
-        Trace(TraceLevel::Error, "HTTP DoAsyncOperation ptrHttpConn is nullptr.");
+        Trace(LogMessage::WorkerWithoutConnection);
     }
 }
 
@@ -117,7 +117,7 @@ void TransferAndCallBack(const AsyncOperationArgs& args) {
     try {
         Transfer(args, *response);
     } catch (...) {
-        Trace(TraceLevel::Error, "HTTP DoAsyncOperation catch an exception.");
+        Trace(LogMessage::WorkerException);
         response->setStatusCode(-1); // memory is exhausted
     }
     args.pfnCallback(*response);

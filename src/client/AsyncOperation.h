@@ -26,8 +26,8 @@ struct HTTPCLIENT_EXPORT AsyncOperationArgs {
     CHttpConnection* ptrHttpConn = nullptr;
     void (*pfnCallback)(const CHttpResponse&) = nullptr;
     std::string strContent{}; ///< The body: libcurl refers to it, so it lives as long as the transfer.
-    /// Made before the worker is, which must not fail for want of its memory. When null, the worker makes
-    /// one.
+    /// Made before the worker is, which must not fail for want of its memory. When null, the
+    /// worker makes one.
     std::shared_ptr<CHttpResponse> response{};
 };
 

@@ -26,14 +26,14 @@ void SleepBeforeRetry() {
 } // namespace
 
 CHttpConnection* WaitForConnection(const std::string& domain, int port, bool bSSL,
-                                   const char* failureMessage) {
+                                   LogMessage failureMessage) {
     for (int i = 0; i < MAX_TRIES; ++i) {
         CHttpConnection* conn =
             CHttpConnectionMgr::Instance()->GetConn(domain, static_cast<unsigned int>(port), bSSL);
         if (conn != nullptr) {
             return conn;
         }
-        Trace(TraceLevel::Error, failureMessage);
+        Trace(failureMessage);
         SleepBeforeRetry();
     }
     return nullptr;

@@ -22,7 +22,7 @@ size_t SaturatingProduct(size_t size, size_t count) {
 void LogText(const char* text) noexcept {
     try {
         const std::optional<std::string> shortened = WithoutSecrets(text);
-        Trace(TraceLevel::Detail, "== Info: %s", shortened ? shortened->c_str() : text);
+        Trace(LogMessage::CurlSays, shortened ? shortened->c_str() : text);
     } catch (const std::bad_alloc&) {
         return; // without memory there is no log either
     }

@@ -53,8 +53,8 @@ std::string PlaceParameters(const CHttpRequest& request, HTTPOPERATIONTYPE verb,
 } // namespace
 
 CHttpConnection* CHttpClientImp::GetHttpConnection(bool bSSL) {
-    CHttpConnection* conn = WaitForConnection(m_strDomain, m_nPort, bSSL,
-                                              "synSendRequest::no idle conn now, wait 3s and retry...");
+    CHttpConnection* conn =
+        WaitForConnection(m_strDomain, m_nPort, bSSL, LogMessage::SynSendNoIdleConnection);
     if (conn != nullptr) {
         m_curl = conn->GetCurl();
     }
@@ -88,20 +88,20 @@ int CHttpClientImp::SendVerb(const RequestView& request, HTTPOPERATIONTYPE verb,
 int CHttpClientImp::synSendRequest(const CHttpRequest& request, CHttpResponse& response, bool bSSL) {
     try {
         if (m_strDomain.empty()) {
-            Trace(TraceLevel::Error, "HTTP synSendRequest, domain is empty!");
+            Trace(LogMessage::SynSendDomainEmpty);
             return -1;
         }
         const HandleReset reset(m_curl);
         const ConnectionReturn conn(GetHttpConnection(bSSL));
         if (conn.get() == nullptr) {
-            Trace(TraceLevel::Error, "synSendRequest::HTTP get connection from pool failed!");
+            Trace(LogMessage::SynSendNoConnection);
             return -1;
         }
         return SynSendOnConnection(request, response, bSSL);
     } catch (const std::length_error&) {
         throw; // a text beyond the maximum size of strings is the one thing that is let out
     } catch (...) {
-        Trace(TraceLevel::Error, "HTTP synSendRequest catch an exception.");
+        Trace(LogMessage::SynSendException);
         return -1;
     }
 }
@@ -109,8 +109,7 @@ int CHttpClientImp::synSendRequest(const CHttpRequest& request, CHttpResponse& r
 int CHttpClientImp::SynSendOnConnection(const CHttpRequest& request, CHttpResponse& response, bool bSSL) {
     const RequestView view(request);
     std::string url = UrlOf(view);
-    // "sync" where the operation says "syn": the text is fixed.
-    Trace(TraceLevel::Detail, "HTTP syncSendRequest URL is: %s", url.c_str());
+    Trace(LogMessage::SynSendUrl, url.c_str());
     const HTTPOPERATIONTYPE verb = request.getVerb();
     const std::string params = PlaceParameters(request, verb, url);
     std::string copyOfBody;
@@ -144,7 +143,7 @@ int CHttpClientImp::SynSendOnConnection(const CHttpRequest& request, CHttpRespon
     int status = send();
     if (status == FORBIDDEN &&
         CHttpSiaToken::Instance()->EraseTokenFromBuf(request.getUrlPath(), m_bSiaAccess) == 0) {
-        Trace(TraceLevel::Progress, "HTTP synSendRequest, response code is 403, retry to SendRequest");
+        Trace(LogMessage::SynSendRetry);
         // Deliberate: body and head keep the text of the refused try, that of this one is appended.
         status = send();
     }

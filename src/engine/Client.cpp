@@ -54,8 +54,7 @@ Result Client::Send(const Request& request) const {
     } catch (abi::__forced_unwind&) {
         throw; // the thread is cancelled
     } catch (...) {
-        Trace(TraceLevel::Error,
-              "HTTP call failed: Internal in Prepare: out of memory, descriptors or threads");
+        Trace(LogMessage::CallWithoutMemory);
         return OutOfMemory(Phase::Prepare, false);
     }
 }

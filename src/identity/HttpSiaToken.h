@@ -68,7 +68,7 @@ public:
 private:
     CHttpSiaToken() = default;
     static CHttpSiaToken* MakeInstance();
-    ~CHttpSiaToken() = default; // never called: the instance lives until the process ends
+    ~CHttpSiaToken() = default; // GCOVR_EXCL_LINE: never called, the instance lives until the process ends
 
     bool m_bServiceIdentity = false;
     std::map<std::string, std::string> m_mapServiceUrl; ///< URL pattern to service name

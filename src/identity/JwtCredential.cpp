@@ -15,20 +15,19 @@ int CHttpSiaToken::LoadJWTFile() {
         Json::Value root;
         switch (ReadJsonFile(AuthConfigPath(fileName), false, root)) {
         case JsonFileResult::NotOpened:
-            Trace(TraceLevel::Error, "open %s failed.", fileName.c_str());
+            Trace(LogMessage::CredentialNotOpened, fileName.c_str());
             return -1;
         case JsonFileResult::NotParsed:
-            Trace(TraceLevel::Error, "load %s failed.", fileName.c_str());
+            Trace(LogMessage::CredentialNotParsed, fileName.c_str());
             return -1;
         case JsonFileResult::Ok:
             break;
         }
         m_strJwt = root["jwt"].asString();
-        Trace(TraceLevel::Progress, "load %s successfully, jwt length: %d", fileName.c_str(),
-              static_cast<int>(m_strJwt.size()));
+        Trace(LogMessage::CredentialLoaded, fileName.c_str(), static_cast<int>(m_strJwt.size()));
         return 0;
     } catch (...) {
-        Trace(TraceLevel::Error, "parse %s catch an exception.", fileName.c_str());
+        Trace(LogMessage::CredentialNotRead, fileName.c_str());
         return -1;
     }
 }

@@ -42,10 +42,10 @@ int CHttpSiaToken::LoadServiceUrlConf() {
         Json::Value root;
         switch (ReadJsonFile(AuthConfigPath("service_url_config.json"), false, root)) {
         case JsonFileResult::NotOpened:
-            Trace(TraceLevel::Error, "open service_url_config.json failed.");
+            Trace(LogMessage::ServiceUrlsNotOpened);
             return -1;
         case JsonFileResult::NotParsed:
-            Trace(TraceLevel::Error, "load service_url_config.json failed.");
+            Trace(LogMessage::ServiceUrlsNotParsed);
             return -1;
         case JsonFileResult::Ok:
             break;
@@ -57,11 +57,10 @@ int CHttpSiaToken::LoadServiceUrlConf() {
             }
             m_mapServiceUrl[name] = root[name]["service"].asString();
         }
-        Trace(TraceLevel::Progress, "load service_url_config.json successfully, sia url count: %d",
-              static_cast<int>(m_mapServiceUrl.size()));
+        Trace(LogMessage::ServiceUrlsLoaded, static_cast<int>(m_mapServiceUrl.size()));
         return 0;
     } catch (...) {
-        Trace(TraceLevel::Error, "parse service_url_config.json catch an exception.");
+        Trace(LogMessage::ServiceUrlsNotRead);
         return -1;
     }
 }

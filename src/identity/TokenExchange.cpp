@@ -54,17 +54,16 @@ int CHttpSiaToken::RequestSiaToken(const std::string& service, SiaToken& out) {
         const int status = Send(service, jwt, response);
         Json::Value answer;
         if (status != STATUS_OK || !JsonReader(true).parse(response.getResponseBody(), answer)) {
-            Trace(TraceLevel::Error, "request sia token failed. status: %d", status);
+            Trace(LogMessage::TokenRefused, status);
             return -1;
         }
         out.token = answer["token"].asString();
         out.expire_at = time(nullptr) + TOKEN_LIFE_SECONDS;
         // Through an int: the text's %d is fixed.
-        Trace(TraceLevel::Progress, "request sia token successfully. token length: %d, expire_at: %d",
-              static_cast<int>(out.token.size()), static_cast<int>(out.expire_at));
+        Trace(LogMessage::TokenObtained, static_cast<int>(out.token.size()), static_cast<int>(out.expire_at));
         return 0;
     } catch (...) {
-        Trace(TraceLevel::Error, "request sia token catch an exception.");
+        Trace(LogMessage::TokenAnswerNotRead);
         return -1;
     }
 }

@@ -66,12 +66,12 @@ private:
 /// @return the pair's conversion, opened if this is its first use; null if it can't be opened.
 Conversion* FindConversion(const std::string& from, const std::string& to) {
     // Deliberately never destroyed: a detached worker may convert while the process exits.
-    static auto* const s_mutex = new std::mutex;
+    static auto* const mutex = new std::mutex;
     static auto* const s_mapConvDesc = new std::map<std::string, Conversion>;
 
     // Only names that hold a bar themselves could share a key, and no set has one of those.
     const std::string key = from + "|" + to;
-    const std::lock_guard<std::mutex> lock(*s_mutex);
+    const std::lock_guard<std::mutex> lock(*mutex);
     const auto entry = s_mapConvDesc->try_emplace(key).first;
     if (!entry->second.Open(from, to)) {
         s_mapConvDesc->erase(entry);

@@ -10,6 +10,5 @@
 /// process, and used by any thread.
 /// @param out the text up to its first NUL byte; unchanged when the result is -1.
 /// @return 0, the number of replacements, or -1: no such set, an incomplete last character, or a text that
-/// grows
-///         beyond twice its length and two bytes.
+///         grows beyond twice its length and two bytes.
 int ConvertCodeSet(const std::string& from, const std::string& to, const std::string& in, std::string& out);

@@ -32,8 +32,8 @@ using iconv_wchar_wc_to_mb_fallback = void (*)(wchar_t code,
                                                                          void* callback_arg),
                                                void* callback_arg, void* data);
 
-/// The replacements of a descriptor. The wchar_t pair is never called: no conversion here goes through
-/// wchar_t.
+/// The replacements of a descriptor. The wchar_t pair is never called: no conversion here
+/// goes through wchar_t.
 struct iconv_fallbacks {
     iconv_unicode_mb_to_uc_fallback mb_to_uc_fallback;
     iconv_unicode_uc_to_mb_fallback uc_to_mb_fallback;
@@ -43,16 +43,14 @@ struct iconv_fallbacks {
 };
 
 /// Opens a conversion. Names are GNU libiconv's, in any case, with "//TRANSLIT" and "//IGNORE" after the
-/// target's.
-/// "//TRANSLIT" is accepted and has no effect: transliteration tables are not carried.
+/// target's. "//TRANSLIT" is accepted and has no effect: transliteration tables are not carried.
 /// @return the descriptor, or the all-ones pointer (EINVAL: no such conversion; ENOMEM).
 iconv_t libiconv_open(const char* tocode, const char* fromcode);
 
 /// Converts as much as there is. Shift states are carried from call to call; there is no reset, so `inbuf` is
 /// never null.
 /// @return the number of irreversible replacements, or -1 (EINVAL: the last character is incomplete; E2BIG:
-/// the
-///         output does not fit; EILSEQ: undecodable or unrepresentable, and nothing replaces it).
+///         the output does not fit; EILSEQ: undecodable or unrepresentable, and nothing replaces it).
 std::size_t libiconv(iconv_t cd, char** inbuf, std::size_t* inbytesleft, char** outbuf,
                      std::size_t* outbytesleft);
 

@@ -8,8 +8,8 @@
 namespace iconvadapter {
 namespace {
 
-// The C library's own form of a character: conversions to and from it take one step, so nothing is read
-// ahead.
+// The C library's own form of a character: conversions to and from it take one step, so nothing
+// is read ahead.
 constexpr const char* WIDE = "WCHAR_T";
 static_assert(sizeof(wchar_t) == sizeof(char32_t));
 

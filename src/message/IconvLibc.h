@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 /// @file
-/// The sets that are left to the C library's iconv, with the differences between its tables and GNU
-/// libiconv's.
+/// The sets that are left to the C library's iconv, with the differences between its tables
+/// and GNU libiconv's.
 #pragma once
 
 #include <cstdint>

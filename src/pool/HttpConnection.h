@@ -19,8 +19,8 @@
 /// No lock: idle flag and free time are the pool's, under its lock; the handles are the borrower's.
 class HTTPCLIENT_EXPORT CHttpConnection {
 public:
-    /// Makes both handles. One that libcurl cannot make is null, and shows as a failure of the first
-    /// transfer.
+    /// Makes both handles. One that libcurl cannot make is null, and shows as a failure of
+    /// the first transfer.
     CHttpConnection(std::string address, int port);
     virtual ~CHttpConnection();
     CHttpConnection(const CHttpConnection&) = delete;

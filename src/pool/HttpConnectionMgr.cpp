@@ -119,7 +119,7 @@ CHttpConnectionMgr::ConnList* CHttpConnectionMgr::GetConnList(const std::string&
 
 CHttpConnection* CHttpConnectionMgr::GetConn(const std::string& domain, unsigned int port, bool bSSL) {
     if (domain.empty()) {
-        Trace(TraceLevel::Error, "CHttpConnectionMgr::GetConn, domain is empty, return nullptr");
+        Trace(LogMessage::PoolDomainEmpty);
         return nullptr;
     }
     const std::string addr = AddressKey(domain, port);
@@ -133,10 +133,7 @@ CHttpConnection* CHttpConnectionMgr::GetConn(const std::string& domain, unsigned
         return Lend(*idle, domain, port, bSSL);
     }
     if (list->size() >= m_MaxConnNum) {
-        Trace(TraceLevel::Progress,
-              "CHttpConnectionMgr::GetConn, no idle connection, and connections number reached the upper "
-              "limit,maxconn is %d",
-              m_MaxConnNum);
+        Trace(LogMessage::PoolAddressUsedUp, m_MaxConnNum);
         return nullptr;
     }
     return AppendNew(*list, domain, port, bSSL);
@@ -166,15 +163,14 @@ void CHttpConnectionMgr::SetMaxConnPerAddr(unsigned int maxConnNum) {
     httpclient::engine::RaiseSharedLimit(maxConnNum);
     const PoolGuard guard(m_PoolLock);
     if (Raise(m_MaxConnNum, maxConnNum)) {
-        Trace(TraceLevel::Progress, "CHttpConnectionMgr::SetMaxConnPerAddr, m_MaxConnNum=%u", m_MaxConnNum);
+        Trace(LogMessage::PoolConnectionLimit, m_MaxConnNum);
     }
 }
 
 void CHttpConnectionMgr::SetMaxConnAddr(unsigned int maxConnCategory) {
     const PoolGuard guard(m_PoolLock);
     if (Raise(m_MaxConnCategory, maxConnCategory)) {
-        Trace(TraceLevel::Progress, "CHttpConnectionMgr::SetMaxConnAddr, m_MaxConnCategory=%u",
-              m_MaxConnCategory);
+        Trace(LogMessage::PoolAddressLimit, m_MaxConnCategory);
     }
 }
 
@@ -183,8 +179,7 @@ void CHttpConnectionMgr::ResizeConnPool(unsigned int maxConnNum, unsigned int ma
     const PoolGuard guard(m_PoolLock);
     Raise(m_MaxConnNum, maxConnNum);
     Raise(m_MaxConnCategory, maxConnCategory);
-    Trace(TraceLevel::Progress, "CHttpConnectionMgr::ResizeConnPool, m_MaxConnNum=%u, m_MaxConnCategory=%u",
-          m_MaxConnNum, m_MaxConnCategory);
+    Trace(LogMessage::PoolResized, m_MaxConnNum, m_MaxConnCategory);
 }
 
 unsigned int CHttpConnectionMgr::GetConnPoolSize() {

@@ -36,12 +36,12 @@ using PoolGuard = ACE_Write_Guard<ACE_RW_Thread_Mutex>;
 
 /// Where the TLS connections of destroyed pools stay reachable. They are deliberately never closed: a worker
 /// may still hold one, and leak checkers need not mind them.
-std::vector<CHttpConnectionMgr::ConnMap>& ABANDONED = *new std::vector<CHttpConnectionMgr::ConnMap>;
+std::vector<CHttpConnectionMgr::ConnMap>& g_abandoned = *new std::vector<CHttpConnectionMgr::ConnMap>;
 
 void Abandon(CHttpConnectionMgr::ConnMap&& connections) noexcept {
     try {
         if (!connections.empty()) {
-            ABANDONED.push_back(std::move(connections));
+            g_abandoned.push_back(std::move(connections));
         }
     } catch (const std::bad_alloc&) {
         return; // then they stay open without being reachable
@@ -54,7 +54,7 @@ CHttpConnectionMgr::CHttpConnectionMgr() : ACE_Task_Base(nullptr) {
     try {
         const int ret = Initialize();
         if (ret != 0) {
-            Trace(TraceLevel::Error, "CHttpConnectionMgr::CHttpConnectionMgr Initialize error!,ret=%d", ret);
+            Trace(LogMessage::PoolNotStarted, ret);
         }
     } catch (...) {
         StopThread();
@@ -72,7 +72,7 @@ int CHttpConnectionMgr::Initialize() {
         static_cast<void>(poll.release()); // the reactor's
     }
     if (!ScheduleSweeps()) {
-        Trace(TraceLevel::Error, "CHttpConnectionMgr::Initialize() inittimer failed error!");
+        Trace(LogMessage::PoolWithoutTimer);
         return -1;
     }
     // A signal that interrupts the reactor would make ACE print on standard error.
@@ -104,12 +104,12 @@ bool CHttpConnectionMgr::ScheduleSweeps() {
 
 int CHttpConnectionMgr::svc() {
     sem_post(&g_begun); // before all that may ask for the pool, which is still being made
-    Trace(TraceLevel::Progress, "CHttpConnectionMgr::svc in "); // the trailing blank belongs to the text
+    Trace(LogMessage::PoolThreadBegin);
     m_pReactor->owner(ACE_OS::thr_self());
     while (m_pReactor->reactor_event_loop_done() == 0) {
         m_pReactor->run_reactor_event_loop();
     }
-    Trace(TraceLevel::Progress, "CHttpConnectionMgr::svc out");
+    Trace(LogMessage::PoolThreadEnd);
     return 0;
 }
 
@@ -149,7 +149,7 @@ void CHttpConnectionMgr::SetRlsTime(std::int64_t seconds) {
     httpclient::engine::SetSharedIdleTime(seconds);
     const PoolGuard guard(m_PoolLock);
     m_releasedtime = seconds;
-    Trace(TraceLevel::Progress, "CHttpConnectionMgr::SetRlsTime, m_releasedtime=%ld", m_releasedtime);
+    Trace(LogMessage::PoolIdleTime, m_releasedtime);
 }
 
 void CHttpConnectionMgr::StopThread() {

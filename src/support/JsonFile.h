@@ -17,6 +17,6 @@ enum class JsonFileResult {
 /// @param path the file.
 /// @param strict the flag of the platform's JsonReader.
 /// @param[out] value the parsed value.
-/// @throw std::exception when an opened file cannot be read (a directory, for instance) and when memory is
-///        exhausted.
+/// @throw std::exception when an opened file cannot be read (a directory, for instance) and when
+///        memory is exhausted.
 JsonFileResult ReadJsonFile(const std::string& path, bool strict, Json::Value& value);

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <csignal>
+#include <initializer_list>
 
 /// While it lives, threads that this thread starts are started with all signals blocked, so that the host's
 /// signals are delivered to the host's threads and interrupt no wait of ours. Faults stay unblocked: the

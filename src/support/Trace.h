@@ -5,12 +5,7 @@
 
 #include <ovexcommon/TraceClient.h>
 
-/// The levels that the library logs at.
-enum class TraceLevel : int {
-    Detail = 2,   ///< URLs and libcurl's own lines
-    Progress = 3, ///< progress and information
-    Error = 5     ///< failures
-};
+#include "support/Messages.h"
 
 /// The module number of this library in the platform's log.
 constexpr int TRACE_MODULE = 1;
@@ -24,17 +19,18 @@ inline bool TraceEnabled(TraceLevel level) noexcept {
     }
 }
 
-/// Logs a message, printf-style. A message that cannot be produced (memory exhausted, say) is lost: logging
-/// never changes what a request does.
-template <typename... Args> void Trace(TraceLevel level, const char* format, Args... args) noexcept {
+/// Logs a message; the arguments are those of its text. A message that cannot be produced (memory exhausted,
+/// say) is lost: logging never changes what a request does.
+template <typename... Args> void Trace(LogMessage message, Args... args) noexcept {
     try {
-        if (!TraceEnabled(level)) {
+        const LogMessageRow& row = RowOf(message);
+        if (!TraceEnabled(row.level)) {
             return;
         }
         Ovexcommon::TraceClient* client = Ovexcommon::TraceClient::Instance();
 #pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-security" // each caller's format is a literal
-        client->trace(static_cast<int>(level), TRACE_MODULE, client->setBody(format, args...));
+#pragma GCC diagnostic ignored "-Wformat-security" // the table's texts are literals
+        client->trace(static_cast<int>(row.level), TRACE_MODULE, client->setBody(row.text, args...));
 #pragma GCC diagnostic pop
     } catch (...) {
         return;

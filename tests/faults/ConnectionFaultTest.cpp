@@ -202,8 +202,8 @@ TEST_F(ConnectionFaults, OfASixthDroppedKeptConnectionFailARequestAndTheCountBeg
     }
 }
 
-// After a HEAD, and for a HEAD that goes out under another method, libcurl reads no body; the server sends
-// one.
+// After a HEAD, and for a HEAD that goes out under another method, libcurl reads no body; the
+// server sends one.
 TEST_F(ConnectionFaults, OfABodyThatNobodyReadsNeverBecomeTheNextAnswer) {
     const std::string forged = "HTTP/1.1 201 Created\r\nContent-Length: 6\r\n\r\nforged";
     const std::string head =

@@ -226,8 +226,8 @@ TEST_F(RefusedToken, OfSiaAccessIsDroppedForAnyUrl) {
 }
 
 TEST_F(RefusedToken, OfSiaAccessIsFollowedByARetryEvenWithTheSwitchOff) {
-    // Dropping a token does not look at the switch, so the fixed service makes for a retry, without any
-    // token.
+    // Dropping a token does not look at the switch, so the fixed service makes for a retry,
+    // without any token.
     EndSia();
     const ScopedEnvironment off("enableServiceIdentity");
     m_client.EnableSiaAccess();

@@ -49,14 +49,14 @@ private:
 /// none of the caller's, and are neither noted nor forced.
 class WithinLibcurl {
 public:
-    WithinLibcurl() { ++s_depth; }
-    ~WithinLibcurl() { --s_depth; }
+    WithinLibcurl() { ++m_depth; }
+    ~WithinLibcurl() { --m_depth; }
     WithinLibcurl(const WithinLibcurl&) = delete;
     WithinLibcurl& operator=(const WithinLibcurl&) = delete;
-    static bool Now() { return s_depth > 0; }
+    static bool Now() { return m_depth > 0; }
 
 private:
-    static thread_local int s_depth;
+    static thread_local int m_depth;
 };
 
 /// Calls the real function.

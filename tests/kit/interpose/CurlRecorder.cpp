@@ -14,7 +14,7 @@ CurlLedger& CurlLedger::Instance() {
     return *ledger;
 }
 
-thread_local int WithinLibcurl::s_depth = 0;
+thread_local int WithinLibcurl::m_depth = 0;
 
 void CurlLedger::Begin() {
     const std::lock_guard<std::mutex> lock(m_mutex);
