@@ -33,7 +33,7 @@ CHttpConnection* WaitForConnection(const std::string& domain, int port, bool bSS
         if (conn != nullptr) {
             return conn;
         }
-        Trace(TraceLevel::Error, failureMessage);
+        Trace(TraceLevel::Error, "%s", failureMessage);
         SleepBeforeRetry();
     }
     return nullptr;

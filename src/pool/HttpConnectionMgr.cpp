@@ -148,10 +148,11 @@ CHttpConnection* CHttpConnectionMgr::GetConn(const std::string& domain, unsigned
         return Lend(*idle, domain, port, bSSL);
     }
     if (list->size() >= m_MaxConnNum) {
+        // Through an int: the text's %d is fixed.
         Trace(TraceLevel::Progress,
               "CHttpConnectionMgr::GetConn, no idle connection, and connections number reached the upper "
               "limit,maxconn is %d",
-              m_MaxConnNum);
+              static_cast<int>(m_MaxConnNum));
         return nullptr;
     }
     return AppendNew(*list, domain, port, bSSL);

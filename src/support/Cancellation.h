@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file
+/// Threads that are ended amid the library's work: pthread_cancel() and pthread_exit().
+///
+/// The C library ends a thread by an unwinding of its own, which runs destructors like an exception and has to
+/// reach the thread's beginning: a handler that swallows it, or a function that is noexcept (as destructors are),
+/// ends the process. So what swallows exceptions uses Contained(), and what may be a cancellation point in a
+/// destructor stands under a CancelBlock.
+#pragma once
+
+#include <utility>
+
+#include <cxxabi.h>
+#include <pthread.h>
+
+/// Runs some work, and keeps in what it throws, but for the end of the thread. What is to be done about a failure
+/// is done by the caller, outside of any handler: there a thread that is ended could not be unwound either.
+/// @return whether nothing was thrown.
+template <class Work> bool Contained(Work&& work) {
+    try {
+        std::forward<Work>(work)();
+        return true;
+    } catch (const abi::__forced_unwind&) {
+        throw;
+    } catch (...) {
+        return false;
+    }
+}
+
+/// Runs some work; should its thread be ended amid it, @p tidy runs on the way out.
+/// @return what the work does.
+template <class Work, class Tidy> auto TidyIfThreadEnds(Work&& work, Tidy&& tidy) {
+    try {
+        return std::forward<Work>(work)();
+    } catch (const abi::__forced_unwind&) {
+        std::forward<Tidy>(tidy)();
+        throw;
+    }
+}
+
+/// While it lives, a cancellation of this thread waits for the next cancellation point after it.
+class CancelBlock {
+public:
+    CancelBlock() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &m_former); }
+    ~CancelBlock() { pthread_setcancelstate(m_former, nullptr); }
+    CancelBlock(const CancelBlock&) = delete;
+    CancelBlock& operator=(const CancelBlock&) = delete;
+
+private:
+    int m_former = PTHREAD_CANCEL_ENABLE;
+};
