@@ -7,6 +7,7 @@
 #include <string>
 
 #include "client/ExpectedBody.h"
+#include "support/Cancellation.h"
 #include "support/PiecewiseCopy.h"
 #include "support/Trace.h"
 
@@ -53,7 +54,7 @@ const char* RepeatedHeaderValue(const char* text) {
     return separator != nullptr ? separator + 2 : nullptr;
 }
 
-void LogText(const char* text) noexcept {
+void LogText(const char* text) {
     try {
         const char* value = RepeatedHeaderValue(text);
         // A header's value may be a token, and no header is logged over HTTP/1.1 either.
@@ -85,6 +86,7 @@ size_t OnCurlWrite(char* data, size_t size, size_t count, void* user) {
 }
 
 int OnCurlDebug(CURL* /*curl*/, curl_infotype type, char* data, size_t /*size*/, void* /*user*/) {
+    const CancelBlock block; // amid a callback libcurl could not be tidied up
     if (type == CURLINFO_TEXT && TraceEnabled(TraceLevel::Detail)) {
         LogText(data);
     }

@@ -14,6 +14,8 @@
 
 #include "pool/HttpConnection.h"
 #include "pool/HttpsConnection.h"
+#include "pool/InheritedSettings.h"
+#include "support/Cancellation.h"
 #include "support/Published.h"
 #include "support/SpareText.h"
 #include "support/Trace.h"
@@ -94,6 +96,7 @@ CHttpConnectionMgr* CHttpConnectionMgr::Instance() {
 }
 
 CHttpConnectionMgr* CHttpConnectionMgr::MakeInstance() {
+    const CancelBlock block;
     // A forked child leaves the pool to its parent. The lock is not waited for: who holds it, amid the making
     // or ending of a pool, may be waiting for the thread that forks.
     static thread_local bool held = false;
@@ -105,6 +108,10 @@ CHttpConnectionMgr* CHttpConnectionMgr::MakeInstance() {
             }
         },
         [] {
+            if (const CHttpConnectionMgr* parents = LoadPublished(m_pInstance)) {
+                g_inheritedSettings = {parents->m_MaxConnNum, parents->m_MaxConnCategory,
+                                       parents->m_releasedtime};
+            }
             Publish<CHttpConnectionMgr>(m_pInstance, nullptr);
             if (held) {
                 m_HttpConnectionMgr_Mutex.release();
@@ -116,6 +123,12 @@ CHttpConnectionMgr* CHttpConnectionMgr::MakeInstance() {
     CHttpConnectionMgr* instance = LoadPublished(m_pInstance);
     if (instance == nullptr) {
         instance = new CHttpConnectionMgr;
+        if (g_inheritedSettings) {
+            const PoolGuard pool(instance->m_PoolLock);
+            instance->m_MaxConnNum = g_inheritedSettings->maxConnNum;
+            instance->m_MaxConnCategory = g_inheritedSettings->maxConnCategory;
+            instance->m_releasedtime = g_inheritedSettings->releasedTime;
+        }
         Publish(m_pInstance, instance);
     }
     return instance;
@@ -135,6 +148,8 @@ CHttpConnection* CHttpConnectionMgr::GetConn(const std::string& domain, unsigned
         Trace(TraceLevel::Error, "CHttpConnectionMgr::GetConn, domain is empty, return nullptr");
         return nullptr;
     }
+    const CancelBlock
+        block; // a connection is made whole: files are read, and the platform's cipher is called
     const PortText portText(port);
     const SpareText key(g_spareKey);
     const std::string& addr = (*key).append(domain).append(portText.Data(), portText.Size());

@@ -11,6 +11,7 @@
 
 #include <vorncipher/VornCipher.h>
 
+#include "support/Cancellation.h"
 #include "support/Cleansing.h"
 #include "support/ExitGate.h"
 #include "support/JsonFile.h"
@@ -91,7 +92,7 @@ std::string CHttpsConnection::GetSslPath() const {
 }
 
 void CHttpsConnection::GetCipherText(std::string& cipherText) const {
-    try {
+    const auto read = [&] {
         const std::string manifest = GetSslPath() + MANIFEST_SUFFIX;
         Json::Value value;
         switch (ReadJsonFile(manifest, true, value)) {
@@ -103,7 +104,8 @@ void CHttpsConnection::GetCipherText(std::string& cipherText) const {
         case JsonFileResult::Ok:
             cipherText = value["filelist"]["server_key.pem"]["keyPass"].asString();
         }
-    } catch (...) {
+    };
+    if (!Contained(read)) {
         Trace(TraceLevel::Error, "CHttpsConnection::GetCipherText, parse file catch an exception!");
     }
 }

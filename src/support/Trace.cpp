@@ -27,7 +27,7 @@ void Produce(TraceLevel level, const char* text) {
 __attribute__((format(printf, 3, 0))) void ProduceLong(TraceLevel level, std::size_t size, const char* format,
                                                        va_list arguments) {
     std::string text(size, '\0');
-    std::vsnprintf(text.data(), size + 1, format, arguments);
+    static_cast<void>(std::vsnprintf(text.data(), size + 1, format, arguments));
     Produce(level, text.c_str());
 }
 

@@ -13,7 +13,7 @@ enum class TraceLevel : int {
 /// Whether messages of this level are produced; they are not when the log cannot tell.
 bool TraceEnabled(TraceLevel level);
 
-/// Logs a message, printf-style: the compiler compares the format with its arguments. A message that cannot be
-/// produced (memory exhausted, say) is lost: logging never changes what a request does. Throws nothing, but a
-/// thread may be cancelled in it.
+/// Logs a message, printf-style: the compiler compares the format with its arguments. A message that cannot
+/// be produced (memory exhausted, say) is lost: logging never changes what a request does. Throws nothing,
+/// but a thread may be cancelled in it.
 void Trace(TraceLevel level, const char* format, ...) __attribute__((format(printf, 2, 3)));

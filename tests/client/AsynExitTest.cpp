@@ -1,32 +1,24 @@
 // SPDX-License-Identifier: Apache-2.0
 // A process may end while workers are under way.
 #include <string>
-
-#include <spawn.h>
-#include <sys/wait.h>
+#include <vector>
 
 #include <gtest/gtest.h>
 
 #include <httpclient/testing/Certificates.h>
 #include <httpclient/testing/TlsLoopbackServer.h>
 
-extern char** environ;
+#include "hosts/HostRun.h"
 
 using namespace httpclient::testing;
 
 namespace {
 
-/// @return how the host ended, as waitpid() tells it.
-int RunHost(const LoopbackServer& server, const char* way, int milliseconds, const char* busy = nullptr) {
-    const std::string port = std::to_string(server.port());
-    const std::string delay = std::to_string(milliseconds);
-    const char* const arguments[] = {ASYN_EXIT_HOST, port.c_str(), way, delay.c_str(), busy, nullptr};
-    pid_t host = 0;
-    int status = -1;
-    if (posix_spawn(&host, ASYN_EXIT_HOST, nullptr, nullptr, const_cast<char**>(arguments), environ) == 0) {
-        waitpid(host, &status, 0);
-    }
-    return status;
+void ExpectHostToEndWell(const LoopbackServer& server, const std::string& way, int milliseconds,
+                         const std::vector<std::string>& busy = {}) {
+    std::vector<std::string> arguments{std::to_string(server.port()), way, std::to_string(milliseconds)};
+    arguments.insert(arguments.end(), busy.begin(), busy.end());
+    ExpectToEndWell(ASYN_EXIT_HOST, arguments);
 }
 
 TlsOptions AnyClient() {
@@ -45,7 +37,7 @@ TEST(AsynExit, CrashesNoWorkerHoweverTheProcessEnds) {
     TlsLoopbackServer server([](const RecordedRequest&) { return Respond(200); }, AnyClient());
     for (const char* way : {"return", "exit"}) {
         for (const int milliseconds : {0, 150, 190, 200, 210, 220, 250}) {
-            EXPECT_EQ(RunHost(server, way, milliseconds), 0) << way << " after " << milliseconds << " ms";
+            ExpectHostToEndWell(server, way, milliseconds);
         }
     }
 }
@@ -54,8 +46,7 @@ TEST(AsynExit, CrashesNoCallbackThatUsesTheLibrary) {
     TlsLoopbackServer server([](const RecordedRequest&) { return Respond(200); }, AnyClient());
     for (const char* way : {"return", "exit"}) {
         for (const int milliseconds : {600, 640}) {
-            EXPECT_EQ(RunHost(server, way, milliseconds, "busy"), 0)
-                << way << " after " << milliseconds << " ms";
+            ExpectHostToEndWell(server, way, milliseconds, {"busy"});
         }
     }
 }
