@@ -12,6 +12,7 @@
 #include "client/ConnectionWait.h"
 #include "client/HttpClientImp.h"
 #include "pool/HttpConnection.h"
+#include "support/Cancellation.h"
 #include "support/CurlOwners.h"
 #include "support/SignalBlock.h"
 #include "support/Trace.h"
@@ -19,14 +20,13 @@
 namespace {
 
 /// Answers a request that no worker was started for, on the caller's thread.
-void AnswerFailure(void (*callback)(const CHttpResponse&)) noexcept {
-    try {
+void AnswerFailure(void (*callback)(const CHttpResponse&)) {
+    // What the caller's function throws stays with it.
+    static_cast<void>(Contained([&] {
         CHttpResponse response;
         response.setStatusCode(-1);
         callback(response);
-    } catch (...) {
-        return; // what the caller's function throws stays with it
-    }
+    }));
 }
 
 /// Sets what the verb needs. @return whether the verb can be sent.
@@ -52,9 +52,10 @@ bool SetVerb(CURL* curl, HTTPOPERATIONTYPE verb, const std::string& content) {
 }
 
 /// @return whether a detached worker was started, whose record and all in it then are.
-bool StartWorker(AsyncOperationArgs* record) {
+bool StartWorker(WorkerArgs& record) {
     const SignalBlock block; // a signal delivered to the worker would end its wait, and with it the transfer
-    return ACE_OS::thr_create(DoAsyncOperation, record, THR_NEW_LWP | THR_DETACHED, nullptr) == 0;
+    record.callersSignals = block.Former();
+    return ACE_OS::thr_create(RunWorker, &record, THR_NEW_LWP | THR_DETACHED, nullptr) == 0;
 }
 
 } // namespace
@@ -67,7 +68,8 @@ void CHttpClientImp::asynSendRequest(const CHttpRequest& request, void (*callbac
         return;
     }
     Trace(TraceLevel::Progress, "HTTP asynSendRequest begin");
-    try {
+    bool connected = true;
+    const bool prepared = Contained([&] {
         // Deliberate: always a TLS connection of the pool, whatever bSSL says.
         ConnectionReturn conn(WaitForConnection(m_strDomain, m_nPort, true,
                                                 "asynSendRequest, no idle conn now, wait 3s and retry..."));
@@ -76,14 +78,18 @@ void CHttpClientImp::asynSendRequest(const CHttpRequest& request, void (*callbac
             AnswerFailure(callback);
             Trace(TraceLevel::Error,
                   "asynSendRequest::HTTP get connection from pool failed! current size is %d", size);
+            connected = false;
             return;
         }
         AsynSendOnConnection(request, callback, bSSL, conn);
-    } catch (...) {
+    });
+    if (!prepared) {
         Trace(TraceLevel::Error, "HTTP asynSendRequest catch an exception.");
         AnswerFailure(callback); // memory is exhausted
     }
-    Trace(TraceLevel::Progress, "HTTP asynSendRequest end");
+    if (connected) {
+        Trace(TraceLevel::Progress, "HTTP asynSendRequest end");
+    }
 }
 
 void CHttpClientImp::AsynSendOnConnection(const CHttpRequest& request, void (*callback)(const CHttpResponse&),
@@ -113,7 +119,7 @@ void CHttpClientImp::AsynSendOnConnection(const CHttpRequest& request, void (*ca
         curl_easy_setopt(easy, CURLOPT_HTTPHEADER, list.get());
     }
 
-    auto record = std::make_unique<AsyncOperationArgs>();
+    auto record = std::make_unique<WorkerArgs>();
     record->bSSL = bSSL;
     record->ptrSList = list.get();
     record->ptrHttpConn = conn.get();
@@ -132,9 +138,11 @@ void CHttpClientImp::AsynSendOnConnection(const CHttpRequest& request, void (*ca
         record->curl = easy;
     }
 
-    if (!StartWorker(record.get())) {
+    if (!StartWorker(*record)) {
         Trace(TraceLevel::Error, "asynSendRequest::failed to spawn the thread DoAsyncOperation !");
-        return; // the owners here take everything back
+        record.reset();
+        conn.GiveBack(); // the list, which its handle refers to, goes last
+        return;
     }
     conn.release();
     static_cast<void>(list.release());

@@ -15,6 +15,7 @@
 #include "message/RequestView.h"
 #include "message/ResponseFill.h"
 #include "pool/HttpConnection.h"
+#include "support/Cancellation.h"
 #include "support/CurlOwners.h"
 #include "support/Trace.h"
 
@@ -86,24 +87,26 @@ int CHttpClientImp::SendVerb(const RequestView& request, HTTPOPERATIONTYPE verb,
 }
 
 int CHttpClientImp::synSendRequest(const CHttpRequest& request, CHttpResponse& response, bool bSSL) {
-    try {
+    int result = -1;
+    const auto send = [&] {
         if (m_strDomain.empty()) {
             Trace(TraceLevel::Error, "HTTP synSendRequest, domain is empty!");
-            return -1;
+            return;
         }
         const HandleReset reset(m_curl);
         const ConnectionReturn conn(GetHttpConnection(bSSL));
         if (conn.get() == nullptr) {
             Trace(TraceLevel::Error, "synSendRequest::HTTP get connection from pool failed!");
-            return -1;
+            return;
         }
-        return SynSendOnConnection(request, response, bSSL);
-    } catch (const std::length_error&) {
-        throw; // a text beyond the maximum size of strings is the one thing that is let out
-    } catch (...) {
+        result = TidyIfThreadEnds([&] { return SynSendOnConnection(request, response, bSSL); },
+                                  [&] { conn.get()->DropHandles(); }); // it may have been amid the transfer
+    };
+    // A text beyond the maximum size of strings is the one exception that is let out.
+    if (!Contained<std::length_error>(send)) {
         Trace(TraceLevel::Error, "HTTP synSendRequest catch an exception.");
-        return -1;
     }
+    return result;
 }
 
 int CHttpClientImp::SynSendOnConnection(const CHttpRequest& request, CHttpResponse& response, bool bSSL) {

@@ -6,31 +6,34 @@
 
 #include "identity/AuthConfig.h"
 #include "identity/HttpSiaToken.h"
+#include "support/Cancellation.h"
 #include "support/JsonFile.h"
 #include "support/Trace.h"
 
 int CHttpSiaToken::LoadJWTFile() {
     const std::string fileName = "jwt_" + OvexCommonUtils::Ovexgetenv("APP_NAME") + ".json";
-    try {
+    int result = -1;
+    const auto load = [&] {
         Json::Value root;
         switch (ReadJsonFile(AuthConfigPath(fileName), false, root)) {
         case JsonFileResult::NotOpened:
             Trace(TraceLevel::Error, "open %s failed.", fileName.c_str());
-            return -1;
+            return;
         case JsonFileResult::NotParsed:
             Trace(TraceLevel::Error, "load %s failed.", fileName.c_str());
-            return -1;
+            return;
         case JsonFileResult::Ok:
             break;
         }
         m_strJwt = root["jwt"].asString();
         Trace(TraceLevel::Progress, "load %s successfully, jwt length: %d", fileName.c_str(),
               static_cast<int>(m_strJwt.size()));
-        return 0;
-    } catch (...) {
+        result = 0;
+    };
+    if (!Contained(load)) {
         Trace(TraceLevel::Error, "parse %s catch an exception.", fileName.c_str());
-        return -1;
     }
+    return result;
 }
 
 std::string CHttpSiaToken::GetJwt() const {

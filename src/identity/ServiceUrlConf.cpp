@@ -6,6 +6,7 @@
 
 #include "identity/AuthConfig.h"
 #include "identity/HttpSiaToken.h"
+#include "support/Cancellation.h"
 #include "support/JsonFile.h"
 #include "support/Trace.h"
 
@@ -38,15 +39,16 @@ bool Matches(const std::string& pattern, std::string_view& path) {
 } // namespace
 
 int CHttpSiaToken::LoadServiceUrlConf() {
-    try {
+    int result = -1;
+    const auto load = [&] {
         Json::Value root;
         switch (ReadJsonFile(AuthConfigPath("service_url_config.json"), false, root)) {
         case JsonFileResult::NotOpened:
             Trace(TraceLevel::Error, "open service_url_config.json failed.");
-            return -1;
+            return;
         case JsonFileResult::NotParsed:
             Trace(TraceLevel::Error, "load service_url_config.json failed.");
-            return -1;
+            return;
         case JsonFileResult::Ok:
             break;
         }
@@ -59,11 +61,12 @@ int CHttpSiaToken::LoadServiceUrlConf() {
         }
         Trace(TraceLevel::Progress, "load service_url_config.json successfully, sia url count: %d",
               static_cast<int>(m_mapServiceUrl.size()));
-        return 0;
-    } catch (...) {
+        result = 0;
+    };
+    if (!Contained(load)) {
         Trace(TraceLevel::Error, "parse service_url_config.json catch an exception.");
-        return -1;
     }
+    return result;
 }
 
 std::string CHttpSiaToken::GetServiceNameByUrl(const std::string& url, bool bSiaAccess) {

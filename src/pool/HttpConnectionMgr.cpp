@@ -12,6 +12,8 @@
 
 #include "pool/HttpConnection.h"
 #include "pool/HttpsConnection.h"
+#include "pool/InheritedSettings.h"
+#include "support/Cancellation.h"
 #include "support/Published.h"
 #include "support/Trace.h"
 
@@ -80,6 +82,7 @@ CHttpConnectionMgr* CHttpConnectionMgr::Instance() {
 }
 
 CHttpConnectionMgr* CHttpConnectionMgr::MakeInstance() {
+    const CancellationBlock block;
     // A forked child leaves the pool to its parent. The lock is not waited for: who holds it, amid the making
     // or ending of a pool, may be waiting for the thread that forks.
     static thread_local bool held = false;
@@ -91,6 +94,10 @@ CHttpConnectionMgr* CHttpConnectionMgr::MakeInstance() {
             }
         },
         [] {
+            if (const CHttpConnectionMgr* parents = LoadPublished(m_pInstance)) {
+                g_inheritedSettings = {parents->m_MaxConnNum, parents->m_MaxConnCategory,
+                                       parents->m_releasedtime};
+            }
             Publish<CHttpConnectionMgr>(m_pInstance, nullptr);
             if (held) {
                 m_HttpConnectionMgr_Mutex.release();
@@ -102,6 +109,12 @@ CHttpConnectionMgr* CHttpConnectionMgr::MakeInstance() {
     CHttpConnectionMgr* instance = LoadPublished(m_pInstance);
     if (instance == nullptr) {
         instance = new CHttpConnectionMgr;
+        if (g_inheritedSettings) {
+            const PoolGuard pool(instance->m_PoolLock);
+            instance->m_MaxConnNum = g_inheritedSettings->maxConnNum;
+            instance->m_MaxConnCategory = g_inheritedSettings->maxConnCategory;
+            instance->m_releasedtime = g_inheritedSettings->releasedTime;
+        }
         Publish(m_pInstance, instance);
     }
     return instance;
@@ -121,6 +134,8 @@ CHttpConnection* CHttpConnectionMgr::GetConn(const std::string& domain, unsigned
         Trace(TraceLevel::Error, "CHttpConnectionMgr::GetConn, domain is empty, return nullptr");
         return nullptr;
     }
+    const CancellationBlock
+        block; // a connection is made whole: files are read, the platform's cipher is called
     const std::string addr = AddressKey(domain, port);
     const PoolGuard guard(m_PoolLock);
 
@@ -132,10 +147,11 @@ CHttpConnection* CHttpConnectionMgr::GetConn(const std::string& domain, unsigned
         return Lend(*idle, domain, port, bSSL);
     }
     if (list->size() >= m_MaxConnNum) {
+        // Through an int: the text's %d is fixed.
         Trace(TraceLevel::Progress,
               "CHttpConnectionMgr::GetConn, no idle connection, and connections number reached the upper "
               "limit,maxconn is %d",
-              m_MaxConnNum);
+              static_cast<int>(m_MaxConnNum));
         return nullptr;
     }
     return AppendNew(*list, domain, port, bSSL);

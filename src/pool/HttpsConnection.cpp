@@ -5,6 +5,7 @@
 #include <iterator>
 #include <utility>
 
+#include "support/Cancellation.h"
 #include "support/Cleansing.h"
 #include "support/ExitGate.h"
 #include "support/PlatformTls.h"
@@ -64,7 +65,7 @@ std::string CHttpsConnection::GetSslPath() const {
 }
 
 void CHttpsConnection::GetCipherText(std::string& cipherText) const {
-    try {
+    const auto read = [&] {
         const std::string manifest = platform_tls::ManifestPath(GetSslPath());
         switch (platform_tls::ReadCipherText(manifest, cipherText)) {
         case JsonFileResult::NotParsed:
@@ -74,7 +75,8 @@ void CHttpsConnection::GetCipherText(std::string& cipherText) const {
         case JsonFileResult::Ok:
             return;
         }
-    } catch (...) {
+    };
+    if (!Contained(read)) {
         Trace(TraceLevel::Error, "CHttpsConnection::GetCipherText, parse file catch an exception!");
     }
 }
