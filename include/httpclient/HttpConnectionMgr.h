@@ -33,8 +33,8 @@ class CHttpConnection;
 ///
 /// @par Forks
 /// A forked child has none of the pool's threads and shares the sockets of its connections, so it leaves the
-/// pool alone and makes one of its own when it first needs it. No other thread may be amid a call into the
-/// library when the process forks.
+/// pool alone and makes one of its own when it first needs it, with the limits and the release time that its
+/// parent had set. No other thread may be amid a call into the library when the process forks.
 ///
 /// @par Performance
 /// One lock. Lending a pooled connection is a map look-up and a walk over the address's connections; making a

@@ -12,6 +12,7 @@
 #include "client/ConnectionWait.h"
 #include "client/HttpClientImp.h"
 #include "pool/HttpConnection.h"
+#include "support/Cancellation.h"
 #include "support/CurlOwners.h"
 #include "support/SignalBlock.h"
 #include "support/Trace.h"
@@ -19,14 +20,13 @@
 namespace {
 
 /// Answers a request that no worker was started for, on the caller's thread.
-void AnswerFailure(void (*callback)(const CHttpResponse&)) noexcept {
-    try {
+void AnswerFailure(void (*callback)(const CHttpResponse&)) {
+    // What the caller's function throws stays with it.
+    static_cast<void>(Contained([&] {
         CHttpResponse response;
         response.setStatusCode(-1);
         callback(response);
-    } catch (...) {
-        return; // what the caller's function throws stays with it
-    }
+    }));
 }
 
 /// Sets what the verb needs. @return whether the verb can be sent.
@@ -52,9 +52,10 @@ bool SetVerb(CURL* curl, HTTPOPERATIONTYPE verb, const std::string& content) {
 }
 
 /// @return whether a detached worker was started, whose record and all in it then are.
-bool StartWorker(AsyncOperationArgs* record) {
+bool StartWorker(WorkerArgs& record) {
     const SignalBlock block; // a signal delivered to the worker would end its wait, and with it the transfer
-    return ACE_OS::thr_create(DoAsyncOperation, record, THR_NEW_LWP | THR_DETACHED, nullptr) == 0;
+    record.callersSignals = block.Former();
+    return ACE_OS::thr_create(RunWorker, &record, THR_NEW_LWP | THR_DETACHED, nullptr) == 0;
 }
 
 } // namespace
@@ -63,33 +64,38 @@ void CHttpClientImp::asynSendRequest(const CHttpRequest& request, void (*callbac
                                      bool bSSL) {
     if (m_strDomain.empty()) {
         AnswerFailure(callback);
-        Trace(LogMessage::AsynSendDomainEmpty);
+        Trace<LogMessage::AsynSendDomainEmpty>();
         return;
     }
-    Trace(LogMessage::AsynSendBegin);
-    try {
+    Trace<LogMessage::AsynSendBegin>();
+    bool connected = true;
+    const bool prepared = Contained([&] {
         // Deliberate: always a TLS connection of the pool, whatever bSSL says.
         ConnectionReturn conn(
             WaitForConnection(m_strDomain, m_nPort, true, LogMessage::AsynSendNoIdleConnection));
         if (conn.get() == nullptr) {
             const int size = getConnPoolSize();
             AnswerFailure(callback);
-            Trace(LogMessage::AsynSendNoConnection, size);
+            Trace<LogMessage::AsynSendNoConnection>(size);
+            connected = false;
             return;
         }
         AsynSendOnConnection(request, callback, bSSL, conn);
-    } catch (...) {
-        Trace(LogMessage::AsynSendException);
+    });
+    if (!prepared) {
+        Trace<LogMessage::AsynSendException>();
         AnswerFailure(callback); // memory is exhausted
     }
-    Trace(LogMessage::AsynSendEnd);
+    if (connected) {
+        Trace<LogMessage::AsynSendEnd>();
+    }
 }
 
 void CHttpClientImp::AsynSendOnConnection(const CHttpRequest& request, void (*callback)(const CHttpResponse&),
                                           bool bSSL, ConnectionReturn& conn) {
     CURL* easy = conn.get()->GetCurl();
     std::string url = GetUrl(request);
-    Trace(LogMessage::AsynSendUrl, url.c_str());
+    Trace<LogMessage::AsynSendUrl>(url.c_str());
 
     // The request's own body is deliberately not consulted.
     const HTTPOPERATIONTYPE verb = request.getVerb();
@@ -112,7 +118,7 @@ void CHttpClientImp::AsynSendOnConnection(const CHttpRequest& request, void (*ca
         curl_easy_setopt(easy, CURLOPT_HTTPHEADER, list.get());
     }
 
-    auto record = std::make_unique<AsyncOperationArgs>();
+    auto record = std::make_unique<WorkerArgs>();
     record->bSSL = bSSL;
     record->ptrSList = list.get();
     record->ptrHttpConn = conn.get();
@@ -131,9 +137,11 @@ void CHttpClientImp::AsynSendOnConnection(const CHttpRequest& request, void (*ca
         record->curl = easy;
     }
 
-    if (!StartWorker(record.get())) {
-        Trace(LogMessage::WorkerNotStarted);
-        return; // the owners here take everything back
+    if (!StartWorker(*record)) {
+        Trace<LogMessage::WorkerNotStarted>();
+        record.reset();
+        conn.GiveBack(); // the list, which its handle refers to, goes last
+        return;
     }
     conn.release();
     static_cast<void>(list.release());

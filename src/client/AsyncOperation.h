@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include <signal.h>
 #include <sys/time.h>
 
 #include <curl/curl.h>
@@ -30,6 +31,15 @@ struct HTTPCLIENT_EXPORT AsyncOperationArgs {
     /// worker makes one.
     std::shared_ptr<CHttpResponse> response{};
 };
+
+/// The record of a worker that a send starts.
+struct WorkerArgs : AsyncOperationArgs {
+    sigset_t callersSignals{}; ///< What the caller has blocked: the caller's function is called so, too.
+};
+
+/// As DoAsyncOperation(), for the record of a send.
+/// @param args a WorkerArgs made with new, which is deleted here.
+void* RunWorker(void* args);
 
 /// Runs one transfer, calls the caller's function with the response, and gives the connection back.
 /// @param args an AsyncOperationArgs made with new, which is deleted here.

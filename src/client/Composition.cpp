@@ -84,7 +84,7 @@ curl_slist* CHttpClientImp::HeaderListOf(const RequestView& request) const {
     std::string copyOfPath;
     std::string token;
     if (CHttpSiaToken::Instance()->GetSiaToken(request.UrlPath(copyOfPath), token, m_bSiaAccess) < 0) {
-        Trace(LogMessage::TokenMissing);
+        Trace<LogMessage::TokenMissing>();
     }
     if (head.empty() && token.empty()) {
         return nullptr;

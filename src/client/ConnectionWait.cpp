@@ -7,6 +7,7 @@
 
 #include <httpclient/HttpConnectionMgr.h>
 
+#include "support/Cancellation.h"
 #include "support/Trace.h"
 
 namespace {
@@ -40,14 +41,17 @@ CHttpConnection* WaitForConnection(const std::string& domain, int port, bool bSS
 }
 
 ConnectionReturn::~ConnectionReturn() {
+    GiveBack();
+}
+
+void ConnectionReturn::GiveBack() {
     if (m_pConn == nullptr) {
         return;
     }
-    try {
-        CHttpConnectionMgr::Instance()->ReleaseConn(m_pConn);
-    } catch (...) {
-        return; // the pool was finalized meanwhile and cannot be made anew
-    }
+    const CancellationBlock block;
+    // It fails when the pool was finalized meanwhile and cannot be made anew.
+    static_cast<void>(Contained([&] { CHttpConnectionMgr::Instance()->ReleaseConn(m_pConn); }));
+    m_pConn = nullptr;
 }
 
 CHttpConnection* ConnectionReturn::release() {

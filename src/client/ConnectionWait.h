@@ -24,6 +24,8 @@ public:
 
     CHttpConnection* get() const { return m_pConn; }
     CHttpConnection* release();
+    /// Gives the connection back now.
+    void GiveBack();
 
 private:
     CHttpConnection* m_pConn;

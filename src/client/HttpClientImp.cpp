@@ -20,7 +20,7 @@ CHttpClientImp::~CHttpClientImp() {
 
 void CHttpClientImp::setDomain(const std::string& strDomain) {
     if (strDomain.empty()) {
-        Trace(LogMessage::SetDomainEmpty);
+        Trace<LogMessage::SetDomainEmpty>();
         return;
     }
     m_strDomain = strDomain;

@@ -15,6 +15,7 @@
 #include "message/RequestView.h"
 #include "message/ResponseFill.h"
 #include "pool/HttpConnection.h"
+#include "support/Cancellation.h"
 #include "support/CurlOwners.h"
 #include "support/Trace.h"
 
@@ -86,30 +87,32 @@ int CHttpClientImp::SendVerb(const RequestView& request, HTTPOPERATIONTYPE verb,
 }
 
 int CHttpClientImp::synSendRequest(const CHttpRequest& request, CHttpResponse& response, bool bSSL) {
-    try {
+    int result = -1;
+    const auto send = [&] {
         if (m_strDomain.empty()) {
-            Trace(LogMessage::SynSendDomainEmpty);
-            return -1;
+            Trace<LogMessage::SynSendDomainEmpty>();
+            return;
         }
         const HandleReset reset(m_curl);
         const ConnectionReturn conn(GetHttpConnection(bSSL));
         if (conn.get() == nullptr) {
-            Trace(LogMessage::SynSendNoConnection);
-            return -1;
+            Trace<LogMessage::SynSendNoConnection>();
+            return;
         }
-        return SynSendOnConnection(request, response, bSSL);
-    } catch (const std::length_error&) {
-        throw; // a text beyond the maximum size of strings is the one thing that is let out
-    } catch (...) {
-        Trace(LogMessage::SynSendException);
-        return -1;
+        result = TidyIfThreadEnds([&] { return SynSendOnConnection(request, response, bSSL); },
+                                  [&] { conn.get()->DropHandles(); }); // it may have been amid the transfer
+    };
+    // A text beyond the maximum size of strings is the one exception that is let out.
+    if (!Contained<std::length_error>(send)) {
+        Trace<LogMessage::SynSendException>();
     }
+    return result;
 }
 
 int CHttpClientImp::SynSendOnConnection(const CHttpRequest& request, CHttpResponse& response, bool bSSL) {
     const RequestView view(request);
     std::string url = UrlOf(view);
-    Trace(LogMessage::SynSendUrl, url.c_str());
+    Trace<LogMessage::SynSendUrl>(url.c_str());
     const HTTPOPERATIONTYPE verb = request.getVerb();
     const std::string params = PlaceParameters(request, verb, url);
     std::string copyOfBody;
@@ -143,7 +146,7 @@ int CHttpClientImp::SynSendOnConnection(const CHttpRequest& request, CHttpRespon
     int status = send();
     if (status == FORBIDDEN &&
         CHttpSiaToken::Instance()->EraseTokenFromBuf(request.getUrlPath(), m_bSiaAccess) == 0) {
-        Trace(LogMessage::SynSendRetry);
+        Trace<LogMessage::SynSendRetry>();
         // Deliberate: body and head keep the text of the refused try, that of this one is appended.
         status = send();
     }

@@ -88,10 +88,10 @@ CURLcode Set(Step step, CHttpClientImp& client, CURL* curl, const TransferKind& 
 
 void ReportFailedOption(Step step, CURLcode result) {
     if (step == Step::Method) {
-        Trace(LogMessage::PostMethodRefused, result);
+        Trace<LogMessage::PostMethodRefused>(result);
     }
     if (step == Step::Body) {
-        Trace(LogMessage::PostBodyRefused, result);
+        Trace<LogMessage::PostBodyRefused>(result);
     }
 }
 
@@ -103,16 +103,16 @@ long ResponseCode(CURL* curl) {
 
 void ReportFailedTransfer(const TransferKind& kind, CURL* curl, CURLcode result) {
     if (kind.report == Report::ResultCode) {
-        Trace(LogMessage::TransferFailed, kind.name, result);
+        Trace<LogMessage::TransferFailed>(kind.name, result);
     }
     if (kind.report == Report::OptionsAndResponseCode) {
-        Trace(LogMessage::PostFailed, static_cast<int>(ResponseCode(curl)));
+        Trace<LogMessage::PostFailed>(static_cast<int>(ResponseCode(curl)));
     }
 }
 
 int Perform(const TransferKind& kind, CHttpClientImp& client, CURL* curl, const Transfer& transfer) {
     if (curl == nullptr) {
-        Trace(LogMessage::TransferWithoutHandle, kind.name);
+        Trace<LogMessage::TransferWithoutHandle>(kind.name);
         return -1;
     }
     for (const Step step : kind.steps) {

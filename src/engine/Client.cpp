@@ -54,7 +54,7 @@ Result Client::Send(const Request& request) const {
     } catch (abi::__forced_unwind&) {
         throw; // the thread is cancelled
     } catch (...) {
-        Trace(LogMessage::CallWithoutMemory);
+        Trace<LogMessage::CallWithoutMemory>();
         return OutOfMemory(Phase::Prepare, false);
     }
 }

@@ -60,15 +60,15 @@ int CHttpSiaToken::GetSiaToken(const std::string& url, std::string& token, bool 
     }
     const std::string service = GetServiceNameByUrl(url, bSiaAccess);
     if (service.empty()) {
-        Trace(LogMessage::TokenNotNeeded, url.c_str());
+        Trace<LogMessage::TokenNotNeeded>(url.c_str());
         return 0;
     }
-    Trace(LogMessage::TokenService, url.c_str(), service.c_str());
+    Trace<LogMessage::TokenService>(url.c_str(), service.c_str());
 
     SiaToken rec;
     if (GetTokenFromBuf(service, rec) == 0 && IsTokenValid(rec)) {
         token = std::move(rec.token);
-        Trace(LogMessage::TokenFromCache, static_cast<int>(token.size()));
+        Trace<LogMessage::TokenFromCache>(static_cast<int>(token.size()));
         return 0;
     }
     const int result = RequestSiaToken(service, rec);

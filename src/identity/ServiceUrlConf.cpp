@@ -6,6 +6,7 @@
 
 #include "identity/AuthConfig.h"
 #include "identity/HttpSiaToken.h"
+#include "support/Cancellation.h"
 #include "support/JsonFile.h"
 #include "support/Trace.h"
 
@@ -38,15 +39,16 @@ bool Matches(const std::string& pattern, std::string_view& path) {
 } // namespace
 
 int CHttpSiaToken::LoadServiceUrlConf() {
-    try {
+    int result = -1;
+    const auto load = [&] {
         Json::Value root;
         switch (ReadJsonFile(AuthConfigPath("service_url_config.json"), false, root)) {
         case JsonFileResult::NotOpened:
-            Trace(LogMessage::ServiceUrlsNotOpened);
-            return -1;
+            Trace<LogMessage::ServiceUrlsNotOpened>();
+            return;
         case JsonFileResult::NotParsed:
-            Trace(LogMessage::ServiceUrlsNotParsed);
-            return -1;
+            Trace<LogMessage::ServiceUrlsNotParsed>();
+            return;
         case JsonFileResult::Ok:
             break;
         }
@@ -57,12 +59,13 @@ int CHttpSiaToken::LoadServiceUrlConf() {
             }
             m_mapServiceUrl[name] = root[name]["service"].asString();
         }
-        Trace(LogMessage::ServiceUrlsLoaded, static_cast<int>(m_mapServiceUrl.size()));
-        return 0;
-    } catch (...) {
-        Trace(LogMessage::ServiceUrlsNotRead);
-        return -1;
+        Trace<LogMessage::ServiceUrlsLoaded>(static_cast<int>(m_mapServiceUrl.size()));
+        result = 0;
+    };
+    if (!Contained(load)) {
+        Trace<LogMessage::ServiceUrlsNotRead>();
     }
+    return result;
 }
 
 std::string CHttpSiaToken::GetServiceNameByUrl(const std::string& url, bool bSiaAccess) {

@@ -11,6 +11,7 @@
 
 #include "identity/AuthConfig.h"
 #include "identity/HttpSiaToken.h"
+#include "support/Cancellation.h"
 #include "support/MaintenanceService.h"
 #include "support/Trace.h"
 
@@ -20,6 +21,12 @@ constexpr unsigned int CONNECT_TIMEOUT_SECONDS = 60;
 constexpr int STATUS_OK = 200;
 /// Twelve hours from receipt, whatever the service says.
 constexpr time_t TOKEN_LIFE_SECONDS = 43200;
+
+/// The platform may read a file for it, which a cancellation would not leave whole.
+std::string MaintenanceAddress() {
+    const CancellationBlock block;
+    return Ovexcommon::SysConfReader::Instance()->getMaintenanceIPAddress();
+}
 
 /// Sends the exchange's request. @return its status.
 int Send(const std::string& service, const std::string& jwt, CHttpResponse& response) {
@@ -34,7 +41,7 @@ int Send(const std::string& service, const std::string& jwt, CHttpResponse& resp
 
     CHttpClient client;
     client.setConnectTimeout(CONNECT_TIMEOUT_SECONDS);
-    client.setDomain(Ovexcommon::SysConfReader::Instance()->getMaintenanceIPAddress());
+    client.setDomain(MaintenanceAddress());
     client.setPort(MAINTENANCE_PORT);
     client.setScheme("https");
     client.setSSLSupport();
@@ -49,21 +56,23 @@ int CHttpSiaToken::RequestSiaToken(const std::string& service, SiaToken& out) {
     if (jwt.empty()) {
         return -1;
     }
-    try {
+    int result = -1;
+    const auto exchange = [&] {
         CHttpResponse response;
         const int status = Send(service, jwt, response);
         Json::Value answer;
         if (status != STATUS_OK || !JsonReader(true).parse(response.getResponseBody(), answer)) {
-            Trace(LogMessage::TokenRefused, status);
-            return -1;
+            Trace<LogMessage::TokenRefused>(status);
+            return;
         }
         out.token = answer["token"].asString();
         out.expire_at = time(nullptr) + TOKEN_LIFE_SECONDS;
         // Through an int: the text's %d is fixed.
-        Trace(LogMessage::TokenObtained, static_cast<int>(out.token.size()), static_cast<int>(out.expire_at));
-        return 0;
-    } catch (...) {
-        Trace(LogMessage::TokenAnswerNotRead);
-        return -1;
+        Trace<LogMessage::TokenObtained>(static_cast<int>(out.token.size()), static_cast<int>(out.expire_at));
+        result = 0;
+    };
+    if (!Contained(exchange)) {
+        Trace<LogMessage::TokenAnswerNotRead>();
     }
+    return result;
 }

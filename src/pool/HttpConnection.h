@@ -34,6 +34,9 @@ public:
     bool HasHandles() const;
     /// Takes the handles that are missing here from another connection, with the options set on them.
     void TakeMissingHandles(CHttpConnection& other);
+    /// Closes both handles: of no use any more after a thread was ended amid a transfer. The pool makes
+    /// them anew when it lends the connection.
+    void DropHandles();
     /// @return whether the connection may be lent.
     bool IsIdle() const;
     void SetIdle(bool idle);

@@ -13,6 +13,8 @@
 #include "engine/SharedEngine.h"
 #include "pool/HttpConnection.h"
 #include "pool/HttpsConnection.h"
+#include "pool/InheritedSettings.h"
+#include "support/Cancellation.h"
 #include "support/Published.h"
 #include "support/Trace.h"
 
@@ -81,6 +83,7 @@ CHttpConnectionMgr* CHttpConnectionMgr::Instance() {
 }
 
 CHttpConnectionMgr* CHttpConnectionMgr::MakeInstance() {
+    const CancellationBlock block;
     // A forked child leaves the pool to its parent. The lock is not waited for: who holds it, amid the making
     // or ending of a pool, may be waiting for the thread that forks.
     static thread_local bool held = false;
@@ -92,6 +95,10 @@ CHttpConnectionMgr* CHttpConnectionMgr::MakeInstance() {
             }
         },
         [] {
+            if (const CHttpConnectionMgr* parents = LoadPublished(m_pInstance)) {
+                g_inheritedSettings = {parents->m_MaxConnNum, parents->m_MaxConnCategory,
+                                       parents->m_releasedtime};
+            }
             Publish<CHttpConnectionMgr>(m_pInstance, nullptr);
             if (held) {
                 m_HttpConnectionMgr_Mutex.release();
@@ -103,6 +110,12 @@ CHttpConnectionMgr* CHttpConnectionMgr::MakeInstance() {
     CHttpConnectionMgr* instance = LoadPublished(m_pInstance);
     if (instance == nullptr) {
         instance = new CHttpConnectionMgr;
+        if (g_inheritedSettings) {
+            const PoolGuard pool(instance->m_PoolLock);
+            instance->m_MaxConnNum = g_inheritedSettings->maxConnNum;
+            instance->m_MaxConnCategory = g_inheritedSettings->maxConnCategory;
+            instance->m_releasedtime = g_inheritedSettings->releasedTime;
+        }
         Publish(m_pInstance, instance);
     }
     return instance;
@@ -119,9 +132,11 @@ CHttpConnectionMgr::ConnList* CHttpConnectionMgr::GetConnList(const std::string&
 
 CHttpConnection* CHttpConnectionMgr::GetConn(const std::string& domain, unsigned int port, bool bSSL) {
     if (domain.empty()) {
-        Trace(LogMessage::PoolDomainEmpty);
+        Trace<LogMessage::PoolDomainEmpty>();
         return nullptr;
     }
+    const CancellationBlock
+        block; // a connection is made whole: files are read, the platform's cipher is called
     const std::string addr = AddressKey(domain, port);
     const PoolGuard guard(m_PoolLock);
 
@@ -133,7 +148,8 @@ CHttpConnection* CHttpConnectionMgr::GetConn(const std::string& domain, unsigned
         return Lend(*idle, domain, port, bSSL);
     }
     if (list->size() >= m_MaxConnNum) {
-        Trace(LogMessage::PoolAddressUsedUp, m_MaxConnNum);
+        // Through an int: the text's %d is fixed.
+        Trace<LogMessage::PoolAddressUsedUp>(static_cast<int>(m_MaxConnNum));
         return nullptr;
     }
     return AppendNew(*list, domain, port, bSSL);
@@ -163,14 +179,14 @@ void CHttpConnectionMgr::SetMaxConnPerAddr(unsigned int maxConnNum) {
     httpclient::engine::RaiseSharedLimit(maxConnNum);
     const PoolGuard guard(m_PoolLock);
     if (Raise(m_MaxConnNum, maxConnNum)) {
-        Trace(LogMessage::PoolConnectionLimit, m_MaxConnNum);
+        Trace<LogMessage::PoolConnectionLimit>(m_MaxConnNum);
     }
 }
 
 void CHttpConnectionMgr::SetMaxConnAddr(unsigned int maxConnCategory) {
     const PoolGuard guard(m_PoolLock);
     if (Raise(m_MaxConnCategory, maxConnCategory)) {
-        Trace(LogMessage::PoolAddressLimit, m_MaxConnCategory);
+        Trace<LogMessage::PoolAddressLimit>(m_MaxConnCategory);
     }
 }
 
@@ -179,7 +195,7 @@ void CHttpConnectionMgr::ResizeConnPool(unsigned int maxConnNum, unsigned int ma
     const PoolGuard guard(m_PoolLock);
     Raise(m_MaxConnNum, maxConnNum);
     Raise(m_MaxConnCategory, maxConnCategory);
-    Trace(LogMessage::PoolResized, m_MaxConnNum, m_MaxConnCategory);
+    Trace<LogMessage::PoolResized>(m_MaxConnNum, m_MaxConnCategory);
 }
 
 unsigned int CHttpConnectionMgr::GetConnPoolSize() {

@@ -5,6 +5,7 @@
 #include <iterator>
 #include <utility>
 
+#include "support/Cancellation.h"
 #include "support/Cleansing.h"
 #include "support/ExitGate.h"
 #include "support/PlatformTls.h"
@@ -17,7 +18,7 @@ CHttpsConnection::CHttpsConnection(std::string address, int port)
     std::string cipherText;
     GetCipherText(cipherText);
     if (cipherText.empty()) {
-        Trace(LogMessage::KeyPasswordMissing);
+        Trace<LogMessage::KeyPasswordMissing>();
     }
 
     CURL* curl = GetCurl();
@@ -31,7 +32,7 @@ CHttpsConnection::CHttpsConnection(std::string address, int port)
     const Cleansing cleansing(password); // libcurl keeps a copy of its own
     const int status = platform_tls::DecryptPassword(cipherText, password);
     if (status != 0 || password.empty()) {
-        Trace(LogMessage::KeyPasswordNotDecrypted, status);
+        Trace<LogMessage::KeyPasswordNotDecrypted>(status);
     }
     if (status != 0) {
         password.clear(); // what a failed decryption may have left is no password
@@ -62,17 +63,18 @@ std::string CHttpsConnection::GetSslPath() const {
 }
 
 void CHttpsConnection::GetCipherText(std::string& cipherText) const {
-    try {
+    const auto read = [&] {
         const std::string manifest = platform_tls::ManifestPath(GetSslPath());
         switch (platform_tls::ReadCipherText(manifest, cipherText)) {
         case JsonFileResult::NotParsed:
-            Trace(LogMessage::ManifestNotParsed, manifest.c_str());
+            Trace<LogMessage::ManifestNotParsed>(manifest.c_str());
             return;
         case JsonFileResult::NotOpened: // the constructor reports the empty text
         case JsonFileResult::Ok:
             return;
         }
-    } catch (...) {
-        Trace(LogMessage::ManifestNotRead);
+    };
+    if (!Contained(read)) {
+        Trace<LogMessage::ManifestNotRead>();
     }
 }

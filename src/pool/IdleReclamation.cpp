@@ -18,6 +18,9 @@
 
 #include "engine/SharedEngine.h"
 #include "pool/HttpConnection.h"
+#include "pool/InheritedSettings.h"
+#include "pool/ReactorStay.h"
+#include "support/Cancellation.h"
 #include "support/ExitGate.h"
 #include "support/Published.h"
 #include "support/SignalBlock.h"
@@ -54,7 +57,7 @@ CHttpConnectionMgr::CHttpConnectionMgr() : ACE_Task_Base(nullptr) {
     try {
         const int ret = Initialize();
         if (ret != 0) {
-            Trace(LogMessage::PoolNotStarted, ret);
+            Trace<LogMessage::PoolNotStarted>(ret);
         }
     } catch (...) {
         StopThread();
@@ -72,9 +75,10 @@ int CHttpConnectionMgr::Initialize() {
         static_cast<void>(poll.release()); // the reactor's
     }
     if (!ScheduleSweeps()) {
-        Trace(LogMessage::PoolWithoutTimer);
+        Trace<LogMessage::PoolWithoutTimer>();
         return -1;
     }
+    ReactorStay::Prepare();
     // A signal that interrupts the reactor would make ACE print on standard error.
     const SignalBlock block;
     sem_init(&g_begun, 0, 0);
@@ -103,22 +107,27 @@ bool CHttpConnectionMgr::ScheduleSweeps() {
 }
 
 int CHttpConnectionMgr::svc() {
-    sem_post(&g_begun); // before all that may ask for the pool, which is still being made
-    Trace(LogMessage::PoolThreadBegin);
-    m_pReactor->owner(ACE_OS::thr_self());
-    while (m_pReactor->reactor_event_loop_done() == 0) {
-        m_pReactor->run_reactor_event_loop();
+    sem_post(&g_begun);                   // before all that may ask for the pool, which is still being made
+    Trace<LogMessage::PoolThreadBegin>(); // the trailing blank belongs to the text
+    {
+        const ReactorStay stay(*m_pReactor);
+        m_pReactor->owner(ACE_OS::thr_self());
+        while (m_pReactor->reactor_event_loop_done() == 0) {
+            m_pReactor->run_reactor_event_loop();
+        }
     }
-    Trace(LogMessage::PoolThreadEnd);
+    Trace<LogMessage::PoolThreadEnd>();
     return 0;
 }
 
 int CHttpConnectionMgr::handle_timeout(const ACE_Time_Value& /*now*/, const void* /*arg*/) {
+    const ReactorStay::Pause pause;
+    // The lock first: whoever holds it may call exit(), which waits for those who have passed the gate.
+    const PoolGuard guard(m_PoolLock);
     const ExitGate::Try gate;
     if (!gate.Passed()) {
         return 0;
     }
-    const PoolGuard guard(m_PoolLock);
     HandeConnPool(m_mapHttpConn);
     HandeConnPool(m_mapHttpsConn);
     return 0; // keeps the timer scheduled
@@ -149,10 +158,11 @@ void CHttpConnectionMgr::SetRlsTime(std::int64_t seconds) {
     httpclient::engine::SetSharedIdleTime(seconds);
     const PoolGuard guard(m_PoolLock);
     m_releasedtime = seconds;
-    Trace(LogMessage::PoolIdleTime, m_releasedtime);
+    Trace<LogMessage::PoolIdleTime>(m_releasedtime);
 }
 
 void CHttpConnectionMgr::StopThread() {
+    ReactorStay::LetGo();
     if (m_pReactor != nullptr && m_pReactor->initialized() != 0) {
         m_pReactor->end_reactor_event_loop();
         m_pReactor->cancel_timer(this, WITHOUT_HANDLE_CLOSE);
@@ -180,11 +190,13 @@ CHttpConnectionMgr::~CHttpConnectionMgr() {
 }
 
 void CHttpConnectionMgr::Finalize() {
+    const CancellationBlock block; // closes connections and waits, in destructors
     {
         const ACE_Guard<ACE_Thread_Mutex> guard(m_HttpConnectionMgr_Mutex);
         // Unpublished last: what its own thread still calls while it ends, the host's log say, may ask for the pool.
         delete LoadPublished(m_pInstance);
         Publish<CHttpConnectionMgr>(m_pInstance, nullptr);
+        g_inheritedSettings.reset();
     }
     httpclient::engine::EndSharedEngine();
 }

@@ -8,6 +8,7 @@
 #include <thread>
 #include <vector>
 
+#include <pthread.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -283,4 +284,19 @@ TEST(TraceClient, SurvivesAClosedStandardError) {
     });
     EXPECT_EQ(child.exitCode, 0);
     EXPECT_EQ(child.err, "");
+}
+
+TEST(TraceClient, WritesTheLineOfACancelledThreadWholeAndLetsItEndAfterwards) {
+    const ChildResult child = RunInChild({}, [] {
+        std::thread thread([] {
+            pthread_cancel(pthread_self());
+            TraceClient::Instance()->trace(5, 1, "the last words");
+            pthread_testcancel();
+            TraceClient::Instance()->trace(5, 1, "not cancelled");
+        });
+        thread.join();
+    });
+    EXPECT_TRUE(child.succeeded);
+    ASSERT_EQ(child.lines().size(), 1U) << child.standardError;
+    EXPECT_EQ(BodyOf(child.lines().front()), "the last words");
 }

@@ -3,6 +3,7 @@
 /// Where the held functions of libcurl note their calls and ask what to do.
 #pragma once
 
+#include <functional>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -23,6 +24,7 @@ public:
     void Clear();
     void Force(CurlCall call, int result, std::size_t n);
     void ForceOption(CURLoption option, CURLcode result);
+    void At(CurlCall call, std::function<void()> hook);
     std::vector<CurlEvent> Events() const;
 
     /// @return the outcome that is forced upon this call, if any. Counts the call.
@@ -43,6 +45,7 @@ private:
     std::map<CurlCall, std::size_t> m_counts;
     std::map<std::pair<CurlCall, std::size_t>, int> m_forced; // by function and number of the call
     std::map<CURLoption, int> m_forcedOptions;
+    std::map<CurlCall, std::function<void()>> m_hooks;
 };
 
 /// Marks this thread as being within libcurl, which calls some of its own public functions: those calls are
