@@ -15,13 +15,18 @@ const std::string OK = "HTTP/1.1 200 OK\r\n";
 
 class Reader : public ::testing::Test {
 protected:
-    ResponseReader::Progress Feed(const std::string& bytes) {
-        return reader.Feed(bytes.data(), bytes.size());
+    /// The bytes live until the next call: a piece is a view into them.
+    ResponseReader::Progress Feed(std::string bytes) {
+        m_fed = std::move(bytes);
+        return reader.Feed(m_fed.data(), m_fed.size());
     }
 
     ResponseHead head;
     ResponseReader reader{Method::Get, {}, true, head};
     std::string body;
+
+private:
+    std::string m_fed;
 };
 
 } // namespace
