@@ -175,6 +175,11 @@ TEST(BodyLimit, CountsWhatIsDecoded) {
     EXPECT_EQ(ErrorOf(InGzip(LIMIT + 1)), E::BodyTooLarge);
 }
 
+TEST(BodyLimit, GoesBeforeWhatIsWrongBeyondIt) {
+    const std::string coded = Compressed(std::string(LIMIT + 1, 'x'), Format::Gzip) + "hello";
+    EXPECT_EQ(ErrorOf(OK + "Content-Encoding: gzip\r\n\r\n" + coded), E::BodyTooLarge);
+}
+
 TEST(BodyLimit, DoesNotCountTheCodedBytes) {
     // Bytes that zlib cannot make smaller: what is coded is longer than what is decoded.
     const std::string coded = Compressed("hello", Format::Gzip);
