@@ -49,8 +49,11 @@ private:
     }
 
     Event Feed() {
-        const ResponseReader::Progress progress =
-            m_reader.Feed(m_answer.bytes.data() + m_used, m_arrived - m_used);
+        // Each time at a place of its own: what was fed before is not beside it, and is gone.
+        m_fed.assign(m_answer.bytes.begin() + static_cast<std::ptrdiff_t>(m_used),
+                     m_answer.bytes.begin() + static_cast<std::ptrdiff_t>(m_arrived));
+        m_fed.shrink_to_fit();
+        const ResponseReader::Progress progress = m_reader.Feed(m_fed.data(), m_fed.size());
         m_used += progress.consumed;
         return progress.event;
     }
@@ -82,6 +85,7 @@ private:
     const Taking m_taking;
     std::size_t m_arrived = 0;
     std::size_t m_used = 0;
+    std::vector<char> m_fed; ///< lives until the next call: a piece is a view into it
     ResponseHead m_head;
     Reading m_reading;
     ResponseReader m_reader;
