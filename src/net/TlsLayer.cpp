@@ -183,6 +183,8 @@ IoResult TlsLayer::Read(char* to, std::size_t room) {
             const IoResult failed = Failed(Doing::Reading, result);
             if (failed.wants == Wants::Nothing) {
                 m_readEnd = failed;
+                m_buffered =
+                    outcome.bytes > 0; // it has yet to be told, and the kernel may know nothing of it
             }
             return outcome.bytes > 0 ? outcome : failed;
         }
@@ -253,7 +255,7 @@ std::error_code TlsLayer::Cause() const {
         return {static_cast<int>(SSL_get_verify_result(m_ssl.get())), CertificateCategory()};
     }
     if (ERR_peek_error() != 0) {
-        return FirstTlsError();
+        return TakeTlsError();
     }
     return m_socket.writeError != 0 ? SystemError(m_socket.writeError)
                                     : TlsError(ERR_LIB_SSL, SSL_R_UNEXPECTED_EOF_WHILE_READING);
