@@ -2,6 +2,7 @@
 #include "engine/Receiving.h"
 
 #include <algorithm>
+#include <functional>
 
 #include "http1/GrammarError.h"
 
@@ -54,9 +55,14 @@ Receiving::Status Receiving::Feed(std::string_view bytes) {
 }
 
 void Receiving::Preserve() {
-    std::string copy(m_left); // which may stand in the text that it goes to
-    m_preserved.swap(copy);
-    m_left = m_preserved;
+    // What stands there already stays: the piece that the host is given may stand there, too, before what is left.
+    const std::less<> before;
+    const bool there = !before(m_left.data(), m_preserved.data()) &&
+                       !before(m_preserved.data() + m_preserved.size(), m_left.data());
+    if (!m_left.empty() && !there) {
+        m_preserved.assign(m_left);
+        m_left = m_preserved;
+    }
 }
 
 Receiving::Status Receiving::EndOfInput(const net::IoResult& result) {
