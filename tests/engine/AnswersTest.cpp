@@ -111,7 +111,8 @@ TEST_F(Answers, ToHeadHaveNoBodyWhateverTheyAnnounce) {
 }
 
 TEST_F(Answers, Of204And304HaveNoBodyWhateverTheyAnnounce) {
-    EXPECT_EQ(SendAll({kit::RespondHead(304, {{"Content-Length", "100"}}), SOUND}), (Texts{"304 ", "200 sound"}));
+    EXPECT_EQ(SendAll({kit::RespondHead(304, {{"Content-Length", "100"}}), SOUND}),
+              (Texts{"304 ", "200 sound"}));
     EXPECT_EQ(m_accepted, 1U);
     EXPECT_EQ(SendAll({kit::RespondHead(204), SOUND}), (Texts{"204 ", "200 sound"}));
     EXPECT_EQ(m_accepted, 1U);
@@ -145,7 +146,8 @@ TEST_F(Answers, ThatBreakTheGrammarAreProtocolFailures) {
         EXPECT_EQ(SendOne(bytes), "Protocol in Head") << bytes;
     }
     EXPECT_EQ(SendOne("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\nx\r\n"), "Protocol in Body");
-    EXPECT_EQ(SendOne("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n1\r\nab\r\n"), "Protocol in Body");
+    EXPECT_EQ(SendOne("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n1\r\nab\r\n"),
+              "Protocol in Body");
 }
 
 TEST_F(Answers, ThatEndEarlyAreLostAndNeverShorter) {
@@ -212,7 +214,8 @@ TEST_F(Answers, ThatSayHowLongTheirConnectionIsKeptAreKeptTo) {
     EXPECT_EQ(SendAll({kit::Respond(200, {{"Keep-Alive", "timeout=0"}}, "one"), SOUND}),
               (Texts{"200 one", "200 sound"}));
     EXPECT_EQ(m_accepted, 2U);
-    for (const char* value : {"timeout=60", "timeout=99999999999999999999", "timeout=1000000000", "max=5", "timeout"}) {
+    for (const char* value :
+         {"timeout=60", "timeout=99999999999999999999", "timeout=1000000000", "max=5", "timeout"}) {
         EXPECT_EQ(SendAll({kit::Respond(200, {{"Keep-Alive", value}}, "one"), SOUND}),
                   (Texts{"200 one", "200 sound"}));
         EXPECT_EQ(m_accepted, 1U) << value;

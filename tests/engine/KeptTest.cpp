@@ -16,7 +16,9 @@ const std::string END_OF_HEAD = "\r\n\r\n";
 
 class Kept : public EngineTest {
 protected:
-    Client ClientOf(const ScriptedServer& server) { return EngineTest::ClientOf(OptionsFor(server.origin())); }
+    Client ClientOf(const ScriptedServer& server) {
+        return EngineTest::ClientOf(OptionsFor(server.origin()));
+    }
 };
 
 /// The first connection answers once, and does something else with the second request; further ones answer all.
@@ -103,12 +105,13 @@ TEST_F(Kept, DeadConnectionIsNotReplacedOnceASourceWasOpened) {
     const Client client = ClientOf(server);
     ASSERT_EQ(Told(client.Send(Get())), "200 answer");
     int opened = 0;
-    const Request request = Request(Method::Put, "/").bodySource(
-        [&]() -> BodySource {
-            ++opened;
-            return [](char*, std::size_t) { return 0; };
-        },
-        0);
+    const Request request = Request(Method::Put, "/")
+                                .bodySource(
+                                    [&]() -> BodySource {
+                                        ++opened;
+                                        return [](char*, std::size_t) { return 0; };
+                                    },
+                                    0);
     EXPECT_EQ(ToldFully(client.Send(request)), "ConnectionLost in Head, sent, retryable, attempts 1");
     EXPECT_EQ(opened, 1);
     EXPECT_EQ(server.accepted(), 1U);
@@ -213,9 +216,10 @@ TEST_F(Kept, ConnectionsAreKeptUnderTheLongestTimesThatCanBeSaid) {
     const auto longest = std::chrono::milliseconds::max();
     kit::LoopbackServer server(Always());
     Engine engine(EngineOptions().idleTimeout(longest).maxAge(longest).nameLifetime(longest));
-    const Client client(OptionsFor(server).timeout(longest).connectTimeout(longest).attemptTimeout(longest).retry(
-                            RetryPolicy().attempts(3).pauses(longest, longest)),
-                        engine);
+    const Client client(
+        OptionsFor(server).timeout(longest).connectTimeout(longest).attemptTimeout(longest).retry(
+            RetryPolicy().attempts(3).pauses(longest, longest)),
+        engine);
     EXPECT_EQ(ToldFully(client.Send(Get().timeout(longest))), "200 answer, attempts 1");
     EXPECT_EQ(ToldFully(client.Send(Get())), "200 answer, attempts 1, reused");
     EXPECT_TRUE(engine.Shutdown(longest));
@@ -241,6 +245,7 @@ TEST_F(Kept, ConnectionsAreSharedUnderAnEqualKeyAlone) {
     const std::string place = "127.0.0.1:" + std::to_string(server.port());
     EXPECT_EQ(send(OptionsFor(server).connectTo(place)), "200 answer, attempts 1");
     EXPECT_EQ(send(OptionsFor("http://other.example").connectTo(place)), "200 answer, attempts 1");
-    EXPECT_EQ(send(OptionsFor("HTTP://OTHER.example:80/").connectTo(place)), "200 answer, attempts 1, reused");
+    EXPECT_EQ(send(OptionsFor("HTTP://OTHER.example:80/").connectTo(place)),
+              "200 answer, attempts 1, reused");
     EXPECT_EQ(server.connectionsAccepted(), 3U);
 }

@@ -53,8 +53,8 @@ TEST_F(RequestBytes, OfEachMethodAreItsOwn) {
     EXPECT_EQ(Bytes(Get("/")), "GET / HTTP/1.1\r\n" + DEFAULTS + "\r\n");
     EXPECT_EQ(Bytes({Method::Delete, "/a"}), "DELETE /a HTTP/1.1\r\n" + DEFAULTS + "\r\n");
     EXPECT_EQ(Bytes({Method::Options, "/a"}), "OPTIONS /a HTTP/1.1\r\n" + DEFAULTS + "\r\n");
-    for (const auto& [method, name] :
-         {std::pair(Method::Post, "POST"), std::pair(Method::Put, "PUT"), std::pair(Method::Patch, "PATCH")}) {
+    for (const auto& [method, name] : {std::pair(Method::Post, "POST"), std::pair(Method::Put, "PUT"),
+                                       std::pair(Method::Patch, "PATCH")}) {
         EXPECT_EQ(Bytes({method, "/a"}),
                   std::string(name) + " /a HTTP/1.1\r\n" + DEFAULTS + "Content-Length: 0\r\n\r\n")
             << "an empty one says so";
@@ -67,8 +67,9 @@ TEST_F(RequestBytes, OfEachMethodAreItsOwn) {
 }
 
 TEST_F(RequestBytes, OfHeadHaveNoBody) {
-    kit::LoopbackServer server(
-        [](const kit::RecordedRequest&) { return kit::RespondHead(200, {{"Content-Length", "5"}}); });
+    kit::LoopbackServer server([](const kit::RecordedRequest&) {
+        return kit::RespondHead(200, {{"Content-Length", "5"}});
+    });
     EXPECT_EQ(Told(ClientOf(server).Send({Method::Head, "/a"})), "200 ");
     EXPECT_EQ(server.requests().at(0).raw,
               "HEAD /a HTTP/1.1\r\nHost: " + server.authority() + "\r\nUser-Agent: libhttpclient\r\n\r\n");
@@ -77,7 +78,8 @@ TEST_F(RequestBytes, OfHeadHaveNoBody) {
 TEST_F(RequestBytes, HaveTheHostsFieldsInOrderInPlaceOfDefaults) {
     EXPECT_EQ(Bytes(Get().header("B", "2").header("A", "1").header("B", "3").header("Empty", "")),
               "GET / HTTP/1.1\r\n" + DEFAULTS + "B: 2\r\nA: 1\r\nB: 3\r\nEmpty: \r\n\r\n");
-    EXPECT_EQ(Bytes(Get().header("user-AGENT", "mine")), "GET / HTTP/1.1\r\nHost: HOST\r\nuser-AGENT: mine\r\n\r\n");
+    EXPECT_EQ(Bytes(Get().header("user-AGENT", "mine")),
+              "GET / HTTP/1.1\r\nHost: HOST\r\nuser-AGENT: mine\r\n\r\n");
     EXPECT_EQ(Bytes(Request(Method::Post, "/").body("x", "text/plain").header("Content-Type", "text/html")),
               "POST / HTTP/1.1\r\n" + DEFAULTS + "Content-Type: text/html\r\nContent-Length: 1\r\n\r\nx");
     EXPECT_EQ(Bytes(Get().header("Accept-Encoding", "br"), [](ClientOptions& o) { o.decompress(true); }),
@@ -85,7 +87,8 @@ TEST_F(RequestBytes, HaveTheHostsFieldsInOrderInPlaceOfDefaults) {
 }
 
 TEST_F(RequestBytes, FollowTheClientsOptions) {
-    EXPECT_EQ(Bytes(Get(), [](ClientOptions& o) { o.userAgent(""); }), "GET / HTTP/1.1\r\nHost: HOST\r\n\r\n");
+    EXPECT_EQ(Bytes(Get(), [](ClientOptions& o) { o.userAgent(""); }),
+              "GET / HTTP/1.1\r\nHost: HOST\r\n\r\n");
     EXPECT_EQ(Bytes(Get(), [](ClientOptions& o) { o.userAgent("me/1.0 (x)"); }),
               "GET / HTTP/1.1\r\nHost: HOST\r\nUser-Agent: me/1.0 (x)\r\n\r\n");
     EXPECT_EQ(Bytes(Get(), [](ClientOptions& o) { o.decompress(true); }),
@@ -104,7 +107,8 @@ TEST_F(RequestBytes, HaveEveryByteOfTheBody) {
     for (int byte = 0; byte < 256; ++byte) {
         all += static_cast<char>(byte);
     }
-    EXPECT_EQ(Bytes(Post(all + all)), "POST / HTTP/1.1\r\n" + DEFAULTS + "Content-Length: 512\r\n\r\n" + all + all);
+    EXPECT_EQ(Bytes(Post(all + all)),
+              "POST / HTTP/1.1\r\n" + DEFAULTS + "Content-Length: 512\r\n\r\n" + all + all);
 }
 
 TEST_F(RequestBytes, OfASourceAreFramedByItsLengthOrInChunks) {
@@ -112,7 +116,8 @@ TEST_F(RequestBytes, OfASourceAreFramedByItsLengthOrInChunks) {
               "POST / HTTP/1.1\r\n" + DEFAULTS +
                   "Content-Type: text/plain\r\nContent-Length: 5\r\n\r\nabcde");
     EXPECT_EQ(Bytes(Request(Method::Post, "/").bodySource(Pieces({"ab", "cde"}), std::nullopt)),
-              "POST / HTTP/1.1\r\n" + DEFAULTS + "Transfer-Encoding: chunked\r\n\r\n2\r\nab\r\n3\r\ncde\r\n0\r\n\r\n");
+              "POST / HTTP/1.1\r\n" + DEFAULTS +
+                  "Transfer-Encoding: chunked\r\n\r\n2\r\nab\r\n3\r\ncde\r\n0\r\n\r\n");
     EXPECT_EQ(Bytes(Request(Method::Post, "/").bodySource(Pieces({}), std::nullopt)),
               "POST / HTTP/1.1\r\n" + DEFAULTS + "Transfer-Encoding: chunked\r\n\r\n0\r\n\r\n");
     EXPECT_EQ(Bytes(Request(Method::Post, "/").bodySource(Pieces({}), 0)),
@@ -138,15 +143,15 @@ TEST_F(RequestBytes, NeverGoOutWhereARuleIsBroken) {
     kit::LoopbackServer server(Always());
     const Client client = ClientOf(server);
     std::vector<Request> refused;
-    for (const char* name : {"Content-Length", "Transfer-Encoding", "Host", "Expect", "TE", "Trailer", "Upgrade",
-                             "Keep-Alive", "Connection", "content-length", "HOST", "tE"}) {
+    for (const char* name : {"Content-Length", "Transfer-Encoding", "Host", "Expect", "TE", "Trailer",
+                             "Upgrade", "Keep-Alive", "Connection", "content-length", "HOST", "tE"}) {
         refused.push_back(Get().header(name, "5"));
         refused.push_back(Get().header(name, ""));
     }
     refused.push_back(Get().header("Connection", "keep-alive"));
     refused.push_back(Get().header("Connection", "close, upgrade"));
-    for (const std::string& name : std::vector<std::string>{"", " ", "a b", "a:", "a\r\n", "a\n", "\xC3\xA4", "a\t",
-                                                           "(a)", std::string("a\0b", 3), "a\x7F"}) {
+    for (const std::string& name : std::vector<std::string>{"", " ", "a b", "a:", "a\r\n", "a\n", "\xC3\xA4",
+                                                            "a\t", "(a)", std::string("a\0b", 3), "a\x7F"}) {
         refused.push_back(Get().header(name, "x"));
     }
     for (const std::string& value :
@@ -154,9 +159,9 @@ TEST_F(RequestBytes, NeverGoOutWhereARuleIsBroken) {
                                   " a", "a ", "\ta", " "}) {
         refused.push_back(Get().header("A", value));
     }
-    for (const std::string& target :
-         std::vector<std::string>{"", "a", "*", "http://elsewhere/", "a/b", "?a", "/a b", "/a#b", "/a\r\nForged: 1",
-                                  "/a\t", "/\x7F", "/\xC3\xA4", std::string("/a\0b", 4), " /a", "/a "}) {
+    for (const std::string& target : std::vector<std::string>{
+             "", "a", "*", "http://elsewhere/", "a/b", "?a", "/a b", "/a#b", "/a\r\nForged: 1", "/a\t",
+             "/\x7F", "/\xC3\xA4", std::string("/a\0b", 4), " /a", "/a "}) {
         refused.push_back(Get(target));
     }
     refused.push_back(Get().body("x"));
@@ -177,8 +182,8 @@ TEST_F(RequestBytes, NeverGoOutWhereARuleIsBroken) {
 
 TEST_F(RequestBytes, GoToAnotherPlaceUnderTheOriginsName) {
     kit::LoopbackServer server(Always());
-    const Client client =
-        ClientOf(OptionsFor("http://service.example:81").connectTo("127.0.0.1:" + std::to_string(server.port())));
+    const Client client = ClientOf(
+        OptionsFor("http://service.example:81").connectTo("127.0.0.1:" + std::to_string(server.port())));
     EXPECT_EQ(Told(client.Send(Get())), "200 answer");
     EXPECT_EQ(server.requests().at(0).Header("Host"), "service.example:81");
 }
