@@ -2,6 +2,7 @@
 #include "engine/Receiving.h"
 
 #include <algorithm>
+#include <functional>
 
 #include "http1/GrammarError.h"
 

@@ -38,6 +38,7 @@ public:
     Status Step(net::Channel& channel, Scratch scratch);
 
     /// To be called after Head or Piece when the scratch memory is used for something else before the next Step().
+    /// The piece itself stays where it is, which may be the scratch memory.
     void Preserve();
 
     /// @return what the sink takes, after Piece.
