@@ -35,7 +35,7 @@ void Require(bool success, const std::string& part) {
     if (success) {
         return;
     }
-    const std::error_code error = FirstTlsError();
+    const std::error_code error = TakeTlsError();
     if (error == std::errc::not_enough_memory) {
         throw std::bad_alloc();
     }

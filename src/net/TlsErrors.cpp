@@ -60,10 +60,13 @@ std::error_code TlsError(int library, int reason) noexcept {
     return TlsError(ERR_PACK(library, 0, reason));
 }
 
-std::error_code FirstTlsError() noexcept {
-    const unsigned long first = ERR_peek_error();
-    const unsigned long last = ERR_peek_last_error();
-    if (ERR_GET_REASON(first) == ERR_R_MALLOC_FAILURE || ERR_GET_REASON(last) == ERR_R_MALLOC_FAILURE) {
+std::error_code TakeTlsError() noexcept {
+    const unsigned long first = ERR_get_error();
+    bool noMemory = ERR_GET_REASON(first) == ERR_R_MALLOC_FAILURE;
+    while (const unsigned long next = ERR_get_error()) {
+        noMemory = noMemory || ERR_GET_REASON(next) == ERR_R_MALLOC_FAILURE;
+    }
+    if (noMemory) {
         return std::make_error_code(std::errc::not_enough_memory);
     }
     return first != 0 ? TlsError(first) : TlsError(ERR_LIB_SSL, ERR_R_INTERNAL_ERROR);

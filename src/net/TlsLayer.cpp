@@ -253,7 +253,7 @@ std::error_code TlsLayer::Cause() const {
         return {static_cast<int>(SSL_get_verify_result(m_ssl.get())), CertificateCategory()};
     }
     if (ERR_peek_error() != 0) {
-        return FirstTlsError();
+        return TakeTlsError();
     }
     return m_socket.writeError != 0 ? SystemError(m_socket.writeError)
                                     : TlsError(ERR_LIB_SSL, SSL_R_UNEXPECTED_EOF_WHILE_READING);
