@@ -25,8 +25,8 @@ namespace httpclient::net {
 namespace {
 
 constexpr std::array<unsigned char, 9> PROTOCOLS = {8, 'h', 't', 't', 'p', '/', '1', '.', '1'};
-constexpr std::size_t MAX_NAME = 255;          // what SNI carries
-constexpr std::size_t READ_BUFFER = 64 * 1024; // four records with one system call
+constexpr std::size_t MAX_NAME = 255;      // what SNI carries
+constexpr std::size_t READ_BUFFER = 65536; // four records with one system call
 
 const std::string& ITSELF = *new std::string("TLS"); // the part to blame where no file is
 

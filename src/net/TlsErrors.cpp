@@ -26,7 +26,7 @@ public:
             return reason;
         }
         char text[32];
-        std::snprintf(text, sizeof text, "OpenSSL error %08lX", Packed(value));
+        static_cast<void>(std::snprintf(text, sizeof text, "OpenSSL error %08lX", Packed(value)));
         return text;
     }
 };

@@ -41,6 +41,7 @@ PeerContext::PeerContext(const PeerSettings& settings)
         Check(X509_STORE_add_cert(SSL_CTX_get_cert_store(context), authority.get()) == 1, "client CA");
         SSL_CTX_set_verify(context, SSL_VERIFY_PEER | SSL_VERIFY_FAIL_IF_NO_PEER_CERT, nullptr);
     }
+    SSL_CTX_set_mode(context, SSL_MODE_RELEASE_BUFFERS);
     if (!settings.tickets) {
         SSL_CTX_set_options(context, SSL_OP_NO_TICKET);
     }
