@@ -211,6 +211,26 @@ TEST_P(TlsChannel, TellsOfWholeRecordsThatPollDoesNotSee) {
     EXPECT_EQ(text, "second");
 }
 
+TEST_P(TlsChannel, TellsOfAnEndThatPollDoesNotSee) {
+    Connect();
+    m_pair.Settle();
+    m_pair.peer.Write("last");
+    m_pair.peer.Notify(); // the connection stays open
+    int queued = 0;
+    while (queued < 4 + 22 + 2 + 22) {
+        ASSERT_EQ(ioctl(m_pair.channel.fd(), FIONREAD, &queued), 0);
+    }
+    std::string text;
+    m_pair.Read(text);
+    EXPECT_EQ(text, "last");
+    pollfd wait{m_pair.channel.fd(), POLLIN, 0};
+    ASSERT_EQ(poll(&wait, 1, 0), 0);
+    EXPECT_TRUE(m_pair.channel.Buffered());
+    const IoResult result = m_pair.Read(text);
+    EXPECT_TRUE(result.ended && result.clean);
+    EXPECT_FALSE(m_pair.channel.Buffered());
+}
+
 TEST_P(TlsChannel, WaitsForTheRestOfARecord) {
     Connect();
     // The server's bytes are taken off its socket, and given on in two halves.
