@@ -61,10 +61,12 @@ std::error_code TlsError(int library, int reason) noexcept {
 }
 
 std::error_code FirstTlsError() noexcept {
-    const unsigned long first = ERR_peek_error();
-    const unsigned long last = ERR_peek_last_error();
-    if (ERR_GET_REASON(first) == ERR_R_MALLOC_FAILURE || ERR_GET_REASON(last) == ERR_R_MALLOC_FAILURE) {
-        return std::make_error_code(std::errc::not_enough_memory);
+    const unsigned long first = ERR_get_error();
+    for (unsigned long each = first; each != 0; each = ERR_get_error()) {
+        if (ERR_GET_REASON(each) == ERR_R_MALLOC_FAILURE) {
+            ERR_clear_error();
+            return std::make_error_code(std::errc::not_enough_memory);
+        }
     }
     return first != 0 ? TlsError(first) : TlsError(ERR_LIB_SSL, ERR_R_INTERNAL_ERROR);
 }
