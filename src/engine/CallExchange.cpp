@@ -92,7 +92,7 @@ bool Call::StepSending(net::Time now, Wait& wait) {
         return true;
     case Sending::Status::Broken:
         // What has arrived is read first: it may be the answer that tells why.
-        m_sendFault = Fault{FailureKind::ConnectionLost, m_sending->error(), {}};
+        m_sendFault = Fault{KindBy(m_sending->error(), FailureKind::ConnectionLost), m_sending->error(), {}};
         m_sent = true;
         return false;
     case Sending::Status::Sent:

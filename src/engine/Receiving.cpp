@@ -29,7 +29,8 @@ Receiving::Status Receiving::FailByGrammar() {
 
 Receiving::Status Receiving::Fail(const net::IoResult& result) {
     const bool byTls = result.error.category() == net::TlsCategory();
-    m_fault = {byTls && !begun() ? FailureKind::Tls : FailureKind::ConnectionLost, result.error, {}};
+    const FailureKind kind = byTls && !begun() ? FailureKind::Tls : FailureKind::ConnectionLost;
+    m_fault = {KindBy(result.error, kind), result.error, {}};
     return Status::Failed;
 }
 

@@ -257,8 +257,12 @@ std::error_code TlsLayer::Cause() const {
     if (ERR_peek_error() != 0) {
         return TakeTlsError();
     }
-    return m_socket.writeError != 0 ? SystemError(m_socket.writeError)
-                                    : TlsError(ERR_LIB_SSL, SSL_R_UNEXPECTED_EOF_WHILE_READING);
+    if (m_socket.writeError != 0) {
+        return SystemError(m_socket.writeError);
+    }
+    // Only want of memory leaves not even an error behind.
+    return m_socket.ended ? TlsError(ERR_LIB_SSL, SSL_R_UNEXPECTED_EOF_WHILE_READING)
+                          : std::make_error_code(std::errc::not_enough_memory);
 }
 
 } // namespace httpclient::net
