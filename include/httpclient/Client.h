@@ -65,11 +65,11 @@ public:
 
     /// @cond INTERNAL
     class Body;
-    const Body& internals() const;
+    [[gnu::visibility("hidden")]] const Body& internals() const;
     /// @endcond
 
 private:
-    Body& Own();
+    [[gnu::visibility("hidden")]] Body& Own();
     std::unique_ptr<Body> m_body; ///< Null: moved from, and as good as new.
 };
 
@@ -105,11 +105,11 @@ public:
 
     /// @cond INTERNAL
     class Body;
-    const Body& internals() const;
+    [[gnu::visibility("hidden")]] const Body& internals() const;
     /// @endcond
 
 private:
-    Body& Own();
+    [[gnu::visibility("hidden")]] Body& Own();
     std::unique_ptr<Body> m_body; ///< Null: moved from, and as good as new.
 };
 
@@ -166,11 +166,11 @@ public:
 
     /// @cond INTERNAL
     class Body;
-    const Body& internals() const;
+    [[gnu::visibility("hidden")]] const Body& internals() const;
     /// @endcond
 
 private:
-    Body& Own();
+    [[gnu::visibility("hidden")]] Body& Own();
     std::unique_ptr<Body> m_body; ///< Null: moved from, and as good as new.
 };
 

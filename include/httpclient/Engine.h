@@ -55,11 +55,11 @@ public:
 
     /// @cond INTERNAL
     class Body;
-    const Body& internals() const;
+    [[gnu::visibility("hidden")]] const Body& internals() const;
     /// @endcond
 
 private:
-    Body& Own();
+    [[gnu::visibility("hidden")]] Body& Own();
     std::unique_ptr<Body> m_body; ///< Null: moved from, and as good as new.
 };
 

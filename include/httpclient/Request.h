@@ -92,7 +92,7 @@ public:
     /// @endcond
 
 private:
-    Body& Own();
+    [[gnu::visibility("hidden")]] Body& Own();
     std::unique_ptr<Body> m_body;
 };
 

@@ -34,6 +34,16 @@ protected:
         EXPECT_EQ(message.find('\n'), std::string::npos) << "one line";
         EXPECT_EQ(message.find("secret"), std::string::npos) << message;
     }
+    /// The same for a time-out; a busy machine needs more time to come as far as wanted.
+    void ExpectSoon(const std::string& wanted, const std::function<Result(Request)>& send,
+                    const Request& request = Get()) {
+        for (const auto time : {30ms, 300ms, 3000ms}) {
+            Result result = send(Request(request).timeout(time));
+            if (time == 3000ms || Told(result) == wanted) {
+                return Expect(wanted, result);
+            }
+        }
+    }
     /// Sends to a server that answers so.
     Result Answered(const kit::Reply& reply, const Request& request = Get("/path?secret")) {
         kit::LoopbackServer server([&](const kit::RecordedRequest&) { return reply; });
@@ -73,15 +83,18 @@ TEST_F(FailureTable, HasEveryKindInEveryPhaseThatItIsPossibleIn) {
     // Timeout
     names.Hold("slow.test");
     const DeafListener listener;
-    const auto soon = [](Request request) { return request.timeout(30ms); };
-    Expect("Timeout in Resolve", ClientOf(OptionsFor("http://slow.test")).Send(soon(Get())));
-    Expect("Timeout in Connect", ClientOf(OptionsFor(listener.origin())).Send(soon(Get())));
-    Expect("Timeout in Head", Answered(stalled, soon(Get())));
-    Expect("Timeout in Body", Answered(kit::Raw(HEAD, kit::After::Stall), soon(Get())));
+    const auto by = [this](const ClientOptions& options) {
+        return [client = ClientOf(options)](const Request& request) { return client.Send(request); };
+    };
+    ExpectSoon("Timeout in Resolve", by(OptionsFor("http://slow.test")));
+    ExpectSoon("Timeout in Connect", by(OptionsFor(listener.origin())));
+    ExpectSoon("Timeout in Head", [&](const Request& request) { return Answered(stalled, request); });
+    ExpectSoon("Timeout in Body",
+               [&](const Request& request) { return Answered(kit::Raw(HEAD, kit::After::Stall), request); });
     kit::ServerOptions deaf;
     deaf.onAccept = [](unsigned int) { return kit::OnAccept::ReadNothing; };
     kit::LoopbackServer readsNothing(Always(), deaf);
-    Expect("Timeout in Send", ClientOf(readsNothing).Send(soon(upload)));
+    ExpectSoon("Timeout in Send", by(OptionsFor(readsNothing)), upload);
     // Cancelled
     Expect("Cancelled in Send", Answered(kit::Respond(200), noSource));
     Expect("Cancelled in Body",
@@ -128,7 +141,7 @@ TEST_F(FailureTable, HasEveryKindInEveryPhaseThatItIsPossibleIn) {
         m_seen.insert(Told(refused)); // in Send where the server is quicker
     }
     kit::TlsLoopbackServer noHandshake(Always(), ServerTls(ca), deaf);
-    Expect("Timeout in Handshake", ClientOf(OptionsFor(noHandshake).tls(trust)).Send(soon(Get())));
+    ExpectSoon("Timeout in Handshake", by(OptionsFor(noHandshake).tls(trust)));
     // Lease, Overloaded
     kit::LoopbackServer silent([&](const kit::RecordedRequest&) { return stalled; });
     const auto second = [&](std::size_t waiting) {
@@ -136,7 +149,7 @@ TEST_F(FailureTable, HasEveryKindInEveryPhaseThatItIsPossibleIn) {
         const Client client(OptionsFor(silent), engine);
         std::thread first([&] { static_cast<void>(client.Send(Get())); });
         EXPECT_TRUE(Becomes([&] { return silent.openConnections() == 1; }));
-        Result result = client.Send(soon(Get()));
+        Result result = client.Send(Get().timeout(300ms));
         engine.Shutdown(0ms);
         first.join();
         EXPECT_TRUE(silent.WaitForOpenConnections(0));

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <future>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -60,11 +61,16 @@ void ConfigureBadly() {
 
 /// Begins a call that does not end, on a thread of its own.
 void BeginEndlessCall(const std::string& origin) {
+    static std::promise<void> underWay;
     std::thread([origin] {
-        static_cast<void>(StaticClient(origin).Send(Request(Method::Get, "/endless").timeout(60s)));
+        const Request request = Request(Method::Get, "/endless").timeout(60s).onHead([](const Response&) {
+            underWay.set_value();
+            return true;
+        });
+        static_cast<void>(StaticClient(origin).Send(request));
         std::printf("it ended\n");
     }).detach();
-    std::this_thread::sleep_for(50ms);
+    underWay.get_future().wait();
 }
 
 int Run(const std::string& what, const std::string& origin) {

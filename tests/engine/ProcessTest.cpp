@@ -29,8 +29,9 @@ protected:
     }
 
     kit::LoopbackServer m_server{[](const kit::RecordedRequest& request) {
-        return request.target == "/endless" ? kit::Silence(kit::After::Stall)
-                                            : kit::Respond(200, {}, "answer");
+        return request.target == "/endless"
+                   ? kit::Raw("HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\n", kit::After::Stall)
+                   : kit::Respond(200, {}, "answer");
     }};
 };
 

@@ -52,26 +52,36 @@ protected:
     Shutdown() { m_engine.emplace(EngineOptions().maxConnections(1, 10)); }
     Client ClientOf(const std::string& origin) { return Client(OptionsFor(origin), *m_engine); }
 
-    /// Ends the engine while a call is under way. @return what became of the call.
-    std::string EndAmid(const Client& client, const Request& request, const std::function<bool()>& isThere) {
-        Calling call(client, request);
-        EXPECT_TRUE(isThere());
-        std::this_thread::sleep_for(20ms);
-        EXPECT_FALSE(call.done());
-        bool inTime = true;
-        const auto taken = TimeOf([&] {
-            if (m_byDestructor) {
-                m_engine.reset();
-            } else {
-                inTime = m_engine->Shutdown(10ms);
+    /// Ends the engine while a call is under way, and expects an outcome of the call.
+    /// @param client makes the client on the engine of the moment.
+    /// @param isThere waits for what can be seen of the call; a busy machine may need more to come as far as wanted.
+    void EndAmid(const std::string& wanted, const std::function<Client()>& client, const Request& request,
+                 const std::function<bool()>& isThere) {
+        std::string told;
+        for (const auto settling : {20ms, 200ms, 2000ms}) {
+            m_engine.emplace(EngineOptions().maxConnections(1, 10));
+            const Client sender = client();
+            Calling call(sender, request);
+            EXPECT_TRUE(isThere());
+            std::this_thread::sleep_for(settling);
+            EXPECT_FALSE(call.done());
+            bool inTime = false;
+            const auto taken = TimeOf([&] {
+                if (m_byDestructor) {
+                    m_engine.reset();
+                } else {
+                    inTime = m_engine->Shutdown(10ms);
+                }
+            });
+            EXPECT_FALSE(inTime) << "one was ended";
+            EXPECT_LT(taken, TOLERANCE);
+            told = call.Told();
+            EXPECT_EQ(Told(sender.Send(Get())), "Shutdown in Prepare");
+            if (told.compare(0, wanted.size(), wanted) == 0) {
+                return;
             }
-        });
-        EXPECT_TRUE(m_byDestructor || !inTime) << "one was ended";
-        EXPECT_LT(taken, TOLERANCE);
-        const std::string told = call.Told();
-        EXPECT_EQ(Told(client.Send(Get())), "Shutdown in Prepare");
-        m_engine.emplace(EngineOptions().maxConnections(1, 10));
-        return told;
+        }
+        EXPECT_EQ(told, wanted);
     }
 
     std::optional<Engine> m_engine;
@@ -92,47 +102,53 @@ TEST_F(Shutdown, EndsCallsInEachState) {
     for (const bool byDestructor : {false, true}) {
         m_byDestructor = byDestructor;
         kit::LoopbackServer silent(Silent());
-        EXPECT_EQ(EndAmid(ClientOf(silent.url("")), Post(), [&] { return silent.WaitForRequests(1); }),
-                  "Shutdown in Head, sent, attempts 1");
+        EndAmid(
+            "Shutdown in Head, sent, attempts 1", [&] { return ClientOf(silent.url("")); }, Post(),
+            [&] { return silent.WaitForRequests(1); });
 
         kit::LoopbackServer half([](const kit::RecordedRequest&) {
             return kit::Raw("HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nhalf", kit::After::Stall);
         });
-        EXPECT_EQ(EndAmid(ClientOf(half.url("")), Post(), [&] { return half.WaitForRequests(1); }),
-                  "Shutdown in Body, sent, attempts 1");
+        EndAmid(
+            "Shutdown in Body, sent, attempts 1", [&] { return ClientOf(half.url("")); }, Post(),
+            [&] { return half.WaitForRequests(1); });
 
         kit::ServerOptions deaf;
         deaf.onAccept = [](unsigned int) { return kit::OnAccept::ReadNothing; };
         kit::LoopbackServer readsNothing(Always(), deaf);
-        EXPECT_EQ(EndAmid(ClientOf(readsNothing.url("")), Post(std::string(32UL * 1024 * 1024, 'x')),
-                          [&] { return readsNothing.WaitForConnections(1); }),
-                  "Shutdown in Send, sent, attempts 1");
+        EndAmid(
+            "Shutdown in Send, sent, attempts 1", [&] { return ClientOf(readsNothing.url("")); },
+            Post(std::string(32UL * 1024 * 1024, 'x')), [&] { return readsNothing.WaitForConnections(1); });
 
         const kit::CertificateAuthority ca;
         kit::TlsOptions tls;
         tls.identity = ca.IssueServer();
         tls.clientCertificate = kit::ClientCertificate::Ignore;
         kit::TlsLoopbackServer noHandshake(Always(), tls, deaf);
-        const Client overTls(OptionsFor(noHandshake.url("")).tls(TlsOptions().memory(ca.certificatePem())),
-                             *m_engine);
-        EXPECT_EQ(EndAmid(overTls, Get(), [&] { return noHandshake.WaitForConnections(1); }),
-                  "Shutdown in Handshake, not sent, attempts 1");
+        const ClientOptions overTls =
+            OptionsFor(noHandshake.url("")).tls(TlsOptions().memory(ca.certificatePem()));
+        EndAmid(
+            "Shutdown in Handshake, not sent, attempts 1", [&] { return Client(overTls, *m_engine); }, Get(),
+            [&] { return noHandshake.WaitForConnections(1); });
 
         const DeafListener listener;
-        EXPECT_EQ(EndAmid(ClientOf(listener.origin()), Get(), &AtOnce),
-                  "Shutdown in Connect, not sent, attempts 1");
+        EndAmid(
+            "Shutdown in Connect, not sent, attempts 1", [&] { return ClientOf(listener.origin()); }, Get(),
+            &AtOnce);
 
         NameService names;
         names.Hold("slow.test");
-        EXPECT_EQ(EndAmid(ClientOf("http://slow.test"), Get(),
-                          [&] { return Becomes([&] { return names.LookUps("slow.test") == 1; }); }),
-                  "Shutdown in Resolve, not sent, attempts 1");
+        EndAmid(
+            "Shutdown in Resolve, not sent, attempts 1", [&] { return ClientOf("http://slow.test"); }, Get(),
+            [&] { return Becomes([&] { return names.LookUps("slow.test") >= 1; }); });
 
         kit::LoopbackServer busy([](const kit::RecordedRequest&) {
             return kit::Respond(503, {{"Retry-After", "9"}});
         });
-        const Client patient(OptionsFor(busy).retry(RetryPolicy().attempts(2)), *m_engine);
-        EXPECT_EQ(EndAmid(patient, Get(), [&] { return busy.WaitForRequests(1); }).substr(0, 8), "Shutdown");
+        const ClientOptions patient = OptionsFor(busy).retry(RetryPolicy().attempts(2));
+        EndAmid(
+            "Shutdown in Body, sent, attempts 1", [&] { return Client(patient, *m_engine); }, Get(),
+            [&] { return busy.WaitForRequests(1); });
     }
 }
 

@@ -2,6 +2,7 @@
 // Calls with each of their fallible calls failing in turn: memory above all, descriptors and threads. The outcome is
 // an answer or says what was exhausted, nothing leaks, and the next call finds everything in order.
 #include <algorithm>
+#include <atomic>
 #include <cstdlib>
 #include <optional>
 #include <set>
@@ -26,6 +27,13 @@ protected:
     Torture() : m_engine(EngineOptions().maxConnections(1, 1)) {}
 
     Client ClientOf(const ClientOptions& options) { return Client(options, m_engine); }
+    /// Answers, and counts what it answers.
+    kit::LoopbackServer::Handler Counting(kit::Reply reply = kit::Respond(200, {}, "answer")) {
+        return [this, reply = std::move(reply)](const kit::RecordedRequest&) {
+            ++m_handled;
+            return reply;
+        };
+    }
 
     /// Runs a call with each of its fallible calls failing in turn.
     /// @param kept whether it goes over a kept connection.
@@ -75,7 +83,7 @@ private:
             EXPECT_EQ(Told(client.Send(Get())), "200 answer");
         }
         kit::TraceRecorder::Instance().Clear();
-        m_requests = m_server->requests().size();
+        m_requests = m_handled;
     }
 
     /// What a call says, its memory given back when this ends.
@@ -101,12 +109,12 @@ private:
             told = CallUnder(plan, client, request);
         }
         EXPECT_TRUE(told == "200 answer" || told.compare(0, 8, "Internal") == 0 ||
-                    told == "Tls in Handshake" || // OpenSSL does not always say that it was memory
+                    told.compare(0, 7, "Tls in ") == 0 || // OpenSSL does not always say that it was memory
                     (told == "Connect in Connect" && m_code == std::errc::too_many_files_open))
             << told << " " << m_code.message();
         if (told != "200 answer") {
             EXPECT_LE(m_lines, 1U) << "one line at most";
-            if (m_server->requests().size() > m_requests) {
+            if (m_handled > m_requests) {
                 EXPECT_TRUE(m_saysSent) << told << ": the server has seen it";
             }
         }
@@ -115,10 +123,11 @@ private:
     }
 
     const kit::LoopbackServer* m_server = nullptr;
-    std::size_t m_requests = 0;
+    std::size_t m_requests = 0; ///< before the call under a plan
     std::size_t m_lines = 0;
     bool m_saysSent = false;
     std::error_code m_code;
+    std::atomic<std::size_t> m_handled{0};
     Engine m_engine;
 };
 
@@ -128,7 +137,7 @@ protected:
         m_tls.identity = m_ca.IssueServer();
         m_tls.clientCaPem = m_ca.certificatePem();
         m_tls.resumption = false;
-        m_server.emplace(Always(), m_tls);
+        m_server.emplace(Counting(), m_tls);
         const kit::Identity identity = m_ca.IssueClient();
         m_options.emplace(OptionsFor(*m_server).tls(
             TlsOptions().memory(m_ca.certificatePem(), identity.certificatePem, identity.keyPem)));
@@ -143,22 +152,22 @@ protected:
 } // namespace
 
 TEST_F(Torture, OfAGetOnANewConnectionIsSurvived) {
-    kit::LoopbackServer server(Always());
+    kit::LoopbackServer server(Counting());
     Run(ClientOf(OptionsFor(server)), Get("/path").header("A", std::string(1000, 'a')), server, false);
 }
 
 TEST_F(Torture, OfAGetOnAKeptConnectionIsSurvived) {
-    kit::LoopbackServer server(Always());
+    kit::LoopbackServer server(Counting());
     Run(ClientOf(OptionsFor(server)), Get(), server, true);
 }
 
 TEST_F(Torture, OfAPostIsSurvived) {
-    kit::LoopbackServer server(Always());
+    kit::LoopbackServer server(Counting());
     Run(ClientOf(OptionsFor(server)), Post(std::string(100'000, 'x')), server, true);
 }
 
 TEST_F(Torture, OfAChunkedUploadIsSurvived) {
-    kit::LoopbackServer server(Always());
+    kit::LoopbackServer server(Counting());
     const Request request =
         Request(Method::Post, "/")
             .bodySource(
@@ -182,10 +191,8 @@ TEST_F(Torture, OfACodedAnswerWithManyFieldsIsSurvived) {
                             "answer"
                             "\x08\xdf\x02\x91",
                             17);
-    kit::LoopbackServer server([&](const kit::RecordedRequest&) {
-        return kit::Raw("HTTP/1.1 200 OK\r\nContent-Encoding: deflate\r\n" + fields +
-                        "Content-Length: 17\r\n\r\n" + coded);
-    });
+    kit::LoopbackServer server(Counting(kit::Raw("HTTP/1.1 200 OK\r\nContent-Encoding: deflate\r\n" + fields +
+                                                 "Content-Length: 17\r\n\r\n" + coded)));
     Run(ClientOf(OptionsFor(server).decompress(true)), Get(), server, true);
 }
 

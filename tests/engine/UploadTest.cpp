@@ -64,6 +64,9 @@ protected:
         const Result result = client.Send(request);
         EXPECT_EQ(ToldFully(client.Send(Get())),
                   result ? "200 answer, attempts 1, reused" : "200 answer, attempts 1");
+        if (!result && result.failure().requestSent()) {
+            EXPECT_TRUE(server.WaitForUnfinished(1));
+        }
         m_unfinished = server.unfinished();
         return ToldFully(result);
     }
