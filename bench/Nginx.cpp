@@ -78,7 +78,7 @@ std::string Nginx::Address(int number) {
 }
 
 Nginx::Nginx(const ServerTls& tls) : m_directory(MakeDirectory()) {
-    FindFreePorts({&m_port, &m_closingPort, &m_tlsPort, &m_closingTlsPort});
+    FindFreePorts({&m_port, &m_closingPort, &m_tlsPort, &m_closingTlsPort, &m_resumingTlsPort});
     std::ofstream(m_directory + "/server.pem") << tls.certificate;
     std::ofstream(m_directory + "/server.key") << tls.key;
     std::ofstream(m_directory + "/ca.pem") << tls.clientCa;
@@ -87,7 +87,7 @@ Nginx::Nginx(const ServerTls& tls) : m_directory(MakeDirectory()) {
 }
 
 void Nginx::WriteServer(std::ostream& conf, std::uint16_t port, const std::string& settings) const {
-    const bool tls = port == m_tlsPort || port == m_closingTlsPort;
+    const bool tls = port != m_port && port != m_closingPort;
     conf << "  server {\n";
     for (int i = 0; i < (port == m_port ? ADDRESSES : 1); ++i) {
         conf << "    listen " << Address(i) << ":" << port << (tls ? " ssl" : "") << ";\n";
@@ -122,6 +122,7 @@ void Nginx::WriteFiles() const {
     WriteServer(conf, m_closingPort, closing);
     WriteServer(conf, m_tlsPort, keeping);
     WriteServer(conf, m_closingTlsPort, closing + " ssl_session_cache off; ssl_session_tickets off;");
+    WriteServer(conf, m_resumingTlsPort, closing + " ssl_session_tickets on;");
     conf << "}\n";
 }
 
@@ -153,7 +154,8 @@ bool Nginx::IsRunning() {
 }
 
 bool Nginx::Answers() const {
-    const auto ports = {m_port, m_closingPort, m_tlsPort, m_closingTlsPort}; // it opens one after the other
+    const auto ports = {m_port, m_closingPort, m_tlsPort, m_closingTlsPort,
+                        m_resumingTlsPort}; // it opens one after the other
     return std::all_of(ports.begin(), ports.end(), &Connects);
 }
 

@@ -37,6 +37,8 @@ public:
     std::uint16_t TlsPort() const { return m_tlsPort; }
     /// Mutual TLS, a full handshake for each answer.
     std::uint16_t ClosingTlsPort() const { return m_closingTlsPort; }
+    /// Mutual TLS, a connection for each answer, and tickets with which a handshake is resumed.
+    std::uint16_t ResumingTlsPort() const { return m_resumingTlsPort; }
 
 private:
     void WriteFiles() const;
@@ -51,5 +53,6 @@ private:
     std::uint16_t m_closingPort = 0;
     std::uint16_t m_tlsPort = 0;
     std::uint16_t m_closingTlsPort = 0;
+    std::uint16_t m_resumingTlsPort = 0;
     pid_t m_process = -1;
 };
