@@ -21,7 +21,7 @@ struct WorkResults {
     std::string name;
     std::string title;
     std::vector<Result> results;
-    std::vector<Reached> goals;
+    std::vector<Reached> goals = {};
 };
 
 /// The rounds of one peer, and those of the floor beside it. Rounds in which the peer was never answered are
