@@ -64,28 +64,43 @@ std::string JsonObject(const std::string& work, const Result& result) {
                 ratio.perSecond, ratio.p50, ratio.cpu);
 }
 
+std::string Row(const std::string& work, const Reached& reached) {
+    const auto& [goal, cpu, p50] = reached;
+    const bool missed = cpu > goal.cpu || p50 > goal.p50;
+    return Text("| %s | %s | %.2f of %.2f | %.2f of %.2f | %s\n", work.c_str(), goal.to.c_str(), cpu,
+                goal.cpu, p50, goal.p50, missed ? "missed |" : "|");
+}
+
 } // namespace
+
+Figures MedianRatios(const std::vector<Figures>& rounds, const std::vector<Figures>& other) {
+    std::vector<Figures> ratios;
+    for (size_t i = 0; i < rounds.size(); ++i) {
+        if (rounds[i].Measured() && other[i].Measured()) {
+            ratios.push_back(Ratio(rounds[i], other[i]));
+        }
+    }
+    return Medians(ratios);
+}
 
 Result Summarise(const std::string& peer, const std::vector<Figures>& rounds,
                  const std::vector<Figures>& floor) {
     std::vector<Figures> measured;
-    std::vector<Figures> ratios;
     long errors = 0;
-    for (size_t i = 0; i < rounds.size(); ++i) {
-        errors += rounds[i].errors;
-        if (!rounds[i].Measured()) {
-            continue;
+    for (const Figures& round : rounds) {
+        errors += round.errors;
+        if (round.Measured()) {
+            measured.push_back(round);
         }
-        measured.push_back(rounds[i]);
-        ratios.push_back(Ratio(rounds[i], floor[i]));
     }
-    Result result{peer, Medians(measured), Medians(ratios)};
+    Result result{peer, Medians(measured), MedianRatios(rounds, floor)};
     result.median.errors = errors;
     return result;
 }
 
 std::string AsTable(const std::vector<WorkResults>& works) {
     std::string table;
+    std::string goals;
     for (const WorkResults& work : works) {
         table += "\n### " + work.title + "\n\n";
         table += "| | requests/s | p50, us | CPU, us | requests/s : floor | p50 : floor | CPU : floor | "
@@ -94,6 +109,15 @@ std::string AsTable(const std::vector<WorkResults>& works) {
         for (const Result& result : work.results) {
             table += Row(result);
         }
+        for (const Reached& reached : work.goals) {
+            goals += Row(work.title, reached);
+        }
+    }
+    if (!goals.empty()) {
+        table += "\n### The new door to its goals\n\n"
+                 "| | to | CPU | p50 | |\n"
+                 "|---|---|---|---|---|\n" +
+                 goals;
     }
     return table;
 }

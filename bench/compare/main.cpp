@@ -66,8 +66,9 @@ std::vector<Work> WorksOf(const Options& options, const TlsServer& server, const
     client.certificate = server.CertificateFile();
     client.key = server.KeyFile();
     const Nginx& nginx = server.Server();
-    std::vector<Work> works = AllWorks(
-        {nginx.Port(), nginx.ClosingPort(), nginx.TlsPort(), nginx.ClosingTlsPort(), slow.Port()}, client);
+    std::vector<Work> works = AllWorks({nginx.Port(), nginx.ClosingPort(), nginx.TlsPort(),
+                                        nginx.ClosingTlsPort(), nginx.ResumingTlsPort(), slow.Port()},
+                                       client);
     const auto unwanted = [&](const Work& work) {
         const auto& wanted = options.works;
         return !wanted.empty() && std::find(wanted.begin(), wanted.end(), work.name) == wanted.end();

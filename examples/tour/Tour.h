@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include <httpclient/Client.h>
 #include <httpclient/HttpOperationType.h>
 
 #include "demo/DemoServer.h"
@@ -31,6 +32,16 @@ struct Exchange {
     std::vector<std::string> log; ///< what was logged meanwhile, as "[5] text"
 };
 
+/// One call of httpclient::Client, with the bytes that went over the wire.
+struct Called {
+    httpclient::Result result;
+    std::string sent;
+    std::string received;
+
+    /// @return the kind's name; "none" for an answer.
+    std::string FailureKind() const;
+};
+
 /// What a stop works with: a server, a relay before it that records the wire, and the transcript.
 ///
 /// Every stop gets a process and a tour of its own: no connection is pooled yet, nothing has been configured.
@@ -50,6 +61,8 @@ public:
     const std::string& Directory() const { return m_directory; }
     /// Where NewClient() goes, on 127.0.0.1.
     int Port() const { return m_relay->Port(); }
+    /// The same for httpclient::Client.
+    std::string Origin() const;
     /// How many connections have been made to the server so far.
     int Connections() const { return m_relay->Connections(); }
     /// How many of them are open.
@@ -62,6 +75,11 @@ public:
     Exchange Send(CHttpClient& client, const CHttpRequest& request, CHttpResponse& response);
     /// As Send() without the transcript, for what need not be seen again.
     Exchange SendUnseen(CHttpClient& client, const CHttpRequest& request);
+
+    /// The same for httpclient::Client.
+    /// @param asked what the transcript says of the request.
+    Called Call(const httpclient::Client& client, const httpclient::Request& request,
+                const std::string& asked);
 
     void Note(const std::string& text) { m_transcript.Note(text); }
     void Result(const std::string& text) { m_transcript.Result(text); }
