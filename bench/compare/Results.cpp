@@ -68,12 +68,12 @@ bool Missed(const Reached& reached) {
     return reached.cpu > reached.goal.cpu || reached.p50 > reached.goal.p50;
 }
 
-std::string JsonObject(const std::string& work, const Reached& reached) {
+std::string JsonObject(const WorkResults& work, const Reached& reached) {
     const auto& [goal, cpu, p50] = reached;
-    return Text(R"( {"work": "%s", "goal_of": "%s", "to": "%s", "cpu": %.3f, "cpu_goal": %.2f, )",
-                work.c_str(), goal.contestant.c_str(), goal.to.c_str(), cpu, goal.cpu) +
-           Text(R"("p50": %.3f, "p50_goal": %.2f, "missed": %s})", p50, goal.p50,
-                Missed(reached) ? "true" : "false");
+    return Text(R"( {"work": "%s", "goal_of": "%s", "to": "%s", "title": "%s", )", work.name.c_str(),
+                goal.contestant.c_str(), goal.to.c_str(), work.title.c_str()) +
+           Text(R"("cpu": %.3f, "cpu_goal": %.2f, "p50": %.3f, "p50_goal": %.2f, "missed": %s})", cpu,
+                goal.cpu, p50, goal.p50, Missed(reached) ? "true" : "false");
 }
 
 std::string Row(const std::string& work, const Reached& reached) {
@@ -141,7 +141,7 @@ std::string AsJson(const std::vector<WorkResults>& works) {
             add(JsonObject(work, result));
         }
         for (const Reached& reached : work.goals) {
-            add(JsonObject(work.name, reached));
+            add(JsonObject(work, reached));
         }
     }
     return "[\n" + json + "\n]\n";
