@@ -64,7 +64,7 @@ TEST_F(Deadline, IsKeptBeforeAServerThatDripsItsBody) {
               "Timeout in Body, sent, retryable, attempts 1");
 }
 
-TEST_F(Deadline, IsKeptBeforeAServerThatFloodsWithInterimAnswersSlowly) {
+TEST_F(Deadline, IsKeptWhenAServerKeepsSendingInterimAnswers) {
     kit::LoopbackServer server([](const kit::RecordedRequest&) {
         kit::Reply reply;
         for (int i = 0; i < 7; ++i) {

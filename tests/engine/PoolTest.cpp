@@ -331,7 +331,7 @@ TEST_F(PoolTest, ClosesTheLongestIdleOfOthersBeyondTheLimitOfAll) {
     m_pool->Free(*one);
 }
 
-TEST_F(PoolTest, GivesTheSlotOfAnotherOriginToWhoWaitsForTheLimitOfAll) {
+TEST_F(PoolTest, GivesASlotToAWaiterOfAnotherOriginAtTheTotalLimit) {
     Make(Limits(2, 1));
     const auto one = To("a");
     const auto two = To("b");

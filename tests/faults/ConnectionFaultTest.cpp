@@ -137,7 +137,7 @@ TEST_F(ConnectionFaults, OfAHandshakeBrokenOffEndWithIt) {
     EXPECT_EQ(server->connectionsAccepted(), 2U);
 }
 
-TEST_F(ConnectionFaults, OfAnotherAuthoritysCertificateEndWhenTheServerHasARightOne) {
+TEST_F(ConnectionFaults, OfAnotherAuthoritysCertificateEndWithARightOne) {
     ExpectRefused(CertificateAuthority("Another CA").IssueServer());
 }
 
@@ -169,7 +169,7 @@ TEST_F(ConnectionFaults, OfAnInterimAnswerThatNeverComesOnlyDelay) {
 
 // libcurl 7.88 counts its second tries in the life of a handle, and those of the pool live on. The server
 // drops each connection at the second request that comes on it.
-TEST_F(ConnectionFaults, OfASixthDroppedKeptConnectionFailARequestAndTheCountBeginsAnew) {
+TEST_F(ConnectionFaults, OfEverySixthDroppedConnectionFailTheRequest) {
     int failures = 0;
     for (const After drop : {After::Close, After::Reset}) {
         for (const Way way : {Way::Kept, Way::TlsKept}) {

@@ -44,7 +44,7 @@ TEST_F(TokenThreads, ExchangeForDifferentServicesSideBySide) {
     EXPECT_EQ(Kept("stock"), "for stock");
 }
 
-TEST_F(TokenThreads, ExchangeForOneServiceEachOnItsOwnAndTheLaterTokenStays) {
+TEST_F(TokenThreads, RunAnExchangeEachForOneServiceAndTheLaterTokenStays) {
     std::atomic<int> count{0};
     std::promise<void> firstIsKept;
     const std::shared_future<void> kept(firstIsKept.get_future());

@@ -188,7 +188,7 @@ TEST_F(TraceFile, GivesWayToStandardErrorOnAFullDisk) {
     EXPECT_TRUE(Ends(LinesOf(child.err)[2], "] " + std::string(10000, 'x')));
 }
 
-TEST_F(TraceFile, GivesWayToStandardErrorWhenTheDirectoryIsLostAtARotation) {
+TEST_F(TraceFile, IsReplacedByStandardErrorWhenARotationFindsNoDirectory) {
     FillFile(300);
     const Ended child = RunInChild(environment(), [this] {
         TraceClient::Instance();
