@@ -183,8 +183,8 @@ IoResult TlsLayer::Read(char* to, std::size_t room) {
             const IoResult failed = Failed(Doing::Reading, result);
             if (failed.wants == Wants::Nothing) {
                 m_readEnd = failed;
-                m_buffered =
-                    outcome.bytes > 0; // it has yet to be told, and the kernel may know nothing of it
+                // It has yet to be told, and the kernel may know nothing of it.
+                m_buffered = outcome.bytes > 0;
             }
             return outcome.bytes > 0 ? outcome : failed;
         }

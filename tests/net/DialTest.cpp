@@ -162,6 +162,18 @@ TEST(Dial, BeginsWithTheNextAtOnceAfterARefusal) {
     EXPECT_TRUE(SamePlace(dial.endpoint(), listener.endpoint()));
 }
 
+TEST(Dial, BeginsWithTheNextAtOnceAfterARefusalWhileOthersAreUnderWay) {
+    Connects connects;
+    const Endpoint refusing = BlackHole(connects, "10.0.0.2");
+    Dial dial({BlackHole(connects, "10.0.0.1"), refusing, BlackHole(connects, "10.0.0.3")});
+    ASSERT_EQ(dial.Step(START), Status::Pending);
+    ASSERT_EQ(dial.Step(START + 250ms), Status::Pending);
+    connects.Set(refusing, ECONNREFUSED);
+    ASSERT_EQ(dial.Step(START + 260ms), Status::Pending);
+    EXPECT_EQ(connects.begun().size(), 3U);
+    EXPECT_EQ(Watched(dial), 2U);
+}
+
 TEST(Dial, BeginsWithTheNextAfterAQuarterOfASecond) {
     const QuietListener listener;
     Connects connects;

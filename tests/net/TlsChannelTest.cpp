@@ -5,8 +5,11 @@
 #include <string>
 #include <vector>
 
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/ioctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 #include <openssl/err.h>
@@ -436,15 +439,22 @@ TEST_P(TlsChannel, IsNotQuietBeforeItsHandshake) {
     EXPECT_FALSE(m_pair.channel.Quiet());
 }
 
-TEST_P(TlsChannel, IsLeftAloneWhenItIsAbandoned) {
+TEST_P(TlsChannel, IsLeftAloneByAForkedChildThatAbandonsIt) {
     Connect();
-    const int fd = m_pair.channel.fd();
-    const SystemCalls calls;
-    m_pair.channel.Abandon();
-    { const Channel ended(std::move(m_pair.channel)); }
-    EXPECT_EQ(calls.sends(), 0U);
-    const Descriptor owner(fd);
-    SUCCEED();
+    const pid_t child = fork();
+    ASSERT_NE(child, -1);
+    if (child == 0) {
+        const int fd = m_pair.channel.fd();
+        const SystemCalls calls;
+        m_pair.channel.Abandon();
+        { const Channel ended(std::move(m_pair.channel)); }
+        _exit(calls.sends() == 0 && fcntl(fd, F_GETFD) >= 0 ? 0 : 1);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0) << "it sent something, or closed what it had to forget";
+    m_pair.Write("question");
+    EXPECT_EQ(m_pair.peer.ReadExactly(8), "question");
 }
 
 TEST(TlsOfVersion12, TakesNoRenegotiationUp) {

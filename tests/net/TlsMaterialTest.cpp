@@ -24,6 +24,7 @@
 #include <httpclient/testing/RecordingTrace.h>
 #include <httpclient/testing/TlsRoot.h>
 
+#include "seam/FrozenStamps.h"
 #include "setting/TlsPair.h"
 
 using namespace httpclient::net;
@@ -154,13 +155,20 @@ TEST_F(MaterialFiles, WithTheSameContentAreNotNew) {
     EXPECT_EQ(Current(material), first);
 }
 
-TEST_F(MaterialFiles, RewrittenInPlaceWithTheSameLengthAndTimeAreNoticedAllTheSame) {
+TEST_F(MaterialFiles, ChangedWithinATickOfTheClockAreNoticedAllTheSame) {
+    const FrozenStamps frozen(0s); // as if size, times and number were the same
     TlsMaterial material(Settings());
-    const auto first = Current(material);
-    ASSERT_NE(first, nullptr);
-    // Another authority in the very same file, within the same tick of the file system's clock, perhaps.
-    m_directory.Write("ca.pem", Certificates::Instance().foreign.certificatePem());
+    ASSERT_NE(Current(material), nullptr);
+    Write("ca.pem", Certificates::Instance().foreign.certificatePem());
     EXPECT_TRUE(Refresh(material));
+}
+
+TEST_F(MaterialFiles, ThatHaveNotChangedForAWhileAreNotRead) {
+    const FrozenStamps frozen(10s);
+    TlsMaterial material(Settings());
+    ASSERT_NE(Current(material), nullptr);
+    Write("ca.pem", Certificates::Instance().foreign.certificatePem());
+    EXPECT_FALSE(Refresh(material)) << "nothing could be seen from outside";
 }
 
 TEST_F(MaterialFiles, ThatDoNotMatchLeaveTheOldInUse) {

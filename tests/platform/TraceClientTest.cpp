@@ -287,7 +287,7 @@ TEST(TraceClient, SurvivesAClosedStandardError) {
 }
 
 TEST(TraceClient, WritesTheLineOfACancelledThreadWholeAndLetsItEndAfterwards) {
-    const ChildResult child = RunInChild({}, [] {
+    const Ended child = RunInChild({}, [] {
         std::thread thread([] {
             pthread_cancel(pthread_self());
             TraceClient::Instance()->trace(5, 1, "the last words");
@@ -296,7 +296,7 @@ TEST(TraceClient, WritesTheLineOfACancelledThreadWholeAndLetsItEndAfterwards) {
         });
         thread.join();
     });
-    EXPECT_TRUE(child.succeeded);
-    ASSERT_EQ(child.lines().size(), 1U) << child.standardError;
-    EXPECT_EQ(BodyOf(child.lines().front()), "the last words");
+    EXPECT_EQ(child.exitCode, 0);
+    ASSERT_EQ(LinesOf(child.err).size(), 1U) << child.err;
+    EXPECT_EQ(BodyOf(LinesOf(child.err).front()), "the last words");
 }
