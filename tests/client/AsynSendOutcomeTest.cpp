@@ -371,7 +371,7 @@ TEST_F(AsynSendOutcome, ComesToACallbackThatSendsAgain) {
     EXPECT_EQ(m_server.requests().size(), 3U);
 }
 
-TEST_F(AsynSendOutcome, ComesThoughTheClientIsGone) {
+TEST_F(AsynSendOutcome, ComesAfterTheClientIsDestroyed) {
     LoopbackServer server([](const RecordedRequest&) {
         return Delayed(Respond(200, {}, "late"), std::chrono::milliseconds(50));
     });

@@ -100,7 +100,7 @@ TEST_F(Deadline, IsKeptWhileANameIsLookedUp) {
     EXPECT_EQ(names.LookUps("slow.test"), 1U) << "one look-up at a time";
 }
 
-TEST_F(Deadline, IsKeptAmidAHandshake) {
+TEST_F(Deadline, IsKeptDuringAHandshake) {
     const kit::CertificateAuthority ca;
     kit::TlsOptions tls;
     tls.identity = ca.IssueServer();

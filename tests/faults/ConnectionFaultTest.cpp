@@ -204,7 +204,7 @@ TEST_F(ConnectionFaults, OfEverySixthDroppedConnectionFailTheRequest) {
 
 // After a HEAD, and for a HEAD that goes out under another method, libcurl reads no body; the
 // server sends one.
-TEST_F(ConnectionFaults, OfABodyThatNobodyReadsNeverBecomeTheNextAnswer) {
+TEST_F(ConnectionFaults, OfAnUnreadBodyNeverBecomeTheNextAnswer) {
     const std::string forged = "HTTP/1.1 201 Created\r\nContent-Length: 6\r\n\r\nforged";
     const std::string head =
         "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(forged.size()) + "\r\n\r\n";

@@ -152,7 +152,7 @@ TEST_F(TokenThreads, AlwaysGetATokenOfTheirOwnService) {
     EXPECT_LE(Sia().m_mapSiaToken.size(), 2U);
 }
 
-TEST_F(TokenThreads, MayBeCancelledAmidAnExchange) {
+TEST_F(TokenThreads, MayBeCancelledDuringAnExchange) {
     m_service.AnswerWith(
         [](const RecordedRequest& /*request*/) { return Delayed(TokenReply("never"), PATIENCE * 2); });
     std::thread thread([] { Token("/orders"); });

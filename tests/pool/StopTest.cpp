@@ -327,7 +327,7 @@ TEST_F(PoolAtFork, AChildThatFinalizesFirstHasTheDefaultLimits) {
         ::testing::ExitedWithCode(0), "");
 }
 
-TEST_F(PoolAtFork, AGrandchildsPoolHasThemThoughTheChildHasMadeNone) {
+TEST_F(PoolAtFork, AGrandchildsPoolHasThemEvenIfTheChildMadeNoPool) {
     CHttpConnectionMgr::Instance()->ResizeConnPool(200, 60);
     EXPECT_EXIT(
         {

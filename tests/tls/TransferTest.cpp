@@ -299,7 +299,7 @@ TEST_F(Transfer, IsRefusedWithAnExpiredCertificate) {
     EXPECT_TRUE(server.requests().empty());
 }
 
-TEST_F(Transfer, SurvivesAServerThatClosesAmidTheHandshake) {
+TEST_F(Transfer, SurvivesAServerThatClosesDuringTheHandshake) {
     ServerOptions options;
     options.onAccept = [](unsigned int connection) {
         return connection == 1 ? OnAccept::CloseAfterHello : OnAccept::Serve;
