@@ -145,6 +145,14 @@ double Cost::InstructionsOf(const std::string& prefix) const {
     return sum;
 }
 
+double Cost::TotalSystemCalls() const {
+    double sum = 0;
+    for (const auto& [name, count] : systemCalls) {
+        sum += count;
+    }
+    return sum;
+}
+
 bool HasValgrind() {
     return std::system("command -v valgrind >/dev/null") == 0;
 }
