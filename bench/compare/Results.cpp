@@ -125,7 +125,7 @@ std::string AsTable(const std::vector<WorkResults>& works) {
         }
     }
     if (!goals.empty()) {
-        table += "\n### The new door to its goals\n\n"
+        table += "\n## The new door to its goals\n\n"
                  "| | to | CPU | p50 | |\n"
                  "|---|---|---|---|---|\n" +
                  goals;
