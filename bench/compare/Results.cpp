@@ -50,10 +50,10 @@ std::string Row(const Result& result) {
                 median.p50, median.cpu, ratio.perSecond, ratio.p50, ratio.cpu, median.errors);
 }
 
-std::string JsonObject(const std::string& work, const Result& result) {
+std::string JsonObject(const WorkResults& work, const Result& result) {
     const auto& [peer, median, ratio] = result;
-    const std::string names =
-        Text(R"( {"work": "%s", "peer": "%s", "errors": %ld)", work.c_str(), peer.c_str(), median.errors);
+    const std::string names = Text(R"( {"work": "%s", "peer": "%s", "errors": %ld, "title": "%s")",
+                                   work.name.c_str(), peer.c_str(), median.errors, work.title.c_str());
     if (!median.Measured()) {
         return names + "}";
     }
@@ -64,11 +64,22 @@ std::string JsonObject(const std::string& work, const Result& result) {
                 ratio.perSecond, ratio.p50, ratio.cpu);
 }
 
+bool Missed(const Reached& reached) {
+    return reached.cpu > reached.goal.cpu || reached.p50 > reached.goal.p50;
+}
+
+std::string JsonObject(const WorkResults& work, const Reached& reached) {
+    const auto& [goal, cpu, p50] = reached;
+    return Text(R"( {"work": "%s", "goal_of": "%s", "to": "%s", "title": "%s", )", work.name.c_str(),
+                goal.contestant.c_str(), goal.to.c_str(), work.title.c_str()) +
+           Text(R"("cpu": %.3f, "cpu_goal": %.2f, "p50": %.3f, "p50_goal": %.2f, "missed": %s})", cpu,
+                goal.cpu, p50, goal.p50, Missed(reached) ? "true" : "false");
+}
+
 std::string Row(const std::string& work, const Reached& reached) {
     const auto& [goal, cpu, p50] = reached;
-    const bool missed = cpu > goal.cpu || p50 > goal.p50;
     return Text("| %s | %s | %.2f of %.2f | %.2f of %.2f | %s\n", work.c_str(), goal.to.c_str(), cpu,
-                goal.cpu, p50, goal.p50, missed ? "missed |" : "|");
+                goal.cpu, p50, goal.p50, Missed(reached) ? "missed |" : "|");
 }
 
 } // namespace
@@ -123,11 +134,15 @@ std::string AsTable(const std::vector<WorkResults>& works) {
 }
 
 std::string AsJson(const std::vector<WorkResults>& works) {
-    std::string json = "[";
+    std::string json;
+    const auto add = [&](const std::string& object) { json += (json.empty() ? "" : ",\n") + object; };
     for (const WorkResults& work : works) {
         for (const Result& result : work.results) {
-            json += (json.size() > 1 ? ",\n" : "\n") + JsonObject(work.name, result);
+            add(JsonObject(work, result));
+        }
+        for (const Reached& reached : work.goals) {
+            add(JsonObject(work, reached));
         }
     }
-    return json + "\n]\n";
+    return "[\n" + json + "\n]\n";
 }

@@ -35,5 +35,6 @@ Figures MedianRatios(const std::vector<Figures>& rounds, const std::vector<Figur
 
 /// Tables in Markdown, the goals last.
 std::string AsTable(const std::vector<WorkResults>& works);
-/// An object a line; tools/picture draws them.
+/// An object a line, a work's results and then its goals; tools/picture draws them, tools/performance-tables
+/// writes them into the pages.
 std::string AsJson(const std::vector<WorkResults>& works);

@@ -149,7 +149,7 @@ TEST_F(StrictSend, ExitCodeTellsWhatCame) {
     EXPECT_EQ(Send("/", "-o /nowhere/at/all 2>/dev/null").exitCode, 3);
 }
 
-TEST_F(StrictSend, SaysWhyNobodyAnswered) {
+TEST_F(StrictSend, SaysWhyThereIsNoAnswer) {
     const Ran ran = Send("/slow/3000", "--timeout 1 -q 2>&1");
     EXPECT_THAT(ran.output, HasSubstr("no answer from http://127.0.0.1:"));
     EXPECT_THAT(ran.output, HasSubstr(": Timeout in Head: "));

@@ -83,10 +83,9 @@ public:
 
     /// Sends a request on a worker thread of its own and returns.
     ///
-    /// Preparing the request, and waiting for a connection as in synSendRequest(), still happen on the
-    /// calling thread. Sent are verb, URL, parameters and header entries: no body but the parameters, no
-    /// cookie; a HEAD goes out as GET. With @p bSSL the server is *not* verified and no client
-    /// certificate is presented.
+    /// Prepares the request, and waits for a connection as synSendRequest() does, on the calling thread. Sends
+    /// less than synSendRequest() does, and with @p bSSL the server is *not* verified:
+    /// docs/behaviour-to-know.md, "Asynchronous sends".
     ///
     /// @param request is only read, and only until this call returns.
     /// @param callback is called exactly once (never when no worker could be started, which is logged), on

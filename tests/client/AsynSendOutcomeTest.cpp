@@ -114,7 +114,7 @@ TEST_F(AsynSendOutcome, MayStartAProgramThatTakesSignals) {
     EXPECT_TRUE(WIFSIGNALED(status));
 }
 
-TEST_F(AsynSendOutcome, OfAnEmptyDomainComesAtOnceOnTheCallersThreadBeforeTheMessage) {
+TEST_F(AsynSendOutcome, OfAnEmptyDomainComesOnTheCallersThreadBeforeTheMessage) {
     static std::size_t messagesAtCallback;
     m_client.m_strDomain.clear();
     m_client.asynSendRequest(
@@ -142,7 +142,7 @@ TEST_F(AsynSendOutcome, IsLoggedFromBeginToEndOnTheCallersThread) {
     EXPECT_EQ(TraceRecorder::Instance().Count(5, NO_LIST), 1U); // a request without headers goes out normally
 }
 
-TEST_F(AsynSendOutcome, OfNoConnectionComesAfterAHundredTriesThreeSecondsApart) {
+TEST_F(AsynSendOutcome, OfNoConnectionComesAfterAHundredTriesEveryThreeSeconds) {
     ResourceListener::Allow(260, 0); // a multi handle has two
     CHttpConnectionMgr& pool = *CHttpConnectionMgr::Instance();
     pool.SetMaxConnPerAddr(120); // the message tells the limit
@@ -205,7 +205,7 @@ TEST_F(AsynSendOutcome, OfNoThreadGivesTheConnectionBackBeforeItsListIsFreed) {
     EXPECT_EQ(lent, std::vector<long>{0});
 }
 
-TEST_F(AsynSendOutcome, OfAVerbThatCannotBeSentIsMinusOneAfterAPauseOfFiveSeconds) {
+TEST_F(AsynSendOutcome, OfAnUnsendableVerbIsMinusOneAfterFiveSeconds) {
     const Outcome outcome = Send(m_client, *MakeRequest(HTTPOPERATION_NOT_SET));
     EXPECT_EQ(outcome.status, -1);
     EXPECT_EQ(outcome.body, "");
@@ -371,7 +371,7 @@ TEST_F(AsynSendOutcome, ComesToACallbackThatSendsAgain) {
     EXPECT_EQ(m_server.requests().size(), 3U);
 }
 
-TEST_F(AsynSendOutcome, ComesThoughTheClientIsGone) {
+TEST_F(AsynSendOutcome, ComesAfterTheClientIsDestroyed) {
     LoopbackServer server([](const RecordedRequest&) {
         return Delayed(Respond(200, {}, "late"), std::chrono::milliseconds(50));
     });

@@ -186,7 +186,7 @@ TEST_F(Answers, OfAnySizeComeWhole) {
     EXPECT_EQ(m_accepted, 1U);
 }
 
-TEST_F(Answers, WithBytesBehindThemCloseTheirConnection) {
+TEST_F(Answers, WithBytesAfterThemCloseTheirConnection) {
     const std::string two = "HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\none"
                             "HTTP/1.1 200 OK\r\nContent-Length: 6\r\n\r\nforged";
     EXPECT_EQ(SendAll({kit::Raw(two), SOUND}), (Texts{"200 one", "200 sound"}));

@@ -64,7 +64,7 @@ TEST_F(Deadline, IsKeptBeforeAServerThatDripsItsBody) {
               "Timeout in Body, sent, retryable, attempts 1");
 }
 
-TEST_F(Deadline, IsKeptBeforeAServerThatFloodsWithInterimAnswersSlowly) {
+TEST_F(Deadline, IsKeptWhenAServerKeepsSendingInterimAnswers) {
     kit::LoopbackServer server([](const kit::RecordedRequest&) {
         kit::Reply reply;
         for (int i = 0; i < 7; ++i) {
@@ -100,7 +100,7 @@ TEST_F(Deadline, IsKeptWhileANameIsLookedUp) {
     EXPECT_EQ(names.LookUps("slow.test"), 1U) << "one look-up at a time";
 }
 
-TEST_F(Deadline, IsKeptAmidAHandshake) {
+TEST_F(Deadline, IsKeptDuringAHandshake) {
     const kit::CertificateAuthority ca;
     kit::TlsOptions tls;
     tls.identity = ca.IssueServer();

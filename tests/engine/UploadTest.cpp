@@ -222,7 +222,7 @@ TEST_F(EarlyAnswer, ThatIsInterimEndsNothing) {
     EXPECT_EQ(Told(ClientOf(server).Send(Post(std::string(BIG, 'x')))), "200 all");
 }
 
-TEST_F(EarlyAnswer, IsReadThoughWritingFails) {
+TEST_F(EarlyAnswer, IsReadEvenIfWritingFails) {
     ScriptedServer server(
         [&](Peer& peer) {
             peer.Expect(END_OF_HEAD);

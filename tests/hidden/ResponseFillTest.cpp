@@ -108,7 +108,7 @@ TEST(ResponseFill, CallsEachSetterOfAForeignImplementationOnce) {
                                                "setContentType(type)"}));
 }
 
-TEST(ResponseFill, CallsTheSettersOfAnImplementationThatDerivesFromTheLibrarysToo) {
+TEST(ResponseFill, CallsTheSettersOfADerivedImplementation) {
     CHttpResponse response;
     response.m_pImp = std::make_unique<ShoutingResponse>();
     Fill(response);

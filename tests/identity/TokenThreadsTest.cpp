@@ -44,7 +44,7 @@ TEST_F(TokenThreads, ExchangeForDifferentServicesSideBySide) {
     EXPECT_EQ(Kept("stock"), "for stock");
 }
 
-TEST_F(TokenThreads, ExchangeForOneServiceEachOnItsOwnAndTheLaterTokenStays) {
+TEST_F(TokenThreads, RunAnExchangeEachForOneServiceAndTheLaterTokenStays) {
     std::atomic<int> count{0};
     std::promise<void> firstIsKept;
     const std::shared_future<void> kept(firstIsKept.get_future());
@@ -152,7 +152,7 @@ TEST_F(TokenThreads, AlwaysGetATokenOfTheirOwnService) {
     EXPECT_LE(Sia().m_mapSiaToken.size(), 2U);
 }
 
-TEST_F(TokenThreads, MayBeCancelledAmidAnExchange) {
+TEST_F(TokenThreads, MayBeCancelledDuringAnExchange) {
     m_service.AnswerWith(
         [](const RecordedRequest& /*request*/) { return Delayed(TokenReply("never"), PATIENCE * 2); });
     std::thread thread([] { Token("/orders"); });

@@ -161,7 +161,7 @@ TEST(RequestOverride, ResultOfTheConversionIsIgnored) {
     EXPECT_EQ(request.getParamsAppendInURL(), "k=<[v]>");
 }
 
-TEST(RequestOverride, NothingIsConvertedBehindANameWithoutValues) {
+TEST(RequestOverride, NothingIsConvertedAfterANameWithoutValues) {
     RequestWithOwnTextServices request;
     request.addParam("a", "1");
     request.addParam("b", Values{});

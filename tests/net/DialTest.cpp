@@ -201,7 +201,7 @@ TEST(Dial, StaggersEachAttemptFromTheOneBefore) {
     EXPECT_EQ(dial.NextStart(), Time::max()) << "only the kernel can tell now";
 }
 
-TEST(Dial, TakesTheFirstThatConnectsThoughEarlierOnesAreUnderWay) {
+TEST(Dial, TakesTheFirstThatConnectsWhileEarlierOnesAreUnderWay) {
     const QuietListener listener;
     Connects connects;
     const Endpoint slow = BlackHole(connects, "10.0.0.1");

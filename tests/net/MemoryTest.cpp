@@ -90,7 +90,7 @@ TYPED_TEST(Memory, RefusedWhileTlsBeginsIsSaid) {
     EXPECT_EQ(channel.Handshake().wants, Wants::Read);
 }
 
-TYPED_TEST(Memory, RefusedAmidAHandshakeEndsIt) {
+TYPED_TEST(Memory, RefusedDuringAHandshakeEndsIt) {
     const auto context = ContextOf(MutualSettings());
     PeerSettings settings = LocalhostPeer();
     settings.clientCa = Certificates::Instance().ca.certificatePem();

@@ -120,7 +120,7 @@ TEST_F(ResolverTest, KeepsAnAnswerForItsLifetime) {
     EXPECT_EQ(m_names.Asked("db.test"), 1U);
 }
 
-TEST_F(ResolverTest, UsesAnOldAnswerWhileItLooksBehindIt) {
+TEST_F(ResolverTest, UsesAnOldAnswerWhileItLooksUpANewOne) {
     m_names.Set("db.test", {"10.0.0.1"});
     Resolve("db.test");
     m_names.Set("db.test", {"10.0.0.2"});

@@ -359,7 +359,7 @@ TEST_P(TlsChannel, SaysGoodbyeBeforeItIsReplaced) {
     EXPECT_TRUE(m_pair.peer.notified());
 }
 
-TEST_P(TlsChannel, MovesAmidAHandshake) {
+TEST_P(TlsChannel, MovesDuringAHandshake) {
     m_pair.channel.Handshake();
     m_pair.channel = Channel(std::move(m_pair.channel));
     Connect();
@@ -505,7 +505,7 @@ TEST(TlsAlert, ThatRefusesOurCertificateComesWhenReadingInTls13) {
     }
 }
 
-TEST(TlsAlert, IsSeenThoughAWriteHasFailedBefore) {
+TEST(TlsAlert, IsSeenAfterAFailedWrite) {
     PeerSettings settings = LocalhostPeer();
     settings.clientCa = Certificates::Instance().ca.certificatePem();
     const PeerContext context(settings);

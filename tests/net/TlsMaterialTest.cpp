@@ -155,7 +155,7 @@ TEST_F(MaterialFiles, WithTheSameContentAreNotNew) {
     EXPECT_EQ(Current(material), first);
 }
 
-TEST_F(MaterialFiles, ChangedWithinATickOfTheClockAreNoticedAllTheSame) {
+TEST_F(MaterialFiles, ChangedWithinATickOfTheClockAreStillNoticed) {
     const FrozenStamps frozen(0s); // as if size, times and number were the same
     TlsMaterial material(Settings());
     ASSERT_NE(Current(material), nullptr);
@@ -338,7 +338,7 @@ TEST_F(MaterialFiles, CountAsWrongWhenThePasswordFunctionThrows) {
     EXPECT_NE(Current(material), nullptr) << "a second later it is asked again";
 }
 
-TEST_F(MaterialFiles, AreTriedAgainAfterAWhileThoughTheyHaveNotChanged) {
+TEST_F(MaterialFiles, AreTriedAgainAfterAWhileEvenIfUnchanged) {
     bool ready = true;
     TlsSettings settings = Settings();
     settings.keyPassword = [&ready] {

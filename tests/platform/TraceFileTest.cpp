@@ -162,7 +162,7 @@ TEST_F(TraceFile, IsClosedInProgramsThatTheProcessStarts) {
     EXPECT_EQ(child.err.find("trace.log"), std::string::npos) << child.err;
 }
 
-TEST_F(TraceFile, GivesWayToStandardErrorWhenItCannotBeOpened) {
+TEST_F(TraceFile, IsReplacedByStandardErrorWhenItCannotBeOpened) {
     m_directory.Write("logs", "not a directory");
     const Ended child = RunInChild(environment(), [] {
         Trace("first");
@@ -176,7 +176,7 @@ TEST_F(TraceFile, GivesWayToStandardErrorWhenItCannotBeOpened) {
     EXPECT_TRUE(Ends(LinesOf(child.err)[2], "] second"));
 }
 
-TEST_F(TraceFile, GivesWayToStandardErrorOnAFullDisk) {
+TEST_F(TraceFile, IsReplacedByStandardErrorOnAFullDisk) {
     const Ended child = RunInChild({{"OVEX_TRACE_FILE", "/dev/full"}}, [] {
         Trace("first");
         Trace(std::string(10000, 'x'));
@@ -188,7 +188,7 @@ TEST_F(TraceFile, GivesWayToStandardErrorOnAFullDisk) {
     EXPECT_TRUE(Ends(LinesOf(child.err)[2], "] " + std::string(10000, 'x')));
 }
 
-TEST_F(TraceFile, GivesWayToStandardErrorWhenTheDirectoryIsLostAtARotation) {
+TEST_F(TraceFile, IsReplacedByStandardErrorWhenARotationFindsNoDirectory) {
     FillFile(300);
     const Ended child = RunInChild(environment(), [this] {
         TraceClient::Instance();
@@ -204,7 +204,7 @@ TEST_F(TraceFile, GivesWayToStandardErrorWhenTheDirectoryIsLostAtARotation) {
     EXPECT_TRUE(Ends(LinesOf(child.err)[2], "] small"));
 }
 
-TEST_F(TraceFile, GivesWayToStandardErrorWhenARotationCannotRename) {
+TEST_F(TraceFile, IsReplacedByStandardErrorWhenARotationCannotRename) {
     FillFile(300);
     m_directory.Write(old(4), "old");
     m_directory.Write(old(5) / "occupied", "");

@@ -302,7 +302,7 @@ Settings SettingsOfThePool() {
     return {pool.GetConnPoolSize(), pool.GetConnAddrSize(), pool.m_releasedtime};
 }
 
-TEST_F(PoolAtFork, AChildsPoolHasTheLimitsAndTheReleaseTimeThatTheHostHadSet) {
+TEST_F(PoolAtFork, AChildsPoolHasTheLimitsAndTheReleaseTimeOfItsParents) {
     const Settings set{200, 60, 5};
     CHttpConnectionMgr::Instance()->ResizeConnPool(200, 60);
     CHttpConnectionMgr::Instance()->SetRlsTime(5);
@@ -316,7 +316,7 @@ TEST_F(PoolAtFork, AChildsPoolHasTheLimitsAndTheReleaseTimeThatTheHostHadSet) {
         ::testing::ExitedWithCode(0), "");
 }
 
-TEST_F(PoolAtFork, AChildThatEndsThePoolBeforeItsFirstUseBeginsWithTheDefaults) {
+TEST_F(PoolAtFork, AChildThatFinalizesFirstHasTheDefaultLimits) {
     CHttpConnectionMgr::Instance()->ResizeConnPool(200, 60);
     EXPECT_EXIT(
         {
@@ -327,7 +327,7 @@ TEST_F(PoolAtFork, AChildThatEndsThePoolBeforeItsFirstUseBeginsWithTheDefaults) 
         ::testing::ExitedWithCode(0), "");
 }
 
-TEST_F(PoolAtFork, AGrandchildsPoolHasThemThoughTheChildHasMadeNone) {
+TEST_F(PoolAtFork, AGrandchildsPoolHasThemEvenIfTheChildMadeNoPool) {
     CHttpConnectionMgr::Instance()->ResizeConnPool(200, 60);
     EXPECT_EXIT(
         {
@@ -343,7 +343,7 @@ TEST_F(PoolAtFork, AGrandchildsPoolHasThemThoughTheChildHasMadeNone) {
         ::testing::ExitedWithCode(0), "");
 }
 
-TEST_F(PoolAtFork, AChildMakesAPoolOfItsOwnThoughItsParentWasAmidMakingOne) {
+TEST_F(PoolAtFork, AChildMakesItsOwnPoolWhileItsParentMakesOne) {
     ASSERT_EQ(CHttpConnectionMgr::m_HttpConnectionMgr_Mutex.acquire(), 0);
     ExpectAChildToHaveAPoolOfItsOwn();
     EXPECT_EQ(CHttpConnectionMgr::m_HttpConnectionMgr_Mutex.release(), 0);

@@ -133,7 +133,7 @@ protected:
 
 } // namespace
 
-TEST_F(Cancellation, OfASendAmidItsTransferLeavesTheProcessAndTheConnection) {
+TEST_F(Cancellation, OfASendDuringItsTransferKeepsProcessAndConnectionAlive) {
     for (const Way way : {Way::Fresh, Way::Kept, Way::TlsFresh, Way::TlsKept}) {
         EXPECT_EXIT(RunAndExit([&] {
                         const auto server = Serve(way);
@@ -233,7 +233,7 @@ TEST_F(Cancellation, OfAWorkerInItsPauseLeavesTheProcessAndTheConnection) {
                 ::testing::ExitedWithCode(0), "");
 }
 
-TEST_F(Cancellation, OfAWorkerByItsCallbackLeavesTheProcessAndTheConnection) {
+TEST_F(Cancellation, OfAWorkerByItsCallbackKeepsProcessAndConnectionAlive) {
     for (const auto callback : {+[](const CHttpResponse&) { pthread_exit(nullptr); },
                                 +[](const CHttpResponse&) { pthread_cancel(pthread_self()); },
                                 +[](const CHttpResponse&) {

@@ -4,7 +4,7 @@
 
 #include "hosts/HostRun.h"
 
-TEST(Exit, InterruptsNoThreadOfThePoolWithinAceAfterAcesCleanUp) {
+TEST(Exit, FindsThePoolsThreadOutsideOfAceAfterAcesCleanUp) {
     ExpectToEndWell(EXIT_HOST, {"plain"});
     ExpectToEndWell(EXIT_HOST, {"tls"});
 }

@@ -59,7 +59,7 @@ protected:
 
 } // namespace
 
-TEST(TlsCleansing, ThePasswordLeavesNothingBehindInMemoryThatIsGivenBack) {
+TEST(TlsCleansing, ThePasswordIsNotInFreedMemory) {
     const TlsSetting tls;
     tls.root().Replace("manifest.json", Manifest(TlsSetting::Encrypted(Secret(PASSWORD))));
     StartLog();
@@ -70,7 +70,7 @@ TEST(TlsCleansing, ThePasswordLeavesNothingBehindInMemoryThatIsGivenBack) {
     EXPECT_EQ(freed.Holding(), 0);
 }
 
-TEST(PostCleansing, TheBodysCopyLeavesNothingBehindWhetherItIsSentOrNot) {
+TEST(PostCleansing, TheCopyOfTheBodyIsNotInFreedMemoryWhetherSentOrNot) {
     StartLog();
     CHttpRequest request;
     request.setVerb(HTTPOPERATION_POST);

@@ -76,10 +76,13 @@ TEST(Goals, AreForWorksAndPeersThatThereAre) {
 }
 
 TEST(Results, MakeJson) {
-    EXPECT_EQ(AsJson(WORKS), R"([
- {"work": "get", "peer": "floor", "errors": 0, "per_second": 10000.0, "p50_us": 90.50, "cpu_us": 60.25, "per_second_to_floor": 1.000, "p50_to_floor": 1.000, "cpu_to_floor": 1.000},
- {"work": "get", "peer": "lame", "errors": 2, "per_second": 5000.0, "p50_us": 181.00, "cpu_us": 120.50, "per_second_to_floor": 0.500, "p50_to_floor": 2.000, "cpu_to_floor": 2.000},
- {"work": "get", "peer": "dead", "errors": 7}
+    std::vector<WorkResults> works{WORKS};
+    works.front().goals = {{{"get", "swift", "lame", 0.5, 0.4}, 0.51, 0.1}};
+    EXPECT_EQ(AsJson(works), R"([
+ {"work": "get", "peer": "floor", "errors": 0, "title": "GET 128 B", "per_second": 10000.0, "p50_us": 90.50, "cpu_us": 60.25, "per_second_to_floor": 1.000, "p50_to_floor": 1.000, "cpu_to_floor": 1.000},
+ {"work": "get", "peer": "lame", "errors": 2, "title": "GET 128 B", "per_second": 5000.0, "p50_us": 181.00, "cpu_us": 120.50, "per_second_to_floor": 0.500, "p50_to_floor": 2.000, "cpu_to_floor": 2.000},
+ {"work": "get", "peer": "dead", "errors": 7, "title": "GET 128 B"},
+ {"work": "get", "goal_of": "swift", "to": "lame", "title": "GET 128 B", "cpu": 0.510, "cpu_goal": 0.50, "p50": 0.100, "p50_goal": 0.40, "missed": true}
 ]
 )");
 }

@@ -108,7 +108,7 @@ TEST(IconvAdapter, FillsTheOutputToItsLastByte) {
     EXPECT_EQ(std::string(conversion.buffer, sizeof conversion.buffer), "abcde\xE4\xBD\xA0");
 }
 
-TEST(IconvAdapter, StopsBeforeACharacterThatHasNoCodeAndThatNothingReplaces) {
+TEST(IconvAdapter, StopsBeforeACharacterWithoutCodeOrReplacement) {
     const Conversion conversion("ab\xC4\xE3z", "ASCII");
     EXPECT_EQ(conversion.result, FAILED);
     EXPECT_EQ(conversion.error, EILSEQ);

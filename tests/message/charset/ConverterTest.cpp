@@ -30,7 +30,7 @@ TEST(CodeSetConverter, TheMarkerOfAnUnknownSetFailsOnEitherSide) {
     EXPECT_EQ(OpenSeam::Opened("UTF-8", "UNKOWN"), 0);
 }
 
-TEST(CodeSetConverter, SetsThatNobodyKnowsFailEveryTime) {
+TEST(CodeSetConverter, UnknownSetsFailEveryTime) {
     std::string out = "before";
     for (int time = 1; time <= 2; ++time) {
         EXPECT_EQ(ConvertCodeSet("NO-SUCH-SET", "UTF-8", "x", out), -1);
