@@ -47,7 +47,7 @@ template <LogMessage MESSAGE> void TraceOfFile([[maybe_unused]] const std::strin
 /// @param strict the flag of the platform's JsonReader.
 /// @param take is given the parsed value.
 /// @return whether nothing failed.
-template <LogMessage NOT_OPENED, LogMessage NOT_PARSED, LogMessage NOT_READ, class Path, class Take>
+template <LogMessage NotOpened, LogMessage NotParsed, LogMessage NotRead, class Path, class Take>
 bool LoadJsonFile(const std::string& name, Path&& path, bool strict, Take&& take) {
     JsonFileResult result = JsonFileResult::NotOpened;
     const auto load = [&] {
@@ -56,13 +56,13 @@ bool LoadJsonFile(const std::string& name, Path&& path, bool strict, Take&& take
         if (result == JsonFileResult::Ok) {
             std::forward<Take>(take)(value);
         } else if (result == JsonFileResult::NotParsed) {
-            TraceOfFile<NOT_PARSED>(name);
+            TraceOfFile<NotParsed>(name);
         } else {
-            TraceOfFile<NOT_OPENED>(name);
+            TraceOfFile<NotOpened>(name);
         }
     };
     if (!Contained(load)) {
-        TraceOfFile<NOT_READ>(name);
+        TraceOfFile<NotRead>(name);
         return false;
     }
     return result == JsonFileResult::Ok;

@@ -30,9 +30,9 @@ Names FilesOfTheTree() {
 
 /// The texts between two back-quotes.
 std::vector<std::string> Quoted(const std::string& text) {
-    static const std::regex QUOTED("`([^`]+)`");
+    static const std::regex quoted("`([^`]+)`");
     std::vector<std::string> names;
-    for (std::sregex_iterator match(text.begin(), text.end(), QUOTED), end; match != end; ++match) {
+    for (std::sregex_iterator match(text.begin(), text.end(), quoted), end; match != end; ++match) {
         names.push_back((*match)[1]);
     }
     return names;
@@ -40,7 +40,7 @@ std::vector<std::string> Quoted(const std::string& text) {
 
 /// The names in the tables "Room | Files", each with its room; a room goes on where its column is empty.
 std::vector<std::string> NamesOfThePage() {
-    static const std::regex ROW(R"(\| ?(\w*) \| ([^|]*) \|.*)");
+    static const std::regex rowPattern(R"(\| ?(\w*) \| ([^|]*) \|.*)");
     std::ifstream page(ROOT / "docs/architecture.md");
     EXPECT_TRUE(page.is_open());
     std::vector<std::string> names;
@@ -49,7 +49,7 @@ std::vector<std::string> NamesOfThePage() {
     for (std::string line; std::getline(page, line);) {
         std::smatch row;
         inTable = line.rfind("| Room | Files |", 0) == 0 || (inTable && line.rfind('|', 0) == 0);
-        if (!inTable || !std::regex_match(line, row, ROW)) {
+        if (!inTable || !std::regex_match(line, row, rowPattern)) {
             continue;
         }
         room = row[1].length() > 0 ? row[1].str() : room;
