@@ -160,7 +160,5 @@ public:
                        std::string& out) const;
 
 private:
-    friend class RequestView; // the library's own reading, without copies
-
     std::unique_ptr<CHttpRequestInter> m_pImp;
 };

@@ -72,7 +72,7 @@ public:
     void setStatusCode(int code);
 
 private:
-    friend class ResponseFill; // the library's own filling, without copies
+    friend class ResponseFill; // fills the library's own whole or not at all
 
     std::unique_ptr<CHttpResponseInter> m_pImp;
 };

@@ -11,6 +11,7 @@
 #include "client/AsyncOperation.h"
 #include "client/ConnectionWait.h"
 #include "client/HttpClientImp.h"
+#include "client/SendParts.h"
 #include "pool/HttpConnection.h"
 #include "support/Cancellation.h"
 #include "support/CurlOwners.h"
@@ -97,22 +98,14 @@ void CHttpClientImp::AsynSendOnConnection(const CHttpRequest& request, void (*ca
     std::string url = GetUrl(request);
     Trace<LogMessage::AsynSendUrl>(url.c_str());
 
-    // The request's own body is deliberately not consulted.
-    const HTTPOPERATIONTYPE verb = request.getVerb();
-    std::string content;
-    if (request.getParamNums() > 0) {
-        if (verb == HTTPOPERATION_GET || verb == HTTPOPERATION_DELETE) {
-            url += request.getParamsAppendInURL();
-        } else {
-            content = request.getParamsAppendInURL();
-        }
-    }
+    // Deliberate: the request's own body is not consulted.
+    SendParts parts(request, std::move(url), OwnBody::Ignored);
 
     // Deliberate: the reset takes the TLS options with it that the connection was made with.
     if (easy != nullptr) {
         curl_easy_reset(easy);
     }
-    curl_easy_setopt(easy, CURLOPT_URL, url.c_str());
+    curl_easy_setopt(easy, CURLOPT_URL, parts.url.c_str());
     CurlSlistPtr list(AppendSlist(request));
     if (list) {
         curl_easy_setopt(easy, CURLOPT_HTTPHEADER, list.get());
@@ -125,15 +118,15 @@ void CHttpClientImp::AsynSendOnConnection(const CHttpRequest& request, void (*ca
     record->mcurl = conn.get()->GetCurlM();
     record->pfnCallback = callback;
     record->response = std::make_shared<CHttpResponse>();
-    record->strContent = std::move(content);
+    record->strContent = std::move(parts.content);
 
-    const std::string encoding = request.getAcceptEncoding();
-    if (!encoding.empty()) {
-        SetDecodingHttpResponse(encoding); // deliberately without effect: there is no current handle here
+    if (!parts.acceptEncoding.empty()) {
+        SetDecodingHttpResponse(
+            parts.acceptEncoding); // deliberately without effect: there is no current handle here
     }
     curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT, static_cast<long>(m_nConnectTimeout));
     curl_easy_setopt(easy, CURLOPT_TIMEOUT, static_cast<long>(m_nRequestTimeout));
-    if (SetVerb(easy, verb, record->strContent)) {
+    if (SetVerb(easy, parts.verb, record->strContent)) {
         record->curl = easy;
     }
 

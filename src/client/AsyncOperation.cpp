@@ -12,8 +12,7 @@
 
 #include "client/ConnectionWait.h"
 #include "client/CurlCallbacks.h"
-#include "client/ResponseInfo.h"
-#include "message/ResponseFill.h"
+#include "client/ResponseFill.h"
 #include "pool/HttpConnection.h"
 #include "support/Cancellation.h"
 #include "support/CurlOwners.h"

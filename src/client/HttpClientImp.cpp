@@ -6,6 +6,8 @@
 #include "identity/HttpSiaToken.h"
 #include "support/Trace.h"
 
+CHttpClientInter::~CHttpClientInter() = default;
+
 CHttpClientImp::CHttpClientImp() {
     // So that the service-identity configuration is loaded before the first request.
     CHttpSiaToken::Instance();

@@ -9,11 +9,10 @@
 #include "client/ConnectionWait.h"
 #include "client/CurlCallbacks.h"
 #include "client/HttpClientImp.h"
-#include "client/ResponseInfo.h"
+#include "client/ResponseFill.h"
+#include "client/SendParts.h"
 #include "client/UnreadBody.h"
 #include "identity/HttpSiaToken.h"
-#include "message/RequestView.h"
-#include "message/ResponseFill.h"
 #include "pool/HttpConnection.h"
 #include "support/Cancellation.h"
 #include "support/CurlOwners.h"
@@ -38,19 +37,6 @@ private:
     CURL*& m_handle;
 };
 
-/// Adds the parameters to the URL where they belong there. @return what they make of the body elsewhere.
-std::string PlaceParameters(const CHttpRequest& request, HTTPOPERATIONTYPE verb, std::string& url) {
-    if (request.getParamNums() == 0) {
-        return {};
-    }
-    std::string params = request.getParamsAppendInURL();
-    if (verb != HTTPOPERATION_GET && verb != HTTPOPERATION_DELETE) {
-        return params;
-    }
-    url += params;
-    return {};
-}
-
 } // namespace
 
 CHttpConnection* CHttpClientImp::GetHttpConnection(bool bSSL) {
@@ -64,12 +50,7 @@ CHttpConnection* CHttpClientImp::GetHttpConnection(bool bSSL) {
 
 int CHttpClientImp::SendRequest(const CHttpRequest& request, HTTPOPERATIONTYPE verb, const std::string& url,
                                 const std::string& content, std::string& response, bool bSSL) {
-    return SendVerb(request, verb, url, content, response, bSSL);
-}
-
-int CHttpClientImp::SendVerb(const RequestView& request, HTTPOPERATIONTYPE verb, const std::string& url,
-                             const std::string& content, std::string& response, bool bSSL) {
-    const CurlSlistPtr list(HeaderListOf(request));
+    const CurlSlistPtr list(AppendSlist(request));
     switch (verb) {
     case HTTPOPERATION_GET:
         return SendGetRequest(url, response, list.get(), bSSL);
@@ -110,14 +91,9 @@ int CHttpClientImp::synSendRequest(const CHttpRequest& request, CHttpResponse& r
 }
 
 int CHttpClientImp::SynSendOnConnection(const CHttpRequest& request, CHttpResponse& response, bool bSSL) {
-    const RequestView view(request);
-    std::string url = UrlOf(view);
-    Trace<LogMessage::SynSendUrl>(url.c_str());
-    const HTTPOPERATIONTYPE verb = request.getVerb();
-    const std::string params = PlaceParameters(request, verb, url);
-    std::string copyOfBody;
-    const std::string& ownBody = view.Content(copyOfBody);
-    const std::string& content = ownBody.empty() ? params : ownBody;
+    std::string url = GetUrl(request);
+    Trace<LogMessage::SynSendUrl>(url.c_str()); // without the parameters
+    const SendParts parts(request, std::move(url), OwnBody::Sent);
 
     std::string head;
     head.reserve(USUAL_HEAD);
@@ -125,19 +101,16 @@ int CHttpClientImp::SynSendOnConnection(const CHttpRequest& request, CHttpRespon
     if (m_curl != nullptr) {
         curl_easy_setopt(m_curl, CURLOPT_DEBUGFUNCTION, &OnCurlDebug);
         curl_easy_setopt(m_curl, CURLOPT_VERBOSE, 1L);
-        std::string copyOfCookie;
-        curl_easy_setopt(m_curl, CURLOPT_COOKIE, view.Cookie(copyOfCookie).c_str()); // even when empty
+        curl_easy_setopt(m_curl, CURLOPT_COOKIE, parts.cookie.c_str()); // even when empty
     }
-    std::string copyOfEncoding;
-    const std::string& encoding = view.AcceptEncoding(copyOfEncoding);
-    if (!encoding.empty()) {
-        SetDecodingHttpResponse(encoding);
+    if (!parts.acceptEncoding.empty()) {
+        SetDecodingHttpResponse(parts.acceptEncoding);
     }
 
     std::string body;
     const auto send = [&] {
         const size_t begin = body.size();
-        const int result = SendVerb(view, verb, url, content, body, bSSL);
+        const int result = SendRequest(request, parts.verb, parts.url, parts.content, body, bSSL);
         if (result != -1) {
             EndConnectionOfUnreadBody(m_curl, result, body, begin);
         }

@@ -4,7 +4,7 @@
 
 #include "client/CurlCallbacks.h"
 #include "client/HttpClientImp.h"
-#include "client/ResponseInfo.h"
+#include "client/ResponseFill.h"
 #include "support/Cleansing.h"
 #include "support/Trace.h"
 

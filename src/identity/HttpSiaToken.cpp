@@ -9,7 +9,6 @@
 
 #include <ovexcommon/OvexCommonUtils.h>
 
-#include "identity/AuthConfig.h"
 #include "support/Published.h"
 #include "support/Trace.h"
 

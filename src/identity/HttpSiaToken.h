@@ -12,6 +12,9 @@
 
 #include <httpclient/Export.h>
 
+/// The path of the token exchange at the token service.
+extern const std::string& g_strSiaTokenPath;
+
 /// A token, and the moment from which it is no longer used.
 struct HTTPCLIENT_EXPORT SiaToken {
     std::string token;

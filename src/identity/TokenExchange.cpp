@@ -3,17 +3,18 @@
 #include <json/value.h>
 
 #include <ovexcommon/JsonReader.h>
-#include <ovexcommon/SysConfReader.h>
 
 #include <httpclient/HttpClient.h>
 #include <httpclient/HttpRequest.h>
 #include <httpclient/HttpResponse.h>
 
-#include "identity/AuthConfig.h"
 #include "identity/HttpSiaToken.h"
+#include "identity/MaintenanceService.h"
 #include "support/Cancellation.h"
-#include "support/MaintenanceService.h"
 #include "support/Trace.h"
+
+// Never destroyed, so that threads that outlive main() may still use it.
+const std::string& g_strSiaTokenPath = *new std::string("/rest/sia/v1/tokens/jwt/sia");
 
 namespace {
 
@@ -21,12 +22,6 @@ constexpr unsigned int CONNECT_TIMEOUT_SECONDS = 60;
 constexpr int STATUS_OK = 200;
 /// Twelve hours from receipt, whatever the service says.
 constexpr time_t TOKEN_LIFE_SECONDS = 43200;
-
-/// The platform may read a file for it, which a cancellation would not leave whole.
-std::string MaintenanceAddress() {
-    const CancellationBlock block;
-    return Ovexcommon::SysConfReader::Instance()->getMaintenanceIPAddress();
-}
 
 /// Sends the exchange's request. @return its status.
 int Send(const std::string& service, const std::string& jwt, CHttpResponse& response) {
@@ -41,10 +36,7 @@ int Send(const std::string& service, const std::string& jwt, CHttpResponse& resp
 
     CHttpClient client;
     client.setConnectTimeout(CONNECT_TIMEOUT_SECONDS);
-    client.setDomain(MaintenanceAddress());
-    client.setPort(MAINTENANCE_PORT);
-    client.setScheme("https");
-    client.setSSLSupport();
+    PointAtMaintenance(client);
     client.synSendRequest(request, response, true);
     return response.getStatusCode();
 }

@@ -1,30 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
-// Lending, taking back, and the limits. How the pool starts, sweeps and stops is in IdleReclamation.cpp.
+// Lending, taking back, and the limits.
 #include <ctime>
 #include <memory>
-#include <new>
-
-#include <pthread.h>
-
-#include <ace/Guard_T.h>
 
 #include <httpclient/HttpConnectionMgr.h>
 
 #include "engine/SharedEngine.h"
 #include "pool/HttpConnection.h"
 #include "pool/HttpsConnection.h"
-#include "pool/InheritedSettings.h"
+#include "pool/PoolGuard.h"
 #include "support/Cancellation.h"
-#include "support/Published.h"
 #include "support/Trace.h"
 
-CHttpConnectionMgr* CHttpConnectionMgr::m_pInstance = nullptr;
-ACE_Thread_Mutex CHttpConnectionMgr::m_HttpConnectionMgr_Mutex;
-
 namespace {
-
-// The lock is only ever taken for writing. Should taking it fail, the operation runs all the same.
-using PoolGuard = ACE_Write_Guard<ACE_RW_Thread_Mutex>;
 
 /// The port is written as a signed number.
 std::string AddressKey(const std::string& domain, unsigned int port) {
@@ -76,50 +64,6 @@ bool Raise(std::uint32_t& limit, unsigned int value) {
 }
 
 } // namespace
-
-CHttpConnectionMgr* CHttpConnectionMgr::Instance() {
-    CHttpConnectionMgr* instance = LoadPublished(m_pInstance);
-    return instance != nullptr ? instance : MakeInstance();
-}
-
-CHttpConnectionMgr* CHttpConnectionMgr::MakeInstance() {
-    const CancellationBlock block;
-    // A forked child leaves the pool to its parent. The lock is not waited for: who holds it, amid the making
-    // or ending of a pool, may be waiting for the thread that forks.
-    static thread_local bool held = false;
-    [[maybe_unused]] static const int forks = pthread_atfork(
-        [] { held = m_HttpConnectionMgr_Mutex.tryacquire() == 0; },
-        [] {
-            if (held) {
-                m_HttpConnectionMgr_Mutex.release();
-            }
-        },
-        [] {
-            if (const CHttpConnectionMgr* parents = LoadPublished(m_pInstance)) {
-                g_inheritedSettings = {parents->m_MaxConnNum, parents->m_MaxConnCategory,
-                                       parents->m_releasedtime};
-            }
-            Publish<CHttpConnectionMgr>(m_pInstance, nullptr);
-            if (held) {
-                m_HttpConnectionMgr_Mutex.release();
-            } else {
-                new (&m_HttpConnectionMgr_Mutex) ACE_Thread_Mutex; // its holder does not exist here
-            }
-        });
-    const ACE_Guard<ACE_Thread_Mutex> guard(m_HttpConnectionMgr_Mutex);
-    CHttpConnectionMgr* instance = LoadPublished(m_pInstance);
-    if (instance == nullptr) {
-        instance = new CHttpConnectionMgr;
-        if (g_inheritedSettings) {
-            const PoolGuard pool(instance->m_PoolLock);
-            instance->m_MaxConnNum = g_inheritedSettings->maxConnNum;
-            instance->m_MaxConnCategory = g_inheritedSettings->maxConnCategory;
-            instance->m_releasedtime = g_inheritedSettings->releasedTime;
-        }
-        Publish(m_pInstance, instance);
-    }
-    return instance;
-}
 
 CHttpConnectionMgr::ConnList* CHttpConnectionMgr::GetConnList(const std::string& addr, bool bSSL) {
     if (addr.empty()) {

@@ -5,9 +5,9 @@
 #include <iterator>
 #include <utility>
 
-#include "support/Cancellation.h"
 #include "support/Cleansing.h"
 #include "support/ExitGate.h"
+#include "support/JsonFile.h"
 #include "support/PlatformTls.h"
 #include "support/Trace.h"
 
@@ -63,18 +63,10 @@ std::string CHttpsConnection::GetSslPath() const {
 }
 
 void CHttpsConnection::GetCipherText(std::string& cipherText) const {
-    const auto read = [&] {
-        const std::string manifest = platform_tls::ManifestPath(GetSslPath());
-        switch (platform_tls::ReadCipherText(manifest, cipherText)) {
-        case JsonFileResult::NotParsed:
-            Trace<LogMessage::ManifestNotParsed>(manifest.c_str());
-            return;
-        case JsonFileResult::NotOpened: // the constructor reports the empty text
-        case JsonFileResult::Ok:
-            return;
-        }
-    };
-    if (!Contained(read)) {
-        Trace<LogMessage::ManifestNotRead>();
-    }
+    std::string manifest;
+    const auto path = [&] { return manifest = platform_tls::ManifestPath(GetSslPath()); };
+    const auto take = [&](Json::Value& value) { cipherText = platform_tls::CipherText(value); };
+    // The constructor reports the empty text of a manifest that cannot be opened.
+    LoadJsonFile<NO_MESSAGE, LogMessage::ManifestNotParsed, LogMessage::ManifestNotRead>(
+        manifest, path, platform_tls::STRICT_MANIFEST, take);
 }

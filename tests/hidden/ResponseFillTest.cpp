@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "message/ResponseFill.h"
+#include "client/ResponseFill.h"
 
 #include <memory>
 #include <new>

@@ -7,7 +7,7 @@
 
 #include <gtest/gtest.h>
 
-#include "message/IconvAdapter.h"
+#include "message/charset/IconvAdapter.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 
 #include <gtest/gtest.h>
 
-#include "message/CodeSetConverter.h"
+#include "message/charset/CodeSetConverter.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 
 #include <gtest/gtest.h>
 
-#include "message/CodeSetConverter.h"
+#include "message/charset/CodeSetConverter.h"
 
 namespace {
 

@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <ovexcommon/SysConfReader.h>
-
 #include <httpclient/HttpClientWrap.h>
 
-#include "support/MaintenanceService.h"
+#include "identity/MaintenanceService.h"
 
 namespace {
 
@@ -12,11 +10,6 @@ std::unique_ptr<CHttpClient> MakeTimedClient(unsigned int connectTimeout, unsign
     client->setConnectTimeout(connectTimeout);
     client->setRequestTimeout(requestTimeout);
     return client;
-}
-
-void UseTls(CHttpClient& client) {
-    client.setScheme("https");
-    client.setSSLSupport();
 }
 
 } // namespace
@@ -32,7 +25,8 @@ std::unique_ptr<CHttpClient> HttpClientWrap::MakeClientPtr(const std::string& do
     client->setDomain(domain);
     client->setPort(port);
     if (ssl) {
-        UseTls(*client);
+        client->setScheme("https");
+        client->setSSLSupport();
     }
     return client;
 }
@@ -40,8 +34,6 @@ std::unique_ptr<CHttpClient> HttpClientWrap::MakeClientPtr(const std::string& do
 std::unique_ptr<CHttpClient> HttpClientWrap::MakeSSLClientPtr(unsigned int connectTimeout,
                                                               unsigned int requestTimeout) {
     auto client = MakeTimedClient(connectTimeout, requestTimeout);
-    client->setDomain(Ovexcommon::SysConfReader::Instance()->getMaintenanceIPAddress());
-    client->setPort(MAINTENANCE_PORT);
-    UseTls(*client);
+    PointAtMaintenance(*client);
     return client;
 }

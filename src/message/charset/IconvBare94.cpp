@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "message/IconvBare94.h"
+#include "message/charset/IconvBare94.h"
 
 #include <cstring>
 #include <utility>
 
-#include "message/IconvLibc.h"
+#include "message/charset/IconvLibc.h"
 
 namespace iconvadapter {
 namespace {

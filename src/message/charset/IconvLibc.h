@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "message/IconvCodec.h"
+#include "message/charset/IconvCodec.h"
 
 namespace iconvadapter {
 

@@ -1,12 +1,25 @@
 // SPDX-License-Identifier: Apache-2.0
 /// @file
-/// Filling of responses without copies.
+/// What libcurl tells of an answer, and how a response is filled with it.
 #pragma once
 
+#include <cstddef>
 #include <string>
+
+#include <curl/curl.h>
 
 class CHttpResponse;
 class CHttpResponseImp;
+
+/// @return the content type of the last response on a handle; "" when there was none.
+std::string ResponseContentType(CURL* curl);
+
+/// @return its content length in bytes, -1.0 when unknown.
+/// @param unanswered what to answer when libcurl cannot tell at all.
+double ResponseContentLength(CURL* curl, double unanswered);
+
+/// @return the length to report: that of what was received where the server told none.
+double KnownContentLength(double length, std::size_t received);
 
 /// Hands the texts of an answer over to a response: moved into the library's own implementation, by the
 /// setters to any other.

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "message/IconvCharsets.h"
+#include "message/charset/IconvCharsets.h"
 
 #include <algorithm>
 #include <cstring>
 
 #include <langinfo.h>
 
-#include "message/IconvBare94.h"
-#include "message/IconvLibc.h"
-#include "message/IconvUnicode.h"
+#include "message/charset/IconvBare94.h"
+#include "message/charset/IconvLibc.h"
+#include "message/charset/IconvUnicode.h"
 
 namespace iconvadapter {
 

@@ -6,7 +6,7 @@
 
 #include <memory>
 
-#include "message/IconvCodec.h"
+#include "message/charset/IconvCodec.h"
 
 namespace iconvadapter {
 

@@ -6,7 +6,7 @@
 #include <memory>
 #include <string_view>
 
-#include "message/IconvCodec.h"
+#include "message/charset/IconvCodec.h"
 
 namespace iconvadapter {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "message/IconvAdapter.h"
+#include "message/charset/IconvAdapter.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -8,7 +8,7 @@
 #include <new>
 #include <string_view>
 
-#include "message/IconvCharsets.h"
+#include "message/charset/IconvCharsets.h"
 
 namespace iconvadapter {
 namespace {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "message/IconvLibc.h"
+#include "message/charset/IconvLibc.h"
 
 #include <cerrno>
 

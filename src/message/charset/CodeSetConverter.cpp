@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "message/CodeSetConverter.h"
+#include "message/charset/CodeSetConverter.h"
 
 #include <ovexcommon/SecureMem.h>
 
 #ifdef HTTPCLIENT_GNU_ICONV
 #include <iconv.h>
 #else
-#include "message/IconvAdapter.h"
+#include "message/charset/IconvAdapter.h"
 #endif
 
 #include <cstring>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "message/IconvUnicode.h"
+#include "message/charset/IconvUnicode.h"
 
 namespace iconvadapter {
 namespace {
