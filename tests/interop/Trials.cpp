@@ -296,8 +296,8 @@ void TryOtherAuthority(Caller& caller) {
     RequireRefusal(caller, tls, "another authority is taken");
 }
 
-/// Servers refuse it within TLS, by an answer, or by ending the connection without a word. TLS 1.3 lets the client speak
-/// before it hears that.
+/// Servers refuse it within TLS, by an answer, or by ending the connection without a word. TLS 1.3 lets the client
+/// speak before it hears that.
 void TryWithoutCertificate(Caller& caller) {
     const Result result = caller.Send(Get("/small.txt"), caller.Options().tls(caller.Tls(false)));
     if (result) {
