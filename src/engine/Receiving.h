@@ -54,6 +54,7 @@ public:
 
 private:
     Status Read(net::Channel& channel, Scratch scratch);
+    Status ReadToScratch(net::Channel& channel, Scratch scratch);
     Status Feed(std::string_view bytes);
     Status ReadDirectly(net::Channel& channel, http1::ResponseReader::Room room);
     Status EndOfInput(const net::IoResult& result);
