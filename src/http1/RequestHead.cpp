@@ -3,7 +3,6 @@
 
 #include <array>
 #include <charconv>
-#include <cstring>
 
 #include "http1/Bytes.h"
 #include "http1/GrammarError.h"
@@ -149,8 +148,7 @@ class Writer {
 public:
     explicit Writer(char* to) noexcept : m_to(to) {}
     Writer& operator<<(std::string_view text) noexcept {
-        std::memcpy(m_to, text.data(), text.size());
-        m_to += text.size();
+        m_to += text.copy(m_to, text.size());
         return *this;
     }
     void Fields(const std::vector<Field>* fields) noexcept {
