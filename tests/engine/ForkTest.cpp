@@ -150,6 +150,30 @@ TEST_F(Fork, AmidHostCodeEndsTheCallInTheChildAndNotInTheParent) {
     EXPECT_EQ(ToldFully(client.Send(Get())), "200 answer, attempts 1, reused");
 }
 
+TEST_F(Fork, AmidHostCodeSaysNoGoodbyeOnTheParentsTlsConnection) {
+    const kit::CertificateAuthority ca;
+    kit::TlsOptions tls;
+    tls.identity = ca.IssueServer();
+    tls.clientCertificate = kit::ClientCertificate::Ignore;
+    kit::TlsLoopbackServer server(Always(), tls);
+    const Client client = ClientOf(OptionsFor(server).tls(TlsOptions().memory(ca.certificatePem())));
+    pid_t child = -1;
+    const Request request = Get().bodySink([&](std::string_view) {
+        child = fork();
+        if (child > 0) {
+            waitpid(child, nullptr, 0); // the child has ended its call
+        }
+        return true;
+    });
+    const std::string told = ToldFully(client.Send(request));
+    if (child == 0) {
+        _exit(0);
+    }
+    EXPECT_EQ(told, "200 , attempts 1");
+    EXPECT_EQ(ToldFully(client.Send(Get())), "200 answer, attempts 1, reused");
+    EXPECT_EQ(server.connectionsAccepted(), 1U);
+}
+
 TEST_F(Fork, AmidCallsOfManyThreadsLetsEveryChildCall) {
     kit::LoopbackServer server(Always());
     const Client client = ClientOf(OptionsFor("http://localhost:" + std::to_string(server.port())));

@@ -247,12 +247,14 @@ TEST_F(EarlyAnswer, ThatIsSlowIsWaitedForOnceItBegan) {
         [&](Peer& peer) {
             peer.Expect(END_OF_HEAD);
             peer.Send("HTTP/1.1 500 Broken\r\nContent-Length: 7\r\n\r\n");
-            std::this_thread::sleep_for(20ms);
+            peer.ReceiveUntilQuiet(100, BIG);
             peer.Send("details");
             peer.ExpectEnd();
         },
         SMALL_BUFFER);
     EXPECT_EQ(Told(ClientOf(server).Send(Post(std::string(BIG, 'x')))), "500 details");
+    ASSERT_TRUE(server.WaitForEnds(1));
+    EXPECT_LT(server.received().at(0).size(), BIG) << "its head alone ends the sending";
 }
 
 TEST_F(EarlyAnswer, ThatBreaksTheGrammarEndsTheCall) {
