@@ -19,12 +19,13 @@ std::function<void(httpclient::Result)> Ends::Of(std::string name) {
 
 bool Ends::Wait(std::size_t count) const {
     std::unique_lock<std::mutex> lock(m_state->lock);
-    return m_state->changed.wait_for(lock, PATIENCE, [&] { return m_state->entries.size() >= count; });
+    return m_state->changed.wait_for(lock, PATIENCE,
+                                     [&] { return m_state->entries.size() + m_state->forgotten >= count; });
 }
 
 std::size_t Ends::Count() const {
     const std::lock_guard<std::mutex> lock(m_state->lock);
-    return m_state->entries.size();
+    return m_state->entries.size() + m_state->forgotten;
 }
 
 std::string Ends::Told(const std::string& name) const {
@@ -46,4 +47,12 @@ std::size_t Ends::CountOf(const std::string& told) const {
     const std::lock_guard<std::mutex> lock(m_state->lock);
     return static_cast<std::size_t>(std::count_if(m_state->entries.begin(), m_state->entries.end(),
                                                   [&](const Entry& one) { return one.told == told; }));
+}
+
+void Ends::Forget(const std::string& name) {
+    const std::lock_guard<std::mutex> lock(m_state->lock);
+    const auto kept = std::remove_if(m_state->entries.begin(), m_state->entries.end(),
+                                     [&](const Entry& one) { return one.name == name; });
+    m_state->forgotten += static_cast<std::size_t>(m_state->entries.end() - kept);
+    m_state->entries.erase(kept, m_state->entries.end());
 }

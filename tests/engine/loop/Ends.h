@@ -23,6 +23,8 @@ public:
     std::size_t Count() const;
     /// Waits for the outcome of a name. @return it as Told() has it.
     std::string Told(const std::string& name = "call") const;
+    /// Forgets what a name's outcomes said; they still count.
+    void Forget(const std::string& name);
     /// @return how many outcomes say this.
     std::size_t CountOf(const std::string& told) const;
 
@@ -35,6 +37,7 @@ private:
         std::mutex lock;
         std::condition_variable changed;
         std::vector<Entry> entries;
+        std::size_t forgotten = 0;
     };
     std::shared_ptr<State> m_state = std::make_shared<State>();
 };
