@@ -149,8 +149,10 @@ class Writer {
 public:
     explicit Writer(char* to) noexcept : m_to(to) {}
     Writer& operator<<(std::string_view text) noexcept {
-        std::memcpy(m_to, text.data(), text.size());
-        m_to += text.size();
+        if (!text.empty()) { // of a request that was moved from it points nowhere
+            std::memcpy(m_to, text.data(), text.size());
+            m_to += text.size();
+        }
         return *this;
     }
     void Fields(const std::vector<Field>* fields) noexcept {
