@@ -66,8 +66,9 @@ Loop::Loop() : m_base(MakeBase()), m_wake(MakeEvent()), m_scratch(new char[SCRAT
 }
 
 Loop::~Loop() {
-    event_del(&m_timer);
-    event_del(&m_wakeEvent);
+    if (m_base) { // its thread could not be started
+        Release();
+    }
 }
 
 void Loop::Start() {
@@ -88,6 +89,17 @@ void Loop::Run() noexcept {
     }
     while (NextReady()) { // woken after their end
     }
+    Release();
+}
+
+/// An engine that has ended may be kept for long, for those who have just looked it up; what it held is not.
+void Loop::Release() noexcept {
+    const std::lock_guard<std::mutex> lock(m_lock);
+    event_del(&m_timer);
+    event_del(&m_wakeEvent);
+    m_base.reset();
+    m_scratch.reset();
+    m_wake.Reset();
 }
 
 /// @return whether the thread may go. It does not touch the engine from then on.
@@ -126,11 +138,15 @@ void Loop::Detach() noexcept {
 
 void Loop::Interrupt() noexcept {
     m_lookAtAll.store(true);
+    const std::lock_guard<std::mutex> lock(m_lock);
     WakeUp();
 }
 
+/// Under the lock, for the thread may end meanwhile.
 void Loop::WakeUp() noexcept {
-    static_cast<void>(eventfd_write(m_wake.get(), 1)); // its counter is read long before it is full
+    if (m_wake) {
+        static_cast<void>(eventfd_write(m_wake.get(), 1)); // its counter is read long before it is full
+    }
 }
 
 void Loop::OnWake(int fd, short /*what*/, void* /*self*/) {
@@ -139,17 +155,14 @@ void Loop::OnWake(int fd, short /*what*/, void* /*self*/) {
 }
 
 void Loop::AddReady(std::shared_ptr<AsyncCall> call) noexcept {
-    bool first = false;
-    {
-        const std::lock_guard<std::mutex> lock(m_lock);
-        if (m_over) {
-            return; // a waking that comes after the call's end
-        }
-        first = m_ready.empty();
-        m_ready.push_back(*call);
-        AsyncCall& place = *call;
-        place.m_readySelf = std::move(call);
+    const std::lock_guard<std::mutex> lock(m_lock);
+    if (m_over) {
+        return; // a waking that comes after the call's end
     }
+    const bool first = m_ready.empty();
+    m_ready.push_back(*call);
+    AsyncCall& place = *call;
+    place.m_readySelf = std::move(call);
     if (first && !isThisThread()) {
         WakeUp();
     }

@@ -80,6 +80,7 @@ private:
 
     void Run() noexcept;
     bool HasEnded() noexcept;
+    void Release() noexcept;
     void WakeUp() noexcept;
     void WaitForNews(net::Time until) noexcept;
     void ReadyThoseDue(net::Time now) noexcept;
