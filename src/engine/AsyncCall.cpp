@@ -9,6 +9,7 @@
 #include <event2/event.h>
 
 #include "engine/CallLog.h"
+#include "engine/HostMask.h"
 #include "engine/Loop.h"
 #include "engine/Loops.h"
 #include "engine/Outcome.h"
@@ -16,39 +17,70 @@
 
 namespace httpclient::engine {
 
-AsyncCall::AsyncCall(std::shared_ptr<Client::Body> client, Core& core, Request request,
-                     std::unique_ptr<Completion> done, DeliverOn where)
-    : m_client(std::move(client)), m_core(core), m_request(std::move(request)), m_done(std::move(done)),
-      m_where(where) {}
+AsyncCall::AsyncCall(std::shared_ptr<Client::Body> client, Core& core, DeliverOn where)
+    : m_client(std::move(client)), m_core(core), m_where(where) {
+    m_visit.emplace(m_core);
+}
 
 AsyncCall::~AsyncCall() = default;
 
-bool AsyncCall::Start() {
-    m_visit.emplace(m_core);
-    if (!m_visit->entered()) {
-        return false;
+void AsyncCall::Take(Request request, std::unique_ptr<Completion> done) {
+    if (request.internals() != nullptr) {
+        m_request.emplace(std::move(request));
+    } else {
+        m_request.emplace(Method::Get, std::string()); // was moved from: nothing, which the call refuses
     }
-    m_core.loops().Start();
-    m_loop = &m_core.loops().Next();
-    m_call.emplace(m_core, m_client->client, *m_request.internals(), shared_from_this(), net::Clock::now());
-    m_self = shared_from_this();
-    Wake();
-    return true;
+    m_done = std::move(done);
 }
 
-void AsyncCall::RefuseByShutdown() {
+void AsyncCall::Start(Request request, std::unique_ptr<Completion> done) {
+    Take(std::move(request), std::move(done));
+    m_core.loops().Start();
+    m_loop = &m_core.loops().Next();
+    m_call.emplace(m_core, m_client->client, *m_request->internals(), shared_from_this(), net::Clock::now());
+    m_self = shared_from_this();
+    m_loop->Enter();
+    Wake();
+}
+
+Result AsyncCall::OutcomeOfShutdown() const {
     auto failure = std::make_unique<Failure::Body>();
     failure->kind = FailureKind::Shutdown;
     failure->message = DescribeFailure(*failure, {});
-    LogFailure(m_client->client, *m_request.internals(), *failure);
-    m_result.emplace(std::make_unique<Result::Body>(Failure(std::move(failure))).release());
+    LogFailure(m_client->client, *m_request->internals(), *failure);
+    return Result(std::make_unique<Result::Body>(Failure(std::move(failure))).release());
+}
+
+void AsyncCall::Refuse(Request request, std::unique_ptr<Completion> done) {
+    Take(std::move(request), std::move(done));
+    m_result.emplace(OutcomeOfShutdown());
     m_doing.store(Doing::Delivering);
     if (m_where == DeliverOn::Loop) {
         return Deliver();
     }
     // There is no callback thread any more, and the outcome is never handed over inside Start().
+    sigset_t mask;
+    pthread_sigmask(SIG_SETMASK, nullptr, &mask);
+    if (m_core.loops().started()) {
+        mask = m_core.loops().hostMask();
+    }
     const SignalBlock block;
-    std::thread([self = shared_from_this()] { self->Deliver(); }).detach();
+    std::thread([self = shared_from_this(), mask] { self->DeliverHere(mask); }).detach();
+}
+
+/// Hands the outcome over on this thread, or to the executor from here.
+void AsyncCall::DeliverHere(const sigset_t& mask) {
+    const HostMask hosts(mask);
+    if (m_core.loops().executor()) {
+        try {
+            return m_core.loops().executor()([self = shared_from_this()] { self->Deliver(); });
+        } catch (abi::__forced_unwind&) {
+            throw;
+        } catch (...) {
+            return Deliver();
+        }
+    }
+    Deliver();
 }
 
 void AsyncCall::Cancel() noexcept {
@@ -57,8 +89,8 @@ void AsyncCall::Cancel() noexcept {
 }
 
 void AsyncCall::Wake() noexcept {
-    if (m_loop == nullptr || m_doing.load() == Doing::Over || m_isReady.exchange(true)) {
-        return;
+    if (m_loop == nullptr || m_doing.load() == Doing::Over || m_core.forked() || m_isReady.exchange(true)) {
+        return; // a forked child has no loop, and takes no lock of its parent's
     }
     m_loop->AddReady(shared_from_this());
 }
@@ -176,16 +208,29 @@ void AsyncCall::HandOver(Doing what) {
     m_doing.store(what);
     Loops& loops = m_core.loops();
     if (what == Doing::Work || !loops.executor()) {
-        loops.JobsFor(what == Doing::Work).Add(shared_from_this());
+        if (!loops.JobsFor(what == Doing::Work).Add(shared_from_this())) {
+            RunPieceHere(what);
+        }
         return;
     }
     try {
-        loops.executor()([self = shared_from_this(), what] { self->RunPiece(what); });
+        HandToExecutor([self = shared_from_this(), what] { self->RunPiece(what); });
     } catch (abi::__forced_unwind&) {
         throw;
     } catch (...) {
-        RunPiece(what); // what the executor does not take, the loop runs itself
+        RunPieceHere(what); // what the executor does not take, the loop runs itself
     }
+}
+
+/// The executor is the host's, and may run its code at once.
+void AsyncCall::HandToExecutor(const std::function<void()>& run) {
+    const HostMask mask(m_core.loops().hostMask());
+    m_core.loops().executor()(run);
+}
+
+void AsyncCall::RunPieceHere(Doing what) {
+    const HostMask mask(m_core.loops().hostMask());
+    RunPiece(what);
 }
 
 void AsyncCall::Run() {
@@ -234,31 +279,35 @@ Result AsyncCall::Outcome() noexcept {
 
 /// The outcome is there: all that is the engine's is given back before the host learns of it.
 void AsyncCall::Finish() noexcept {
-    m_loop->Unfile(*this);
+    Loop& loop = *m_loop;
+    loop.Unfile(*this);
     m_result.emplace(Outcome());
     m_call.reset();
     m_doing.store(Doing::Delivering);
     HandOverOutcome();
+    loop.Leave(); // kept until here by the call, and it by the turn
 }
 
 void AsyncCall::HandOverOutcome() noexcept {
     const std::shared_ptr<AsyncCall> self = shared_from_this();
     Loops& loops = m_core.loops();
+    if (m_where == DeliverOn::Loop) {
+        m_visit.reset();
+        return Deliver();
+    }
+    if (!loops.executor() && loops.JobsFor(false).Add(self)) {
+        m_visit.reset(); // last: callback threads end when no call is under way and nothing is queued
+        return;
+    }
+    m_visit.reset();
     try {
-        if (m_where == DeliverOn::Callbacks && !loops.executor()) {
-            loops.JobsFor(false).Add(self);
-            m_visit.reset(); // last: the engine may be gone after it
-            return;
-        }
-        if (m_where == DeliverOn::Callbacks) {
-            m_visit.reset();
-            loops.executor()([self] { self->Deliver(); });
-            return;
+        if (loops.executor()) {
+            return HandToExecutor([self] { self->Deliver(); });
         }
     } catch (...) {
         // what the executor does not take, the loop runs itself
     }
-    m_visit.reset();
+    const HostMask mask(loops.hostMask());
     Deliver();
 }
 

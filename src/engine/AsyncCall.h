@@ -4,6 +4,8 @@
 #pragma once
 
 #include <atomic>
+#include <csignal>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -47,14 +49,17 @@ public:
     /// Where the outcome is handed over.
     enum class DeliverOn { Callbacks, Loop };
 
-    AsyncCall(std::shared_ptr<Client::Body> client, Core& core, Request request,
-              std::unique_ptr<Completion> done, DeliverOn where);
+    /// Enters the engine, if it is open.
+    AsyncCall(std::shared_ptr<Client::Body> client, Core& core, DeliverOn where);
     ~AsyncCall() override;
 
-    /// Puts the call on a loop. @return false: the engine is shut down. @throw std::bad_alloc, std::system_error
-    bool Start();
-    /// Has the outcome of a call that the engine did not take handed over. @throw std::system_error
-    void RefuseByShutdown();
+    /// @return whether the engine has taken the call: it is not shut down.
+    bool entered() const noexcept { return m_visit->entered(); }
+    /// Puts the call on a loop. @throw std::bad_alloc, std::system_error: it is not.
+    void Start(Request request, std::unique_ptr<Completion> done);
+    /// Has the outcome of a call that the engine has not taken handed over, on a thread of its own.
+    /// @throw std::bad_alloc, std::system_error: it is not.
+    void Refuse(Request request, std::unique_ptr<Completion> done);
     void Cancel() noexcept override;
     void Wake() noexcept override;
 
@@ -66,6 +71,8 @@ public:
 private:
     enum class Doing { Stepping, Host, Work, Running, Delivering, Over };
 
+    void Take(Request request, std::unique_ptr<Completion> done);
+    Result OutcomeOfShutdown() const;
     void Run() override;
     void RunPiece(Doing what);
     static void OnEvent(int fd, short what, void* self);
@@ -75,17 +82,20 @@ private:
     void Disarm() noexcept;
     void WaitUntil(net::Time until) noexcept;
     void HandOver(Doing what);
+    void HandToExecutor(const std::function<void()>& run);
+    void RunPieceHere(Doing what);
     bool TakeBack() noexcept;
     void Finish() noexcept;
     Result Outcome() noexcept;
     void HandOverOutcome() noexcept;
     void Deliver();
+    void DeliverHere(const sigset_t& mask);
 
     const std::shared_ptr<Client::Body> m_client;
     Core& m_core;
     Loop* m_loop = nullptr;
     std::optional<Core::Visit> m_visit;
-    const Request m_request;
+    std::optional<Request> m_request;
     std::unique_ptr<Completion> m_done;
     const DeliverOn m_where;
     std::optional<engine::Call> m_call;

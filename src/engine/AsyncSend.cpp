@@ -1,12 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
 // How an asynchronous call begins: Client::Start() and Client::SendAsync().
+#include <csignal>
 #include <memory>
+#include <thread>
 #include <utility>
+
+#include <cxxabi.h>
 
 #include <httpclient/Client.h>
 
 #include "engine/AsyncCall.h"
 #include "engine/ClientBody.h"
+#include "engine/HostMask.h"
+#include "engine/Outcome.h"
+#include "support/SignalBlock.h"
 
 namespace httpclient {
 
@@ -41,15 +48,51 @@ void Call::Cancel() noexcept {
     }
 }
 
-Call Client::StartWith(Request request, std::unique_ptr<Completion> done, bool onLoop) const {
-    engine::Core& core = m_body->engine->core();
-    const auto call =
-        std::make_shared<AsyncCall>(m_body, core, std::move(request), std::move(done),
-                                    onLoop ? AsyncCall::DeliverOn::Loop : AsyncCall::DeliverOn::Callbacks);
-    if (!call->Start()) {
-        call->RefuseByShutdown();
+namespace {
+
+/// A client that was moved from has no engine: a thread of its own hands the outcome over.
+Call StartWithoutClient(std::unique_ptr<Completion> done, bool onLoop) {
+    Result outcome = Refused("the client was moved from");
+    if (onLoop) {
+        done->Complete(std::move(outcome));
+        return Call(nullptr);
     }
-    return Call(call);
+    sigset_t mask;
+    pthread_sigmask(SIG_SETMASK, nullptr, &mask);
+    const SignalBlock block;
+    std::thread([done = std::move(done), outcome = std::move(outcome), mask]() mutable {
+        const engine::HostMask hosts(mask);
+        try {
+            done->Complete(std::move(outcome));
+        } catch (abi::__forced_unwind&) {
+            throw; // the host ends its thread
+        } catch (...) {
+            return; // what the host's function throws stays with it
+        }
+    }).detach();
+    return Call(nullptr);
+}
+
+} // namespace
+
+Call Client::StartWith(Request request, std::unique_ptr<Completion> done, bool onLoop) const {
+    if (!m_body) {
+        return StartWithoutClient(std::move(done), onLoop);
+    }
+    for (;;) {
+        engine::Core& core = m_body->engine->core();
+        const auto call = std::make_shared<AsyncCall>(
+            m_body, core, onLoop ? AsyncCall::DeliverOn::Loop : AsyncCall::DeliverOn::Callbacks);
+        if (call->entered()) {
+            call->Start(std::move(request), std::move(done));
+            return Call(call);
+        }
+        if (!core.retired()) {
+            call->Refuse(std::move(request), std::move(done));
+            return Call(call);
+        }
+        // The engine began another life just now.
+    }
 }
 
 std::future<Result> Client::SendAsync(Request request) const {

@@ -42,8 +42,7 @@ PoolLimits LimitsOf(const EngineOptions::Body& options) {
 
 Core::Core(const EngineOptions::Body& options)
     : m_epoch(ForkEpoch()), m_end(MakeEvent()), m_pool(LimitsOf(options)), m_resolver(options.nameLifetime),
-      m_keeper([this](net::Time now) { return Look(now); }),
-      m_loops(std::make_unique<Loops>(*this, options)) {}
+      m_keeper([this](net::Time now) { return Look(now); }), m_loops(std::make_unique<Loops>(options)) {}
 
 Core::~Core() {
     Shutdown(std::chrono::milliseconds(0));
@@ -111,13 +110,6 @@ std::uint64_t Core::HostCode::CallsOn(const Core& core) noexcept {
 
 bool Core::WaitForCalls(net::Time until) {
     const std::uint64_t own = HostCode::CallsOn(*this);
-    if (Loop* loop = m_loops->OfThisThread()) {
-        // An executor runs the host's code on the loop, which has to go on with the other calls meanwhile.
-        while ((m_calls.load() & ~CLOSED) > own && net::Clock::now() < until) {
-            loop->Turn(std::min(until, net::Clock::now() + LOOK_AGAIN));
-        }
-        return (m_calls.load() & ~CLOSED) <= own;
-    }
     std::unique_lock<std::mutex> lock(m_lock);
     // Calls whose host code ends the engine, on several threads at once, do not wait for each other.
     m_waitThemselves += own;
@@ -126,9 +118,16 @@ bool Core::WaitForCalls(net::Time until) {
     }
     bool left = true;
     const std::uint64_t none = 0;
+    Loop* const loop = m_loops->OfThisThread();
     while (left && (m_calls.load() & ~CLOSED) > (own == 0 ? none : m_waitThemselves)) {
-        left = net::Clock::now() < until;
-        if (left) {
+        const net::Time now = net::Clock::now();
+        left = now < until;
+        if (left && loop != nullptr) {
+            // An executor runs the host's code on the loop, which has to go on with the other calls meanwhile.
+            lock.unlock();
+            loop->Turn(std::min(until, now + LOOK_AGAIN));
+            lock.lock();
+        } else if (left) {
             m_left.Wait(lock, until);
         }
     }
@@ -157,7 +156,7 @@ bool Core::Shutdown(std::chrono::milliseconds grace) {
     WaitForCalls(net::Time::max());
     m_pool.Close(); // what they gave back
     m_keeper.Stop();
-    m_loops->Stop();
+    m_loops->Stop(HostCode::CallsOn(*this) == 0);
     m_resolver.Stop();
     CloseEnd();
     return inTime && HostCode::CallsOn(*this) == 0; // a call whose host code ends the engine is ended itself

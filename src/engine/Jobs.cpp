@@ -8,7 +8,7 @@
 
 #include <cxxabi.h>
 
-#include "engine/Fork.h"
+#include "engine/HostMask.h"
 #include "support/SignalBlock.h"
 
 namespace httpclient::engine {
@@ -36,27 +36,6 @@ namespace {
 /// Of which queue this thread is, and whether the job that it runs has ended it.
 thread_local const void* t_queue = nullptr;
 thread_local bool t_finishing = false;
-
-/// The signals of the host's code around it.
-class HostMask {
-public:
-    explicit HostMask(const std::optional<sigset_t>& mask) : m_set(mask.has_value()) {
-        if (m_set) {
-            pthread_sigmask(SIG_SETMASK, &*mask, &m_previous);
-        }
-    }
-    ~HostMask() {
-        if (m_set) {
-            pthread_sigmask(SIG_SETMASK, &m_previous, nullptr);
-        }
-    }
-    HostMask(const HostMask&) = delete;
-    HostMask& operator=(const HostMask&) = delete;
-
-private:
-    bool m_set;
-    sigset_t m_previous{};
-};
 
 } // namespace
 
@@ -90,11 +69,15 @@ bool Jobs::StartOne(const std::shared_ptr<State>& state) noexcept {
     }
 }
 
-void Jobs::Add(std::shared_ptr<Job> job) noexcept {
+bool Jobs::Add(std::shared_ptr<Job> job) noexcept {
     const std::lock_guard<std::mutex> lock(m_state->lock);
+    if (m_state->threads == 0 && !StartOne(m_state)) {
+        return false;
+    }
     m_state->queue.push_back(*job);
     job->m_self = job;
     m_state->changed.NotifyOne();
+    return true;
 }
 
 bool Jobs::Withdraw(Job& job) noexcept {
@@ -110,13 +93,13 @@ bool Jobs::Withdraw(Job& job) noexcept {
 
 void Jobs::Run(std::shared_ptr<State> state) {
     t_queue = state.get();
-    /// A job may end its thread; the count stays right, and another thread goes on.
+    /// A job may end its thread; the count stays right, and another thread takes its place.
     struct Leaving {
         const std::shared_ptr<State>& state;
         ~Leaving() {
             const std::lock_guard<std::mutex> lock(state->lock);
             --state->threads;
-            if (!state->queue.empty()) {
+            if (!state->ending || !state->queue.empty()) {
                 StartOne(state);
             }
             state->idle.NotifyAll();
@@ -143,11 +126,15 @@ void Jobs::Run(std::shared_ptr<State> state) {
         }
         Job& first = state->queue.front();
         state->queue.pop_front();
-        const std::shared_ptr<Job> job = std::move(first.m_self);
         const Running running(*state);
+        std::shared_ptr<Job> job = std::move(first.m_self);
         lock.unlock();
-        const HostMask mask(state->mask);
+        std::optional<HostMask> mask;
+        if (state->mask) {
+            mask.emplace(*state->mask);
+        }
         job->Run();
+        job.reset(); // with it goes what is the host's: nobody is told before that nothing runs any more
     }
 }
 

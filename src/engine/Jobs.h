@@ -49,7 +49,8 @@ public:
     /// Starts the threads, unless they run. @throw std::system_error when there is not even one.
     void Start();
     /// Queues a job. After Start() it runs, whatever happens.
-    void Add(std::shared_ptr<Job> job) noexcept;
+    /// @return false: it is not queued, for jobs have ended the threads, and another cannot be started.
+    [[nodiscard]] bool Add(std::shared_ptr<Job> job) noexcept;
     /// @return whether the job was still waiting: then it is out, and does not run.
     bool Withdraw(Job& job) noexcept;
     /// Lets the threads end when the queue is empty, and waits until it is and nothing runs any more; not for

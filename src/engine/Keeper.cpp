@@ -6,6 +6,13 @@
 
 namespace httpclient::engine {
 
+namespace {
+
+/// The keeper whose thread this is.
+thread_local const Keeper* t_keeper = nullptr;
+
+} // namespace
+
 void Keeper::NeededAt(net::Time time) noexcept {
     if (time.time_since_epoch().count() >= m_next.load(std::memory_order_relaxed)) {
         return;
@@ -33,6 +40,7 @@ void Keeper::Begin(net::Time time) {
 }
 
 void Keeper::Run() {
+    t_keeper = this;
     const CancellationBlock block;
     std::unique_lock<std::mutex> lock(m_lock);
     while (!m_stopped) {
@@ -63,10 +71,16 @@ void Keeper::Stop() noexcept {
         m_stopped = true;
         m_changed.NotifyAll();
     }
-    const std::lock_guard<std::mutex> ending(m_ending);
-    if (m_thread.get_id() == std::this_thread::get_id()) {
-        m_thread.detach(); // code of the host that the work calls (a key's password) ends the engine
-    } else if (m_thread.joinable()) {
+    std::unique_lock<std::mutex> ending(m_ending, std::defer_lock);
+    if (t_keeper == this) {
+        // Code of the host that the work calls (a key's password) ends the engine; another thread may be waiting.
+        if (ending.try_lock() && m_thread.joinable()) {
+            m_thread.detach();
+        }
+        return;
+    }
+    ending.lock();
+    if (m_thread.joinable()) {
         m_thread.join();
     }
 }

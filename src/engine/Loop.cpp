@@ -45,58 +45,108 @@ timeval TimevalOf(std::chrono::nanoseconds time) {
     return {static_cast<time_t>(seconds.count()), static_cast<suseconds_t>((micros - seconds).count())};
 }
 
+/// The loop whose thread this is.
+thread_local const void* t_loop = nullptr;
+
 void OnTimer(int /*fd*/, short /*what*/, void* /*loop*/) {
     // Waking is all that it is for: what is due is found by its time.
 }
 
 } // namespace
 
-Loop::Loop(Core& core) : m_core(core), m_base(MakeBase()), m_wake(MakeEvent()), m_scratch(new char[SCRATCH]) {
+Loop::Loop() : m_base(MakeBase()), m_wake(MakeEvent()), m_scratch(new char[SCRATCH]) {
     event_assign(&m_wakeEvent, m_base.get(), m_wake.get(), EV_READ | EV_PERSIST, &Loop::OnWake, this);
     event_assign(&m_timer, m_base.get(), -1, 0, &OnTimer, this);
-    if (event_add(&m_wakeEvent, nullptr) != 0) {
+    // The timer is set once, so that its memory is there: a deadline must not be lost when there is none left.
+    const timeval someTime{1, 0};
+    if (event_add(&m_wakeEvent, nullptr) != 0 || event_add(&m_timer, &someTime) != 0) {
         throw std::bad_alloc();
     }
+    event_del(&m_timer);
 }
 
 Loop::~Loop() {
-    Stop();
-    event_del(&m_timer);
-    event_del(&m_wakeEvent);
+    if (m_base) { // its thread could not be started
+        Release();
+    }
 }
 
 void Loop::Start() {
     const SignalBlock block;
-    m_thread = std::thread([this] { Run(); });
+    const std::lock_guard<std::mutex> lock(m_lock);
+    m_thread = std::thread([self = shared_from_this()] { self->Run(); });
+    m_over = false;
+}
+
+bool Loop::isThisThread() const noexcept {
+    return t_loop == this;
 }
 
 void Loop::Run() noexcept {
-    for (;;) {
-        {
-            const std::lock_guard<std::mutex> lock(m_lock);
-            if (m_stopped) {
-                return;
-            }
-        }
+    t_loop = this;
+    while (!HasEnded()) {
         Turn(net::Time::max());
+    }
+    while (NextReady()) { // woken after their end
+    }
+    Release();
+}
+
+/// An engine that has ended may be kept for long, for those who have just looked it up; what it held is not.
+void Loop::Release() noexcept {
+    const std::lock_guard<std::mutex> lock(m_lock);
+    event_del(&m_timer);
+    event_del(&m_wakeEvent);
+    m_base.reset();
+    m_scratch.reset();
+    m_wake.Reset();
+}
+
+/// @return whether the thread may go. It does not touch the engine from then on.
+bool Loop::HasEnded() noexcept {
+    const std::lock_guard<std::mutex> lock(m_lock);
+    m_over = m_stopped && m_calls.load() == 0;
+    if (m_over) {
+        m_hasEnded.NotifyAll();
+    }
+    return m_over;
+}
+
+void Loop::Stop(bool wait) noexcept {
+    std::unique_lock<std::mutex> lock(m_lock);
+    m_stopped = true;
+    WakeUp();
+    if (!wait) {
+        return;
+    }
+    std::thread thread = std::move(m_thread); // one joins it, the others wait
+    while (!thread.joinable() && !m_over) {
+        m_hasEnded.Wait(lock, net::Time::max());
+    }
+    lock.unlock();
+    if (thread.joinable()) {
+        thread.join();
     }
 }
 
-void Loop::Stop() noexcept {
-    {
-        const std::lock_guard<std::mutex> lock(m_lock);
-        m_stopped = true;
-    }
-    Interrupt();
-    if (isThisThread()) {
-        m_thread.detach(); // code of the host that runs on it ends the engine
-    } else if (m_thread.joinable()) {
-        m_thread.join();
+void Loop::Detach() noexcept {
+    const std::lock_guard<std::mutex> lock(m_lock);
+    if (m_thread.joinable()) {
+        m_thread.detach();
     }
 }
 
 void Loop::Interrupt() noexcept {
-    static_cast<void>(eventfd_write(m_wake.get(), 1)); // its counter is read long before it is full
+    m_lookAtAll.store(true);
+    const std::lock_guard<std::mutex> lock(m_lock);
+    WakeUp();
+}
+
+/// Under the lock, for the thread may end meanwhile.
+void Loop::WakeUp() noexcept {
+    if (m_wake) {
+        static_cast<void>(eventfd_write(m_wake.get(), 1)); // its counter is read long before it is full
+    }
 }
 
 void Loop::OnWake(int fd, short /*what*/, void* /*self*/) {
@@ -105,19 +155,16 @@ void Loop::OnWake(int fd, short /*what*/, void* /*self*/) {
 }
 
 void Loop::AddReady(std::shared_ptr<AsyncCall> call) noexcept {
-    bool first = false;
-    {
-        const std::lock_guard<std::mutex> lock(m_lock);
-        if (m_stopped) {
-            return; // a waking that comes after the call's end
-        }
-        first = m_ready.empty();
-        m_ready.push_back(*call);
-        AsyncCall& place = *call;
-        place.m_readySelf = std::move(call);
+    const std::lock_guard<std::mutex> lock(m_lock);
+    if (m_over) {
+        return; // a waking that comes after the call's end
     }
+    const bool first = m_ready.empty();
+    m_ready.push_back(*call);
+    AsyncCall& place = *call;
+    place.m_readySelf = std::move(call);
     if (first && !isThisThread()) {
-        Interrupt();
+        WakeUp();
     }
 }
 
@@ -154,7 +201,7 @@ void Loop::WaitForNews(net::Time until) noexcept {
     bool ready = false;
     {
         const std::lock_guard<std::mutex> lock(m_lock);
-        ready = !m_ready.empty() || m_stopped;
+        ready = !m_ready.empty() || (m_stopped && m_calls.load() == 0);
     }
     const net::Time earliest = m_deadlines.empty() ? until : std::min(until, m_deadlines.begin()->due());
     if (!ready && earliest != m_timerAt) {
@@ -173,7 +220,7 @@ void Loop::WaitForNews(net::Time until) noexcept {
 }
 
 void Loop::ReadyThoseDue(net::Time now) noexcept {
-    const bool all = m_core.ended() && !std::exchange(m_interrupted, m_core.ended());
+    const bool all = m_lookAtAll.exchange(false);
     for (auto next = m_deadlines.begin(); next != m_deadlines.end() && (all || next->due() <= now);) {
         AsyncCall& call = *next++;
         if (call.due() <= now) {

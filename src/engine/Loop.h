@@ -3,6 +3,8 @@
 /// One event loop: a thread that drives calls by readiness.
 #pragma once
 
+#include <atomic>
+#include <cstddef>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -13,6 +15,7 @@
 #include <event2/event_struct.h>
 
 #include "engine/AsyncCall.h"
+#include "engine/MonotonicCondition.h"
 #include "net/Descriptor.h"
 
 namespace httpclient::engine {
@@ -21,23 +24,32 @@ namespace httpclient::engine {
 ///
 /// @par Thread Safety
 /// Any thread may add calls; the rest is the loop's own thread's.
-class Loop {
+///
+/// @par Ownership
+/// Its thread owns it, too: the last call may take the engine with it, and the thread goes on for a moment.
+class Loop : public std::enable_shared_from_this<Loop> {
 public:
-    explicit Loop(Core& core);
+    Loop();
     ~Loop();
     Loop(const Loop&) = delete;
     Loop& operator=(const Loop&) = delete;
 
     /// Starts the thread. @throw std::system_error
     void Start();
-    /// Ends the thread; no call may be left. Waits for it, except on itself.
-    void Stop() noexcept;
-    bool isThisThread() const noexcept { return std::this_thread::get_id() == m_thread.get_id(); }
+    /// Lets the thread end with the last call that the loop has. @param wait whether to wait for it; never on a loop's
+    /// own thread, and not amid host code of a call.
+    void Stop(bool wait) noexcept;
+    /// Lets go of the thread, wherever it is.
+    void Detach() noexcept;
+    bool isThisThread() const noexcept;
     /// One turn: waits for news, until a time at the latest, and advances what has any. For the loop's thread.
     void Turn(net::Time until) noexcept;
     /// Has the loop look at all its calls: the engine ends.
     void Interrupt() noexcept;
 
+    /// One more call, and one less when its outcome is handed over: the loop stays for those that it has.
+    void Enter() noexcept { m_calls.fetch_add(1); }
+    void Leave() noexcept { m_calls.fetch_sub(1); }
     /// A call has news: any thread.
     void AddReady(std::shared_ptr<AsyncCall> call) noexcept;
 
@@ -67,6 +79,9 @@ private:
         boost::intrusive::compare<Earlier>>;
 
     void Run() noexcept;
+    bool HasEnded() noexcept;
+    void Release() noexcept;
+    void WakeUp() noexcept;
     void WaitForNews(net::Time until) noexcept;
     void ReadyThoseDue(net::Time now) noexcept;
     std::shared_ptr<AsyncCall> NextReady() noexcept;
@@ -74,18 +89,21 @@ private:
 
     static constexpr std::size_t SCRATCH = 64UL * 1024;
 
-    Core& m_core;
     std::unique_ptr<event_base, BaseFree> m_base;
     net::Descriptor m_wake;
     event m_wakeEvent{};
     event m_timer{};
     net::Time m_timerAt = net::Time::max(); ///< what the timer is set to
     std::unique_ptr<char[]> m_scratch;
-    std::mutex m_lock;
-    Ready m_ready; ///< under the lock
-    bool m_stopped = false;
-    bool m_interrupted = false; ///< all were looked at since the engine ended
     Deadlines m_deadlines;
+    std::atomic<std::size_t> m_calls{0};
+    std::atomic<bool> m_lookAtAll{false}; ///< the engine ends
+
+    std::mutex m_lock;             ///< of what follows
+    MonotonicCondition m_hasEnded; ///< for those who wait for the thread while another joins it
+    Ready m_ready;
+    bool m_stopped = false;
+    bool m_over = true; ///< there is no thread, or none that looks at its calls any more
     std::thread m_thread;
 };
 

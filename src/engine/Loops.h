@@ -4,6 +4,7 @@
 #pragma once
 
 #include <atomic>
+#include <csignal>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -23,7 +24,8 @@ namespace httpclient::engine {
 /// Any thread.
 class Loops {
 public:
-    Loops(Core& core, const EngineOptions::Body& options);
+    explicit Loops(const EngineOptions::Body& options);
+    ~Loops();
     Loops(const Loops&) = delete;
     Loops& operator=(const Loops&) = delete;
 
@@ -39,18 +41,22 @@ public:
     const std::function<void(std::function<void()>)>& executor() const noexcept { return m_executor; }
     /// Has all loops look at their calls: the engine ends.
     void Interrupt() noexcept;
-    /// Ends the threads. No call may be under way.
-    void Stop() noexcept;
+    /// Lets the threads end with the calls that are under way. @param wait whether to wait for them: not amid host code
+    /// of a call. A loop's own thread never does.
+    void Stop(bool wait) noexcept;
+    /// @return the signals of the thread that made the first call. After Start().
+    const sigset_t& hostMask() const noexcept { return m_hostMask; }
+    bool started() const noexcept { return m_started.load(std::memory_order_acquire); }
 
 private:
-    Core& m_core;
     const unsigned m_wanted;
     const unsigned m_callbackThreads;
     const std::function<void(std::function<void()>)> m_executor;
 
     std::mutex m_lock;
     std::atomic<bool> m_started{false};
-    std::vector<std::unique_ptr<Loop>> m_loops;
+    sigset_t m_hostMask{};
+    std::vector<std::shared_ptr<Loop>> m_loops;
     std::unique_ptr<Jobs> m_callbacks;
     std::unique_ptr<Jobs> m_work;
     std::atomic<unsigned> m_next{0};

@@ -9,6 +9,12 @@
 
 namespace httpclient::engine {
 
+namespace {
+
+constexpr int WRITES_A_TURN = 16; ///< so that a long body does not starve others on a loop
+
+} // namespace
+
 Sending::Sending(const Request::Body& request, const std::string& head) : m_request(request), m_head(head) {
     if (request.content == Request::Body::Content::Text) {
         m_body = request.text;
@@ -106,7 +112,7 @@ void Sending::Advance(std::size_t bytes) noexcept {
 }
 
 Sending::Status Sending::Step(net::Channel& channel) {
-    for (;;) {
+    for (int writes = 0;; ++writes) {
         if (m_failed) {
             return Status::Failed;
         }
@@ -117,6 +123,10 @@ Sending::Status Sending::Step(net::Channel& channel) {
         const int count = Pieces(pieces);
         if (count == 0) {
             return Status::Sent;
+        }
+        if (writes == WRITES_A_TURN) {
+            m_wants = net::Wants::Write;
+            return Status::Pending;
         }
         const net::IoResult result = channel.Write(pieces, count);
         Advance(result.bytes);

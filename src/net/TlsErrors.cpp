@@ -21,6 +21,8 @@ class OpenSslErrors : public std::error_category {
 public:
     const char* name() const noexcept override { return "tls"; }
     std::string message(int value) const override {
+        OPENSSL_init_ssl(OPENSSL_INIT_LOAD_SSL_STRINGS,
+                         nullptr); // an error may be looked at before TLS was used
         const char* reason = ERR_reason_error_string(Packed(value));
         if (reason != nullptr) {
             return reason;

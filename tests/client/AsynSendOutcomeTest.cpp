@@ -474,6 +474,8 @@ TEST_F(AsynSendOutcome, OfMemoryThatRunsOutIsMinusOneAndIsLogged) {
     const auto request = MakeRequest(HTTPOPERATION_GET);
     CHttpClientImp client; // of an address that the pool has no connection for
     client.setPort(RefusingPort());
+    client.setDomain(""); // refused with a message: the log itself allocates when it is first asked
+    TraceRecorder::Instance().Clear();
     {
         const CountedNew counted(1);
         client.asynSendRequest(*request, &Outcomes::Callback, false);

@@ -77,7 +77,7 @@ TEST_F(RequestBytes, OfHeadHaveNoBody) {
 
 TEST_F(RequestBytes, HaveTheHostsFieldsInOrderInPlaceOfDefaults) {
     EXPECT_EQ(Bytes(Get().header("B", "2").header("A", "1").header("B", "3").header("Empty", "")),
-              "GET / HTTP/1.1\r\n" + DEFAULTS + "B: 2\r\nA: 1\r\nB: 3\r\nEmpty: \r\n\r\n");
+              "GET / HTTP/1.1\r\n" + DEFAULTS + "B: 2\r\nA: 1\r\nB: 3\r\nEmpty:\r\n\r\n");
     EXPECT_EQ(Bytes(Get().header("user-AGENT", "mine")),
               "GET / HTTP/1.1\r\nHost: HOST\r\nuser-AGENT: mine\r\n\r\n");
     EXPECT_EQ(Bytes(Request(Method::Post, "/").body("x", "text/plain").header("Content-Type", "text/html")),

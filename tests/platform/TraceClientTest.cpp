@@ -132,7 +132,9 @@ TEST(TraceClient, WritesTheModuleAndTheThread) {
 TEST(TraceClient, WritesTheTimeOfTheMessage) {
     const auto now = [] {
         char text[32];
-        const std::time_t seconds = std::time(nullptr);
+        timespec time{};
+        clock_gettime(CLOCK_REALTIME, &time); // std::time() may lag behind it by a tick
+        const std::time_t seconds = time.tv_sec;
         std::tm parts{};
         std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", gmtime_r(&seconds, &parts));
         return std::string(text);
