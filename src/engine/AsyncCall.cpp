@@ -151,7 +151,8 @@ void AsyncCall::Advance(Scratch scratch) noexcept {
     } catch (...) {
         m_call->End(FailureKind::Internal, now); // memory is exhausted
         Disarm();
-        Finish();
+        // What could still be thrown ends the loop's own thread, by an executor that runs inline: nothing could go on.
+        Finish(); // cppcheck-suppress throwInNoexceptFunction
     }
 }
 
@@ -284,8 +285,8 @@ void AsyncCall::Finish() noexcept {
     m_result.emplace(Outcome());
     m_call.reset();
     m_doing.store(Doing::Delivering);
-    HandOverOutcome();
-    loop.Leave(); // kept until here by the call, and it by the turn
+    HandOverOutcome(); // cppcheck-suppress throwInNoexceptFunction
+    loop.Leave();      // kept until here by the call, and it by the turn
 }
 
 void AsyncCall::HandOverOutcome() noexcept {
@@ -293,7 +294,7 @@ void AsyncCall::HandOverOutcome() noexcept {
     Loops& loops = m_core.loops();
     if (m_where == DeliverOn::Loop) {
         m_visit.reset();
-        return Deliver();
+        return Deliver(); // cppcheck-suppress throwInNoexceptFunction
     }
     if (!loops.executor() && loops.JobsFor(false).Add(self)) {
         m_visit.reset(); // last: callback threads end when no call is under way and nothing is queued

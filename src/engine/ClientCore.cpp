@@ -5,6 +5,8 @@
 
 #include <openssl/evp.h>
 
+#include "net/OpenSsl.h"
+
 namespace httpclient::engine {
 
 namespace {
@@ -18,6 +20,7 @@ void AppendPart(std::string& key, const std::string& part) {
 
 /// A text of its own for each text, which tells nothing of it: keys of TLS material must not lie about.
 std::string Digest(const std::string& text) {
+    const net::OpenSslUse use;
     unsigned char digest[EVP_MAX_MD_SIZE];
     unsigned int size = 0;
     if (EVP_Digest(text.data(), text.size(), digest, &size, EVP_sha256(), nullptr) != 1) {

@@ -43,7 +43,7 @@ void Loops::Start() {
         return;
     }
     const std::lock_guard<std::mutex> lock(m_lock);
-    if (started()) {
+    if (started()) { // cppcheck-suppress identicalConditionAfterEarlyExit
         return;
     }
     sigset_t mask; // code of the host runs with that of the thread that makes the first call

@@ -16,7 +16,7 @@ namespace {
 /// The name of an enumerator by its number.
 template <std::size_t N>
 const char* NameOf(const std::array<const char*, N>& names, std::size_t number) noexcept {
-    return number < N ? names[number] : "Unknown";
+    return number < N ? names[number] : "Unknown"; // cppcheck-suppress CastIntegerToAddressAtReturn
 }
 
 constexpr std::array<const char*, 13> KINDS = {

@@ -195,7 +195,7 @@ void Encode(std::string& target, std::string_view text) {
 
 const char* NameOf(Method method) noexcept {
     const auto index = static_cast<std::size_t>(method);
-    return index < METHODS.size() ? METHODS[index] : "";
+    return index < METHODS.size() ? METHODS[index] : ""; // cppcheck-suppress CastIntegerToAddressAtReturn
 }
 
 std::error_code WriteRequestHead(const RequestHead& head, std::string& out) {

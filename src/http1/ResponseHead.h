@@ -54,7 +54,7 @@ private:
     static constexpr std::size_t FEW = 24;
 
     const Place& PlaceOf(std::size_t index) const noexcept {
-        return index < FEW ? m_few[index] : m_more[index - FEW];
+        return index < FEW ? m_few[index] : m_more[index - FEW]; // cppcheck-suppress returnTempReference
     }
     std::string_view NameAt(std::size_t index) const noexcept;
     std::string_view ValueAt(std::size_t index) const noexcept;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 /// @file
-/// Owners of OpenSSL's objects.
+/// Owners of OpenSSL's objects, and of a piece of work with it.
 #pragma once
 
 #include <memory>
@@ -9,6 +9,8 @@
 #include <openssl/evp.h>
 #include <openssl/ssl.h>
 #include <openssl/x509.h>
+
+#include "support/ExitGate.h"
 
 namespace httpclient::net {
 
@@ -24,5 +26,25 @@ using ContextPtr = std::unique_ptr<SSL_CTX, FreeWith<SSL_CTX_free>>;
 using DigestPtr = std::unique_ptr<EVP_MD_CTX, FreeWith<EVP_MD_CTX_free>>;
 using KeyPtr = std::unique_ptr<EVP_PKEY, FreeWith<EVP_PKEY_free>>;
 using SslPtr = std::unique_ptr<SSL, FreeWith<SSL_free>>;
+
+/// A piece of work with OpenSSL that may be the process's first. While it lives, exit() does not clean OpenSSL up;
+/// once exit() has begun, its thread stays here. Not to be nested.
+class OpenSslUse {
+public:
+    OpenSslUse() : m_pass(Armed()) {}
+    OpenSslUse(const OpenSslUse&) = delete;
+    OpenSslUse& operator=(const OpenSslUse&) = delete;
+    ~OpenSslUse() = default;
+
+private:
+    /// exit() closes the gate before it cleans OpenSSL up when the gate was armed after OpenSSL had been initialised.
+    static ExitGate::Pass Armed() {
+        OPENSSL_init_ssl(0, nullptr);
+        ExitGate::Arm();
+        return {};
+    }
+
+    const ExitGate::Pass m_pass;
+};
 
 } // namespace httpclient::net

@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "net/Address.h"
-#include "support/ExitGate.h"
 
 namespace httpclient::net {
 
@@ -25,9 +24,7 @@ std::string ServerName(const TlsSettings& settings) {
 
 TlsContext::TlsContext(TlsSettings settings, ContextPtr context)
     : m_settings(std::move(settings)), m_context(std::move(context)), m_generation(NextGeneration()),
-      m_serverName(ServerName(m_settings)) {
-    ExitGate::Arm(); // OpenSSL is initialised by now
-}
+      m_serverName(ServerName(m_settings)) {}
 
 std::string ExpectedName(const TlsSettings& settings) {
     std::string name = settings.name;

@@ -6,6 +6,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "net/OpenSsl.h"
 #include "net/TlsBuilder.h"
 #include "net/TlsContext.h"
 #include "support/Cleansing.h"
@@ -122,6 +123,7 @@ void TlsMaterial::Attempt(Time now, FileStamps stamps) {
     try {
         TlsTexts texts;
         ReadTexts(m_settings, texts);
+        const OpenSslUse use;
         const TlsDigest digest = DigestOf(texts);
         if (InUse() == nullptr || digest != m_digest) {
             Use(Make(texts));

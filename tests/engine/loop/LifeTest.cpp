@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // How loops begin and end.
 #include <csignal>
+#include <filesystem>
 #include <thread>
 
 #include <httpclient/testing/Certificates.h>
@@ -207,7 +208,14 @@ TEST_F(LifeTest, AProcessMayExitAtAnyMoment) {
     const kit::CertificateAuthority authority;
     kit::TlsLoopbackServer tls(Always(), {authority.IssueServer(), {}, kit::ClientCertificate::Ignore});
     kit::LoopbackServer plain(Always());
+    const auto threads = [] {
+        const std::filesystem::directory_iterator tasks("/proc/self/task");
+        return std::distance(begin(tasks), end(tasks));
+    };
+    const auto idle = threads();
     for (int round = 0; round < 10; ++round) {
+        // A server's thread that is amid OpenSSL while this process forks would leave its locks taken in the child.
+        ASSERT_TRUE(Becomes([&] { return threads() == idle; }));
         const kit::Ended ended = kit::TestForked([&] {
             auto* const engine = new Engine(EngineOptions().loops(2)); // which nobody ends
             const Client one(OptionsFor(plain), *engine);
@@ -218,7 +226,7 @@ TEST_F(LifeTest, AProcessMayExitAtAnyMoment) {
             }
             EXPECT_TRUE(Becomes([&] { return count >= round * 10; }));
         });
-        EXPECT_EQ(ended.exitCode, 0) << ended.signal << ended.err;
+        ASSERT_EQ(ended.exitCode, 0) << ended.signal << ended.err;
     }
 }
 
