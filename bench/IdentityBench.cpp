@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Built without access control: the patterns are put in place directly. What service identity adds to a
-// request.
+// Built without access control: the patterns are put in place directly. What service identity adds
+// to a request.
 #include <string>
 
 #include <benchmark/benchmark.h>

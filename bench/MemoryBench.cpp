@@ -96,8 +96,8 @@ Peak Burst(CHttpClient& client) {
     return peak;
 }
 
-/// Requests that are under way at once. Their connections have been used before: what those take is told
-/// above.
+/// Requests that are under way at once. Their connections have been used before: what those take
+/// is told above.
 void AsynchronousInFlight(benchmark::State& state) {
     CHttpClient client;
     client.setPort(BenchServer().Server().Port());

@@ -30,7 +30,7 @@ std::string Nginx::Address(int number) {
 }
 
 Nginx::Nginx(const TlsOptions& tls)
-    : m_ports(FreePorts(LOOPBACK, 4)),
+    : m_ports(FreePorts(LOOPBACK, 5)),
       m_process(m_directory, TopSettings(), "worker_connections 8192;",
                 ServerBlocks(NginxTls(m_directory, tls)), EndpointsAt(m_ports)) {
     m_directory.Write("128", std::string(128, 'x'));
@@ -38,7 +38,7 @@ Nginx::Nginx(const TlsOptions& tls)
 }
 
 std::string Nginx::ServerBlock(std::uint16_t port, const std::string& settings) const {
-    const bool tls = port == TlsPort() || port == ClosingTlsPort();
+    const bool tls = port != Port() && port != ClosingPort();
     std::string text = "  server {\n";
     for (int i = 0; i < (port == Port() ? ADDRESSES : 1); ++i) {
         text += "    listen " + Address(i) + ":" + std::to_string(port) + (tls ? " ssl" : "") + ";\n";
@@ -53,5 +53,6 @@ std::string Nginx::ServerBlocks(const std::string& tls) const {
     const std::string closing = "keepalive_timeout 0;";
     return "  keepalive_requests 100000000; client_body_buffer_size 64k;\n" + ServerBlock(Port(), keeping) +
            ServerBlock(ClosingPort(), closing) + ServerBlock(TlsPort(), tls + keeping) +
-           ServerBlock(ClosingTlsPort(), tls + closing + " ssl_session_cache off; ssl_session_tickets off;");
+           ServerBlock(ClosingTlsPort(), tls + closing + " ssl_session_cache off; ssl_session_tickets off;") +
+           ServerBlock(ResumingTlsPort(), tls + closing + " ssl_session_tickets on;");
 }

@@ -29,6 +29,8 @@ public:
     std::uint16_t TlsPort() const { return m_ports[2]; }
     /// Mutual TLS, a full handshake for each answer.
     std::uint16_t ClosingTlsPort() const { return m_ports[3]; }
+    /// Mutual TLS, a connection for each answer, and tickets with which a handshake is resumed.
+    std::uint16_t ResumingTlsPort() const { return m_ports[4]; }
 
 private:
     std::string ServerBlock(std::uint16_t port, const std::string& settings) const;

@@ -54,11 +54,11 @@ if(_httpclient_use_gnu_iconv)
 else()
   message(STATUS "Character conversion: the C library's iconv")
   set(HTTPCLIENT_ICONV_SOURCES
-      "${PROJECT_SOURCE_DIR}/src/message/IconvAdapter.cpp"
-      "${PROJECT_SOURCE_DIR}/src/message/IconvBare94.cpp"
-      "${PROJECT_SOURCE_DIR}/src/message/IconvCharsets.cpp"
-      "${PROJECT_SOURCE_DIR}/src/message/IconvLibc.cpp"
-      "${PROJECT_SOURCE_DIR}/src/message/IconvUnicode.cpp"
+      "${PROJECT_SOURCE_DIR}/src/message/charset/IconvAdapter.cpp"
+      "${PROJECT_SOURCE_DIR}/src/message/charset/IconvBare94.cpp"
+      "${PROJECT_SOURCE_DIR}/src/message/charset/IconvCharsets.cpp"
+      "${PROJECT_SOURCE_DIR}/src/message/charset/IconvLibc.cpp"
+      "${PROJECT_SOURCE_DIR}/src/message/charset/IconvUnicode.cpp"
       CACHE INTERNAL "")
 endif()
 unset(_httpclient_use_gnu_iconv)

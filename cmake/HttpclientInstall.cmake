@@ -17,7 +17,8 @@ if(HTTPCLIENT_PLATFORM STREQUAL "reference")
 endif()
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/include/" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}" COMPONENT dev)
 install(EXPORT httpclientTargets NAMESPACE httpclient:: DESTINATION "${httpclient_cmake_dir}" COMPONENT dev)
-install(FILES "${PROJECT_SOURCE_DIR}/examples/first/first.cpp" "${PROJECT_SOURCE_DIR}/docs/examples/async.cpp"
+install(FILES "${PROJECT_SOURCE_DIR}/examples/first/first.cpp" "${PROJECT_SOURCE_DIR}/examples/second/second.cpp"
+              "${PROJECT_SOURCE_DIR}/docs/examples/async.cpp"
               "${PROJECT_SOURCE_DIR}/docs/examples/tls.cpp" "${PROJECT_SOURCE_DIR}/docs/examples/tls-root.sh"
               "${PROJECT_SOURCE_DIR}/docs/examples/tls-server.sh" "${PROJECT_SOURCE_DIR}/docs/examples/identity.sh"
               "${PROJECT_SOURCE_DIR}/packaging/examples/CMakeLists.txt"

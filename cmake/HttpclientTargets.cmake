@@ -49,3 +49,22 @@ function(httpclient_shared_library target)
     EXPORT_NAME ${target})
   add_library(httpclient::${target} ALIAS ${target})
 endfunction()
+
+# What the library's own code is compiled with besides: every message's format is compared with its arguments, signs
+# included, and the preset "coverage" counts.
+function(httpclient_own_code target)
+  target_compile_options(${target} PRIVATE -Wformat=2)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    target_compile_options(${target} PRIVATE -Wformat-signedness -Wno-unknown-warning-option) # clang's tools lack it
+  endif()
+  httpclient_coverage_settings(${target})
+endfunction()
+
+# A room of the library as objects, which the library and the tests of what it does not export are made of.
+function(httpclient_room target)
+  add_library(${target} OBJECT ${ARGN})
+  httpclient_target_settings(${target})
+  httpclient_shared_code(${target})
+  httpclient_own_code(${target})
+  target_include_directories(${target} PUBLIC "${PROJECT_SOURCE_DIR}/include" "${PROJECT_SOURCE_DIR}/src")
+endfunction()

@@ -2,7 +2,6 @@
 #include "Contest.h"
 
 #include <algorithm>
-#include <map>
 #include <stdexcept>
 
 namespace {
@@ -43,7 +42,7 @@ std::vector<Contestant> ContestantsOf(const Work& work, const std::vector<std::s
 
 WorkResults Compare(const Work& work, const std::vector<Contestant>& contestants, int rounds, double seconds,
                     const std::function<void(const std::string& contestant)>& progress) {
-    std::map<std::string, std::vector<Figures>> figures;
+    RoundsByName figures;
     const std::string& floor = contestants.front().name;
     for (int round = 0; round < rounds; ++round) {
         for (size_t i = 0; i < contestants.size(); ++i) {
@@ -56,7 +55,7 @@ WorkResults Compare(const Work& work, const std::vector<Contestant>& contestants
             throw std::runtime_error(work.name + ": the floor got no answer");
         }
     }
-    WorkResults results{work.name, work.title, {}};
+    WorkResults results{work.name, work.title, {}, GoalsReached(work.name, figures)};
     for (const Contestant& one : contestants) {
         results.results.push_back(Summarise(one.name, figures[one.name], figures[floor]));
     }

@@ -38,8 +38,8 @@ public:
     Peer(const Peer&) = delete;
     Peer& operator=(const Peer&) = delete;
 
-    /// @return whether the whole answer came, its body taken out of the library as a text; may throw when
-    ///         not.
+    /// @return whether the whole answer came, its body taken out of the library as a text; may
+    ///         throw when not.
     virtual bool Send() = 0;
 };
 
@@ -48,5 +48,5 @@ struct PeerKind {
     std::unique_ptr<Peer> (*make)(const Target& target);
 };
 
-/// Those that were built: the floor first, then the library, then the others whose packages were there.
+/// Those that were built: the floor first, then the library's two doors, then the others whose packages were there.
 const std::vector<PeerKind>& AllPeers();

@@ -3,6 +3,7 @@
 
 std::unique_ptr<Peer> MakeFloor(const Target& target);
 std::unique_ptr<Peer> MakeLibrary(const Target& target);
+std::unique_ptr<Peer> MakeClient(const Target& target);
 std::unique_ptr<Peer> MakeMinimal(const Target& target);
 std::unique_ptr<Peer> MakeHandlePerRequest(const Target& target);
 std::unique_ptr<Peer> MakeCurlpp(const Target& target);
@@ -16,6 +17,7 @@ const std::vector<PeerKind>& AllPeers() {
     static const std::vector<PeerKind> peers{
         {"floor", &MakeFloor},
         {"libhttpclient", &MakeLibrary},
+        {"libhttpclient, Client", &MakeClient},
         {"libcurl, minimal loop", &MakeMinimal},
         {"libcurl, a handle per request", &MakeHandlePerRequest},
 #ifdef WITH_CURLPP

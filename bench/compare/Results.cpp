@@ -50,10 +50,10 @@ std::string Row(const Result& result) {
                 median.p50, median.cpu, ratio.perSecond, ratio.p50, ratio.cpu, median.errors);
 }
 
-std::string JsonObject(const std::string& work, const Result& result) {
+std::string JsonObject(const WorkResults& work, const Result& result) {
     const auto& [peer, median, ratio] = result;
-    const std::string names =
-        Text(R"( {"work": "%s", "peer": "%s", "errors": %ld)", work.c_str(), peer.c_str(), median.errors);
+    const std::string names = Text(R"( {"work": "%s", "peer": "%s", "errors": %ld, "title": "%s")",
+                                   work.name.c_str(), peer.c_str(), median.errors, work.title.c_str());
     if (!median.Measured()) {
         return names + "}";
     }
@@ -64,28 +64,54 @@ std::string JsonObject(const std::string& work, const Result& result) {
                 ratio.perSecond, ratio.p50, ratio.cpu);
 }
 
+bool Missed(const Reached& reached) {
+    return reached.cpu > reached.goal.cpu || reached.p50 > reached.goal.p50;
+}
+
+std::string JsonObject(const WorkResults& work, const Reached& reached) {
+    const auto& [goal, cpu, p50] = reached;
+    return Text(R"( {"work": "%s", "goal_of": "%s", "to": "%s", "title": "%s", )", work.name.c_str(),
+                goal.contestant.c_str(), goal.to.c_str(), work.title.c_str()) +
+           Text(R"("cpu": %.3f, "cpu_goal": %.2f, "p50": %.3f, "p50_goal": %.2f, "missed": %s})", cpu,
+                goal.cpu, p50, goal.p50, Missed(reached) ? "true" : "false");
+}
+
+std::string Row(const std::string& work, const Reached& reached) {
+    const auto& [goal, cpu, p50] = reached;
+    return Text("| %s | %s | %.2f of %.2f | %.2f of %.2f | %s\n", work.c_str(), goal.to.c_str(), cpu,
+                goal.cpu, p50, goal.p50, Missed(reached) ? "missed |" : "|");
+}
+
 } // namespace
+
+Figures MedianRatios(const std::vector<Figures>& rounds, const std::vector<Figures>& other) {
+    std::vector<Figures> ratios;
+    for (size_t i = 0; i < rounds.size(); ++i) {
+        if (rounds[i].Measured() && other[i].Measured()) {
+            ratios.push_back(Ratio(rounds[i], other[i]));
+        }
+    }
+    return Medians(ratios);
+}
 
 Result Summarise(const std::string& peer, const std::vector<Figures>& rounds,
                  const std::vector<Figures>& floor) {
     std::vector<Figures> measured;
-    std::vector<Figures> ratios;
     long errors = 0;
-    for (size_t i = 0; i < rounds.size(); ++i) {
-        errors += rounds[i].errors;
-        if (!rounds[i].Measured()) {
-            continue;
+    for (const Figures& round : rounds) {
+        errors += round.errors;
+        if (round.Measured()) {
+            measured.push_back(round);
         }
-        measured.push_back(rounds[i]);
-        ratios.push_back(Ratio(rounds[i], floor[i]));
     }
-    Result result{peer, Medians(measured), Medians(ratios)};
+    Result result{peer, Medians(measured), MedianRatios(rounds, floor)};
     result.median.errors = errors;
     return result;
 }
 
 std::string AsTable(const std::vector<WorkResults>& works) {
     std::string table;
+    std::string goals;
     for (const WorkResults& work : works) {
         table += "\n### " + work.title + "\n\n";
         table += "| | requests/s | p50, us | CPU, us | requests/s : floor | p50 : floor | CPU : floor | "
@@ -94,48 +120,29 @@ std::string AsTable(const std::vector<WorkResults>& works) {
         for (const Result& result : work.results) {
             table += Row(result);
         }
+        for (const Reached& reached : work.goals) {
+            goals += Row(work.title, reached);
+        }
+    }
+    if (!goals.empty()) {
+        table += "\n## The new door to its goals\n\n"
+                 "| | to | CPU | p50 | |\n"
+                 "|---|---|---|---|---|\n" +
+                 goals;
     }
     return table;
 }
 
 std::string AsJson(const std::vector<WorkResults>& works) {
-    std::string json = "[";
+    std::string json;
+    const auto add = [&](const std::string& object) { json += (json.empty() ? "" : ",\n") + object; };
     for (const WorkResults& work : works) {
         for (const Result& result : work.results) {
-            json += (json.size() > 1 ? ",\n" : "\n") + JsonObject(work.name, result);
+            add(JsonObject(work, result));
+        }
+        for (const Reached& reached : work.goals) {
+            add(JsonObject(work, reached));
         }
     }
-    return json + "\n]\n";
-}
-
-std::string AsSvg(const std::vector<WorkResults>& works) {
-    constexpr int ROW = 18;
-    constexpr int LEFT = 250;
-    constexpr double UNIT = 200; // of the floor
-    constexpr double LONGEST = 3;
-    int y = 30;
-    std::string bars =
-        Text("<text x=\"10\" y=\"20\" font-weight=\"bold\">Requests per second, the floor being 1</text>\n");
-    for (const WorkResults& work : works) {
-        y += ROW;
-        bars += Text("<text x=\"10\" y=\"%d\" font-weight=\"bold\">%s</text>\n", y, work.title.c_str());
-        for (const auto& [peer, median, ratio] : work.results) {
-            y += ROW;
-            const double width = UNIT * std::min(ratio.perSecond, LONGEST);
-            bars += Text("<text x=\"20\" y=\"%d\">%s</text>", y, peer.c_str());
-            bars += Text("<rect x=\"%d\" y=\"%d\" width=\"%.1f\" height=\"13\" fill=\"%s\"/>", LEFT, y - 11,
-                         width, peer.rfind("libhttpclient", 0) == 0 ? "#2a6fbb" : "#b9c4d0");
-            bars += Text("<text x=\"%.1f\" y=\"%d\">%.2f", LEFT + width + 6, y, ratio.perSecond);
-            bars += (median.errors > 0 ? Text(" (%ld errors)", median.errors) : "") + "</text>\n";
-        }
-        y += ROW / 2;
-    }
-    bars +=
-        Text("<line x1=\"%.0f\" y1=\"30\" x2=\"%.0f\" y2=\"%d\" stroke=\"#888\" stroke-dasharray=\"3\"/>\n",
-             LEFT + UNIT, LEFT + UNIT, y);
-    return Text("<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"%d\" height=\"%d\" "
-                "font-family=\"sans-serif\" "
-                "font-size=\"12\">\n<rect width=\"100%%\" height=\"100%%\" fill=\"white\"/>\n",
-                LEFT + static_cast<int>(UNIT * LONGEST) + 60, y + ROW) +
-           bars + "</svg>\n";
+    return "[\n" + json + "\n]\n";
 }

@@ -3,11 +3,10 @@
 /// The medians of all rounds, and how they are shown.
 #pragma once
 
-#include <map>
 #include <string>
-#include <utility>
 #include <vector>
 
+#include "Goals.h"
 #include "Round.h"
 
 /// What a peer came to at a work; without any answer only the errors are there.
@@ -22,6 +21,7 @@ struct WorkResults {
     std::string name;
     std::string title;
     std::vector<Result> results;
+    std::vector<Reached> goals = {};
 };
 
 /// The rounds of one peer, and those of the floor beside it. Rounds in which the peer was never answered are
@@ -29,8 +29,12 @@ struct WorkResults {
 Result Summarise(const std::string& peer, const std::vector<Figures>& rounds,
                  const std::vector<Figures>& floor);
 
-/// Tables in Markdown.
+/// @return medians of the ratios to another's figures of the same round; rounds in which either was never
+///         answered are left out.
+Figures MedianRatios(const std::vector<Figures>& rounds, const std::vector<Figures>& other);
+
+/// Tables in Markdown, the goals last.
 std::string AsTable(const std::vector<WorkResults>& works);
+/// An object a line, a work's results and then its goals; tools/picture draws them, tools/performance-tables
+/// writes them into the pages.
 std::string AsJson(const std::vector<WorkResults>& works);
-/// Bars: requests per second over the floor's.
-std::string AsSvg(const std::vector<WorkResults>& works);

@@ -51,6 +51,8 @@ std::vector<Work> AllWorks(const Ports& ports, const Target& client) {
         {"tls", "GET 128 B over mutual TLS", OverTls(ports.tls, "/128", client)},
         {"connect", "GET 128 B, a connection each", At(ports.closing, "/128")},
         {"connect-tls", "GET 128 B, a TLS connection each", OverTls(ports.closingTls, "/128", client)},
+        {"connect-tls-resumed", "GET 128 B, a TLS connection each, resumed",
+         OverTls(ports.resumingTls, "/128", client)},
         {"burst", "100 GETs at once, answered after 50 ms", At(ports.slow, "/"), IN_FLIGHT, true},
     };
 }

@@ -24,7 +24,8 @@ struct Ports {
     std::uint16_t closing = 0; ///< Closes the connection after each answer.
     std::uint16_t tls = 0;
     std::uint16_t closingTls = 0;
-    std::uint16_t slow = 0; ///< Answers after 50 ms.
+    std::uint16_t resumingTls = 0; ///< Closes, too, but gives tickets.
+    std::uint16_t slow = 0;        ///< Answers after 50 ms.
 };
 
 /// @param client the targets' TLS files.

@@ -27,7 +27,6 @@ struct Options {
     int rounds = 7;
     double seconds = 0.3;
     std::string json;
-    std::string svg;
     std::string table;
 };
 
@@ -67,8 +66,9 @@ std::vector<Work> WorksOf(const Options& options, const TlsServer& server, const
     client.certificate = server.CertificateFile();
     client.key = server.KeyFile();
     const Nginx& nginx = server.Server();
-    std::vector<Work> works = AllWorks(
-        {nginx.Port(), nginx.ClosingPort(), nginx.TlsPort(), nginx.ClosingTlsPort(), slow.Port()}, client);
+    std::vector<Work> works = AllWorks({nginx.Port(), nginx.ClosingPort(), nginx.TlsPort(),
+                                        nginx.ClosingTlsPort(), nginx.ResumingTlsPort(), slow.Port()},
+                                       client);
     const auto unwanted = [&](const Work& work) {
         const auto& wanted = options.works;
         return !wanted.empty() && std::find(wanted.begin(), wanted.end(), work.name) == wanted.end();
@@ -117,7 +117,6 @@ int Run(const Options& options) {
     std::fputs(table.c_str(), stdout);
     WriteFile(options.table, table);
     WriteFile(options.json, AsJson(results));
-    WriteFile(options.svg, AsSvg(results));
     return AnyErrors(results) ? 1 : 0;
 }
 
@@ -142,7 +141,6 @@ int main(int argc, char** argv) {
         ->check(CLI::Range(0.01, 60.0));
     app.add_option("--table", options.table, "file for the table");
     app.add_option("--json", options.json, "file for all figures");
-    app.add_option("--svg", options.svg, "file for the picture");
     CLI11_PARSE(app, argc, argv);
     for (const char* proxy : {"http_proxy", "https_proxy", "all_proxy", "HTTPS_PROXY", "ALL_PROXY"}) {
         unsetenv(proxy);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Built without access control: configuration and cache are filled directly, so that no token service is
-// needed.
+// Built without access control: configuration and cache are filled directly, so that no token
+// service is needed.
 #include "CachedToken.h"
 
 #include <cstdlib>

@@ -91,13 +91,31 @@ std::map<std::string, double> Instructions(const std::string& dumps, int request
     return instructions;
 }
 
-Cost CountCost(const std::string& driver, const std::string& work, int requests, bool withInstructions) {
+/// One run sends so many requests, another twice as many; start and warm-up drop out of the difference.
+SystemCallsByName SystemCalls(const std::string& driver, const std::string& work, int requests,
+                              const std::string& port) {
+    constexpr int PER_ROUND = 3; // N and then 2N
+    const auto count = [&](int each) { return CountSystemCalls({driver, work, std::to_string(each), port}); };
+    SystemCallsByName calls;
+    for (const auto& [name, number] : count(2 * requests)) {
+        calls[name] += number / (PER_ROUND * ROUNDS * requests);
+    }
+    for (const auto& [name, number] : count(requests)) {
+        calls[name] -= number / (PER_ROUND * ROUNDS * requests);
+    }
+    return calls;
+}
+
+Cost CountCost(const std::string& driver, const std::string& work, int requests, const Wanted& wanted) {
     const AnswerServer server;
     const std::vector<std::string> words{driver, work, std::to_string(requests),
                                          std::to_string(server.Port())};
     Cost cost;
     cost.allocations = Allocations(Output(words), requests);
-    if (!withInstructions) {
+    if (wanted.systemCalls) {
+        cost.systemCalls = SystemCalls(driver, work, requests, std::to_string(server.Port()));
+    }
+    if (!wanted.instructions) {
         return cost;
     }
     const TemporaryDirectory scratch;
@@ -127,14 +145,22 @@ double Cost::InstructionsOf(const std::string& prefix) const {
     return sum;
 }
 
+double Cost::TotalSystemCalls() const {
+    double sum = 0;
+    for (const auto& [name, count] : systemCalls) {
+        sum += count;
+    }
+    return sum;
+}
+
 bool HasValgrind() {
     return std::system("command -v valgrind >/dev/null") == 0;
 }
 
-CostByWork CountCosts(const std::string& driver, int requests, bool withInstructions) {
+CostByWork CountCosts(const std::string& driver, int requests, const Wanted& wanted) {
     CostByWork costs;
     for (const char* work : WORK_NAMES) {
-        costs[work] = CountCost(driver, work, requests, withInstructions);
+        costs[work] = CountCost(driver, work, requests, wanted);
     }
     return costs;
 }

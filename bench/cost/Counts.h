@@ -8,19 +8,24 @@
 #include <string>
 
 #include "CallgrindProfile.h"
+#include "SystemCalls.h"
 
-/// The same work by the library and by libcurl alone; each has a process and a server of its own.
-constexpr std::array WORK_NAMES{"floor-get",       "library-get",       "floor-post",        "library-post",
-                                "floor-get-token", "library-get-token", "library-get-pooled"};
+/// The same work by the library's two doors and by libcurl alone; each has a process and a server of its own.
+constexpr std::array WORK_NAMES{"floor-get",          "library-get",     "floor-post",
+                                "library-post",       "floor-get-token", "library-get-token",
+                                "library-get-pooled", "client-get",      "client-post"};
 
 /// What one request of a kind of work costs.
 struct Cost {
     double allocations = 0;
     std::map<std::string, double> instructions; ///< By object; empty when they were not counted.
 
+    SystemCallsByName systemCalls; ///< Of the calling thread; empty when they were not counted.
+
     double TotalInstructions() const;
     /// Of the objects whose file name begins so.
     double InstructionsOf(const std::string& prefix) const;
+    double TotalSystemCalls() const;
 };
 
 using CostByWork = std::map<std::string, Cost>;
@@ -28,7 +33,13 @@ using CostByWork = std::map<std::string, Cost>;
 /// @return whether this machine can count instructions.
 bool HasValgrind();
 
-/// Runs the driver for each work against a server of its own, once for the allocations and, if asked for,
-/// once under valgrind for the instructions.
+/// What is counted beside the allocations.
+struct Wanted {
+    bool instructions = true; ///< Needs valgrind.
+    bool systemCalls = true;  ///< Needs the right to watch a child.
+};
+
+/// Runs the driver for each work against a server of its own, once for the allocations and once more for each
+/// of what else is wanted.
 /// @throw std::runtime_error when a run fails.
-CostByWork CountCosts(const std::string& driver, int requests, bool withInstructions);
+CostByWork CountCosts(const std::string& driver, int requests, const Wanted& wanted);

@@ -3,8 +3,10 @@
 
 #include <map>
 #include <memory>
+#include <utility>
 #include <vector>
 
+#include <httpclient/Client.h>
 #include <httpclient/HttpClient.h>
 #include <httpclient/HttpConnectionMgr.h>
 #include <httpclient/HttpRequest.h>
@@ -64,6 +66,26 @@ SendOne LibraryGetWithToken(std::uint16_t port) {
     return Library(port, HTTPOPERATION_GET, PATH, "");
 }
 
+SendOne Client(std::uint16_t port, httpclient::Request request) {
+    auto client = std::make_shared<httpclient::Client>(
+        httpclient::ClientOptions("http://127.0.0.1:" + std::to_string(port)));
+    auto kept = std::make_shared<httpclient::Request>(std::move(request));
+    return [client, kept]() -> long {
+        httpclient::Result result = client->Send(*kept);
+        return result ? result->status() : 0;
+    };
+}
+
+SendOne ClientGet(std::uint16_t port) {
+    return Client(port, httpclient::Request(httpclient::Method::Get, PATH));
+}
+
+SendOne ClientPost(std::uint16_t port) {
+    httpclient::Request request(httpclient::Method::Post, PATH);
+    request.body(std::string(POST_BYTES, 'b'));
+    return Client(port, std::move(request));
+}
+
 /// @return false when the pool takes no more addresses.
 bool FillPool(const std::string& host, unsigned int port, int connections) {
     CHttpConnectionMgr* pool = CHttpConnectionMgr::Instance();
@@ -101,6 +123,8 @@ SendOne MakeWork(const std::string& name, std::uint16_t port) {
         {"library-post", &LibraryPost},
         {"floor-get-token", &FloorGetWithToken},
         {"library-get-token", &LibraryGetWithToken},
-        {"library-get-pooled", &LibraryGetBesidePooled}};
+        {"library-get-pooled", &LibraryGetBesidePooled},
+        {"client-get", &ClientGet},
+        {"client-post", &ClientPost}};
     return makers.at(name)(port);
 }

@@ -101,6 +101,16 @@ void Bytes(const Request& request, Response& response) {
                          "application/octet-stream");
 }
 
+/// Gives its answer byte by byte, until the client has had enough.
+void Drip(const Request& request, Response& response) {
+    constexpr std::size_t BYTES = 200;
+    const std::chrono::milliseconds pause(NumberIn(request));
+    response.set_content_provider(BYTES, TEXT, [pause](std::size_t, std::size_t, httplib::DataSink& sink) {
+        std::this_thread::sleep_for(pause);
+        return sink.is_writable() && sink.write(".", 1);
+    });
+}
+
 /// Says who the client is.
 void Peer(const Request& request, Response& response) {
     const std::string name = PeerName(request.ssl);
@@ -143,6 +153,7 @@ void AddPages(httplib::Server& server) {
     server.Get("/peer", Peer);
     server.Get(R"(/status/([2-5]\d\d))", Status);
     server.Get(R"(/slow/(\d{1,5}))", Slow);
+    server.Get(R"(/drip/(\d{1,4}))", Drip);
     server.Get(R"(/bytes/(\d{1,8}))", Bytes);
 }
 
@@ -194,6 +205,7 @@ std::string DemoServer::Index() {
            "/guarded         403, but for those with a token of this server's in x-access-token\n"
            "/status/N        that status\n"
            "/slow/MS         answers after so many milliseconds\n"
+           "/drip/MS         a byte every so many milliseconds, 200 of them\n"
            "/bytes/N         so many bytes\n"
            "/rest/sia/v1/tokens/jwt/sia\n"
            "                 POST: invents a token; {\"domain\": service, \"jwt\": any text}\n";

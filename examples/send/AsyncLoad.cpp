@@ -7,8 +7,8 @@
 namespace sender {
 namespace {
 
-/// A worker looks after its transfer up to five seconds apart, and so calls back some time after the
-/// time-out.
+/// A worker looks after its transfer up to five seconds apart, and so calls back some time
+/// after the time-out.
 constexpr std::chrono::seconds LATEST_CALLBACK{10};
 constexpr std::chrono::hours FOREVER{1000};
 constexpr std::chrono::milliseconds REDRAW_EVERY{100};

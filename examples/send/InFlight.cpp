@@ -17,9 +17,9 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 struct Place {
-    enum State { FREE, UNDER_WAY, UNUSED };
+    enum State { Free, UnderWay, Unused };
 
-    State state = UNUSED;
+    State state = Unused;
     Clock::time_point start;
 };
 
@@ -43,10 +43,10 @@ void Arrive(size_t index, const CHttpResponse& response) {
     const Clock::time_point now = Clock::now();
     const std::lock_guard<std::mutex> lock(g_board.mutex);
     Place& place = g_board.places[index];
-    if (place.state != Place::UNDER_WAY) {
+    if (place.state != Place::UnderWay) {
         return; // it has been given up
     }
-    place.state = Place::FREE;
+    place.state = Place::Free;
     Outcome outcome;
     outcome.time = now - place.start;
     if (response.getStatusCode() > 0) { // 0 is a failed transfer
@@ -74,8 +74,8 @@ constexpr auto CALLBACKS = CallbackOfEach(std::make_index_sequence<InFlight::MOS
 Callback TakePlace() {
     const std::lock_guard<std::mutex> lock(g_board.mutex);
     const auto place = std::find_if(g_board.places.begin(), g_board.places.end(),
-                                    [](const Place& each) { return each.state == Place::FREE; });
-    place->state = Place::UNDER_WAY;
+                                    [](const Place& each) { return each.state == Place::Free; });
+    place->state = Place::UnderWay;
     place->start = Clock::now();
     return CALLBACKS.at(static_cast<size_t>(place - g_board.places.begin()));
 }
@@ -85,18 +85,18 @@ Callback TakePlace() {
 InFlight::InFlight(size_t places, Duration patience) : m_patience(patience) {
     const std::lock_guard<std::mutex> lock(g_board.mutex);
     for (size_t index = 0; index < places; ++index) {
-        g_board.places.at(index).state = Place::FREE;
+        g_board.places.at(index).state = Place::Free;
     }
 }
 
 bool InFlight::HasPlace() const {
     const std::lock_guard<std::mutex> lock(g_board.mutex);
-    return g_board.Count(Place::FREE) > 0;
+    return g_board.Count(Place::Free) > 0;
 }
 
 size_t InFlight::UnderWay() const {
     const std::lock_guard<std::mutex> lock(g_board.mutex);
-    return g_board.Count(Place::UNDER_WAY) + g_board.outcomes.size();
+    return g_board.Count(Place::UnderWay) + g_board.outcomes.size();
 }
 
 void InFlight::Send(CHttpClient& client, const CHttpRequest& request, bool tls) {
@@ -113,8 +113,8 @@ std::vector<Outcome> InFlight::WaitForOutcomes(Duration atMost) {
 void InFlight::GiveUpOverdue() {
     const Clock::time_point now = Clock::now();
     for (Place& place : g_board.places) {
-        if (place.state == Place::UNDER_WAY && now - place.start > m_patience) {
-            place.state = Place::UNUSED; // its callback may still come, and must not be another request's
+        if (place.state == Place::UnderWay && now - place.start > m_patience) {
+            place.state = Place::Unused; // its callback may still come, and must not be another request's
             Outcome outcome;
             outcome.time = now - place.start;
             g_board.outcomes.push_back(std::move(outcome));

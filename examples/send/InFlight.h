@@ -18,8 +18,7 @@ public:
 
     /// @param places from 1 to MOST_PLACES: so many requests may be under way.
     /// @param patience how long to wait for a callback; a request whose callback has not come by then counts
-    /// as
-    ///        unanswered, and its place is not used again. That is when no thread could be started for it.
+    ///        as unanswered, and its place is not used again. That is when no thread could be started for it.
     InFlight(size_t places, Duration patience);
 
     /// @return whether another request may be sent.

@@ -5,10 +5,7 @@
 #include <mutex>
 #include <thread>
 #include <utility>
-
-#include "send/AsyncLoad.h"
-#include "send/RequestMaker.h"
-#include "send/Sender.h"
+#include <vector>
 
 namespace sender {
 namespace {
@@ -19,14 +16,14 @@ constexpr std::chrono::milliseconds REDRAW_EVERY{100};
 /// The work that the threads share.
 class Work {
 public:
-    Work(const Options& options, const CHttpRequest& request, const std::atomic<bool>& stop)
-        : m_options(options), m_request(request), m_stop(stop) {}
+    Work(const Options& options, const std::function<SendOne()>& sendOfThread, const std::atomic<bool>& stop)
+        : m_options(options), m_sendOfThread(sendOfThread), m_stop(stop) {}
 
     void RunThread() {
         Tally own;
-        const auto client = MakeClient(m_options);
+        const SendOne send = m_sendOfThread();
         while (!m_stop && m_taken++ < m_options.repeat) {
-            own.Add(SendAndWait(*client, m_request, m_options.target.Tls()));
+            own.Add(send());
             ++m_done;
         }
         const std::lock_guard<std::mutex> lock(m_mutex);
@@ -48,7 +45,7 @@ public:
 
 private:
     const Options& m_options;
-    const CHttpRequest& m_request;
+    const std::function<SendOne()>& m_sendOfThread;
     const std::atomic<bool>& m_stop;
     std::atomic<std::uint64_t> m_taken{0};
     std::atomic<std::uint64_t> m_done{0};
@@ -58,9 +55,11 @@ private:
     Tally m_tally;
 };
 
-Tally SendOnThreads(const Options& options, const CHttpRequest& request, ProgressBar& progress,
-                    const std::atomic<bool>& stop) {
-    Work work(options, request, stop);
+} // namespace
+
+Tally SendOnThreads(const Options& options, const std::function<SendOne()>& sendOfThread,
+                    ProgressBar& progress, const std::atomic<bool>& stop) {
+    Work work(options, sendOfThread, stop);
     std::vector<std::thread> threads;
     for (unsigned int count = 0; count < options.threads; ++count) {
         threads.emplace_back([&work] { work.RunThread(); });
@@ -70,19 +69,6 @@ Tally SendOnThreads(const Options& options, const CHttpRequest& request, Progres
         thread.join();
     }
     return work.TakeTally();
-}
-
-} // namespace
-
-LoadResult RunLoad(const Options& options, const CHttpRequest& request, ProgressBar& progress,
-                   const std::atomic<bool>& stop) {
-    // With fewer connections than are wanted some would wait 3 s at a time for one; a lower number changes
-    // nothing. Twice: a worker calls back before it gives its connection back.
-    MakeClient(options)->resizeConnPool(options.async ? 2 * options.threads : options.threads, 1);
-    const auto start = Clock::now();
-    Tally tally = options.async ? SendAsyncRepeatedly(options, request, progress, stop)
-                                : SendOnThreads(options, request, progress, stop);
-    return {std::move(tally), Clock::now() - start};
 }
 
 } // namespace sender

@@ -2,12 +2,11 @@
 #pragma once
 
 #include <atomic>
+#include <functional>
 
 #include "send/Latency.h"
 #include "send/Options.h"
 #include "send/Progress.h"
-
-class CHttpRequest;
 
 namespace sender {
 
@@ -17,9 +16,10 @@ struct LoadResult {
     Duration time{};
 };
 
-/// Sends one request many times, on several threads with a client each; or asynchronously.
+/// Sends one request many times, on several threads.
+/// @param sendOfThread called on each thread, for what it is to send with.
 /// @param stop ends the run early when it becomes true; requests under way are finished.
-LoadResult RunLoad(const Options& options, const CHttpRequest& request, ProgressBar& progress,
-                   const std::atomic<bool>& stop);
+Tally SendOnThreads(const Options& options, const std::function<SendOne()>& sendOfThread,
+                    ProgressBar& progress, const std::atomic<bool>& stop);
 
 } // namespace sender

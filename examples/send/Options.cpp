@@ -26,6 +26,10 @@ https presents the platform's client certificate: the TLS files lie under the di
 --async sends headers and parameters only. Its answers may come seconds late: the library looks after such a
 transfer from time to time.
 
+--strict sends through httpclient::Client: any body, every parameter in the URL and in UTF-8, a header's name more
+than once, PATCH and OPTIONS; it says why there is no answer, and verifies the server's name. What breaks a rule is
+refused before a byte goes out, with exit code 2.
+
 Keep secrets out of the argument list: --header-file and --cookie-file read them from files.
 
 Exit code: 0  2xx or 3xx         4  4xx    1  no answer      3  the output could not be written
@@ -35,7 +39,8 @@ With --repeat the worst of all answers counts: no answer, then 5xx, then 4xx.
 Examples:
   httpclient-send http://127.0.0.1:8080/echo -p name=value -H "X-Trace: 1" -i
   httpclient-send http://127.0.0.1:8080/echo -X PUT -f body.json -H "Content-Type: application/json"
-  httpclient-send http://127.0.0.1:8080/ --repeat 10000 --threads 4)";
+  httpclient-send http://127.0.0.1:8080/ --repeat 10000 --threads 4
+  httpclient-send http://127.0.0.1:8080/echo --strict --timing -d text)";
 
 /// The command line as it is written, before anything is made of it.
 struct Raw {
@@ -54,8 +59,10 @@ struct Raw {
 
 void DescribeRequest(CLI::App& app, Raw& raw, Options& options) {
     app.add_option("URL", raw.url, "http[s]://host[:port][/path][?query]; IPv6 as [::1]")->required();
-    app.add_option("-X,--verb", raw.verb,
-                   "GET, PUT, POST, DELETE or HEAD [POST when there is a body, else GET]");
+    app.add_option(
+        "-X,--verb", raw.verb,
+        "GET, PUT, POST, DELETE or HEAD, with --strict PATCH and OPTIONS, too [POST when there is a body, "
+        "else GET]");
     app.add_option("-H,--header", raw.headers,
                    "\"Name: value\"; \"Name:\" takes a header of libcurl's own away")
         ->allow_extra_args(false);
@@ -76,6 +83,17 @@ void DescribeRequest(CLI::App& app, Raw& raw, Options& options) {
         ->capture_default_str();
     app.add_option("--timeout", options.requestTimeout, "of the whole transfer, in seconds; 0: none")
         ->capture_default_str();
+}
+
+void DescribeStrict(CLI::App& app, Options& options) {
+    auto* strict =
+        app.add_flag("-s,--strict", options.strict, "send through httpclient::Client, the engine of our own");
+    app.add_option("--server-name", options.serverName,
+                   "name expected in the server's certificate [the URL's host]")
+        ->type_name("NAME")
+        ->needs(strict);
+    app.add_flag("--timing", options.timing, "draw how long each phase took, on standard error")
+        ->needs(strict);
 }
 
 CLI::Validator AtLeastOne(unsigned int atMost) {
@@ -127,9 +145,13 @@ std::string WithoutLineEnd(std::string text) {
     return text;
 }
 
-HTTPOPERATIONTYPE ParseVerb(std::string text) {
+std::string UpperCase(std::string text) {
     std::transform(text.begin(), text.end(), text.begin(),
                    [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
+    return text;
+}
+
+HTTPOPERATIONTYPE ParseVerb(const std::string& text) {
     static const std::map<std::string, HTTPOPERATIONTYPE> verbs = {{"GET", HTTPOPERATION_GET},
                                                                    {"PUT", HTTPOPERATION_PUT},
                                                                    {"POST", HTTPOPERATION_POST},
@@ -142,6 +164,18 @@ HTTPOPERATIONTYPE ParseVerb(std::string text) {
     return verb->second;
 }
 
+httpclient::Method ParseMethod(const std::string& text) {
+    using httpclient::Method;
+    for (const Method method : {Method::Get, Method::Head, Method::Post, Method::Put, Method::Patch,
+                                Method::Delete, Method::Options}) {
+        if (text == ToString(method)) {
+            return method;
+        }
+    }
+    throw UsageError(fmt::format(
+        "the method \"{}\" cannot be sent: GET, HEAD, POST, PUT, PATCH, DELETE or OPTIONS", text));
+}
+
 void AddHeader(const std::string& line, Options& options) {
     const size_t colon = line.find(':');
     const std::string name = line.substr(0, colon);
@@ -152,7 +186,9 @@ void AddHeader(const std::string& line, Options& options) {
         throw UsageError("the header \"" + name + "\" holds a line break");
     }
     const size_t value = line.find_first_not_of(" \t", colon + 1);
-    if (!options.headers.emplace(name, value == std::string::npos ? "" : line.substr(value)).second) {
+    const std::string text = value == std::string::npos ? "" : line.substr(value);
+    options.headerLines.emplace_back(name, text);
+    if (!options.headers.emplace(name, text).second && !options.strict) {
         throw UsageError("the header \"" + name + "\" is given twice; a request has one value for a name");
     }
 }
@@ -196,6 +232,23 @@ void CheckCanBeSent(const Options& options) {
     if (const size_t nul = options.body.find('\0'); nul != std::string::npos) {
         throw UsageError(
             fmt::format("the body has a NUL byte at offset {}, and is sent up to its first one only", nul));
+    }
+}
+
+/// What the options can ask for and the strict road cannot do. What a request may hold is the engine's to say.
+void CheckCanBeSentStrictly(const Raw& raw, const Options& options) {
+    if (options.async) {
+        throw UsageError("--strict sends on the calling thread; leave --async out");
+    }
+    if (!raw.charset.empty()) {
+        throw UsageError(
+            "--strict takes parameters in UTF-8; leave --charset out, or give an Accept-Charset header");
+    }
+    if (options.timing && options.repeat > 1) {
+        throw UsageError("--timing draws the time of one request; leave --repeat out");
+    }
+    if (options.connectTimeout == 0 || options.requestTimeout == 0) {
+        throw UsageError("--strict has no endless time-outs; give at least 1 second");
     }
 }
 
@@ -243,8 +296,15 @@ Options Evaluate(const Raw& raw, Options options) {
     options.body = raw.bodyFile.empty() ? raw.body : ReadFile(raw.bodyFile);
     options.cookie = raw.cookieFile.empty() ? raw.cookie : WithoutLineEnd(ReadFile(raw.cookieFile));
     const bool hasBody = !raw.body.empty() || !raw.bodyFile.empty();
-    options.verb = !raw.verb.empty() ? ParseVerb(raw.verb) : hasBody ? HTTPOPERATION_POST : HTTPOPERATION_GET;
+    options.hasBody = hasBody;
     options.threads = std::min(options.threads, options.repeat);
+    const std::string verb = !raw.verb.empty() ? UpperCase(raw.verb) : hasBody ? "POST" : "GET";
+    if (options.strict) {
+        options.method = ParseMethod(verb);
+        CheckCanBeSentStrictly(raw, options);
+        return options;
+    }
+    options.verb = ParseVerb(verb);
     CheckCanBeSent(options);
     if (options.async) {
         CheckCanBeSentAsync(options);
@@ -261,6 +321,7 @@ std::optional<Options> ParseOptions(int argc, const char* const* argv) {
     app.footer(FOOTER);
     app.get_formatter()->column_width(34);
     DescribeRequest(app, raw, options);
+    DescribeStrict(app, options);
     DescribeOutput(app, options);
     try {
         app.parse(argc, argv);

@@ -4,13 +4,17 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <httpclient/HttpOperationType.h>
+#include <httpclient/Request.h>
 
 #include "send/Url.h"
 
 namespace sender {
+
+using HeaderLine = std::pair<std::string, std::string>;
 
 /// What the command line asks for, files read and everything checked.
 struct Options {
@@ -22,6 +26,13 @@ struct Options {
     std::string cookie;
     unsigned int connectTimeout = 10;
     unsigned int requestTimeout = 30;
+
+    bool strict = false; ///< through httpclient::Client, which wants what follows
+    httpclient::Method method = httpclient::Method::Get;
+    std::vector<HeaderLine> headerLines; ///< in their order, a name more than once, too
+    bool hasBody = false;
+    std::string serverName; ///< "" for the target's host
+    bool timing = false;
 
     unsigned int repeat = 1;
     unsigned int threads = 1; ///< with async: requests under way at a time

@@ -79,6 +79,9 @@ void Write(const Outcome& outcome, bool withHead, std::ostream& out) {
 } // namespace
 
 ExitCode ExitCodeOf(const Outcome& outcome) {
+    if (outcome.refused) {
+        return EXIT_USAGE;
+    }
     return ExitCodeOfStatus(outcome.status);
 }
 
@@ -96,6 +99,13 @@ ExitCode ExitCodeOf(const Tally& tally) {
 
 std::string Describe(const Outcome& outcome, const Target& target) {
     const std::string time = fmt::format("{:.1f} ms", Milliseconds(outcome.time));
+    if (outcome.refused) {
+        return fmt::format("refused, and nothing was sent: {}\n", outcome.failure);
+    }
+    if (!outcome.failure.empty()) {
+        return fmt::format("no answer from {}://{}:{} after {}: {}\n", target.scheme, target.host,
+                           target.port, time, outcome.failure);
+    }
     if (outcome.status == Outcome::NO_ANSWER) {
         return fmt::format("no answer from {}://{}:{} after {}; the log says why (-v: all of it)\n",
                            target.scheme, target.host, target.port, time);

@@ -24,7 +24,8 @@ ExitCode ExitCodeOf(const Outcome& outcome);
 /// The worst of all: no answer, then 5xx, then 4xx. A run without any request is no answer.
 ExitCode ExitCodeOf(const Tally& tally);
 
-/// One line: status, length, type, character set and time; or that there was no answer, and from where.
+/// One line: status, length, type, character set and time; or that there was no answer, from where, and why if
+/// that is known; or that it was refused.
 std::string Describe(const Outcome& outcome, const Target& target);
 /// Counts, rates and times, a few lines.
 std::string Describe(const LoadResult& result, const Options& options);

@@ -2,7 +2,11 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
+#include <optional>
 #include <string>
+
+#include <httpclient/Timings.h>
 
 class CHttpClient;
 class CHttpRequest;
@@ -24,9 +28,17 @@ struct Outcome {
     std::string charset;
     double length = 0; ///< as the server told it, or the body's
 
+    // Of the strict road only:
+    std::string failure;  ///< why there is no answer
+    bool refused = false; ///< nothing was sent: the request breaks a rule
+    std::optional<httpclient::Timings> timings;
+
     /// Copies what a response holds.
     void TakeOver(const CHttpResponse& response);
 };
+
+/// Sends one request and waits for what comes of it.
+using SendOne = std::function<Outcome()>;
 
 /// Sends a request on the calling thread and measures how long it took.
 Outcome SendAndWait(CHttpClient& client, const CHttpRequest& request, bool tls);

@@ -2,9 +2,15 @@
 // Sends a request from the command line, once or many times.
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <functional>
 #include <iostream>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <utility>
 
 #include <unistd.h>
 
@@ -21,6 +27,8 @@
 #include "send/Report.h"
 #include "send/RequestMaker.h"
 #include "send/Sender.h"
+#include "send/Strict.h"
+#include "send/Timing.h"
 
 namespace {
 
@@ -61,27 +69,109 @@ void WarnOfGuessedCharset(const Options& options, const CHttpRequest& request) {
     }
 }
 
-int SendOnce(const Options& options, const CHttpRequest& request) {
-    const Outcome outcome = options.async ? SendAsync(options, request)
-                                          : SendAndWait(*MakeClient(options), request, options.target.Tls());
+void Report(const Outcome& outcome, const Options& options) {
     if (outcome.status != Outcome::NO_ANSWER) {
         WriteAnswer(outcome, options, std::cout);
     }
     if (!options.quiet || outcome.status == Outcome::NO_ANSWER) {
         std::cerr << Describe(outcome, options.target);
     }
-    return ExitCodeOf(outcome);
+    if (options.timing && outcome.timings) {
+        std::cerr << DrawTiming(TimesOf(*outcome.timings), outcome.timings->total());
+    }
 }
 
-int SendMany(const Options& options, const CHttpRequest& request) {
+/// Sends many times in some way, drawing how far it has come.
+using SendRepeatedly = std::function<Tally(ProgressBar& progress)>;
+
+int SendMany(const Options& options, const SendRepeatedly& sendRepeatedly) {
     StopOnInterrupt();
-    const auto result = [&] {
+    const auto result = [&]() -> LoadResult {
         ProgressBar progress(isatty(STDERR_FILENO) != 0 && !options.quiet ? &std::cerr : nullptr,
                              options.repeat);
-        return RunLoad(options, request, progress, g_stop);
+        const auto start = std::chrono::steady_clock::now();
+        Tally tally = sendRepeatedly(progress);
+        return {std::move(tally), std::chrono::steady_clock::now() - start};
     }();
     std::cout << Describe(result, options) << std::flush;
     return ExitCodeOf(result.tally);
+}
+
+/// Of many requests the first without an answer, which stands for the others.
+class FirstFailure {
+public:
+    void Note(const Outcome& outcome) {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        if (!m_outcome && outcome.status == Outcome::NO_ANSWER) {
+            m_outcome = outcome;
+        }
+    }
+    const std::optional<Outcome>& Get() const { return m_outcome; }
+
+private:
+    std::mutex m_mutex;
+    std::optional<Outcome> m_outcome;
+};
+
+int SendManyStrictly(const Options& options, const SendOne& send) {
+    FirstFailure failure;
+    const SendOne sendAndNote = [&] {
+        Outcome outcome = send();
+        failure.Note(outcome);
+        return outcome;
+    };
+    const int code = SendMany(options, [&](ProgressBar& progress) {
+        return SendOnThreads(
+            options, [&] { return sendAndNote; }, progress, g_stop);
+    });
+    if (!failure.Get()) {
+        return code;
+    }
+    std::cerr << Describe(*failure.Get(), options.target);
+    return ExitCodeOf(*failure.Get());
+}
+
+int RunStrictly(const Options& options) {
+    const httpclient::Request request = MakeStrictRequest(options);
+    const httpclient::Client client = MakeStrictClient(options);
+    const SendOne send = [&] { return SendStrictly(client, request); };
+    if (options.repeat > 1) {
+        return SendManyStrictly(options, send);
+    }
+    const Outcome outcome = send();
+    Report(outcome, options);
+    return ExitCodeOf(outcome);
+}
+
+SendOne SendOfThread(const Options& options, const CHttpRequest& request) {
+    const std::shared_ptr<CHttpClient> client = MakeClient(options); // each thread needs one of its own
+    return [&options, &request, client] { return SendAndWait(*client, request, options.target.Tls()); };
+}
+
+Tally SendRepeatedlyThroughThePool(const Options& options, const CHttpRequest& request,
+                                   ProgressBar& progress) {
+    // With fewer connections than are wanted some would wait 3 s at a time for one; a lower number changes
+    // nothing. Twice: a worker calls back before it gives its connection back.
+    MakeClient(options)->resizeConnPool(options.async ? 2 * options.threads : options.threads, 1);
+    if (options.async) {
+        return SendAsyncRepeatedly(options, request, progress, g_stop);
+    }
+    return SendOnThreads(
+        options, [&] { return SendOfThread(options, request); }, progress, g_stop);
+}
+
+int RunCompatibly(const Options& options) {
+    const PoolEnd poolEnd{!options.async};
+    const auto request = MakeRequest(options);
+    WarnOfGuessedCharset(options, *request);
+    if (options.repeat > 1) {
+        return SendMany(options, [&](ProgressBar& progress) {
+            return SendRepeatedlyThroughThePool(options, *request, progress);
+        });
+    }
+    const Outcome outcome = options.async ? SendAsync(options, *request) : SendOfThread(options, *request)();
+    Report(outcome, options);
+    return ExitCodeOf(outcome);
 }
 
 int Run(int argc, char** argv) {
@@ -92,10 +182,7 @@ int Run(int argc, char** argv) {
     if (options->verbose) {
         setenv("OVEX_TRACE_LEVEL", "2", 1); // before the library's first word
     }
-    const PoolEnd poolEnd{!options->async};
-    const auto request = MakeRequest(*options);
-    WarnOfGuessedCharset(*options, *request);
-    return options->repeat > 1 ? SendMany(*options, *request) : SendOnce(*options, *request);
+    return options->strict ? RunStrictly(*options) : RunCompatibly(*options);
 }
 
 int Fail(ExitCode code, const std::exception& problem) {

@@ -77,7 +77,7 @@ TEST(Progress, DrawsInPlaceAndWipesItself) {
     EXPECT_EQ(out.str(), "\r" + ProgressBar::Text(1, 2) + "\r\033[K");
 }
 
-TEST(Progress, DrawsNothingWhereNobodyLooks) {
+TEST(Progress, DrawsNothingWithoutATerminal) {
     ProgressBar bar(nullptr, 2);
     bar.Draw(1); // would crash if it drew
 }

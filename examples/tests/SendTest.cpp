@@ -81,7 +81,7 @@ TEST_F(SendProgram, ExitCodeTellsWhatCame) {
     EXPECT_EQ(Send("--help >/dev/null").exitCode, 0);
 }
 
-TEST_F(SendProgram, SaysThatNobodyAnswered) {
+TEST_F(SendProgram, SaysThatThereWasNoAnswer) {
     ACE_INET_Addr address;
     ACE_SOCK_Acceptor acceptor(ACE_INET_Addr(static_cast<u_short>(0), "127.0.0.1"));
     ASSERT_EQ(acceptor.get_local_addr(address), 0);
@@ -101,7 +101,7 @@ TEST_F(SendProgram, RepeatsOnThreadsAndSumsUp) {
     EXPECT_EQ(ran.exitCode, 0);
 }
 
-TEST_F(SendProgram, RepeatingDrawsNoBarWhereNobodyLooks) {
+TEST_F(SendProgram, RepeatingDrawsNoBarWithoutATerminal) {
     EXPECT_EQ(Send(Url("/bytes/10") + " --repeat 50 2>&1 >/dev/null").output, "");
 }
 

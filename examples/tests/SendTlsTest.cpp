@@ -64,3 +64,15 @@ TEST_F(SendOverTls, GetsNoAnswerWithoutTheMasterKey) {
     EXPECT_THAT(ran.output, HasSubstr("no answer from https://127.0.0.1:"));
     EXPECT_EQ(ran.exitCode, 1);
 }
+
+TEST_F(SendOverTls, ShowsThePlatformsCertificateOnTheStrictRoad) {
+    const Ran ran = Send("/peer", "", " --strict 2>/dev/null");
+    EXPECT_EQ(ran.output, "CN=test process\n");
+    EXPECT_EQ(ran.exitCode, 0);
+}
+
+TEST_F(SendOverTls, RefusesAServerOfAnotherNameOnTheStrictRoad) {
+    const Ran ran = Send("/peer", "", " --strict --server-name another.example -q 2>&1");
+    EXPECT_THAT(ran.output, HasSubstr(": Tls in Handshake: "));
+    EXPECT_EQ(ran.exitCode, 1);
+}

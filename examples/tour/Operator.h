@@ -15,8 +15,8 @@ public:
 
     /// Makes a master key and a TLS root, both named to this process by its environment.
     void SetUpTls();
-    /// Where the files of a server are whose certificate the TLS root trusts, and which trusts the root's
-    /// own.
+    /// Where the files of a server are whose certificate the TLS root trusts, and which trusts
+    /// the root's own.
     std::string ServerDirectory() const;
     /// @return the same of a server that has nothing to do with the TLS root.
     std::string MakeForeignServer();

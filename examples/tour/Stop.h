@@ -12,7 +12,7 @@ class Tour;
 /// A file in stops/ makes one static object of it, which thereby joins the tour:
 /// @code
 /// void Show(Tour& tour) { … }
-/// const Stop stop(40, "A cookie goes out as it is given", Show);
+/// const Stop STOP(40, "A cookie goes out as it is given", Show);
 /// @endcode
 class Stop {
 public:

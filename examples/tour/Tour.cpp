@@ -44,7 +44,18 @@ std::string Describe(const Exchange& exchange) {
     return fmt::format("{}  {:.0f} bytes  {}", exchange.status, exchange.length, exchange.type);
 }
 
+std::string Describe(const httpclient::Result& result) {
+    if (!result) {
+        return result.failure().message();
+    }
+    return fmt::format("{}  {} bytes", result->status(), result->body().size());
+}
+
 } // namespace
+
+std::string Called::FailureKind() const {
+    return result ? "none" : ToString(result.failure().kind());
+}
 
 Tour::Tour(Transcript& transcript, TraceLog& log, std::string directory)
     : m_transcript(transcript), m_log(log), m_directory(std::move(directory)) {
@@ -109,6 +120,24 @@ Exchange Tour::Send(CHttpClient& client, const CHttpRequest& request) {
 Exchange Tour::SendUnseen(CHttpClient& client, const CHttpRequest& request) {
     CHttpResponse response;
     return Transfer(client, request, response);
+}
+
+std::string Tour::Origin() const {
+    return fmt::format("{}://127.0.0.1:{}", m_tls ? "https" : "http", Port());
+}
+
+Called Tour::Call(const httpclient::Client& client, const httpclient::Request& request,
+                  const std::string& asked) {
+    m_transcript.Asked(asked);
+    m_relay->Take(); // what an earlier request may have left
+    m_log.Take();
+    httpclient::Result result = client.Send(request);
+    auto traffic = m_relay->Take();
+    ShowWire('>', traffic.sent);
+    ShowWire('<', traffic.received);
+    ShowLog();
+    m_transcript.Result(Describe(result));
+    return {std::move(result), std::move(traffic.sent), std::move(traffic.received)};
 }
 
 std::vector<std::string> Tour::ShowLog() {

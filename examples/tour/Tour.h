@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include <httpclient/Client.h>
 #include <httpclient/HttpOperationType.h>
 
 #include "demo/DemoServer.h"
@@ -31,6 +32,16 @@ struct Exchange {
     std::vector<std::string> log; ///< what was logged meanwhile, as "[5] text"
 };
 
+/// One call of httpclient::Client, with the bytes that went over the wire.
+struct Called {
+    httpclient::Result result;
+    std::string sent;
+    std::string received;
+
+    /// @return the kind's name; "none" for an answer.
+    std::string FailureKind() const;
+};
+
 /// What a stop works with: a server, a relay before it that records the wire, and the transcript.
 ///
 /// Every stop gets a process and a tour of its own: no connection is pooled yet, nothing has been configured.
@@ -50,6 +61,8 @@ public:
     const std::string& Directory() const { return m_directory; }
     /// Where NewClient() goes, on 127.0.0.1.
     int Port() const { return m_relay->Port(); }
+    /// The same for httpclient::Client.
+    std::string Origin() const;
     /// How many connections have been made to the server so far.
     int Connections() const { return m_relay->Connections(); }
     /// How many of them are open.
@@ -63,14 +76,19 @@ public:
     /// As Send() without the transcript, for what need not be seen again.
     Exchange SendUnseen(CHttpClient& client, const CHttpRequest& request);
 
+    /// The same for httpclient::Client.
+    /// @param asked what the transcript says of the request.
+    Called Call(const httpclient::Client& client, const httpclient::Request& request,
+                const std::string& asked);
+
     void Note(const std::string& text) { m_transcript.Note(text); }
     void Result(const std::string& text) { m_transcript.Result(text); }
     /// Checks a promise.
     void Expect(const std::string& what, bool holds) { m_transcript.Checked(what, holds); }
     /// Writes down what was logged since the last request, and returns it.
     std::vector<std::string> ShowLog();
-    /// Checks that a line, as "[5] text", is among those logged; holds by itself on a platform whose log is
-    /// elsewhere.
+    /// Checks that a line, as "[5] text", is among those logged; holds by itself on a platform whose
+    /// log is elsewhere.
     void ExpectLogged(const std::string& line, const std::vector<std::string>& log);
     /// Checks that a text is what was promised; shows both when it is not.
     void ExpectText(const std::string& what, const std::string& promised, const std::string& found);

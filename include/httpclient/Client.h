@@ -34,10 +34,10 @@ class Engine;
 class HTTPCLIENT_EXPORT TlsOptions {
 public:
     TlsOptions();
-    TlsOptions(const TlsOptions& other);
-    TlsOptions(TlsOptions&& other) noexcept;
-    TlsOptions& operator=(const TlsOptions& other);
-    TlsOptions& operator=(TlsOptions&& other) noexcept;
+    TlsOptions(const TlsOptions& other);                ///< Copies.
+    TlsOptions(TlsOptions&& other) noexcept;            ///< Moves.
+    TlsOptions& operator=(const TlsOptions& other);     ///< Copies.
+    TlsOptions& operator=(TlsOptions&& other) noexcept; ///< Moves.
     ~TlsOptions();
 
     /// Takes the material from PEM files. What is wrong with them shows at the call, as FailureKind::Tls: they
@@ -55,21 +55,21 @@ public:
     /// Sets the function that is asked for the key's password whenever the key is read. The password is wiped
     /// afterwards. A function that throws counts as wrong material.
     TlsOptions& keyPassword(std::function<std::string()> ask);
-    std::function<std::string()> keyPassword() const;
+    std::function<std::string()> keyPassword() const; ///< @return what was set.
     /// Says whether the name in the certificate is verified. Default true. Only subject alternative names count.
     TlsOptions& verifyHost(bool on);
-    bool verifyHost() const;
+    bool verifyHost() const; ///< @return what was set.
     /// Sets the name that is expected in the certificate and sent as SNI. Default: the origin's host.
     TlsOptions& serverName(std::string name);
-    std::string serverName() const;
+    std::string serverName() const; ///< @return what was set.
 
     /// @cond INTERNAL
     class Body;
-    const Body& internals() const;
+    [[gnu::visibility("hidden")]] const Body& internals() const;
     /// @endcond
 
 private:
-    Body& Own();
+    [[gnu::visibility("hidden")]] Body& Own();
     std::unique_ptr<Body> m_body; ///< Null: moved from, and as good as new.
 };
 
@@ -82,34 +82,34 @@ private:
 class HTTPCLIENT_EXPORT RetryPolicy {
 public:
     RetryPolicy();
-    RetryPolicy(const RetryPolicy& other);
-    RetryPolicy(RetryPolicy&& other) noexcept;
-    RetryPolicy& operator=(const RetryPolicy& other);
-    RetryPolicy& operator=(RetryPolicy&& other) noexcept;
+    RetryPolicy(const RetryPolicy& other);                ///< Copies.
+    RetryPolicy(RetryPolicy&& other) noexcept;            ///< Moves.
+    RetryPolicy& operator=(const RetryPolicy& other);     ///< Copies.
+    RetryPolicy& operator=(RetryPolicy&& other) noexcept; ///< Moves.
     ~RetryPolicy();
 
     /// Sets how often a call is tried at most, the first time included; at least 1. Default 1.
     RetryPolicy& attempts(int most);
-    int attempts() const;
+    int attempts() const; ///< @return what was set.
     /// Sets the pauses: before the second try at most @p first, doubled for each further one, at most
     /// @p longest. Default 50 ms and 2 s.
     RetryPolicy& pauses(std::chrono::milliseconds first, std::chrono::milliseconds longest);
-    std::pair<std::chrono::milliseconds, std::chrono::milliseconds> pauses() const;
+    std::pair<std::chrono::milliseconds, std::chrono::milliseconds> pauses() const; ///< @return what was set.
     /// Sets the share of retries: each call adds so much to the client's budget, each retry takes 1 from it.
     /// It holds 10 at most and is full at the start; 0: no retries. Default 0.2.
     RetryPolicy& budget(double share);
-    double budget() const;
+    double budget() const; ///< @return what was set.
     /// Sets the statuses after which a call is sent again. Default 429, 502, 503, 504.
     RetryPolicy& statuses(std::vector<int> codes);
-    std::vector<int> statuses() const;
+    std::vector<int> statuses() const; ///< @return what was set.
 
     /// @cond INTERNAL
     class Body;
-    const Body& internals() const;
+    [[gnu::visibility("hidden")]] const Body& internals() const;
     /// @endcond
 
 private:
-    Body& Own();
+    [[gnu::visibility("hidden")]] Body& Own();
     std::unique_ptr<Body> m_body; ///< Null: moved from, and as good as new.
 };
 
@@ -122,10 +122,10 @@ public:
     ///        and a final "/" are accepted; user names, other paths, queries and port 0 are not. Without a port
     ///        it is the scheme's, 80 or 443.
     explicit ClientOptions(std::string origin);
-    ClientOptions(const ClientOptions& other);
-    ClientOptions(ClientOptions&& other) noexcept;
-    ClientOptions& operator=(const ClientOptions& other);
-    ClientOptions& operator=(ClientOptions&& other) noexcept;
+    ClientOptions(const ClientOptions& other);                ///< Copies.
+    ClientOptions(ClientOptions&& other) noexcept;            ///< Moves.
+    ClientOptions& operator=(const ClientOptions& other);     ///< Copies.
+    ClientOptions& operator=(ClientOptions&& other) noexcept; ///< Moves.
     ~ClientOptions();
 
     /// @return the origin as it was given.
@@ -133,44 +133,44 @@ public:
     /// Sets the time-out of the whole call: waiting for a connection, every attempt and every pause. Kept to
     /// within 50 ms; only host code that is running then is not cut short. Default 30 s.
     ClientOptions& timeout(std::chrono::milliseconds whole);
-    std::chrono::milliseconds timeout() const;
+    std::chrono::milliseconds timeout() const; ///< @return what was set.
     /// Sets the time-out of one attempt, so that a hang leaves time for another. Default: none, read as 0.
     ClientOptions& attemptTimeout(std::chrono::milliseconds each);
-    std::chrono::milliseconds attemptTimeout() const;
+    std::chrono::milliseconds attemptTimeout() const; ///< @return what was set.
     /// Sets the time-out of connecting: name, connection and handshake of one attempt. Default 2 s.
     ClientOptions& connectTimeout(std::chrono::milliseconds each);
-    std::chrono::milliseconds connectTimeout() const;
+    std::chrono::milliseconds connectTimeout() const; ///< @return what was set.
     /// Connects to another place than the origin; Host, SNI and the checks of the certificate stay the origin's.
     /// @param place "10.0.0.1:8443", "[::1]:8443", "name:8443" or "unix:/absolute/path"; empty: the origin.
     ClientOptions& connectTo(std::string place);
-    std::string connectTo() const;
+    std::string connectTo() const; ///< @return what was set.
     /// Sets what connections of an https origin are made with.
     ClientOptions& tls(TlsOptions options);
-    TlsOptions tls() const;
+    TlsOptions tls() const; ///< @return what was set.
     /// Sets when a call is sent again. Default: never.
     ClientOptions& retry(RetryPolicy policy);
-    RetryPolicy retry() const;
+    RetryPolicy retry() const; ///< @return what was set.
     /// Asks for gzip and deflate, and undoes them. Default false.
     ClientOptions& decompress(bool on);
-    bool decompress() const;
+    bool decompress() const; ///< @return what was set.
     /// Sets how long a kept body may be, in bytes after decoding; TooLarge beyond it. What a sink takes does not
     /// count. Default 64 MiB.
     ClientOptions& maxBody(std::uint64_t bytes);
-    std::uint64_t maxBody() const;
+    std::uint64_t maxBody() const; ///< @return what was set.
     /// Sets how long the head of an answer may be, in bytes; so long may trailers be, too. Default 64 KiB.
     ClientOptions& maxHead(std::size_t bytes);
-    std::size_t maxHead() const;
+    std::size_t maxHead() const; ///< @return what was set.
     /// Sets the User-Agent; empty: none is sent. Default "libhttpclient".
     ClientOptions& userAgent(std::string text);
-    std::string userAgent() const;
+    std::string userAgent() const; ///< @return what was set.
 
     /// @cond INTERNAL
     class Body;
-    const Body& internals() const;
+    [[gnu::visibility("hidden")]] const Body& internals() const;
     /// @endcond
 
 private:
-    Body& Own();
+    [[gnu::visibility("hidden")]] Body& Own();
     std::unique_ptr<Body> m_body; ///< Null: moved from, and as good as new.
 };
 
@@ -202,10 +202,10 @@ private:
 /// Every operation may be called from any thread at any time.
 class HTTPCLIENT_EXPORT Call {
 public:
-    Call(const Call& other);
-    Call(Call&& other) noexcept;
-    Call& operator=(const Call& other);
-    Call& operator=(Call&& other) noexcept;
+    Call(const Call& other);                ///< Copies.
+    Call(Call&& other) noexcept;            ///< Moves.
+    Call& operator=(const Call& other);     ///< Copies.
+    Call& operator=(Call&& other) noexcept; ///< Moves.
     ~Call();
 
     /// Ends the call: its outcome is Cancelled, unless another is already on its way. Does nothing after the end.
@@ -244,10 +244,10 @@ public:
     /// @param engine not owned; the client may outlive it.
     /// @throw std::invalid_argument for a bad origin or option. @throw std::bad_alloc
     Client(ClientOptions options, Engine& engine);
-    Client(const Client& other);
-    Client(Client&& other) noexcept;
-    Client& operator=(const Client& other);
-    Client& operator=(Client&& other) noexcept;
+    Client(const Client& other);                ///< Copies.
+    Client(Client&& other) noexcept;            ///< Moves.
+    Client& operator=(const Client& other);     ///< Copies.
+    Client& operator=(Client&& other) noexcept; ///< Moves.
     ~Client();
 
     /// Sends a request on the calling thread and waits for the outcome, at most as long as the time-out.

@@ -17,49 +17,49 @@ namespace httpclient {
 class HTTPCLIENT_EXPORT EngineOptions {
 public:
     EngineOptions();
-    EngineOptions(const EngineOptions& other);
-    EngineOptions(EngineOptions&& other) noexcept;
-    EngineOptions& operator=(const EngineOptions& other);
-    EngineOptions& operator=(EngineOptions&& other) noexcept;
+    EngineOptions(const EngineOptions& other);                ///< Copies.
+    EngineOptions(EngineOptions&& other) noexcept;            ///< Moves.
+    EngineOptions& operator=(const EngineOptions& other);     ///< Copies.
+    EngineOptions& operator=(EngineOptions&& other) noexcept; ///< Moves.
     ~EngineOptions();
 
     /// Sets how many event loops there are, one thread each. Default 1; at least 1.
     EngineOptions& loops(unsigned threads);
-    unsigned loops() const;
+    unsigned loops() const; ///< @return what was set.
     /// Sets how many threads run what the host gave asynchronous calls: callbacks, sources, sinks, head functions.
     /// Default 2; at least 1 without an executor.
     EngineOptions& callbackThreads(unsigned threads);
-    unsigned callbackThreads() const;
+    unsigned callbackThreads() const; ///< @return what was set.
     /// Sets what runs those instead of the callback threads. It may run them inline; when it throws, the loop runs
     /// them itself.
     EngineOptions& executor(std::function<void(std::function<void()>)> run);
-    std::function<void(std::function<void()>)> executor() const;
+    std::function<void(std::function<void()>)> executor() const; ///< @return what was set.
     /// Sets how many connections there may be. Beyond the second limit the idle ones of other origins go first.
     /// Default 100 per origin, 10,000 in all; at least 1 each.
     EngineOptions& maxConnections(std::size_t perOrigin, std::size_t inAll);
-    std::pair<std::size_t, std::size_t> maxConnections() const;
+    std::pair<std::size_t, std::size_t> maxConnections() const; ///< @return what was set.
     /// Sets how many calls may wait for a connection to one origin; one more is Overloaded at once. Default 10,000.
     EngineOptions& maxWaiting(std::size_t perOrigin);
-    std::size_t maxWaiting() const;
+    std::size_t maxWaiting() const; ///< @return what was set.
     /// Sets how long a connection is kept idle. Default 30 s.
     EngineOptions& idleTimeout(std::chrono::milliseconds most);
-    std::chrono::milliseconds idleTimeout() const;
+    std::chrono::milliseconds idleTimeout() const; ///< @return what was set.
     /// Sets how old a kept connection may become; each has up to 10 % less, by chance, so that those made
     /// together do not go together. Default 10 min.
     EngineOptions& maxAge(std::chrono::milliseconds most);
-    std::chrono::milliseconds maxAge() const;
+    std::chrono::milliseconds maxAge() const; ///< @return what was set.
     /// Sets how long an address is used before its name is looked up anew. The old one is used on while a new
     /// one cannot be had. Default 30 s.
     EngineOptions& nameLifetime(std::chrono::milliseconds most);
-    std::chrono::milliseconds nameLifetime() const;
+    std::chrono::milliseconds nameLifetime() const; ///< @return what was set.
 
     /// @cond INTERNAL
     class Body;
-    const Body& internals() const;
+    [[gnu::visibility("hidden")]] const Body& internals() const;
     /// @endcond
 
 private:
-    Body& Own();
+    [[gnu::visibility("hidden")]] Body& Own();
     std::unique_ptr<Body> m_body; ///< Null: moved from, and as good as new.
 };
 

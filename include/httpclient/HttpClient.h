@@ -56,8 +56,8 @@ public:
     void EnableSiaAccess();
     /// Sets the port, unchecked.
     void setPort(const int& nPort);
-    /// Sets the scheme, unchecked. An HTTPS request needs both the scheme "https" and the TLS argument of the
-    /// send.
+    /// Sets the scheme, unchecked. An HTTPS request needs both the scheme "https" and the TLS argument
+    /// of the send.
     void setScheme(const std::string& strScheme);
     /// @return the scheme.
     std::string getScheme();
@@ -77,26 +77,23 @@ public:
     /// @param[out] response is filled when a status was obtained; on -1 it stays untouched.
     /// @param bSSL true: a TLS connection, which presents the platform's client certificate.
     /// @return the HTTP status, or -1: empty host, no connection, a verb that cannot be sent, a failed
-    /// transfer,
-    ///         exhausted memory.
+    ///         transfer, exhausted memory.
     /// @throw std::length_error only for texts beyond std::string::max_size().
     int synSendRequest(const CHttpRequest& request, CHttpResponse& response, bool bSSL);
 
     /// Sends a request on a worker thread of its own and returns.
     ///
-    /// Preparing the request, and waiting for a connection as in synSendRequest(), still happen on the
-    /// calling thread. Sent are verb, URL, parameters and header entries: no body but the parameters, no
-    /// cookie; a HEAD goes out as GET. With @p bSSL the server is *not* verified and no client certificate is
-    /// presented.
+    /// Prepares the request, and waits for a connection as synSendRequest() does, on the calling thread. Sends
+    /// less than synSendRequest() does, and with @p bSSL the server is *not* verified:
+    /// docs/behaviour-to-know.md, "Asynchronous sends".
     ///
     /// @param request is only read, and only until this call returns.
     /// @param callback is called exactly once (never when no worker could be started, which is logged), on
-    /// the
-    ///        worker; on the calling thread when the request fails before that, then with status -1. Must not
-    ///        be null. The response is valid until the callback returns. A failed transfer shows as status 0.
-    ///        The callback may run beside others, take its time, send again (on any client) and destroy the
-    ///        client; the connection stays lent out until it returns. An exception that it throws is
-    ///        swallowed. It must not call CHttpConnectionMgr::Finalize().
+    ///        the worker; on the calling thread when the request fails before that, then with status -1. Must
+    ///        not be null. The response is valid until the callback returns. A failed transfer shows as
+    ///        status 0. The callback may run beside others, take its time, send again (on any client) and
+    ///        destroy the client; the connection stays lent out until it returns. An exception that it throws
+    ///        is swallowed. It must not call CHttpConnectionMgr::Finalize().
     /// @param bSSL true: a transfer over TLS is not verified; false: libcurl's default verification.
     void asynSendRequest(const CHttpRequest& request, void (*callback)(const CHttpResponse&), bool bSSL);
 

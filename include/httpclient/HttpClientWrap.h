@@ -28,8 +28,7 @@ public:
     static std::unique_ptr<CHttpClient> MakeClientPtr(const std::string& domain, unsigned int connectTimeout,
                                                       unsigned int requestTimeout, int port, bool ssl);
     /// @return an HTTPS client for port 32018 of the host's maintenance address, which is asked of the
-    /// platform
-    ///         at each call.
+    ///         platform at each call.
     static std::unique_ptr<CHttpClient> MakeSSLClientPtr(unsigned int connectTimeout,
                                                          unsigned int requestTimeout);
 };

@@ -33,8 +33,8 @@ class CHttpConnection;
 ///
 /// @par Forks
 /// A forked child has none of the pool's threads and shares the sockets of its connections, so it leaves the
-/// pool alone and makes one of its own when it first needs it. No other thread may be amid a call into the
-/// library when the process forks.
+/// pool alone and makes one of its own when it first needs it, with the limits and the release time that its
+/// parent had set. No other thread may be amid a call into the library when the process forks.
 ///
 /// @par Performance
 /// One lock. Lending a pooled connection is a map look-up and a walk over the address's connections; making a
@@ -63,8 +63,7 @@ public:
     /// @param port the port, written into the address as a signed number.
     /// @param bSSL true: a TLS connection.
     /// @return the connection, the caller's own until ReleaseConn(); null when the host is empty or a limit
-    /// is
-    ///         reached. Does not wait.
+    ///         is reached. Does not wait.
     CHttpConnection* GetConn(const std::string& domain, unsigned int port, bool bSSL);
     /// Takes a connection back.
     /// @param conn what GetConn() gave; must not be null.

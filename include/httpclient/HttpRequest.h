@@ -86,8 +86,8 @@ public:
     /// @return a copy of all parameters, name to values.
     std::map<std::string, std::vector<std::string>> getRequestParams() const;
 
-    /// Sets the cookie text, which a synchronous send hands to libcurl (CURLOPT_COOKIE). It is no header
-    /// entry.
+    /// Sets the cookie text, which a synchronous send hands to libcurl (CURLOPT_COOKIE). It is
+    /// no header entry.
     void setCustomCookieParam(const std::string& cookie);
     /// @return the cookie text.
     std::string getCustomCookieParam() const;
@@ -104,8 +104,8 @@ public:
     bool setContentLanguage(const std::string& language);
     /// @return the header entry "Content-Language".
     std::string getContentLanguage() const;
-    /// Sets the body. It is sent up to its first NUL byte (CURLOPT_POSTFIELDS), and by synchronous sends
-    /// only.
+    /// Sets the body. It is sent up to its first NUL byte (CURLOPT_POSTFIELDS), and by
+    /// synchronous sends only.
     /// @return true.
     bool setContent(const std::string& body);
     /// @return the body.
@@ -142,8 +142,8 @@ public:
     /// Percent-escapes every byte but letters, digits, "-", ".", "_" and "~" (curl_easy_escape).
     /// @return the escaped text; "" for "" and when libcurl cannot escape it.
     std::string encodeParam(const std::string& text) const;
-    /// Undoes percent-escapes (curl_easy_unescape). The result ends before the first NUL byte, "%00"
-    /// included.
+    /// Undoes percent-escapes (curl_easy_unescape). The result ends before the first NUL
+    /// byte, "%00" included.
     /// @return the plain text; "" for "" and when libcurl cannot unescape it.
     std::string decodeParam(const std::string& text);
     /// Converts text between character sets. Undecodable bytes and unrepresentable characters become "?".
@@ -160,7 +160,5 @@ public:
                        std::string& out) const;
 
 private:
-    friend class RequestView; // the library's own reading, without copies
-
     std::unique_ptr<CHttpRequestInter> m_pImp;
 };

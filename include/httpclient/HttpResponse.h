@@ -12,9 +12,9 @@ class CHttpResponseInter;
 
 /// One HTTP response: status, raw header text, body, content type and content length.
 ///
-/// A send fills it through the setters. Nothing ever empties it: on a response used for a second send,
-/// status, head, body and length are overwritten, but the content type of the first send stays (first value
-/// wins).
+/// A send fills it through the setters. Nothing ever empties it: on a response used for a second
+/// send, status, head, body and length are overwritten, but the content type of the first send stays
+/// (first value wins).
 ///
 /// @par Ownership
 /// Owns everything it holds. Not copyable and not movable.
@@ -38,8 +38,7 @@ public:
     /// @return false when @p name is empty or consists of spaces (0x20) only; true otherwise.
     bool addResponseHeadEntry(const std::string& name, const std::string& value);
     /// @return the value of the header entry of exactly this name; "" when there is none. In a response that
-    /// a
-    ///         send filled, "Content-Type" is the only entry: read the others from getResponseHead().
+    ///         a send filled, "Content-Type" is the only entry: read the others from getResponseHead().
     std::string getResponseHeadEntry(const std::string& name) const;
     /// @param index 0-based position in ascending byte order of the names.
     /// @return the value (not the name) at that position; "" when out of range.
@@ -73,7 +72,7 @@ public:
     void setStatusCode(int code);
 
 private:
-    friend class ResponseFill; // the library's own filling, without copies
+    friend class ResponseFill; // fills the library's own whole or not at all
 
     std::unique_ptr<CHttpResponseInter> m_pImp;
 };

@@ -47,10 +47,10 @@ public:
     /// @param target "/path" or "/path?query", in URL form (RFC 9112, origin-form): what is not allowed in a URL
     ///        has to be percent-encoded.
     Request(Method method, std::string target);
-    Request(const Request& other);
-    Request(Request&& other) noexcept;
-    Request& operator=(const Request& other);
-    Request& operator=(Request&& other) noexcept;
+    Request(const Request& other);                ///< Copies.
+    Request(Request&& other) noexcept;            ///< Moves.
+    Request& operator=(const Request& other);     ///< Copies.
+    Request& operator=(Request&& other) noexcept; ///< Moves.
     ~Request();
 
     /// Adds a header field. Fields go out in the order of the calls, a name may come more than once, and a field
@@ -92,7 +92,7 @@ public:
     /// @endcond
 
 private:
-    Body& Own();
+    [[gnu::visibility("hidden")]] Body& Own();
     std::unique_ptr<Body> m_body;
 };
 

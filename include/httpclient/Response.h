@@ -28,8 +28,8 @@ namespace httpclient {
 /// Like a std::string: several threads may read one object.
 class HTTPCLIENT_EXPORT Response {
 public:
-    Response(Response&& other) noexcept;
-    Response& operator=(Response&& other) noexcept;
+    Response(Response&& other) noexcept;            ///< Moves.
+    Response& operator=(Response&& other) noexcept; ///< Moves.
     Response(const Response&) = delete;
     Response& operator=(const Response&) = delete;
     ~Response();
@@ -58,7 +58,7 @@ public:
     /// @return the body's bytes, the caller's own.
     std::string body() &&;
 
-    const Timings& timings() const noexcept;
+    const Timings& timings() const noexcept; ///< @return how long each phase took.
     /// @return how often the request was sent: 1 unless it was sent again.
     int attempts() const noexcept;
     /// @return whether the answer came over a kept connection.

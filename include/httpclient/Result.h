@@ -46,7 +46,7 @@ enum class Phase {
 
 /// @return the name of the enumerator; "Unknown" for a value that this library does not know. Never null.
 HTTPCLIENT_EXPORT const char* ToString(FailureKind kind) noexcept;
-/// @copydoc ToString(FailureKind)
+/// @return the name of the enumerator; "Unknown" for a value that this library does not know. Never null.
 HTTPCLIENT_EXPORT const char* ToString(Phase phase) noexcept;
 
 /// Why a call has no response.
@@ -55,13 +55,13 @@ HTTPCLIENT_EXPORT const char* ToString(Phase phase) noexcept;
 /// Like a std::string: several threads may read one object.
 class HTTPCLIENT_EXPORT Failure {
 public:
-    Failure(const Failure& other);
-    Failure(Failure&& other) noexcept;
-    Failure& operator=(const Failure& other);
-    Failure& operator=(Failure&& other) noexcept;
+    Failure(const Failure& other);                ///< Copies.
+    Failure(Failure&& other) noexcept;            ///< Moves.
+    Failure& operator=(const Failure& other);     ///< Copies.
+    Failure& operator=(Failure&& other) noexcept; ///< Moves.
     ~Failure();
 
-    FailureKind kind() const noexcept;
+    FailureKind kind() const noexcept; ///< @return why there is no response.
     /// @return where the call ended.
     Phase phase() const noexcept;
     /// @return the cause as the system, the resolver, OpenSSL or the grammar named it; empty when there is none.
@@ -77,7 +77,7 @@ public:
     bool retryable() const noexcept;
     /// @return how often the request was tried; 0 when the call ended in Prepare, Token or Lease.
     int attempts() const noexcept;
-    const Timings& timings() const noexcept;
+    const Timings& timings() const noexcept; ///< @return how long each phase took.
 
     /// @cond INTERNAL
     class Body;
@@ -98,8 +98,8 @@ private:
 // Not HTTPCLIENT_EXPORT: g++ 12 does not take both spellings of attributes.
 class [[nodiscard, gnu::visibility("default")]] Result {
 public:
-    Result(Result && other) noexcept;
-    Result& operator=(Result&& other) noexcept;
+    Result(Result && other) noexcept;           ///< Moves.
+    Result& operator=(Result&& other) noexcept; ///< Moves.
     Result(const Result&) = delete;
     Result& operator=(const Result&) = delete;
     ~Result();

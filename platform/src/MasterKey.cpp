@@ -16,7 +16,7 @@
 
 #include "VornCipherBase64.h"
 
-namespace Vorn {
+namespace vorn {
 namespace {
 
 // A master key file is one line: this prefix and the key in base64url.
@@ -200,13 +200,13 @@ VornStatus MakeMasterKey(const std::string& path) {
     return VORN_OK;
 }
 
-} // namespace Vorn
+} // namespace vorn
 
 int VornMasterKey::Make(const std::string& path) {
-    return Vorn::MakeMasterKey(path);
+    return vorn::MakeMasterKey(path);
 }
 
 int VornMasterKey::Check(const std::string& path) {
-    Vorn::Bytes key;
-    return Vorn::ReadMasterKey(path, key);
+    vorn::Bytes key;
+    return vorn::ReadMasterKey(path, key);
 }

@@ -10,7 +10,7 @@
 
 #include "VornCipherBytes.h"
 
-namespace Vorn {
+namespace vorn {
 
 constexpr std::size_t MASTER_KEY_SIZE = 32;
 
@@ -24,4 +24,4 @@ VornStatus ReadMasterKey(const std::string& path, Bytes& key);
 /// Makes a master key file of mode 0600; never overwrites, leaves nothing behind on failure.
 VornStatus MakeMasterKey(const std::string& path);
 
-} // namespace Vorn
+} // namespace vorn

@@ -12,8 +12,8 @@ constexpr std::size_t MAX_SIZE = SIZE_MAX >> 1;
 
 void Fill(void* dest, int c, std::size_t count) {
     std::memset(dest, c, count);
-    // Says that the bytes are read after this, so that no optimiser, not even one at link time, drops the
-    // fill.
+    // Says that the bytes are read after this, so that no optimiser, not even one at link time,
+    // drops the fill.
     __asm__ __volatile__("" : : "r"(dest) : "memory");
 }
 

@@ -43,8 +43,8 @@ bool IsNumber(std::string_view token) {
     return token.empty();
 }
 
-// Takes a string, from its opening quote on; false at a raw control character. A missing end is JsonCpp's to
-// find.
+// Takes a string, from its opening quote on; false at a raw control character. A missing end is
+// JsonCpp's to find.
 bool TakeString(std::string_view& rest) {
     rest.remove_prefix(1);
     while (!rest.empty()) {

@@ -9,6 +9,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include <pthread.h>
+
 #include "TraceOutput.h"
 #include "TraceText.h"
 
@@ -42,6 +44,19 @@ TraceOutput& Output() {
     return *output;
 }
 
+/// While it lives, a cancellation of this thread waits: a line is written whole, and what writes it is not
+/// made to be cancelled.
+class CancelBlock {
+public:
+    CancelBlock() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &m_former); }
+    ~CancelBlock() { pthread_setcancelstate(m_former, nullptr); }
+    CancelBlock(const CancelBlock&) = delete;
+    CancelBlock& operator=(const CancelBlock&) = delete;
+
+private:
+    int m_former = PTHREAD_CANCEL_ENABLE;
+};
+
 __attribute__((format(printf, 1, 0))) std::string FormatText(const char* format, va_list arguments) {
     char shortText[512];
     va_list again;
@@ -62,6 +77,7 @@ __attribute__((format(printf, 1, 0))) std::string FormatText(const char* format,
 
 TraceClient* TraceClient::Instance() {
     static TraceClient* const instance = [] {
+        const CancelBlock block;
         g_lowestLevel.store(LevelFromEnvironment(), std::memory_order_relaxed);
         Output();
         return new TraceClient;
@@ -85,6 +101,7 @@ void TraceClient::trace(int level, int module, const std::string& body) {
     if (!checkValid(level, module)) {
         return;
     }
+    const CancelBlock block;
     try {
         Output().write(std::chrono::system_clock::now(), TraceLine(level, module, body));
     } catch (...) { // NOLINT(bugprone-empty-catch)

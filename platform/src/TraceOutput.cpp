@@ -23,31 +23,31 @@ void CloseOnExec(const spdlog::filename_t& /*path*/, std::FILE* file) {
 
 TraceOutput::TraceOutput(std::string path, Time now) : m_path(std::move(path)), m_retryAt(now) {
     m_standardError.set_pattern(PATTERN);
-    tryFile(now);
+    TryFile(now);
 }
 
 void TraceOutput::write(Time now, const std::string& line) {
     const spdlog::details::log_msg message(now, spdlog::source_loc{}, spdlog::string_view_t(),
                                            spdlog::level::info, line);
     const std::lock_guard<std::mutex> lock(m_mutex);
-    tryFile(now);
-    if (!writeToFile(message)) {
+    TryFile(now);
+    if (!WriteToFile(message)) {
         m_standardError.log(message);
     }
 }
 
-void TraceOutput::tryFile(Time now) {
+void TraceOutput::TryFile(Time now) {
     if (m_path.empty() || m_file != nullptr || now < m_retryAt) {
         return;
     }
     try {
-        openFile();
+        OpenFile();
     } catch (const std::exception& error) {
-        loseFile(error, now);
+        LoseFile(error, now);
     }
 }
 
-void TraceOutput::openFile() {
+void TraceOutput::OpenFile() {
     spdlog::file_event_handlers handlers;
     handlers.after_open = CloseOnExec;
     m_file = std::make_unique<spdlog::sinks::rotating_file_sink_st>(m_path, MAX_FILE_SIZE, MAX_OLD_FILES,
@@ -55,7 +55,7 @@ void TraceOutput::openFile() {
     m_file->set_pattern(PATTERN);
 }
 
-bool TraceOutput::writeToFile(const spdlog::details::log_msg& message) {
+bool TraceOutput::WriteToFile(const spdlog::details::log_msg& message) {
     if (m_file == nullptr) {
         return false;
     }
@@ -65,14 +65,14 @@ bool TraceOutput::writeToFile(const spdlog::details::log_msg& message) {
         m_bLost = false;
         return true;
     } catch (const std::exception& error) {
-        loseFile(error, message.time);
+        LoseFile(error, message.time);
         return false;
     }
 }
 
 // The file goes for good, not only for this line: after a failed rotation spdlog's sink holds no stream any
 // more and would crash on the next line.
-void TraceOutput::loseFile(const std::exception& error, Time now) {
+void TraceOutput::LoseFile(const std::exception& error, Time now) {
     m_file.reset();
     m_retryAt = now + RETRY_AFTER;
     if (!m_bLost) {

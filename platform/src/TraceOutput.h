@@ -31,10 +31,10 @@ public:
     void write(Time now, const std::string& line);
 
 private:
-    void openFile();
-    void loseFile(const std::exception& error, Time now);
-    void tryFile(Time now);
-    bool writeToFile(const spdlog::details::log_msg& message);
+    void OpenFile();
+    void LoseFile(const std::exception& error, Time now);
+    void TryFile(Time now);
+    bool WriteToFile(const spdlog::details::log_msg& message);
 
     const std::string m_path;
     std::mutex m_mutex;

@@ -7,10 +7,9 @@
 
 namespace Ovexcommon {
 
-/// @return the text with each control character (below 0x20, and 0x7f) written as \n, \r, \t or \xHH, so that
-/// it
-///         stays on one line and does nothing to a terminal. All other bytes stay as they are, UTF-8
-///         included.
+/// @return the text with each control character (below 0x20, and 0x7f) written as \n, \r, \t or \xHH,
+///         so that it stays on one line and does nothing to a terminal. All other bytes stay as they
+///         are, UTF-8 included.
 std::string EscapeControlCharacters(const std::string& text);
 
 /// @return "[level] [module] [thread] body" for the calling thread, with the body escaped.

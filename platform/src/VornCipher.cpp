@@ -19,12 +19,12 @@ public:
     ErrorQueueMark& operator=(const ErrorQueueMark&) = delete;
 };
 
-using TextOperation = VornStatus (*)(const Vorn::Bytes&, Vorn::Purpose, const std::string&, std::string&);
+using TextOperation = VornStatus (*)(const vorn::Bytes&, vorn::Purpose, const std::string&, std::string&);
 
-int WithMasterKey(TextOperation operation, Vorn::Purpose purpose, const std::string& in, std::string& out) {
+int WithMasterKey(TextOperation operation, vorn::Purpose purpose, const std::string& in, std::string& out) {
     const ErrorQueueMark mark;
-    Vorn::Bytes masterKey;
-    const VornStatus status = Vorn::ReadMasterKey(Vorn::MasterKeyPath(), masterKey);
+    vorn::Bytes masterKey;
+    const VornStatus status = vorn::ReadMasterKey(vorn::MasterKeyPath(), masterKey);
     return status == VORN_OK ? operation(masterKey, purpose, in, out) : status;
 }
 
@@ -32,10 +32,10 @@ int WithMasterKey(TextOperation operation, Vorn::Purpose purpose, const std::str
 
 int VornCipher::Decrypt(const std::string& cipherText, std::string& plainText, VornCipherKey key,
                         unsigned int value) {
-    return WithMasterKey(Vorn::OpenText, {key, value}, cipherText, plainText);
+    return WithMasterKey(vorn::OpenText, {key, value}, cipherText, plainText);
 }
 
 int VornCipherEncrypt::Encrypt(const std::string& plainText, std::string& cipherText, VornCipherKey key,
                                unsigned int value) {
-    return WithMasterKey(Vorn::SealText, {key, value}, plainText, cipherText);
+    return WithMasterKey(vorn::SealText, {key, value}, plainText, cipherText);
 }

@@ -5,7 +5,7 @@
 
 #include <openssl/evp.h>
 
-namespace Vorn {
+namespace vorn {
 namespace {
 
 constexpr std::size_t TRIPLE = 3; // so many bytes ...
@@ -49,4 +49,4 @@ bool FromBase64Url(const unsigned char* text, std::size_t length, Bytes& bytes) 
     return true;
 }
 
-} // namespace Vorn
+} // namespace vorn

@@ -7,7 +7,7 @@
 
 #include "VornCipherBytes.h"
 
-namespace Vorn {
+namespace vorn {
 
 /// Writes bytes as base64url without padding.
 Bytes ToBase64Url(const Bytes& bytes);
@@ -17,4 +17,4 @@ Bytes ToBase64Url(const Bytes& bytes);
 /// @return false when the text is not the one form of some bytes; `bytes` is untouched then.
 bool FromBase64Url(const unsigned char* text, std::size_t length, Bytes& bytes);
 
-} // namespace Vorn
+} // namespace vorn

@@ -9,7 +9,7 @@
 
 #include <openssl/crypto.h>
 
-namespace Vorn {
+namespace vorn {
 
 /// An allocator that overwrites memory before it gives it back.
 template <class T> class CleansingAllocator {
@@ -33,4 +33,4 @@ public:
 /// Bytes that may be secret. A vector, since a short std::string would keep its bytes outside the allocator.
 using Bytes = std::vector<unsigned char, CleansingAllocator<unsigned char>>;
 
-} // namespace Vorn
+} // namespace vorn

@@ -15,7 +15,7 @@
 
 #include "VornCipherBase64.h"
 
-namespace Vorn {
+namespace vorn {
 namespace {
 
 constexpr std::string_view VERSION = "vorn1:";
@@ -147,4 +147,4 @@ VornStatus OpenText(const Bytes& masterKey, Purpose purpose, const std::string& 
     return VORN_OK;
 }
 
-} // namespace Vorn
+} // namespace vorn

@@ -10,7 +10,7 @@
 
 #include "VornCipherBytes.h"
 
-namespace Vorn {
+namespace vorn {
 
 /// What a text is for. A text made for one purpose does not open for another.
 struct Purpose {
@@ -28,4 +28,4 @@ VornStatus SealText(const Bytes& masterKey, Purpose purpose, const std::string& 
 VornStatus OpenText(const Bytes& masterKey, Purpose purpose, const std::string& cipherText,
                     std::string& plainText);
 
-} // namespace Vorn
+} // namespace vorn

@@ -11,7 +11,9 @@
 #include "client/AsyncOperation.h"
 #include "client/ConnectionWait.h"
 #include "client/HttpClientImp.h"
+#include "client/SendParts.h"
 #include "pool/HttpConnection.h"
+#include "support/Cancellation.h"
 #include "support/CurlOwners.h"
 #include "support/SignalBlock.h"
 #include "support/Trace.h"
@@ -19,14 +21,13 @@
 namespace {
 
 /// Answers a request that no worker was started for, on the caller's thread.
-void AnswerFailure(void (*callback)(const CHttpResponse&)) noexcept {
-    try {
+void AnswerFailure(void (*callback)(const CHttpResponse&)) {
+    // What the caller's function throws stays with it.
+    static_cast<void>(Contained([&] {
         CHttpResponse response;
         response.setStatusCode(-1);
         callback(response);
-    } catch (...) {
-        return; // what the caller's function throws stays with it
-    }
+    }));
 }
 
 /// Sets what the verb needs. @return whether the verb can be sent.
@@ -52,9 +53,10 @@ bool SetVerb(CURL* curl, HTTPOPERATIONTYPE verb, const std::string& content) {
 }
 
 /// @return whether a detached worker was started, whose record and all in it then are.
-bool StartWorker(AsyncOperationArgs* record) {
+bool StartWorker(WorkerArgs& record) {
     const SignalBlock block; // a signal delivered to the worker would end its wait, and with it the transfer
-    return ACE_OS::thr_create(DoAsyncOperation, record, THR_NEW_LWP | THR_DETACHED, nullptr) == 0;
+    record.callersSignals = block.Former();
+    return ACE_OS::thr_create(RunWorker, &record, THR_NEW_LWP | THR_DETACHED, nullptr) == 0;
 }
 
 } // namespace
@@ -63,78 +65,76 @@ void CHttpClientImp::asynSendRequest(const CHttpRequest& request, void (*callbac
                                      bool bSSL) {
     if (m_strDomain.empty()) {
         AnswerFailure(callback);
-        Trace(TraceLevel::Error, "CHttpClientImp::asynSendRequest, domain is empty!");
+        Trace<LogMessage::AsynSendDomainEmpty>();
         return;
     }
-    Trace(TraceLevel::Progress, "HTTP asynSendRequest begin");
-    try {
+    Trace<LogMessage::AsynSendBegin>();
+    bool connected = true;
+    const bool prepared = Contained([&] {
         // Deliberate: always a TLS connection of the pool, whatever bSSL says.
-        ConnectionReturn conn(WaitForConnection(m_strDomain, m_nPort, true,
-                                                "asynSendRequest, no idle conn now, wait 3s and retry..."));
+        ConnectionReturn conn(
+            WaitForConnection(m_strDomain, m_nPort, true, LogMessage::AsynSendNoIdleConnection));
         if (conn.get() == nullptr) {
             const int size = getConnPoolSize();
             AnswerFailure(callback);
-            Trace(TraceLevel::Error,
-                  "asynSendRequest::HTTP get connection from pool failed! current size is %d", size);
+            Trace<LogMessage::AsynSendNoConnection>(size);
+            connected = false;
             return;
         }
         AsynSendOnConnection(request, callback, bSSL, conn);
-    } catch (...) {
-        Trace(TraceLevel::Error, "HTTP asynSendRequest catch an exception.");
+    });
+    if (!prepared) {
+        Trace<LogMessage::AsynSendException>();
         AnswerFailure(callback); // memory is exhausted
     }
-    Trace(TraceLevel::Progress, "HTTP asynSendRequest end");
+    if (connected) {
+        Trace<LogMessage::AsynSendEnd>();
+    }
 }
 
 void CHttpClientImp::AsynSendOnConnection(const CHttpRequest& request, void (*callback)(const CHttpResponse&),
                                           bool bSSL, ConnectionReturn& conn) {
     CURL* easy = conn.get()->GetCurl();
     std::string url = GetUrl(request);
-    Trace(TraceLevel::Detail, "HTTP asynSendRequest URL is: %s", url.c_str());
+    Trace<LogMessage::AsynSendUrl>(url.c_str());
 
-    // The request's own body is deliberately not consulted.
-    const HTTPOPERATIONTYPE verb = request.getVerb();
-    std::string content;
-    if (request.getParamNums() > 0) {
-        if (verb == HTTPOPERATION_GET || verb == HTTPOPERATION_DELETE) {
-            url += request.getParamsAppendInURL();
-        } else {
-            content = request.getParamsAppendInURL();
-        }
-    }
+    // Deliberate: the request's own body is not consulted.
+    SendParts parts(request, std::move(url), OwnBody::Ignored);
 
     // Deliberate: the reset takes the TLS options with it that the connection was made with.
     if (easy != nullptr) {
         curl_easy_reset(easy);
     }
-    curl_easy_setopt(easy, CURLOPT_URL, url.c_str());
+    curl_easy_setopt(easy, CURLOPT_URL, parts.url.c_str());
     CurlSlistPtr list(AppendSlist(request));
     if (list) {
         curl_easy_setopt(easy, CURLOPT_HTTPHEADER, list.get());
     }
 
-    auto record = std::make_unique<AsyncOperationArgs>();
+    auto record = std::make_unique<WorkerArgs>();
     record->bSSL = bSSL;
     record->ptrSList = list.get();
     record->ptrHttpConn = conn.get();
     record->mcurl = conn.get()->GetCurlM();
     record->pfnCallback = callback;
     record->response = std::make_shared<CHttpResponse>();
-    record->strContent = std::move(content);
+    record->strContent = std::move(parts.content);
 
-    const std::string encoding = request.getAcceptEncoding();
-    if (!encoding.empty()) {
-        SetDecodingHttpResponse(encoding); // deliberately without effect: there is no current handle here
+    if (!parts.acceptEncoding.empty()) {
+        SetDecodingHttpResponse(
+            parts.acceptEncoding); // deliberately without effect: there is no current handle here
     }
     curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT, static_cast<long>(m_nConnectTimeout));
     curl_easy_setopt(easy, CURLOPT_TIMEOUT, static_cast<long>(m_nRequestTimeout));
-    if (SetVerb(easy, verb, record->strContent)) {
+    if (SetVerb(easy, parts.verb, record->strContent)) {
         record->curl = easy;
     }
 
-    if (!StartWorker(record.get())) {
-        Trace(TraceLevel::Error, "asynSendRequest::failed to spawn the thread DoAsyncOperation !");
-        return; // the owners here take everything back
+    if (!StartWorker(*record)) {
+        Trace<LogMessage::WorkerNotStarted>();
+        record.reset();
+        conn.GiveBack(); // the list, which its handle refers to, goes last
+        return;
     }
     conn.release();
     static_cast<void>(list.release());

@@ -3,6 +3,7 @@
 #include "client/AsyncOperation.h"
 
 #include <memory>
+#include <optional>
 #include <utility>
 
 #include <sys/select.h>
@@ -11,10 +12,12 @@
 
 #include "client/ConnectionWait.h"
 #include "client/CurlCallbacks.h"
-#include "client/ResponseInfo.h"
-#include "message/ResponseFill.h"
+#include "client/ResponseFill.h"
+#include "pool/HttpConnection.h"
+#include "support/Cancellation.h"
 #include "support/CurlOwners.h"
 #include "support/ExitGate.h"
+#include "support/SignalBlock.h"
 #include "support/Trace.h"
 
 namespace {
@@ -24,16 +27,16 @@ constexpr time_t WAIT_WITHOUT_TIMER_SECONDS = 5;
 /// Deliberately only logs: the worker carries on with what it has.
 void ReportMissing(const AsyncOperationArgs& args) {
     if (args.curl == nullptr) {
-        Trace(TraceLevel::Error, "HTTP DoAsyncOperation curl is nullptr.");
+        Trace<LogMessage::WorkerWithoutHandle>();
     }
     if (args.mcurl == nullptr) {
-        Trace(TraceLevel::Error, "HTTP DoAsyncOperation mcurl is nullptr.");
+        Trace<LogMessage::WorkerWithoutMulti>();
     }
     if (args.ptrSList == nullptr) {
-        Trace(TraceLevel::Error, "HTTP DoAsyncOperation ptrSList is nullptr.");
+        Trace<LogMessage::WorkerWithoutList>();
     }
     if (args.ptrHttpConn == nullptr) {
-        Trace(TraceLevel::Error, "HTTP DoAsyncOperation ptrHttpConn is nullptr.");
+        Trace<LogMessage::WorkerWithoutConnection>();
     }
 }
 
@@ -71,6 +74,7 @@ bool Pause(CURLM* multi) {
 }
 
 CURLMcode Step(CURLM* multi, int& running) {
+    const CancellationBlock block; // a step is short: the thread is cancelled in the pause
     const ExitGate::Pass pass;
     return curl_multi_perform(multi, &running);
 }
@@ -89,13 +93,22 @@ void Drive(CURLM* multi) {
     } while (running != 0);
 }
 
+/// Closes the handles of a worker that was ended amid its transfer.
+void Abandon(const AsyncOperationArgs& args) {
+    if (args.ptrHttpConn != nullptr) {
+        const ExitGate::Pass pass;
+        args.ptrHttpConn->DropHandles();
+    }
+}
+
 /// Runs the transfer and fills the response.
 void Transfer(const AsyncOperationArgs& args, CHttpResponse& response) {
     std::string head;
     std::string body;
     SetWorkerOptions(args, head, body);
     curl_multi_add_handle(args.mcurl, args.curl);
-    Drive(args.mcurl);
+    TidyIfThreadEnds([&] { Drive(args.mcurl); }, [&] { Abandon(args); });
+    const CancellationBlock block;
     const ExitGate::Pass pass;
     curl_multi_remove_handle(args.mcurl, args.curl);
 
@@ -112,15 +125,27 @@ void Transfer(const AsyncOperationArgs& args, CHttpResponse& response) {
 }
 
 /// Runs the transfer and calls the caller's function, exactly once.
-void TransferAndCallBack(const AsyncOperationArgs& args) {
+/// @param callersSignals what is blocked around the call; null leaves it as it is.
+void TransferAndCallBack(const AsyncOperationArgs& args, const sigset_t* callersSignals) {
     const auto response = args.response ? args.response : std::make_shared<CHttpResponse>();
-    try {
-        Transfer(args, *response);
-    } catch (...) {
-        Trace(TraceLevel::Error, "HTTP DoAsyncOperation catch an exception.");
+    if (!Contained([&] { Transfer(args, *response); })) {
+        Trace<LogMessage::WorkerException>();
         response->setStatusCode(-1); // memory is exhausted
     }
+    std::optional<SignalMask> mask;
+    if (callersSignals != nullptr) {
+        mask.emplace(*callersSignals);
+    }
     args.pfnCallback(*response);
+}
+
+/// Owns what the record tells of, and gives it back before the record goes.
+void Work(const AsyncOperationArgs& record, const sigset_t* callersSignals) {
+    const CurlSlistPtr list(record.ptrSList);
+    const ConnectionReturn conn(record.ptrHttpConn); // goes before the list, which its handle refers to
+    ReportMissing(record);
+    // What the caller's function throws must not end the process.
+    static_cast<void>(Contained([&] { TransferAndCallBack(record, callersSignals); }));
 }
 
 } // namespace
@@ -129,16 +154,14 @@ void* DoAsyncOperation(void* args) {
     if (args == nullptr) {
         return nullptr;
     }
-    // Destroyed in reverse order: the connection is given back before list and record go.
     const std::unique_ptr<AsyncOperationArgs> record(static_cast<AsyncOperationArgs*>(args));
-    const CurlSlistPtr list(record->ptrSList);
-    const ConnectionReturn conn(record->ptrHttpConn);
-    ReportMissing(*record);
-    try {
-        TransferAndCallBack(*record);
-    } catch (...) {
-        return nullptr; // what the caller's function throws must not end the process
-    }
+    Work(*record, nullptr);
+    return nullptr;
+}
+
+void* RunWorker(void* args) {
+    const std::unique_ptr<WorkerArgs> record(static_cast<WorkerArgs*>(args));
+    Work(*record, &record->callersSignals);
     return nullptr;
 }
 

@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include <signal.h>
 #include <sys/time.h>
 
 #include <curl/curl.h>
@@ -26,10 +27,19 @@ struct HTTPCLIENT_EXPORT AsyncOperationArgs {
     CHttpConnection* ptrHttpConn = nullptr;
     void (*pfnCallback)(const CHttpResponse&) = nullptr;
     std::string strContent{}; ///< The body: libcurl refers to it, so it lives as long as the transfer.
-    /// Made before the worker is, which must not fail for want of its memory. When null, the worker makes
-    /// one.
+    /// Made before the worker is, which must not fail for want of its memory. When null, the
+    /// worker makes one.
     std::shared_ptr<CHttpResponse> response{};
 };
+
+/// The record of a worker that a send starts.
+struct WorkerArgs : AsyncOperationArgs {
+    sigset_t callersSignals{}; ///< What the caller has blocked: the caller's function is called so, too.
+};
+
+/// As DoAsyncOperation(), for the record of a send.
+/// @param args a WorkerArgs made with new, which is deleted here.
+void* RunWorker(void* args);
 
 /// Runs one transfer, calls the caller's function with the response, and gives the connection back.
 /// @param args an AsyncOperationArgs made with new, which is deleted here.

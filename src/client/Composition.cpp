@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // What a request becomes before it is sent: its URL and its header list.
-#include <cstddef>
-#include <optional>
+#include <map>
 #include <string>
+#include <utility>
 
 #include <ace/OS_NS_stdlib.h>
 
@@ -10,7 +10,6 @@
 
 #include "client/HttpClientImp.h"
 #include "identity/HttpSiaToken.h"
-#include "message/RequestView.h"
 #include "support/Cleansing.h"
 #include "support/CurlOwners.h"
 #include "support/Trace.h"
@@ -54,16 +53,11 @@ private:
 
 } // namespace
 
-std::string CHttpClientImp::GetUrl(const CHttpRequest& request) const {
-    return UrlOf(request);
-}
-
 // Deliberate: the port is always written, nothing stands between it and the path, nothing is escaped.
-std::string CHttpClientImp::UrlOf(const RequestView& request) const {
+std::string CHttpClientImp::GetUrl(const CHttpRequest& request) const {
     char port[33] = {};
     ACE_OS::itoa_emulation(m_nPort, port, 10);
-    std::string copy;
-    const std::string& path = request.UrlPath(copy);
+    const std::string path = request.getUrlPath();
 
     std::string url;
     url.reserve(m_strScheme.size() + m_strDomain.size() + path.size() + sizeof port);
@@ -75,35 +69,19 @@ std::string CHttpClientImp::UrlOf(const RequestView& request) const {
 }
 
 curl_slist* CHttpClientImp::AppendSlist(const CHttpRequest& request) const {
-    return HeaderListOf(request);
-}
-
-curl_slist* CHttpClientImp::HeaderListOf(const RequestView& request) const {
-    std::optional<RequestView::Head> copyOfHead;
-    const RequestView::Head& head = request.RequestHead(copyOfHead);
-    std::string copyOfPath;
+    std::map<std::string, std::string> head = request.getRequestHead();
     std::string token;
-    if (CHttpSiaToken::Instance()->GetSiaToken(request.UrlPath(copyOfPath), token, m_bSiaAccess) < 0) {
-        Trace(TraceLevel::Error, "CHttpClientImp::AppendSlist, GetSiaToken failed");
+    const Cleansing headCleansing(head); // a host may authorize itself with what stands there
+    const Cleansing tokenCleansing(token);
+    if (CHttpSiaToken::Instance()->GetSiaToken(request.getUrlPath(), token, m_bSiaAccess) < 0) {
+        Trace<LogMessage::TokenMissing>();
     }
-    if (head.empty() && token.empty()) {
-        return nullptr;
-    }
-
-    // The token's line stands where its name belongs in the order, and replaces one of the caller's.
-    HeaderLines lines;
-    auto entry = head.begin();
     if (!token.empty()) {
-        for (; entry != head.end() && entry->first < TOKEN_HEADER; ++entry) {
-            lines.Append(entry->first, entry->second);
-        }
-        lines.Append(TOKEN_HEADER, token);
-        if (entry != head.end() && entry->first == TOKEN_HEADER) {
-            ++entry;
-        }
+        head[TOKEN_HEADER] = std::move(token); // replaces one of the caller's
     }
-    for (; entry != head.end(); ++entry) {
-        lines.Append(entry->first, entry->second);
+    HeaderLines lines;
+    for (const auto& [name, value] : head) {
+        lines.Append(name, value);
     }
     return lines.release();
 }

@@ -7,6 +7,7 @@
 
 #include <httpclient/HttpConnectionMgr.h>
 
+#include "support/Cancellation.h"
 #include "support/Trace.h"
 
 namespace {
@@ -26,28 +27,31 @@ void SleepBeforeRetry() {
 } // namespace
 
 CHttpConnection* WaitForConnection(const std::string& domain, int port, bool bSSL,
-                                   const char* failureMessage) {
+                                   LogMessage failureMessage) {
     for (int i = 0; i < MAX_TRIES; ++i) {
         CHttpConnection* conn =
             CHttpConnectionMgr::Instance()->GetConn(domain, static_cast<unsigned int>(port), bSSL);
         if (conn != nullptr) {
             return conn;
         }
-        Trace(TraceLevel::Error, failureMessage);
+        Trace(failureMessage);
         SleepBeforeRetry();
     }
     return nullptr;
 }
 
 ConnectionReturn::~ConnectionReturn() {
+    GiveBack();
+}
+
+void ConnectionReturn::GiveBack() {
     if (m_pConn == nullptr) {
         return;
     }
-    try {
-        CHttpConnectionMgr::Instance()->ReleaseConn(m_pConn);
-    } catch (...) {
-        return; // the pool was finalized meanwhile and cannot be made anew
-    }
+    const CancellationBlock block;
+    // It fails when the pool was finalized meanwhile and cannot be made anew.
+    static_cast<void>(Contained([&] { CHttpConnectionMgr::Instance()->ReleaseConn(m_pConn); }));
+    m_pConn = nullptr;
 }
 
 CHttpConnection* ConnectionReturn::release() {

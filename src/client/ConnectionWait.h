@@ -5,13 +5,14 @@
 
 #include <string>
 
+#include "support/Messages.h"
+
 class CHttpConnection;
 
 /// Asks the pool for a connection, up to 100 times, 3 s apart; the last failure is followed by its 3 s, too.
 /// @param failureMessage logged after each failed try.
 /// @return null when all tries failed.
-CHttpConnection* WaitForConnection(const std::string& domain, int port, bool bSSL,
-                                   const char* failureMessage);
+CHttpConnection* WaitForConnection(const std::string& domain, int port, bool bSSL, LogMessage failureMessage);
 
 /// Gives a borrowed connection back when it goes out of scope.
 class ConnectionReturn {
@@ -23,6 +24,8 @@ public:
 
     CHttpConnection* get() const { return m_pConn; }
     CHttpConnection* release();
+    /// Gives the connection back now.
+    void GiveBack();
 
 private:
     CHttpConnection* m_pConn;

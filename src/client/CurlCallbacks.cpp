@@ -7,6 +7,7 @@
 #include <string>
 
 #include "client/LibcurlLine.h"
+#include "support/Cancellation.h"
 #include "support/Trace.h"
 
 namespace {
@@ -19,10 +20,10 @@ size_t SaturatingProduct(size_t size, size_t count) {
     return __builtin_mul_overflow(size, count, &product) ? std::numeric_limits<size_t>::max() : product;
 }
 
-void LogText(const char* text) noexcept {
+void LogText(const char* text) {
     try {
         const std::optional<std::string> shortened = WithoutSecrets(text);
-        Trace(TraceLevel::Detail, "== Info: %s", shortened ? shortened->c_str() : text);
+        Trace<LogMessage::CurlSays>(shortened ? shortened->c_str() : text);
     } catch (const std::bad_alloc&) {
         return; // without memory there is no log either
     }
@@ -44,6 +45,7 @@ size_t OnCurlWrite(char* data, size_t size, size_t count, void* user) {
 }
 
 int OnCurlDebug(CURL* /*curl*/, curl_infotype type, char* data, size_t /*size*/, void* /*user*/) {
+    const CancellationBlock block; // amid a callback libcurl could not be tidied up
     if (type == CURLINFO_TEXT && TraceEnabled(TraceLevel::Detail)) {
         LogText(data);
     }

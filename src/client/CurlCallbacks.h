@@ -12,8 +12,8 @@
 /// Appends received bytes to a text (CURLOPT_WRITEFUNCTION, CURLOPT_HEADERFUNCTION).
 /// @param data,size,count the bytes: size times count of them.
 /// @param user the std::string.
-/// @return @p count; all bits set, which libcurl takes for an error, when a pointer is null or memory
-/// exhausted.
+/// @return @p count; all bits set, which libcurl takes for an error, when a pointer is null
+/// or memory exhausted.
 /// @throw std::length_error beyond the string's maximum size.
 HTTPCLIENT_EXPORT size_t OnCurlWrite(char* data, size_t size, size_t count, void* user);
 

@@ -6,6 +6,8 @@
 #include "identity/HttpSiaToken.h"
 #include "support/Trace.h"
 
+CHttpClientInter::~CHttpClientInter() = default;
+
 CHttpClientImp::CHttpClientImp() {
     // So that the service-identity configuration is loaded before the first request.
     CHttpSiaToken::Instance();
@@ -20,7 +22,7 @@ CHttpClientImp::~CHttpClientImp() {
 
 void CHttpClientImp::setDomain(const std::string& strDomain) {
     if (strDomain.empty()) {
-        Trace(TraceLevel::Error, "HTTP setDomain failed, strDomain is empty.");
+        Trace<LogMessage::SetDomainEmpty>();
         return;
     }
     m_strDomain = strDomain;

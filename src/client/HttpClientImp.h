@@ -13,7 +13,6 @@
 
 class CHttpConnection;
 class ConnectionReturn;
-class RequestView;
 
 /// A client: settings, composition of URL and header list, transfers, and both ways of sending.
 ///
@@ -96,10 +95,6 @@ public:
     double GetResponseCntLength();
 
 private:
-    std::string UrlOf(const RequestView& request) const;
-    curl_slist* HeaderListOf(const RequestView& request) const;
-    int SendVerb(const RequestView& request, HTTPOPERATIONTYPE verb, const std::string& url,
-                 const std::string& content, std::string& response, bool bSSL);
     int SynSendOnConnection(const CHttpRequest& request, CHttpResponse& response, bool bSSL);
     void AsynSendOnConnection(const CHttpRequest& request, void (*callback)(const CHttpResponse&), bool bSSL,
                               ConnectionReturn& conn);

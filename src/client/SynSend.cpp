@@ -9,12 +9,12 @@
 #include "client/ConnectionWait.h"
 #include "client/CurlCallbacks.h"
 #include "client/HttpClientImp.h"
-#include "client/ResponseInfo.h"
+#include "client/ResponseFill.h"
+#include "client/SendParts.h"
 #include "client/UnreadBody.h"
 #include "identity/HttpSiaToken.h"
-#include "message/RequestView.h"
-#include "message/ResponseFill.h"
 #include "pool/HttpConnection.h"
+#include "support/Cancellation.h"
 #include "support/CurlOwners.h"
 #include "support/Trace.h"
 
@@ -37,24 +37,11 @@ private:
     CURL*& m_handle;
 };
 
-/// Adds the parameters to the URL where they belong there. @return what they make of the body elsewhere.
-std::string PlaceParameters(const CHttpRequest& request, HTTPOPERATIONTYPE verb, std::string& url) {
-    if (request.getParamNums() == 0) {
-        return {};
-    }
-    std::string params = request.getParamsAppendInURL();
-    if (verb != HTTPOPERATION_GET && verb != HTTPOPERATION_DELETE) {
-        return params;
-    }
-    url += params;
-    return {};
-}
-
 } // namespace
 
 CHttpConnection* CHttpClientImp::GetHttpConnection(bool bSSL) {
-    CHttpConnection* conn = WaitForConnection(m_strDomain, m_nPort, bSSL,
-                                              "synSendRequest::no idle conn now, wait 3s and retry...");
+    CHttpConnection* conn =
+        WaitForConnection(m_strDomain, m_nPort, bSSL, LogMessage::SynSendNoIdleConnection);
     if (conn != nullptr) {
         m_curl = conn->GetCurl();
     }
@@ -63,12 +50,7 @@ CHttpConnection* CHttpClientImp::GetHttpConnection(bool bSSL) {
 
 int CHttpClientImp::SendRequest(const CHttpRequest& request, HTTPOPERATIONTYPE verb, const std::string& url,
                                 const std::string& content, std::string& response, bool bSSL) {
-    return SendVerb(request, verb, url, content, response, bSSL);
-}
-
-int CHttpClientImp::SendVerb(const RequestView& request, HTTPOPERATIONTYPE verb, const std::string& url,
-                             const std::string& content, std::string& response, bool bSSL) {
-    const CurlSlistPtr list(HeaderListOf(request));
+    const CurlSlistPtr list(AppendSlist(request));
     switch (verb) {
     case HTTPOPERATION_GET:
         return SendGetRequest(url, response, list.get(), bSSL);
@@ -86,36 +68,32 @@ int CHttpClientImp::SendVerb(const RequestView& request, HTTPOPERATIONTYPE verb,
 }
 
 int CHttpClientImp::synSendRequest(const CHttpRequest& request, CHttpResponse& response, bool bSSL) {
-    try {
+    int result = -1;
+    const auto send = [&] {
         if (m_strDomain.empty()) {
-            Trace(TraceLevel::Error, "HTTP synSendRequest, domain is empty!");
-            return -1;
+            Trace<LogMessage::SynSendDomainEmpty>();
+            return;
         }
         const HandleReset reset(m_curl);
         const ConnectionReturn conn(GetHttpConnection(bSSL));
         if (conn.get() == nullptr) {
-            Trace(TraceLevel::Error, "synSendRequest::HTTP get connection from pool failed!");
-            return -1;
+            Trace<LogMessage::SynSendNoConnection>();
+            return;
         }
-        return SynSendOnConnection(request, response, bSSL);
-    } catch (const std::length_error&) {
-        throw; // a text beyond the maximum size of strings is the one thing that is let out
-    } catch (...) {
-        Trace(TraceLevel::Error, "HTTP synSendRequest catch an exception.");
-        return -1;
+        result = TidyIfThreadEnds([&] { return SynSendOnConnection(request, response, bSSL); },
+                                  [&] { conn.get()->DropHandles(); }); // it may have been amid the transfer
+    };
+    // A text beyond the maximum size of strings is the one exception that is let out.
+    if (!Contained<std::length_error>(send)) {
+        Trace<LogMessage::SynSendException>();
     }
+    return result;
 }
 
 int CHttpClientImp::SynSendOnConnection(const CHttpRequest& request, CHttpResponse& response, bool bSSL) {
-    const RequestView view(request);
-    std::string url = UrlOf(view);
-    // "sync" where the operation says "syn": the text is fixed.
-    Trace(TraceLevel::Detail, "HTTP syncSendRequest URL is: %s", url.c_str());
-    const HTTPOPERATIONTYPE verb = request.getVerb();
-    const std::string params = PlaceParameters(request, verb, url);
-    std::string copyOfBody;
-    const std::string& ownBody = view.Content(copyOfBody);
-    const std::string& content = ownBody.empty() ? params : ownBody;
+    std::string url = GetUrl(request);
+    Trace<LogMessage::SynSendUrl>(url.c_str()); // without the parameters
+    const SendParts parts(request, std::move(url), OwnBody::Sent);
 
     std::string head;
     head.reserve(USUAL_HEAD);
@@ -123,19 +101,16 @@ int CHttpClientImp::SynSendOnConnection(const CHttpRequest& request, CHttpRespon
     if (m_curl != nullptr) {
         curl_easy_setopt(m_curl, CURLOPT_DEBUGFUNCTION, &OnCurlDebug);
         curl_easy_setopt(m_curl, CURLOPT_VERBOSE, 1L);
-        std::string copyOfCookie;
-        curl_easy_setopt(m_curl, CURLOPT_COOKIE, view.Cookie(copyOfCookie).c_str()); // even when empty
+        curl_easy_setopt(m_curl, CURLOPT_COOKIE, parts.cookie.c_str()); // even when empty
     }
-    std::string copyOfEncoding;
-    const std::string& encoding = view.AcceptEncoding(copyOfEncoding);
-    if (!encoding.empty()) {
-        SetDecodingHttpResponse(encoding);
+    if (!parts.acceptEncoding.empty()) {
+        SetDecodingHttpResponse(parts.acceptEncoding);
     }
 
     std::string body;
     const auto send = [&] {
         const size_t begin = body.size();
-        const int result = SendVerb(view, verb, url, content, body, bSSL);
+        const int result = SendRequest(request, parts.verb, parts.url, parts.content, body, bSSL);
         if (result != -1) {
             EndConnectionOfUnreadBody(m_curl, result, body, begin);
         }
@@ -144,7 +119,7 @@ int CHttpClientImp::SynSendOnConnection(const CHttpRequest& request, CHttpRespon
     int status = send();
     if (status == FORBIDDEN &&
         CHttpSiaToken::Instance()->EraseTokenFromBuf(request.getUrlPath(), m_bSiaAccess) == 0) {
-        Trace(TraceLevel::Progress, "HTTP synSendRequest, response code is 403, retry to SendRequest");
+        Trace<LogMessage::SynSendRetry>();
         // Deliberate: body and head keep the text of the refused try, that of this one is appended.
         status = send();
     }

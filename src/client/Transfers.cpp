@@ -4,7 +4,7 @@
 
 #include "client/CurlCallbacks.h"
 #include "client/HttpClientImp.h"
-#include "client/ResponseInfo.h"
+#include "client/ResponseFill.h"
 #include "support/Cleansing.h"
 #include "support/Trace.h"
 
@@ -88,12 +88,10 @@ CURLcode Set(Step step, CHttpClientImp& client, CURL* curl, const TransferKind& 
 
 void ReportFailedOption(Step step, CURLcode result) {
     if (step == Step::Method) {
-        Trace(TraceLevel::Error, "HTTP Post failed,curl_easy_setopt CURLOPT_CUSTOMREQUEST retcode is : %d",
-              result);
+        Trace<LogMessage::PostMethodRefused>(result);
     }
     if (step == Step::Body) {
-        Trace(TraceLevel::Error, "HTTP Post failed,curl_easy_setopt CURLOPT_POSTFIELDS retcode is : %d",
-              result);
+        Trace<LogMessage::PostBodyRefused>(result);
     }
 }
 
@@ -105,18 +103,16 @@ long ResponseCode(CURL* curl) {
 
 void ReportFailedTransfer(const TransferKind& kind, CURL* curl, CURLcode result) {
     if (kind.report == Report::ResultCode) {
-        Trace(TraceLevel::Error, "HTTP synSendRequest::%s curl_easy_perform call failed, error no is:%d",
-              kind.name, result);
+        Trace<LogMessage::TransferFailed>(kind.name, result);
     }
     if (kind.report == Report::OptionsAndResponseCode) {
-        Trace(TraceLevel::Error, "HTTP asynSendRequest failed,the response code is : %d",
-              static_cast<int>(ResponseCode(curl)));
+        Trace<LogMessage::PostFailed>(static_cast<int>(ResponseCode(curl)));
     }
 }
 
 int Perform(const TransferKind& kind, CHttpClientImp& client, CURL* curl, const Transfer& transfer) {
     if (curl == nullptr) {
-        Trace(TraceLevel::Error, "HTTP synSendRequest::%s m_curl is nullptr.", kind.name);
+        Trace<LogMessage::TransferWithoutHandle>(kind.name);
         return -1;
     }
     for (const Step step : kind.steps) {

@@ -126,7 +126,7 @@ Wait Call::Begin(net::Time now) {
         return Fail({FailureKind::InvalidRequest, error, {}}, now);
     }
     m_state = State::Ask;
-    return Ask(now);
+    return Ask(net::Clock::now());
 }
 
 Wait Call::Ask(net::Time now) {

@@ -95,28 +95,27 @@ template <class Line> void Log(TraceLevel level, const Line& line) noexcept {
 void LogAnswer(const ClientCore& client, const Request::Body& request, const Response& response) noexcept {
     Log(TraceLevel::Progress, [&] {
         const Timings::Body& times = const_cast<Response&>(response).internals().times;
-        Trace(TraceLevel::Progress, "HTTP call %s %s%s: status %d, attempts %d, total %.3f ms%s",
-              ToString(request.method), client.text().c_str(), PathOf(request.target).c_str(),
-              response.status(), response.attempts(), Milliseconds(times.total),
-              DescribeTimes(times).c_str());
+        Trace<LogMessage::CallEnded>(ToString(request.method), client.text().c_str(),
+                                     PathOf(request.target).c_str(), response.status(), response.attempts(),
+                                     Milliseconds(times.total), DescribeTimes(times).c_str());
     });
 }
 
 void LogFailure(const ClientCore& client, const Request::Body& request,
                 const Failure::Body& failure) noexcept {
     Log(TraceLevel::Error, [&] {
-        Trace(TraceLevel::Error, "HTTP call %s %s%s failed: %s; attempts %d, total %.3f ms%s",
-              ToString(request.method), client.text().c_str(), PathOf(request.target).c_str(),
-              failure.message.c_str(), failure.attempts, Milliseconds(failure.times.total),
-              DescribeTimes(failure.times).c_str());
+        Trace<LogMessage::CallFailed>(ToString(request.method), client.text().c_str(),
+                                      PathOf(request.target).c_str(), failure.message.c_str(),
+                                      failure.attempts, Milliseconds(failure.times.total),
+                                      DescribeTimes(failure.times).c_str());
     });
 }
 
 void LogExhaustion(const ClientCore& client, const Request::Body& request, Phase phase) noexcept {
     Log(TraceLevel::Error, [&] {
-        Trace(TraceLevel::Error, "HTTP call %s %s%s failed: Internal in %s: %s", ToString(request.method),
-              client.text().c_str(), PathOf(request.target).c_str(), ToString(phase),
-              DefaultText(FailureKind::Internal));
+        Trace<LogMessage::CallFailedWithin>(ToString(request.method), client.text().c_str(),
+                                            PathOf(request.target).c_str(), ToString(phase),
+                                            DefaultText(FailureKind::Internal));
     });
 }
 

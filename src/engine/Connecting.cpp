@@ -39,7 +39,7 @@ Connecting::Connecting(Core& core, std::shared_ptr<Destination> to, std::shared_
     : m_core(core), m_to(std::move(to)), m_waker(std::move(waker)) {}
 
 Connecting::Status Connecting::Fail(FailureKind kind, std::error_code code, std::string text) {
-    m_fault = {kind, code, std::move(text)};
+    m_fault = {KindBy(code, kind), code, std::move(text)};
     return Status::Failed;
 }
 

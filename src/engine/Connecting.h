@@ -28,6 +28,12 @@ struct Fault {
     std::string text; ///< for the log, where it says more than the code does; no secret
 };
 
+/// @return Internal where a code tells that memory is exhausted, and otherwise @p kind.
+inline FailureKind KindBy(const std::error_code& code, FailureKind kind) noexcept {
+    return code == std::errc::not_enough_memory || code == std::errc::no_buffer_space ? FailureKind::Internal
+                                                                                      : kind;
+}
+
 /// Makes a connection to a destination. Step() goes as far as it can without waiting.
 class Connecting {
 public:

@@ -2,6 +2,7 @@
 #include "engine/Receiving.h"
 
 #include <algorithm>
+#include <functional>
 
 #include "http1/GrammarError.h"
 
@@ -28,7 +29,8 @@ Receiving::Status Receiving::FailByGrammar() {
 
 Receiving::Status Receiving::Fail(const net::IoResult& result) {
     const bool byTls = result.error.category() == net::TlsCategory();
-    m_fault = {byTls && !begun() ? FailureKind::Tls : FailureKind::ConnectionLost, result.error, {}};
+    const FailureKind kind = byTls && !begun() ? FailureKind::Tls : FailureKind::ConnectionLost;
+    m_fault = {KindBy(result.error, kind), result.error, {}};
     return Status::Failed;
 }
 
@@ -111,12 +113,7 @@ Receiving::Status Receiving::ReadDirectly(net::Channel& channel, http1::Response
     return Status::Pending;
 }
 
-/// One read. @return Pending with wants() Nothing when something came and more may be there.
-Receiving::Status Receiving::Read(net::Channel& channel, Scratch scratch) {
-    const http1::ResponseReader::Room room = m_reader.DirectRoom(MOST_DIRECTLY);
-    if (room.size != 0) {
-        return ReadDirectly(channel, room);
-    }
+Receiving::Status Receiving::ReadToScratch(net::Channel& channel, Scratch scratch) {
     const net::IoResult result = channel.Read(scratch.data, scratch.size);
     m_received += result.bytes;
     if (result.bytes != 0) {
@@ -137,6 +134,20 @@ Receiving::Status Receiving::Read(net::Channel& channel, Scratch scratch) {
     }
     m_wants = result.wants;
     return Status::Pending;
+}
+
+/// One read. @return Pending with wants() Nothing when something came and more may be there.
+Receiving::Status Receiving::Read(net::Channel& channel, Scratch scratch) {
+    const http1::ResponseReader::Room room = m_reader.DirectRoom(MOST_DIRECTLY);
+    if (room.size != 0) {
+        return ReadDirectly(channel, room);
+    }
+    const Status status = ReadToScratch(channel, scratch);
+    if (status == Status::Pending && m_wants == net::Wants::Read) {
+        // What is left may be shorter than what a long body was waited for with: its last bytes, the end of a chunk.
+        channel.WakeAt(1);
+    }
+    return status;
 }
 
 Receiving::Status Receiving::Step(net::Channel& channel, Scratch scratch) {

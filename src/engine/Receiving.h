@@ -38,6 +38,7 @@ public:
     Status Step(net::Channel& channel, Scratch scratch);
 
     /// To be called after Head or Piece when the scratch memory is used for something else before the next Step().
+    /// The piece itself stays where it is, which may be the scratch memory.
     void Preserve();
 
     /// @return what the sink takes, after Piece.
@@ -53,6 +54,7 @@ public:
 
 private:
     Status Read(net::Channel& channel, Scratch scratch);
+    Status ReadToScratch(net::Channel& channel, Scratch scratch);
     Status Feed(std::string_view bytes);
     Status ReadDirectly(net::Channel& channel, http1::ResponseReader::Room room);
     Status EndOfInput(const net::IoResult& result);

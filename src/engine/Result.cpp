@@ -145,7 +145,7 @@ Result Refused(const char* why) {
     auto failure = std::make_unique<Failure::Body>();
     failure->kind = FailureKind::InvalidRequest;
     failure->message = std::string("InvalidRequest in Prepare: ") + why;
-    Trace(TraceLevel::Error, "HTTP call failed: %s", failure->message.c_str());
+    Trace<LogMessage::CallRefused>(failure->message.c_str());
     return Result(std::make_unique<Result::Body>(Failure(std::move(failure))).release());
 }
 

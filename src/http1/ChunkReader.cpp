@@ -21,7 +21,7 @@ int HexValue(char byte) noexcept {
 
 /// @return what is wrong with a byte that does not belong where it stands.
 GrammarError Misplaced(char byte, GrammarError otherwise) noexcept {
-    return byte == '\r' || byte == '\n' ? GrammarError::BadLineBreak : otherwise;
+    return byte == '\n' ? GrammarError::BadLineBreak : otherwise;
 }
 
 } // namespace

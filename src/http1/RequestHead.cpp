@@ -3,7 +3,6 @@
 
 #include <array>
 #include <charconv>
-#include <cstring>
 
 #include "http1/Bytes.h"
 #include "http1/GrammarError.h"
@@ -87,7 +86,8 @@ GrammarError CheckFields(const std::vector<Field>* fields, Survey& survey) noexc
         if (!MayGoOut(field, survey)) {
             return GrammarError::ForbiddenField;
         }
-        survey.size += field.first.size() + SEPARATOR.size() + field.second.size() + LINE_END.size();
+        survey.size += field.first.size() + (field.second.empty() ? 1 : SEPARATOR.size()) +
+                       field.second.size() + LINE_END.size();
     }
     return {};
 }
@@ -149,10 +149,7 @@ class Writer {
 public:
     explicit Writer(char* to) noexcept : m_to(to) {}
     Writer& operator<<(std::string_view text) noexcept {
-        if (!text.empty()) { // of a request that was moved from it points nowhere
-            std::memcpy(m_to, text.data(), text.size());
-            m_to += text.size();
-        }
+        m_to += text.copy(m_to, text.size());
         return *this;
     }
     void Fields(const std::vector<Field>* fields) noexcept {
@@ -160,7 +157,9 @@ public:
             return;
         }
         for (const Field& field : *fields) {
-            *this << field.first << SEPARATOR << field.second << LINE_END;
+            // Without the blank where there is no value: none is left at the end of the line.
+            *this << field.first << (field.second.empty() ? SEPARATOR.substr(0, 1) : SEPARATOR)
+                  << field.second << LINE_END;
         }
     }
 
@@ -234,7 +233,11 @@ bool AsksToClose(const std::vector<Field>& fields) noexcept {
 }
 
 void AppendParameter(std::string& target, std::string_view name, std::string_view value) {
-    target += target.find('?') == std::string::npos ? '?' : '&';
+    if (target.find('?') == std::string::npos) {
+        target += '?';
+    } else if (target.back() != '?' && target.back() != '&') {
+        target += '&';
+    }
     Encode(target, name);
     target += '=';
     Encode(target, value);

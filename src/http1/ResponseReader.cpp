@@ -175,12 +175,13 @@ std::size_t ResponseReader::Deliver(const char* data, std::size_t size, GrammarE
         m_decoder = std::make_unique<ContentDecoder>(m_coding);
     }
     const ContentDecoder::Step step = m_decoder->Decode(data, size);
-    if (step.bad) {
-        error = GrammarError::BadContentCoding;
-    } else if (m_kept.IsOpen()) {
-        error = Keep(step.output);
+    if (m_kept.IsOpen()) {
+        error = Keep(step.output); // first: what is decoded before it goes wrong may be too much
     } else {
         m_piece = step.output;
+    }
+    if (step.bad && error == GrammarError{}) {
+        error = GrammarError::BadContentCoding;
     }
     return step.consumed;
 }

@@ -69,6 +69,7 @@ public:
     void KeepBody(std::string& body);
     /// After Head: the body is handed over as pieces of at most 64 KiB, without a bound on the whole.
     void HandOverBody();
+    /// After Piece: @return a view into the bytes that were fed, or into the reader; until the next call.
     std::string_view piece() const noexcept;
 
     /// A long body that is kept and not coded may be received straight into its text: room for the next bytes, at

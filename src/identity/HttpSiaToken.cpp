@@ -9,7 +9,6 @@
 
 #include <ovexcommon/OvexCommonUtils.h>
 
-#include "identity/AuthConfig.h"
 #include "support/Published.h"
 #include "support/Trace.h"
 
@@ -60,18 +59,15 @@ int CHttpSiaToken::GetSiaToken(const std::string& url, std::string& token, bool 
     }
     const std::string service = GetServiceNameByUrl(url, bSiaAccess);
     if (service.empty()) {
-        Trace(TraceLevel::Progress, "no need to get sia token, url: %s", url.c_str());
+        Trace<LogMessage::TokenNotNeeded>(url.c_str());
         return 0;
     }
-    // Names another operation, and calls the service a domain: the text is fixed.
-    Trace(TraceLevel::Progress, "CHttpSiaToken::GetServiceNameByUrl, url: %s, domain:%s", url.c_str(),
-          service.c_str());
+    Trace<LogMessage::TokenService>(url.c_str(), service.c_str());
 
     SiaToken rec;
     if (GetTokenFromBuf(service, rec) == 0 && IsTokenValid(rec)) {
         token = std::move(rec.token);
-        Trace(TraceLevel::Progress, "get sia token from buffer, token length: %d",
-              static_cast<int>(token.size()));
+        Trace<LogMessage::TokenFromCache>(static_cast<int>(token.size()));
         return 0;
     }
     const int result = RequestSiaToken(service, rec);

@@ -12,6 +12,9 @@
 
 #include <httpclient/Export.h>
 
+/// The path of the token exchange at the token service.
+extern const std::string& g_strSiaTokenPath;
+
 /// A token, and the moment from which it is no longer used.
 struct HTTPCLIENT_EXPORT SiaToken {
     std::string token;
@@ -68,7 +71,7 @@ public:
 private:
     CHttpSiaToken() = default;
     static CHttpSiaToken* MakeInstance();
-    ~CHttpSiaToken() = default; // never called: the instance lives until the process ends
+    ~CHttpSiaToken() = default; // GCOVR_EXCL_LINE: never called, the instance lives until the process ends
 
     bool m_bServiceIdentity = false;
     std::map<std::string, std::string> m_mapServiceUrl; ///< URL pattern to service name

@@ -3,16 +3,18 @@
 #include <json/value.h>
 
 #include <ovexcommon/JsonReader.h>
-#include <ovexcommon/SysConfReader.h>
 
 #include <httpclient/HttpClient.h>
 #include <httpclient/HttpRequest.h>
 #include <httpclient/HttpResponse.h>
 
-#include "identity/AuthConfig.h"
 #include "identity/HttpSiaToken.h"
-#include "support/MaintenanceService.h"
+#include "identity/MaintenanceService.h"
+#include "support/Cancellation.h"
 #include "support/Trace.h"
+
+// Never destroyed, so that threads that outlive main() may still use it.
+const std::string& g_strSiaTokenPath = *new std::string("/rest/sia/v1/tokens/jwt/sia");
 
 namespace {
 
@@ -34,10 +36,7 @@ int Send(const std::string& service, const std::string& jwt, CHttpResponse& resp
 
     CHttpClient client;
     client.setConnectTimeout(CONNECT_TIMEOUT_SECONDS);
-    client.setDomain(Ovexcommon::SysConfReader::Instance()->getMaintenanceIPAddress());
-    client.setPort(MAINTENANCE_PORT);
-    client.setScheme("https");
-    client.setSSLSupport();
+    PointAtMaintenance(client);
     client.synSendRequest(request, response, true);
     return response.getStatusCode();
 }
@@ -49,22 +48,23 @@ int CHttpSiaToken::RequestSiaToken(const std::string& service, SiaToken& out) {
     if (jwt.empty()) {
         return -1;
     }
-    try {
+    int result = -1;
+    const auto exchange = [&] {
         CHttpResponse response;
         const int status = Send(service, jwt, response);
         Json::Value answer;
         if (status != STATUS_OK || !JsonReader(true).parse(response.getResponseBody(), answer)) {
-            Trace(TraceLevel::Error, "request sia token failed. status: %d", status);
-            return -1;
+            Trace<LogMessage::TokenRefused>(status);
+            return;
         }
         out.token = answer["token"].asString();
         out.expire_at = time(nullptr) + TOKEN_LIFE_SECONDS;
         // Through an int: the text's %d is fixed.
-        Trace(TraceLevel::Progress, "request sia token successfully. token length: %d, expire_at: %d",
-              static_cast<int>(out.token.size()), static_cast<int>(out.expire_at));
-        return 0;
-    } catch (...) {
-        Trace(TraceLevel::Error, "request sia token catch an exception.");
-        return -1;
+        Trace<LogMessage::TokenObtained>(static_cast<int>(out.token.size()), static_cast<int>(out.expire_at));
+        result = 0;
+    };
+    if (!Contained(exchange)) {
+        Trace<LogMessage::TokenAnswerNotRead>();
     }
+    return result;
 }

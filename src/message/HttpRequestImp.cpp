@@ -18,6 +18,14 @@ const std::string& FORWARD_FILTER = *new std::string("XX-Forward-Filter");
 
 } // namespace
 
+CHttpRequestInter::~CHttpRequestInter() = default;
+
+void CHttpRequestInter::setCustomCookieParam(const std::string& /*cookie*/) {}
+
+std::string CHttpRequestInter::getCustomCookieParam() const {
+    return "";
+}
+
 CHttpRequestImp::CHttpRequestImp() : m_eVerb(HTTPOPERATION_NOT_SET), m_pCurl(curl_easy_init()) {}
 
 CHttpRequestImp::~CHttpRequestImp() {
@@ -123,10 +131,6 @@ bool CHttpRequestImp::setAcceptEncoding(const std::string& encoding) {
 
 std::string CHttpRequestImp::getAcceptEncoding() const {
     return getRequestHeadEntry(ACCEPT_ENCODING);
-}
-
-const std::string* CHttpRequestImp::FindAcceptEncoding() const {
-    return named_entries::Find(m_mapHeadEntry, ACCEPT_ENCODING);
 }
 
 bool CHttpRequestImp::setAccept(const std::string& types) {

@@ -68,11 +68,6 @@ public:
     bool setForwardFilter(const std::string& filter) override;
 
 private:
-    friend class RequestView;
-
-    /// @return null when there is no such entry.
-    const std::string* FindAcceptEncoding() const;
-
     HTTPOPERATIONTYPE m_eVerb;
     std::map<std::string, std::string> m_mapHeadEntry;
     std::map<std::string, std::vector<std::string>> m_mapParams;

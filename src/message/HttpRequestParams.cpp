@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // Query parameters of a request: the store, their rendering, and the text services that rendering uses.
-#include "message/CodeSetConverter.h"
 #include "message/HttpRequestImp.h"
 #include "message/NamedEntries.h"
+#include "message/charset/CodeSetConverter.h"
 
 namespace {
 

@@ -12,6 +12,8 @@ const std::string& CONTENT_TYPE = *new std::string("Content-Type");
 
 } // namespace
 
+CHttpResponseInter::~CHttpResponseInter() = default;
+
 CHttpResponseImp::CHttpResponseImp() = default;
 
 CHttpResponseImp::~CHttpResponseImp() = default;

@@ -26,17 +26,10 @@ bool Add(std::map<std::string, Value>& entries, const std::string& name, Value v
     return true;
 }
 
-/// @return the value of a name; null when there is none.
-template <typename Value>
-const Value* Find(const std::map<std::string, Value>& entries, const std::string& name) {
-    const auto entry = entries.find(name);
-    return entry == entries.end() ? nullptr : &entry->second;
-}
-
 /// @return the value of a name; an empty value when there is none.
 template <typename Value> Value Get(const std::map<std::string, Value>& entries, const std::string& name) {
-    const Value* value = Find(entries, name);
-    return value == nullptr ? Value() : *value;
+    const auto entry = entries.find(name);
+    return entry == entries.end() ? Value() : entry->second;
 }
 
 /// @return the value at a 0-based position in name order; an empty value when out of range.

@@ -51,7 +51,7 @@ public:
     /// The one look before a kept connection is used again.
     /// @return whether nothing has arrived: no byte, no end, no error. TLS: tickets are not data.
     bool Quiet();
-    /// Whether TLS holds decrypted bytes that poll() does not see.
+    /// Whether TLS holds what poll() does not see: whole records, or an end that Read() has come upon behind its bytes.
     bool Buffered() const noexcept;
     /// Sets how many bytes have to be there before the socket is readable (SO_RCVLOWAT); 1: any.
     void WakeAt(std::size_t bytes);

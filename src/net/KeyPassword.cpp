@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "net/KeyPassword.h"
 
-#include <cstring>
 #include <new>
 
 #include <cxxabi.h>
@@ -58,7 +57,7 @@ int KeyPassword::Give(char* to, int room, int /*writing*/, void* password) noexc
     if (text.size() > static_cast<std::size_t>(room)) {
         return -1;
     }
-    std::memcpy(to, text.data(), text.size());
+    text.copy(to, text.size());
     return static_cast<int>(text.size());
 }
 

@@ -25,8 +25,8 @@ namespace httpclient::net {
 namespace {
 
 constexpr std::array<unsigned char, 9> PROTOCOLS = {8, 'h', 't', 't', 'p', '/', '1', '.', '1'};
-constexpr std::size_t MAX_NAME = 255;          // what SNI carries
-constexpr std::size_t READ_BUFFER = 64 * 1024; // four records with one system call
+constexpr std::size_t MAX_NAME = 255;      // what SNI carries
+constexpr std::size_t READ_BUFFER = 65536; // four records with one system call
 
 const std::string& ITSELF = *new std::string("TLS"); // the part to blame where no file is
 
@@ -35,7 +35,7 @@ void Require(bool success, const std::string& part) {
     if (success) {
         return;
     }
-    const std::error_code error = FirstTlsError();
+    const std::error_code error = TakeTlsError();
     if (error == std::errc::not_enough_memory) {
         throw std::bad_alloc();
     }

@@ -21,12 +21,14 @@ class OpenSslErrors : public std::error_category {
 public:
     const char* name() const noexcept override { return "tls"; }
     std::string message(int value) const override {
+        OPENSSL_init_ssl(OPENSSL_INIT_LOAD_SSL_STRINGS,
+                         nullptr); // an error may be looked at before TLS was used
         const char* reason = ERR_reason_error_string(Packed(value));
         if (reason != nullptr) {
             return reason;
         }
         char text[32];
-        std::snprintf(text, sizeof text, "OpenSSL error %08lX", Packed(value));
+        static_cast<void>(std::snprintf(text, sizeof text, "OpenSSL error %08lX", Packed(value)));
         return text;
     }
 };
@@ -60,10 +62,13 @@ std::error_code TlsError(int library, int reason) noexcept {
     return TlsError(ERR_PACK(library, 0, reason));
 }
 
-std::error_code FirstTlsError() noexcept {
-    const unsigned long first = ERR_peek_error();
-    const unsigned long last = ERR_peek_last_error();
-    if (ERR_GET_REASON(first) == ERR_R_MALLOC_FAILURE || ERR_GET_REASON(last) == ERR_R_MALLOC_FAILURE) {
+std::error_code TakeTlsError() noexcept {
+    const unsigned long first = ERR_get_error();
+    bool noMemory = ERR_GET_REASON(first) == ERR_R_MALLOC_FAILURE;
+    while (const unsigned long next = ERR_get_error()) {
+        noMemory = noMemory || ERR_GET_REASON(next) == ERR_R_MALLOC_FAILURE;
+    }
+    if (noMemory) {
         return std::make_error_code(std::errc::not_enough_memory);
     }
     return first != 0 ? TlsError(first) : TlsError(ERR_LIB_SSL, ERR_R_INTERNAL_ERROR);

@@ -18,9 +18,10 @@ const std::error_category& CertificateCategory() noexcept;
 std::error_code TlsError(unsigned long packed) noexcept;
 /// @return the same of a library and a reason.
 std::error_code TlsError(int library, int reason) noexcept;
-/// @return the first error of this thread's queue, which is the cause of the others; of want of memory before any
-///         other. SSL_R_... "internal error" when the queue is empty.
-std::error_code FirstTlsError() noexcept;
+/// Empties this thread's queue.
+/// @return its first error, which is the cause of the others; of want of memory before any other. An internal error
+///         when the queue is empty.
+std::error_code TakeTlsError() noexcept;
 
 /// Empties the thread's OpenSSL error queue while it lives, and leaves it as it found it.
 ///

@@ -183,6 +183,8 @@ IoResult TlsLayer::Read(char* to, std::size_t room) {
             const IoResult failed = Failed(Doing::Reading, result);
             if (failed.wants == Wants::Nothing) {
                 m_readEnd = failed;
+                // It has yet to be told, and the kernel may know nothing of it.
+                m_buffered = outcome.bytes > 0;
             }
             return outcome.bytes > 0 ? outcome : failed;
         }
@@ -253,10 +255,14 @@ std::error_code TlsLayer::Cause() const {
         return {static_cast<int>(SSL_get_verify_result(m_ssl.get())), CertificateCategory()};
     }
     if (ERR_peek_error() != 0) {
-        return FirstTlsError();
+        return TakeTlsError();
     }
-    return m_socket.writeError != 0 ? SystemError(m_socket.writeError)
-                                    : TlsError(ERR_LIB_SSL, SSL_R_UNEXPECTED_EOF_WHILE_READING);
+    if (m_socket.writeError != 0) {
+        return SystemError(m_socket.writeError);
+    }
+    // Only want of memory leaves not even an error behind.
+    return m_socket.ended ? TlsError(ERR_LIB_SSL, SSL_R_UNEXPECTED_EOF_WHILE_READING)
+                          : std::make_error_code(std::errc::not_enough_memory);
 }
 
 } // namespace httpclient::net

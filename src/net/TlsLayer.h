@@ -53,7 +53,7 @@ private:
     SocketBio m_socket;
     SslPtr m_ssl;
     bool m_done = false;                ///< the handshake is through
-    bool m_buffered = false;            ///< the last Read() was full, and more is there
+    bool m_buffered = false;            ///< more is there that the last Read() has not given
     std::optional<IoResult> m_readEnd;  ///< how reading ended; every later Read() has the same end
     std::optional<IoResult> m_writeEnd; ///< the same for writing and the handshake
 };

@@ -109,8 +109,7 @@ bool TlsMaterial::Renew(Time now) {
     const auto before = InUse();
     Attempt(now, std::move(stamps));
     if (m_error && (changed || m_message != complaint)) {
-        Trace(TraceLevel::Error, "httpclient, changed TLS material cannot be used, the old stays in use, %s",
-              m_message.c_str());
+        Trace<LogMessage::TlsMaterialKept>(m_message.c_str());
     }
     return InUse() != before;
 }

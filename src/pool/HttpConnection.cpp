@@ -27,6 +27,16 @@ void CHttpConnection::DropCurl() {
     m_pCurl.reset();
 }
 
+void CHttpConnection::DropHandles() {
+#if LIBCURL_VERSION_NUM >= 0x075700 // 7.87.0
+    if (m_pCurl) {
+        curl_easy_setopt(m_pCurl.get(), CURLOPT_QUICK_EXIT, 1L); // a slow name service holds up nobody
+    }
+#endif
+    m_pCurl.reset(); // takes itself out of the multi handle
+    m_pCurlM.reset();
+}
+
 bool CHttpConnection::HasHandles() const {
     return m_pCurl && m_pCurlM;
 }

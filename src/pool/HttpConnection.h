@@ -19,8 +19,8 @@
 /// No lock: idle flag and free time are the pool's, under its lock; the handles are the borrower's.
 class HTTPCLIENT_EXPORT CHttpConnection {
 public:
-    /// Makes both handles. One that libcurl cannot make is null, and shows as a failure of the first
-    /// transfer.
+    /// Makes both handles. One that libcurl cannot make is null, and shows as a failure of
+    /// the first transfer.
     CHttpConnection(std::string address, int port);
     virtual ~CHttpConnection();
     CHttpConnection(const CHttpConnection&) = delete;
@@ -34,6 +34,9 @@ public:
     bool HasHandles() const;
     /// Takes the handles that are missing here from another connection, with the options set on them.
     void TakeMissingHandles(CHttpConnection& other);
+    /// Closes both handles: of no use any more after a thread was ended amid a transfer. The pool makes
+    /// them anew when it lends the connection.
+    void DropHandles();
     /// @return whether the connection may be lent.
     bool IsIdle() const;
     void SetIdle(bool idle);

@@ -1,28 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
-// Lending, taking back, and the limits. How the pool starts, sweeps and stops is in IdleReclamation.cpp.
+// Lending, taking back, and the limits.
 #include <ctime>
 #include <memory>
-#include <new>
-
-#include <pthread.h>
-
-#include <ace/Guard_T.h>
 
 #include <httpclient/HttpConnectionMgr.h>
 
 #include "engine/SharedEngine.h"
 #include "pool/HttpConnection.h"
 #include "pool/HttpsConnection.h"
-#include "support/Published.h"
+#include "pool/PoolGuard.h"
+#include "support/Cancellation.h"
 #include "support/Trace.h"
 
-CHttpConnectionMgr* CHttpConnectionMgr::m_pInstance = nullptr;
-ACE_Thread_Mutex CHttpConnectionMgr::m_HttpConnectionMgr_Mutex;
-
 namespace {
-
-// The lock is only ever taken for writing. Should taking it fail, the operation runs all the same.
-using PoolGuard = ACE_Write_Guard<ACE_RW_Thread_Mutex>;
 
 /// The port is written as a signed number.
 std::string AddressKey(const std::string& domain, unsigned int port) {
@@ -75,39 +65,6 @@ bool Raise(std::uint32_t& limit, unsigned int value) {
 
 } // namespace
 
-CHttpConnectionMgr* CHttpConnectionMgr::Instance() {
-    CHttpConnectionMgr* instance = LoadPublished(m_pInstance);
-    return instance != nullptr ? instance : MakeInstance();
-}
-
-CHttpConnectionMgr* CHttpConnectionMgr::MakeInstance() {
-    // A forked child leaves the pool to its parent. The lock is not waited for: who holds it, amid the making
-    // or ending of a pool, may be waiting for the thread that forks.
-    static thread_local bool held = false;
-    [[maybe_unused]] static const int forks = pthread_atfork(
-        [] { held = m_HttpConnectionMgr_Mutex.tryacquire() == 0; },
-        [] {
-            if (held) {
-                m_HttpConnectionMgr_Mutex.release();
-            }
-        },
-        [] {
-            Publish<CHttpConnectionMgr>(m_pInstance, nullptr);
-            if (held) {
-                m_HttpConnectionMgr_Mutex.release();
-            } else {
-                new (&m_HttpConnectionMgr_Mutex) ACE_Thread_Mutex; // its holder does not exist here
-            }
-        });
-    const ACE_Guard<ACE_Thread_Mutex> guard(m_HttpConnectionMgr_Mutex);
-    CHttpConnectionMgr* instance = LoadPublished(m_pInstance);
-    if (instance == nullptr) {
-        instance = new CHttpConnectionMgr;
-        Publish(m_pInstance, instance);
-    }
-    return instance;
-}
-
 CHttpConnectionMgr::ConnList* CHttpConnectionMgr::GetConnList(const std::string& addr, bool bSSL) {
     if (addr.empty()) {
         return nullptr;
@@ -119,9 +76,11 @@ CHttpConnectionMgr::ConnList* CHttpConnectionMgr::GetConnList(const std::string&
 
 CHttpConnection* CHttpConnectionMgr::GetConn(const std::string& domain, unsigned int port, bool bSSL) {
     if (domain.empty()) {
-        Trace(TraceLevel::Error, "CHttpConnectionMgr::GetConn, domain is empty, return nullptr");
+        Trace<LogMessage::PoolDomainEmpty>();
         return nullptr;
     }
+    const CancellationBlock
+        block; // a connection is made whole: files are read, the platform's cipher is called
     const std::string addr = AddressKey(domain, port);
     const PoolGuard guard(m_PoolLock);
 
@@ -133,10 +92,8 @@ CHttpConnection* CHttpConnectionMgr::GetConn(const std::string& domain, unsigned
         return Lend(*idle, domain, port, bSSL);
     }
     if (list->size() >= m_MaxConnNum) {
-        Trace(TraceLevel::Progress,
-              "CHttpConnectionMgr::GetConn, no idle connection, and connections number reached the upper "
-              "limit,maxconn is %d",
-              m_MaxConnNum);
+        // Through an int: the text's %d is fixed.
+        Trace<LogMessage::PoolAddressUsedUp>(static_cast<int>(m_MaxConnNum));
         return nullptr;
     }
     return AppendNew(*list, domain, port, bSSL);
@@ -166,15 +123,14 @@ void CHttpConnectionMgr::SetMaxConnPerAddr(unsigned int maxConnNum) {
     httpclient::engine::RaiseSharedLimit(maxConnNum);
     const PoolGuard guard(m_PoolLock);
     if (Raise(m_MaxConnNum, maxConnNum)) {
-        Trace(TraceLevel::Progress, "CHttpConnectionMgr::SetMaxConnPerAddr, m_MaxConnNum=%u", m_MaxConnNum);
+        Trace<LogMessage::PoolConnectionLimit>(m_MaxConnNum);
     }
 }
 
 void CHttpConnectionMgr::SetMaxConnAddr(unsigned int maxConnCategory) {
     const PoolGuard guard(m_PoolLock);
     if (Raise(m_MaxConnCategory, maxConnCategory)) {
-        Trace(TraceLevel::Progress, "CHttpConnectionMgr::SetMaxConnAddr, m_MaxConnCategory=%u",
-              m_MaxConnCategory);
+        Trace<LogMessage::PoolAddressLimit>(m_MaxConnCategory);
     }
 }
 
@@ -183,8 +139,7 @@ void CHttpConnectionMgr::ResizeConnPool(unsigned int maxConnNum, unsigned int ma
     const PoolGuard guard(m_PoolLock);
     Raise(m_MaxConnNum, maxConnNum);
     Raise(m_MaxConnCategory, maxConnCategory);
-    Trace(TraceLevel::Progress, "CHttpConnectionMgr::ResizeConnPool, m_MaxConnNum=%u, m_MaxConnCategory=%u",
-          m_MaxConnNum, m_MaxConnCategory);
+    Trace<LogMessage::PoolResized>(m_MaxConnNum, m_MaxConnCategory);
 }
 
 unsigned int CHttpConnectionMgr::GetConnPoolSize() {

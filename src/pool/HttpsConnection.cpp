@@ -7,6 +7,7 @@
 
 #include "support/Cleansing.h"
 #include "support/ExitGate.h"
+#include "support/JsonFile.h"
 #include "support/PlatformTls.h"
 #include "support/Trace.h"
 
@@ -16,9 +17,8 @@ CHttpsConnection::CHttpsConnection(std::string address, int port)
     : CHttpConnection(std::move(address), port) {
     std::string cipherText;
     GetCipherText(cipherText);
-    // The class name in this message and the next, and their level, are deliberate.
     if (cipherText.empty()) {
-        Trace(TraceLevel::Progress, "CHttpClientImp::CHttpsConnection, the enc text is null!");
+        Trace<LogMessage::KeyPasswordMissing>();
     }
 
     CURL* curl = GetCurl();
@@ -32,8 +32,7 @@ CHttpsConnection::CHttpsConnection(std::string address, int port)
     const Cleansing cleansing(password); // libcurl keeps a copy of its own
     const int status = platform_tls::DecryptPassword(cipherText, password);
     if (status != 0 || password.empty()) {
-        Trace(TraceLevel::Progress,
-              "CHttpClientImp::CHttpsConnection, the plain text is null or dec error, ret=%d", status);
+        Trace<LogMessage::KeyPasswordNotDecrypted>(status);
     }
     if (status != 0) {
         password.clear(); // what a failed decryption may have left is no password
@@ -64,17 +63,10 @@ std::string CHttpsConnection::GetSslPath() const {
 }
 
 void CHttpsConnection::GetCipherText(std::string& cipherText) const {
-    try {
-        const std::string manifest = platform_tls::ManifestPath(GetSslPath());
-        switch (platform_tls::ReadCipherText(manifest, cipherText)) {
-        case JsonFileResult::NotParsed:
-            Trace(TraceLevel::Error, "CHttpsConnection::GetCipherText, parse %s error!", manifest.c_str());
-            return;
-        case JsonFileResult::NotOpened: // the constructor reports the empty text
-        case JsonFileResult::Ok:
-            return;
-        }
-    } catch (...) {
-        Trace(TraceLevel::Error, "CHttpsConnection::GetCipherText, parse file catch an exception!");
-    }
+    std::string manifest;
+    const auto path = [&] { return manifest = platform_tls::ManifestPath(GetSslPath()); };
+    const auto take = [&](Json::Value& value) { cipherText = platform_tls::CipherText(value); };
+    // The constructor reports the empty text of a manifest that cannot be opened.
+    LoadJsonFile<NO_MESSAGE, LogMessage::ManifestNotParsed, LogMessage::ManifestNotRead>(
+        manifest, path, platform_tls::STRICT_MANIFEST, take);
 }

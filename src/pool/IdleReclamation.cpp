@@ -1,124 +1,22 @@
 // SPDX-License-Identifier: Apache-2.0
-// The pool's own thread: how it starts, what it sweeps, and how it stops.
-#include <memory>
-#include <new>
-#include <utility>
-#include <vector>
-
-#include <semaphore.h>
-
-#include <ace/Dev_Poll_Reactor.h>
-#include <ace/Guard_T.h>
-#include <ace/High_Res_Timer.h>
-#include <ace/Reactor.h>
-#include <ace/Thread_Manager.h>
-#include <ace/Timer_Queue.h>
-
+// The sweep: connections that nobody has used for a while are closed.
 #include <httpclient/HttpConnectionMgr.h>
 
 #include "engine/SharedEngine.h"
 #include "pool/HttpConnection.h"
+#include "pool/PoolGuard.h"
+#include "pool/ReactorStay.h"
 #include "support/ExitGate.h"
-#include "support/Published.h"
-#include "support/SignalBlock.h"
 #include "support/Trace.h"
 
-namespace {
-
-constexpr time_t FIRST_SWEEP_SECONDS = 1;
-constexpr time_t SWEEP_INTERVAL_SECONDS = 20;
-constexpr int WITHOUT_HANDLE_CLOSE = 1;
-
-/// Posted by the thread of each pool as it begins. One does: pools are made one after the other.
-sem_t g_begun;
-
-using PoolGuard = ACE_Write_Guard<ACE_RW_Thread_Mutex>;
-
-/// Where the TLS connections of destroyed pools stay reachable. They are deliberately never closed: a worker
-/// may still hold one, and leak checkers need not mind them.
-std::vector<CHttpConnectionMgr::ConnMap>& ABANDONED = *new std::vector<CHttpConnectionMgr::ConnMap>;
-
-void Abandon(CHttpConnectionMgr::ConnMap&& connections) noexcept {
-    try {
-        if (!connections.empty()) {
-            ABANDONED.push_back(std::move(connections));
-        }
-    } catch (const std::bad_alloc&) {
-        return; // then they stay open without being reachable
-    }
-}
-
-} // namespace
-
-CHttpConnectionMgr::CHttpConnectionMgr() : ACE_Task_Base(nullptr) {
-    try {
-        const int ret = Initialize();
-        if (ret != 0) {
-            Trace(TraceLevel::Error, "CHttpConnectionMgr::CHttpConnectionMgr Initialize error!,ret=%d", ret);
-        }
-    } catch (...) {
-        StopThread();
-        delete m_pReactor;
-        throw;
-    }
-}
-
-int CHttpConnectionMgr::Initialize() {
-    // A manager of the pool's own, so that the destructor waits for this thread and no other.
-    thr_mgr(new ACE_Thread_Manager);
-    if (m_pReactor == nullptr) {
-        auto poll = std::make_unique<ACE_Dev_Poll_Reactor>();
-        m_pReactor = new ACE_Reactor(poll.get(), true);
-        static_cast<void>(poll.release()); // the reactor's
-    }
-    if (!ScheduleSweeps()) {
-        Trace(TraceLevel::Error, "CHttpConnectionMgr::Initialize() inittimer failed error!");
-        return -1;
-    }
-    // A signal that interrupts the reactor would make ACE print on standard error.
-    const SignalBlock block;
-    sem_init(&g_begun, 0, 0);
-    const int ret = activate();
-    // The process may end right away, and a thread that begins only then would find ACE taken down.
-    while (ret == 0 && sem_wait(&g_begun) != 0) {
-        // interrupted
-    }
-    return ret;
-}
-
-bool CHttpConnectionMgr::ScheduleSweeps() {
-    // A reactor that could not open, for want of descriptors say, has neither timers nor a loop to reset.
-    if (m_pReactor->initialized() == 0) {
-        return false;
-    }
-    // Monotonic, so that changes of the system time leave the period alone.
-    m_pReactor->timer_queue()->gettimeofday(&ACE_High_Res_Timer::gettimeofday_hr);
-    m_pReactor->reset_reactor_event_loop();
-    if (m_pReactor->schedule_timer(this, nullptr, ACE_Time_Value(FIRST_SWEEP_SECONDS),
-                                   ACE_Time_Value(SWEEP_INTERVAL_SECONDS)) != -1) {
-        return true;
-    }
-    m_pReactor->cancel_timer(this, WITHOUT_HANDLE_CLOSE);
-    return false;
-}
-
-int CHttpConnectionMgr::svc() {
-    sem_post(&g_begun); // before all that may ask for the pool, which is still being made
-    Trace(TraceLevel::Progress, "CHttpConnectionMgr::svc in "); // the trailing blank belongs to the text
-    m_pReactor->owner(ACE_OS::thr_self());
-    while (m_pReactor->reactor_event_loop_done() == 0) {
-        m_pReactor->run_reactor_event_loop();
-    }
-    Trace(TraceLevel::Progress, "CHttpConnectionMgr::svc out");
-    return 0;
-}
-
 int CHttpConnectionMgr::handle_timeout(const ACE_Time_Value& /*now*/, const void* /*arg*/) {
+    const ReactorStay::Pause pause;
+    // The lock first: whoever holds it may call exit(), which waits for those who have passed the gate.
+    const PoolGuard guard(m_PoolLock);
     const ExitGate::Try gate;
     if (!gate.Passed()) {
         return 0;
     }
-    const PoolGuard guard(m_PoolLock);
     HandeConnPool(m_mapHttpConn);
     HandeConnPool(m_mapHttpsConn);
     return 0; // keeps the timer scheduled
@@ -149,42 +47,5 @@ void CHttpConnectionMgr::SetRlsTime(std::int64_t seconds) {
     httpclient::engine::SetSharedIdleTime(seconds);
     const PoolGuard guard(m_PoolLock);
     m_releasedtime = seconds;
-    Trace(TraceLevel::Progress, "CHttpConnectionMgr::SetRlsTime, m_releasedtime=%ld", m_releasedtime);
-}
-
-void CHttpConnectionMgr::StopThread() {
-    if (m_pReactor != nullptr && m_pReactor->initialized() != 0) {
-        m_pReactor->end_reactor_event_loop();
-        m_pReactor->cancel_timer(this, WITHOUT_HANDLE_CLOSE);
-    }
-    if (ACE_Thread_Manager* manager = thr_mgr()) {
-        manager->wait();
-        delete manager;
-        thr_mgr(nullptr);
-    }
-}
-
-CHttpConnectionMgr::~CHttpConnectionMgr() {
-    StopThread(); // first, so that no sweep runs during what follows
-    const PoolGuard guard(m_PoolLock);
-    for (auto& [addr, list] : m_mapHttpConn) {
-        for (CHttpConnection* conn : *list) {
-            delete conn;
-        }
-        delete list;
-    }
-    m_mapHttpConn.clear();
-    delete m_pReactor;
-    m_pReactor = nullptr;
-    Abandon(std::move(m_mapHttpsConn)); // deliberately not deleted
-}
-
-void CHttpConnectionMgr::Finalize() {
-    {
-        const ACE_Guard<ACE_Thread_Mutex> guard(m_HttpConnectionMgr_Mutex);
-        // Unpublished last: what its own thread still calls while it ends, the host's log say, may ask for the pool.
-        delete LoadPublished(m_pInstance);
-        Publish<CHttpConnectionMgr>(m_pInstance, nullptr);
-    }
-    httpclient::engine::EndSharedEngine();
+    Trace<LogMessage::PoolIdleTime>(m_releasedtime);
 }

@@ -7,14 +7,24 @@
 
 #include <curl/curl.h>
 
+#include "support/Cancellation.h"
+
+// Cleaning up may write to a socket and wait, where a cancellation must not end a destructor.
+
 struct CurlEasyCleanup {
-    void operator()(CURL* curl) const { curl_easy_cleanup(curl); }
+    void operator()(CURL* curl) const {
+        const CancellationBlock block;
+        curl_easy_cleanup(curl);
+    }
 };
 /// Owns an easy handle.
 using CurlEasyPtr = std::unique_ptr<CURL, CurlEasyCleanup>;
 
 struct CurlMultiCleanup {
-    void operator()(CURLM* multi) const { curl_multi_cleanup(multi); }
+    void operator()(CURLM* multi) const {
+        const CancellationBlock block;
+        curl_multi_cleanup(multi);
+    }
 };
 /// Owns a multi handle.
 using CurlMultiPtr = std::unique_ptr<CURLM, CurlMultiCleanup>;

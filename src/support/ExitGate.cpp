@@ -1,23 +1,55 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "support/ExitGate.h"
 
+#include <chrono>
+#include <condition_variable>
 #include <cstdlib>
 #include <mutex>
+#include <new>
 
 #include <pthread.h>
 
 namespace {
 
-/// Held for reading by each step, for writing by exit(), which never gives it back.
-pthread_rwlock_t g_gate = PTHREAD_RWLOCK_WRITER_NONRECURSIVE_INITIALIZER_NP;
+/// A step takes milliseconds, but may wait for libcurl's resolver, which may wait for a name service.
+constexpr std::chrono::seconds LONGEST_WAIT{2};
+
+struct Gate {
+    std::mutex mutex;
+    std::condition_variable changed;
+    unsigned int steps = 0; ///< under way
+    bool closed = false;
+};
+
+Gate& g_gate = *new Gate; // never destroyed: threads may stay before it until the process is gone
+
+thread_local unsigned int t_steps =
+    0; // this thread's own, which it doesn't wait for should it exit amid them
+
+void Begin() {
+    ++g_gate.steps;
+    ++t_steps;
+}
+
+void End() {
+    const std::lock_guard<std::mutex> lock(g_gate.mutex);
+    --g_gate.steps;
+    --t_steps;
+    if (g_gate.closed) {
+        g_gate.changed.notify_all();
+    }
+}
 
 void Close() {
-    pthread_rwlock_wrlock(&g_gate);
+    std::unique_lock<std::mutex> lock(g_gate.mutex);
+    g_gate.closed = true;
+    g_gate.changed.wait_for(lock, LONGEST_WAIT, [] { return g_gate.steps == t_steps; });
 }
 
 /// A forked child has none of the threads that may have been amid a step.
 void Renew() {
-    g_gate = PTHREAD_RWLOCK_WRITER_NONRECURSIVE_INITIALIZER_NP;
+    new (&g_gate) Gate;
+    t_steps = 0;
 }
 
 } // namespace
@@ -31,17 +63,25 @@ void ExitGate::Arm() {
 }
 
 ExitGate::Pass::Pass() {
-    pthread_rwlock_rdlock(&g_gate);
+    std::unique_lock<std::mutex> lock(g_gate.mutex);
+    g_gate.changed.wait(lock, [] { return !g_gate.closed; }); // it is never opened again
+    Begin();
 }
 
 ExitGate::Pass::~Pass() {
-    pthread_rwlock_unlock(&g_gate);
+    End();
 }
 
-ExitGate::Try::Try() : m_bPassed(pthread_rwlock_tryrdlock(&g_gate) == 0) {}
+ExitGate::Try::Try() {
+    const std::lock_guard<std::mutex> lock(g_gate.mutex);
+    m_bPassed = !g_gate.closed;
+    if (m_bPassed) {
+        Begin();
+    }
+}
 
 ExitGate::Try::~Try() {
     if (m_bPassed) {
-        pthread_rwlock_unlock(&g_gate);
+        End();
     }
 }

@@ -5,9 +5,11 @@
 
 /// The gate between the library's threads and the end of the process.
 ///
-/// exit() runs OpenSSL's clean-up while detached workers may be amid a TLS transfer, which would crash them.
-/// So each step that a thread of ours takes in libcurl passes the gate, and exit() closes it first: it waits
-/// for the steps under way, and lets none begin. The waits between the steps are outside.
+/// exit() runs OpenSSL's clean-up while detached workers may be amid a TLS transfer, which would crash
+/// them. So each step that a thread of ours takes in libcurl passes the gate, and exit() closes it first:
+/// it waits for the steps under way, two seconds at most (one may wait for a slow name service), and lets
+/// none begin. The waits between the steps are outside, and so is the wait for a lock: who holds it may be
+/// the thread that exits.
 class ExitGate {
 public:
     /// Has exit() close the gate. To be called when OpenSSL has been initialised, that is when a TLS
@@ -33,6 +35,6 @@ public:
         bool Passed() const { return m_bPassed; }
 
     private:
-        bool m_bPassed;
+        bool m_bPassed = false;
     };
 };

@@ -6,6 +6,8 @@
 
 #include <ovexcommon/JsonReader.h>
 
+#include "support/Cancellation.h"
+
 namespace {
 
 /// Reads what is left of a file, in blocks. @throw std::ios_base::failure when it cannot be read.
@@ -22,6 +24,7 @@ std::string ReadAll(std::ifstream& file) {
 } // namespace
 
 JsonFileResult ReadJsonFile(const std::string& path, bool strict, Json::Value& value) {
+    const CancellationBlock block; // a stream's destructor swallows a cancellation
     std::ifstream file(path, std::ios::in | std::ios::binary);
     if (!file.is_open() || !file.good()) {
         return JsonFileResult::NotOpened;

@@ -56,11 +56,15 @@ std::string KeyFile(const std::string& root) {
     return root + CLIENT_KEY;
 }
 
+std::string CipherText(Json::Value& manifest) {
+    return manifest["filelist"]["server_key.pem"]["keyPass"].asString();
+}
+
 JsonFileResult ReadCipherText(const std::string& manifest, std::string& cipherText) {
     Json::Value value;
-    const JsonFileResult result = ReadJsonFile(manifest, true, value);
+    const JsonFileResult result = ReadJsonFile(manifest, STRICT_MANIFEST, value);
     if (result == JsonFileResult::Ok) {
-        cipherText = value["filelist"]["server_key.pem"]["keyPass"].asString();
+        cipherText = CipherText(value);
     }
     return result;
 }

@@ -19,7 +19,14 @@ std::string AuthoritiesFile(const std::string& root);
 std::string CertificateFile(const std::string& root);
 std::string KeyFile(const std::string& root);
 
-/// Reads the encrypted key password from a manifest.
+/// How a manifest is parsed: ReadJsonFile().
+constexpr bool STRICT_MANIFEST = true;
+
+/// @return the encrypted key password that stands in a manifest.
+/// @throw std::exception when the manifest has another form.
+std::string CipherText(Json::Value& manifest);
+
+/// Reads the encrypted key password from a manifest's file.
 /// @param[out] cipherText the password; unchanged unless the manifest was read.
 /// @throw std::exception as ReadJsonFile() does, and when the manifest has another form.
 JsonFileResult ReadCipherText(const std::string& manifest, std::string& cipherText);

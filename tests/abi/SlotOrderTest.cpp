@@ -207,7 +207,7 @@ TEST(SlotOrder, OfConnectionsIsTheDestructorsAlone) {
 
 // All other places are those of ACE's task and lead to ACE's own operations. Behind slot 29 begins the table of the
 // second base, with the way back to the object's beginning, which is ACE's, too.
-TEST(SlotOrder, OfThePoolOverridesTheDestructorHandleTimeoutAndSvcOfTheTaskBelow) {
+TEST(SlotOrder, OfThePoolOverridesDestructorHandleTimeoutAndSvcOfTheTask) {
     const Names task = VirtualTable("ACE_Task_Base", "");
     const Names pool = VirtualTable("CHttpConnectionMgr", "");
     ASSERT_EQ(pool.size(), 37U);

@@ -9,6 +9,8 @@
 #include <httpclient/HttpClient.h>
 #include <httpclient/HttpRequest.h>
 
+#include "hosts/Faults.h"
+
 class CHttpResponse;
 
 namespace {
@@ -30,6 +32,7 @@ int main(int argc, char** argv) {
     if (argc != 4 && argc != 5) {
         return 2;
     }
+    EndOnFaults();
     const bool busy = argc == 5;
     CHttpClient client;
     client.setPort(std::atoi(argv[1]));
@@ -38,6 +41,7 @@ int main(int argc, char** argv) {
         CHttpRequest request;
         request.setVerb(HTTPOPERATION_GET);
         request.setUrlPath("/");
+        request.addRequestHeadEntry("A", "1"); // without any there is a message
         client.asynSendRequest(
             request, busy ? &UseTheLibraryForEver : [](const CHttpResponse&) {}, true);
     }

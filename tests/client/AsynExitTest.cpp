@@ -1,33 +1,24 @@
 // SPDX-License-Identifier: Apache-2.0
 // A process may end while workers are under way.
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
 #include <httpclient/testing/Certificates.h>
 #include <httpclient/testing/TlsLoopbackServer.h>
 
-#include "tests/support/Process.h"
+#include "hosts/HostRun.h"
 
 using namespace httpclient::testing;
 
 namespace {
 
-Ended RunHost(const LoopbackServer& server, const std::string& way, int milliseconds) {
-    Command host;
-    host.words = {ASYN_EXIT_HOST, std::to_string(server.port()), way, std::to_string(milliseconds)};
-    return RunCommand(host);
-}
-
-Ended RunBusyHost(const LoopbackServer& server, const std::string& way, int milliseconds) {
-    Command host;
-    host.words = {ASYN_EXIT_HOST, std::to_string(server.port()), way, std::to_string(milliseconds), "busy"};
-    return RunCommand(host);
-}
-
-void ExpectSound(const Ended& ended) {
-    EXPECT_EQ(ended.signal, 0) << ended.err;
-    EXPECT_EQ(ended.exitCode, 0) << ended.err;
+void ExpectHostToEndWell(const LoopbackServer& server, const std::string& way, int milliseconds,
+                         const std::vector<std::string>& busy = {}) {
+    std::vector<std::string> arguments{std::to_string(server.port()), way, std::to_string(milliseconds)};
+    arguments.insert(arguments.end(), busy.begin(), busy.end());
+    ExpectToEndWell(ASYN_EXIT_HOST, arguments);
 }
 
 TlsOptions AnyClient() {
@@ -46,8 +37,7 @@ TEST(AsynExit, CrashesNoWorkerHoweverTheProcessEnds) {
     TlsLoopbackServer server([](const RecordedRequest&) { return Respond(200); }, AnyClient());
     for (const char* way : {"return", "exit"}) {
         for (const int milliseconds : {0, 150, 190, 200, 210, 220, 250}) {
-            SCOPED_TRACE(std::string(way) + " after " + std::to_string(milliseconds) + " ms");
-            ExpectSound(RunHost(server, way, milliseconds));
+            ExpectHostToEndWell(server, way, milliseconds);
         }
     }
 }
@@ -56,8 +46,7 @@ TEST(AsynExit, CrashesNoCallbackThatUsesTheLibrary) {
     TlsLoopbackServer server([](const RecordedRequest&) { return Respond(200); }, AnyClient());
     for (const char* way : {"return", "exit"}) {
         for (const int milliseconds : {600, 640}) {
-            SCOPED_TRACE(std::string(way) + " after " + std::to_string(milliseconds) + " ms");
-            ExpectSound(RunBusyHost(server, way, milliseconds));
+            ExpectHostToEndWell(server, way, milliseconds, {"busy"});
         }
     }
 }

@@ -25,8 +25,8 @@ struct Outcome {
     sigset_t blockedSignals{};
 };
 
-/// Collects the outcomes of asynchronous sends. The callback is a plain function, so they are kept in one
-/// place.
+/// Collects the outcomes of asynchronous sends. The callback is a plain function, so they are kept
+/// in one place.
 class Outcomes {
 public:
     /// The caller's function.

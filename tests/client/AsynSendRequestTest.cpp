@@ -126,7 +126,7 @@ TEST_F(AsynSendRequest, CarriesNoCookieAndAsksForNoDecoding) {
               "GET / HTTP/1.1\r\nHost: <server>\r\nAccept: */*\r\nAccept-Encoding:gzip\r\n\r\n");
 }
 
-TEST_F(AsynSendRequest, LeavesTheRequestsOwnBodyBehind) {
+TEST_F(AsynSendRequest, DoesNotSendTheRequestsOwnBody) {
     const auto request = MakeRequest(HTTPOPERATION_POST, "/");
     request->setContent("own body");
     EXPECT_EQ(BytesOf(*request), "POST / HTTP/1.1\r\nHost: <server>\r\nAccept: */*\r\nContent-Length: 0\r\n"

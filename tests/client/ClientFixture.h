@@ -24,9 +24,8 @@ protected:
     ~ClientTest() override;
 };
 
-/// @return the messages that this thread has logged so far, in order, as in "[5] text": those of this level
-/// and
-///         above.
+/// @return the messages that this thread has logged so far, in order, as in "[5] text": those of this
+///         level and above.
 std::vector<std::string> OwnMessages(int lowestLevel);
 
 /// Points a client, or a client's implementation, at a server.

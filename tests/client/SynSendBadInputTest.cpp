@@ -272,7 +272,7 @@ TEST_F(SynSendBadInput, ABodyOf64MiBGoesOutWhole) {
     ExpectRecovery(server, NextConnection(server));
 }
 
-TEST_F(SynSendBadInput, NoProxyOfTheEnvironmentStandsBetween) {
+TEST_F(SynSendBadInput, UsesNoProxyOfTheEnvironment) {
     for (const char* name :
          {"http_proxy", "HTTP_PROXY", "https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY"}) {
         EXPECT_EQ(std::getenv(name), nullptr) << name;

@@ -92,7 +92,7 @@ using C = CHttpClientImp;
 const std::string NO_BODY = "setopt POSTFIELDS=\"\"";
 const std::string BODY = "setopt POSTFIELDS=\"content\"";
 
-const TransferRow TRANSFERS[] = {
+const TransferRow TRANSFER_ROWS[] = {
     {"Post", WithBody<&C::Post>, {"common", "setopt CUSTOMREQUEST=\"POST\"", BODY}},
     {"Posts", WithBody<&C::Posts>, {"common", "setopt CUSTOMREQUEST=\"POST\"", BODY}},
     {"HttpGet",
@@ -125,7 +125,7 @@ TEST_P(EachTransfer, SetsItsOptionsInOrderPerformsAndReadsTheStatus) {
     EXPECT_EQ(OwnMessages(0), Lines{});
 }
 
-INSTANTIATE_TEST_SUITE_P(Transfers, EachTransfer, ::testing::ValuesIn(TRANSFERS),
+INSTANTIATE_TEST_SUITE_P(Transfers, EachTransfer, ::testing::ValuesIn(TRANSFER_ROWS),
                          [](const auto& row) { return std::string(row.param.name); });
 
 TEST_F(Transfer, SetsTheCommonOptionsInOrder) {

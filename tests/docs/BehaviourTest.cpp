@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// What docs/behaviour-to-know.md shows: each file in data/ is a conversation, and stands in the page as it
-// is.
+// What docs/behaviour-to-know.md shows: each file in data/ is a conversation, and stands in the page
+// as it is.
 #include <string>
 
 #include <httpclient/HttpClient.h>

@@ -180,3 +180,35 @@ TEST_F(TlsExample, WithServiceIdentityCarriesAToken) {
     ASSERT_EQ(tokens.exchanges().size(), 1U);
     EXPECT_EQ(tokens.exchanges()[0].jwt, "header.payload.signature");
 }
+
+TEST(Example, OfAClientTakesTheAnswerAndTheDownload) {
+    const LoopbackServer server(AnswerAll);
+    const examples::Ran ran =
+        examples::Run(Program("client") + "http://127.0.0.1:" + std::to_string(server.port()));
+    EXPECT_EQ(ran.exitCode, 0);
+    EXPECT_EQ(ran.output, "answer\nanswer\n");
+    ASSERT_EQ(server.requests().size(), 2U);
+    EXPECT_EQ(server.requests()[0].target, "/orders?number=47%2F11");
+    EXPECT_EQ(server.requests()[1].connection, server.requests()[0].connection);
+}
+
+TEST_F(TlsExample, OfAClientWithMaterialOfItsOwnPresentsIt) {
+    const TlsLoopbackServer server(AnswerAll, ServersTls());
+    const examples::Ran ran = Run(
+        Program("client") + "unused 127.0.0.1:" + std::to_string(server.port()) +
+        " tls-root/internal/trust.cer tls-root/test-server/server.cer tls-root/test-server/server_key.pem");
+    EXPECT_EQ(ran.exitCode, 0) << ran.output;
+    EXPECT_EQ(ran.output, "answer\n");
+    ASSERT_EQ(server.requests().size(), 1U);
+    EXPECT_EQ(server.requests()[0].Header("Host"), "partner.example");
+    EXPECT_EQ(server.subjects().size(), 1U);
+}
+
+TEST_F(TlsExample, OfNewCodeReachesTheServerWithThePlatformsCertificate) {
+    const TlsLoopbackServer server(AnswerAll, ServersTls());
+    const examples::Ran ran = Run(SECOND_PROGRAM " https://localhost:" + std::to_string(server.port()));
+    EXPECT_EQ(ran.exitCode, 0) << ran.output;
+    EXPECT_EQ(ran.output, "200\nanswer\n");
+    ASSERT_EQ(server.subjects().size(), 1U);
+    EXPECT_NE(server.subjects()[0], "");
+}

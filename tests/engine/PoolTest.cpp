@@ -296,7 +296,7 @@ TEST_F(PoolTest, IsOverloadedAtOnceWhenTheLineIsFull) {
     m_pool->Return(std::move(connection), m_now);
 }
 
-TEST_F(PoolTest, LetsNobodyWaitWhereTheLineHasNoPlace) {
+TEST_F(PoolTest, LetsNobodyWaitWhenTheLineIsFull) {
     Make(Limits(1, 100, 0));
     const auto to = To("a");
     Caller first;
@@ -331,7 +331,7 @@ TEST_F(PoolTest, ClosesTheLongestIdleOfOthersBeyondTheLimitOfAll) {
     m_pool->Free(*one);
 }
 
-TEST_F(PoolTest, GivesTheSlotOfAnotherOriginToWhoWaitsForTheLimitOfAll) {
+TEST_F(PoolTest, GivesASlotToAWaiterOfAnotherOriginAtTheTotalLimit) {
     Make(Limits(2, 1));
     const auto one = To("a");
     const auto two = To("b");
@@ -583,7 +583,7 @@ TEST_F(PoolTest, HasOneDestinationPerKey) {
     EXPECT_TRUE(m_pool->WithMaterial().empty());
 }
 
-TEST_F(PoolTest, ForgetsADestinationThatNobodyUses) {
+TEST_F(PoolTest, ForgetsAnUnusedDestination) {
     Make(Limits(1));
     std::weak_ptr<Destination> unused = To("a");
     std::weak_ptr<Destination> kept;

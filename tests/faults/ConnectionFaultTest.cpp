@@ -137,7 +137,7 @@ TEST_F(ConnectionFaults, OfAHandshakeBrokenOffEndWithIt) {
     EXPECT_EQ(server->connectionsAccepted(), 2U);
 }
 
-TEST_F(ConnectionFaults, OfAnotherAuthoritysCertificateEndWhenTheServerHasARightOne) {
+TEST_F(ConnectionFaults, OfAnotherAuthoritysCertificateEndWithARightOne) {
     ExpectRefused(CertificateAuthority("Another CA").IssueServer());
 }
 
@@ -169,7 +169,7 @@ TEST_F(ConnectionFaults, OfAnInterimAnswerThatNeverComesOnlyDelay) {
 
 // libcurl 7.88 counts its second tries in the life of a handle, and those of the pool live on. The server
 // drops each connection at the second request that comes on it.
-TEST_F(ConnectionFaults, OfASixthDroppedKeptConnectionFailARequestAndTheCountBeginsAnew) {
+TEST_F(ConnectionFaults, OfEverySixthDroppedConnectionFailTheRequest) {
     int failures = 0;
     for (const After drop : {After::Close, After::Reset}) {
         for (const Way way : {Way::Kept, Way::TlsKept}) {
@@ -202,9 +202,9 @@ TEST_F(ConnectionFaults, OfASixthDroppedKeptConnectionFailARequestAndTheCountBeg
     }
 }
 
-// After a HEAD, and for a HEAD that goes out under another method, libcurl reads no body; the server sends
-// one.
-TEST_F(ConnectionFaults, OfABodyThatNobodyReadsNeverBecomeTheNextAnswer) {
+// After a HEAD, and for a HEAD that goes out under another method, libcurl reads no body; the
+// server sends one.
+TEST_F(ConnectionFaults, OfAnUnreadBodyNeverBecomeTheNextAnswer) {
     const std::string forged = "HTTP/1.1 201 Created\r\nContent-Length: 6\r\n\r\nforged";
     const std::string head =
         "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(forged.size()) + "\r\n\r\n";

@@ -26,7 +26,7 @@ FuzzFunction ChosenTarget() {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static const FuzzFunction s_run = ChosenTarget();
-    s_run({reinterpret_cast<const char*>(data), size});
+    static const FuzzFunction run = ChosenTarget();
+    run({reinterpret_cast<const char*>(data), size});
     return 0;
 }

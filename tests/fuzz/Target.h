@@ -18,6 +18,8 @@ void FuzzParameters(std::string_view input);
 void FuzzConversion(std::string_view input);
 void FuzzUnescape(std::string_view input);
 void FuzzServerBytes(std::string_view input);
+void FuzzAnswer(std::string_view input);
+void FuzzRequestBytes(std::string_view input);
 
 /// A function and the name that it goes by: that of its corpus, too.
 struct FuzzTarget {
@@ -26,10 +28,18 @@ struct FuzzTarget {
 };
 
 constexpr FuzzTarget FUZZ_TARGETS[] = {
-    {"manifest", FuzzManifest},        {"service-urls", FuzzServiceUrls}, {"jwt", FuzzJwt},
-    {"token-answer", FuzzTokenAnswer}, {"url-match", FuzzUrlMatch},       {"head-entries", FuzzHeadEntries},
-    {"parameters", FuzzParameters},    {"conversion", FuzzConversion},    {"unescape", FuzzUnescape},
+    {"manifest", FuzzManifest},
+    {"service-urls", FuzzServiceUrls},
+    {"jwt", FuzzJwt},
+    {"token-answer", FuzzTokenAnswer},
+    {"url-match", FuzzUrlMatch},
+    {"head-entries", FuzzHeadEntries},
+    {"parameters", FuzzParameters},
+    {"conversion", FuzzConversion},
+    {"unescape", FuzzUnescape},
     {"server-bytes", FuzzServerBytes},
+    {"answer", FuzzAnswer},
+    {"request-bytes", FuzzRequestBytes},
 };
 
 /// @return the function of this name; null when there is none.

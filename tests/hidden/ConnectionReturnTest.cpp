@@ -44,7 +44,7 @@ TEST_F(ConnectionReturnTest, OfNothingDoesNothing) {
     EXPECT_EQ(CHttpConnectionMgr::m_pInstance, nullptr) << "not even a pool is made";
 }
 
-TEST_F(ConnectionReturnTest, OutlivesAPoolThatIsGoneAndCannotBeMadeAnew) {
+TEST_F(ConnectionReturnTest, SurvivesAPoolThatIsGoneAndCannotBeMadeAgain) {
     CHttpConnectionMgr::Instance();
     {
         const ConnectionReturn conn(&m_conn);

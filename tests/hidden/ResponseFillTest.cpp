@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "message/ResponseFill.h"
+#include "client/ResponseFill.h"
 
 #include <memory>
 #include <new>
@@ -108,7 +108,7 @@ TEST(ResponseFill, CallsEachSetterOfAForeignImplementationOnce) {
                                                "setContentType(type)"}));
 }
 
-TEST(ResponseFill, CallsTheSettersOfAnImplementationThatDerivesFromTheLibrarysToo) {
+TEST(ResponseFill, CallsTheSettersOfADerivedImplementation) {
     CHttpResponse response;
     response.m_pImp = std::make_unique<ShoutingResponse>();
     Fill(response);

@@ -78,7 +78,7 @@ TEST_F(ExchangeFailure, IsNotTriedAgainByItself) {
     EXPECT_EQ(m_service.exchanges().size(), 3U);
 }
 
-TEST_F(ExchangeFailure, IsTriedOnceMoreAfter403WhereTheConfigurationNamesTheTokenService) {
+TEST_F(ExchangeFailure, Of403IsTriedAgainOnceWhenTheTokenServiceIsConfigured) {
     Sia().m_mapServiceUrl["/rest/*"] = "stock";
     ExpectFailureOf(Respond(403), {"[3] HTTP synSendRequest, response code is 403, retry to SendRequest",
                                    message::ExchangeFailed(403)});

@@ -95,7 +95,7 @@ TEST_F(RefusedToken, LeavesLongTextsOfBothAnswersWhole) {
     EXPECT_EQ(m_response.getContentLen(), 300'000.0);
 }
 
-TEST_F(RefusedToken, GivesTheLengthOfBothBodiesWhenTheSecondAnswerSaysNone) {
+TEST_F(RefusedToken, GivesTheLengthOfBothBodiesWhenTheSecondAnswerHasNone) {
     EXPECT_EQ(Send({REFUSAL, RespondChunked(200, {}, {"y", "es"})}), 200);
     EXPECT_EQ(m_response.getResponseBody(), "no, yes");
     EXPECT_EQ(m_response.getContentLen(), 7.0);
@@ -177,7 +177,7 @@ TEST_F(RefusedToken, OfTheCacheIsDroppedForAllUrlsOfTheService) {
     EXPECT_EQ(Token("/stock"), Nth("stock", 1));
 }
 
-TEST_F(RefusedToken, IsFollowedByARequestWithoutOneWhenNoFreshOneIsToBeHad) {
+TEST_F(RefusedToken, IsFollowedByARequestWithoutTokenWhenTheExchangeFails) {
     EXPECT_EQ(Token("/orders"), Nth("orders", 1));
     NewLines();
     m_service.AnswerWith(Respond(503));
@@ -226,8 +226,8 @@ TEST_F(RefusedToken, OfSiaAccessIsDroppedForAnyUrl) {
 }
 
 TEST_F(RefusedToken, OfSiaAccessIsFollowedByARetryEvenWithTheSwitchOff) {
-    // Dropping a token does not look at the switch, so the fixed service makes for a retry, without any
-    // token.
+    // Dropping a token does not look at the switch, so the fixed service makes for a retry,
+    // without any token.
     EndSia();
     const ScopedEnvironment off("enableServiceIdentity");
     m_client.EnableSiaAccess();

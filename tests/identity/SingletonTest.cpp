@@ -203,7 +203,7 @@ TEST_F(Singleton, IsMadeEvenWhenItsLockCannotBeTaken) {
     EXPECT_FALSE(refusing.WasReleased());
 }
 
-TEST_F(Singleton, LetsTheExceptionOutWhenMemoryRunsOutAndIsMadeAtTheNextCall) {
+TEST_F(Singleton, ThrowsWhenMemoryRunsOutAndIsMadeAtTheNextCall) {
     std::size_t refused = 0;
     for (std::size_t failing = 1; CHttpSiaToken::m_pInstance == nullptr; ++failing) {
         if (!SurvivesFailureOf(failing, [] { CHttpSiaToken::Instance(); })) {

@@ -19,8 +19,8 @@ namespace {
 constexpr std::time_t NOW = 1'800'000'000;
 constexpr const char* ACCESS = "ServiceIdentityAccessService";
 
-/// An instance with service identity on and two services, and without a credential, so that it obtains no
-/// token.
+/// An instance with service identity on and two services, and without a credential, so that it
+/// obtains no token.
 class TokenCache : public IdentityTest {
 protected:
     TokenCache() {

@@ -187,7 +187,7 @@ TEST_F(TokenExchange, ReplacesWhatIsNoUtf8) {
     EXPECT_EQ(Kept("s\xff"), "text"); // the cache's key stays as it is
 }
 
-TEST_F(TokenExchange, SendsAnExpiredCredentialAllTheSame) {
+TEST_F(TokenExchange, SendsEvenAnExpiredCredential) {
     // {"alg":"none"} . {"exp":1} . "signature"
     const std::string expired = "eyJhbGciOiJub25lIn0.eyJleHAiOjF9." + Secret("jwt");
     Sia().m_strJwt = expired;

@@ -69,7 +69,7 @@ TEST_F(TokenHeader, HoldsTheTokenWithoutABlank) {
     EXPECT_EQ(NewLines(), ExchangeLines("/orders", "orders", Nth("orders", 1).size()));
 }
 
-TEST_F(TokenHeader, StandsAmongTheOthersInByteOrder) {
+TEST_F(TokenHeader, IsAmongTheOthersInByteOrder) {
     for (const char* name : {"z", "X-Access-Token", "x-access-tokem", "x-access-tokenx", "x", "B"}) {
         m_request.addRequestHeadEntry(name, "1");
     }

@@ -3,7 +3,10 @@
 #include <atomic>
 #include <future>
 #include <string>
+#include <thread>
 #include <vector>
+
+#include <pthread.h>
 
 #include "ExchangeTest.h"
 #include "HeldMutex.h"
@@ -41,7 +44,7 @@ TEST_F(TokenThreads, ExchangeForDifferentServicesSideBySide) {
     EXPECT_EQ(Kept("stock"), "for stock");
 }
 
-TEST_F(TokenThreads, ExchangeForOneServiceEachOnItsOwnAndTheLaterTokenStays) {
+TEST_F(TokenThreads, RunAnExchangeEachForOneServiceAndTheLaterTokenStays) {
     std::atomic<int> count{0};
     std::promise<void> firstIsKept;
     const std::shared_future<void> kept(firstIsKept.get_future());
@@ -147,4 +150,16 @@ TEST_F(TokenThreads, AlwaysGetATokenOfTheirOwnService) {
     }
     EXPECT_TRUE(IsFree(Sia().m_TokenMutex.lock_));
     EXPECT_LE(Sia().m_mapSiaToken.size(), 2U);
+}
+
+TEST_F(TokenThreads, MayBeCancelledDuringAnExchange) {
+    m_service.AnswerWith(
+        [](const RecordedRequest& /*request*/) { return Delayed(TokenReply("never"), PATIENCE * 2); });
+    std::thread thread([] { Token("/orders"); });
+    EXPECT_TRUE(m_service.WaitForExchanges(1));
+    EXPECT_EQ(pthread_cancel(thread.native_handle()), 0);
+    thread.join();
+    EXPECT_EQ(Kept("orders"), "none");
+    m_service.AnswerWith(TokenReply("next"));
+    EXPECT_EQ(Token("/orders"), "next");
 }

@@ -51,7 +51,7 @@ TEST(UrlMatch, OfAnExactPatternIsThePathWithOneSlashAtItsEnd) {
     ExpectMatches(ITEMS, {"/rest/a/v1/items/"}, {"/rest/a/v1/items//"});
 }
 
-TEST(UrlMatch, OfAnExactPatternThatEndsInASlashIsThePathWithAndWithoutIt) {
+TEST(UrlMatch, OfAnExactPatternWithASlashAtItsEndIsThePathWithAndWithoutIt) {
     ExpectMatches("/x/", {"/x", "/x/"}, {"/x//"});
     ExpectMatches("/x//", {"/x//"}, {"/x/"});
 }
@@ -72,7 +72,7 @@ TEST(UrlMatch, LooksAtNothingFromTheFirstQuestionMarkOn) {
     ExpectMatches("/x/*", {}, {"/x?/"});
 }
 
-TEST(UrlMatch, OfAWildcardIsEveryPathThatBeginsWithWhatStandsBeforeIt) {
+TEST(UrlMatch, OfAWildcardIsEveryPathThatBeginsWithTheTextBeforeIt) {
     ExpectMatches("/rest/a/v1/items/*",
                   {"/rest/a/v1/items/7", "/rest/a/v1/items/7/8", "/rest/a/v1/items/", "/rest/a/v1/items/*"},
                   {"/rest/a/v1/items", "/rest/a/v1/items?x=/", "/rest/a/v1/", "/"});

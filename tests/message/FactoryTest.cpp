@@ -120,7 +120,7 @@ TEST(MakeRequest, KeepsItsContentTypeUntilThatIsRemoved) {
     EXPECT_EQ(request->getContentType(), "text/plain");
 }
 
-TEST(MakeRequestWithRouter, CarriesTheRequestIdBesides) {
+TEST(MakeRequestWithRouter, AlsoCarriesTheRequestId) {
     const auto request =
         HttpRequestWrap::MakeRequestPtrWithRouter("/a", " id\r\n1 ", HTTPOPERATION_DELETE, "{}");
     EXPECT_EQ(request->getRequestHead(),

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The implementations call their own virtual operations, so that a class derived from one can change the
-// others.
+// The implementations call their own virtual operations, so that a class derived from one can
+// change the others.
 #include <string>
 #include <utility>
 #include <vector>
@@ -23,11 +23,11 @@ public:
 class RequestWithOwnAddition final : public CHttpRequestImp {
 public:
     bool addRequestHeadEntry(const std::string& name, const std::string& value) override {
-        m_added.push_back(name + ": " + value);
-        return m_answer;
+        added.push_back(name + ": " + value);
+        return answer;
     }
-    Values m_added;
-    bool m_answer = true;
+    Values added;
+    bool answer = true;
 };
 
 class RequestWithOwnVectorSlot final : public CHttpRequestImp {
@@ -35,27 +35,27 @@ public:
     using CHttpRequestImp::addParam;
     bool addParam(const std::string& name, std::vector<std::string> values) override {
         values.insert(values.begin(), name);
-        m_added.push_back(std::move(values));
-        return m_answer;
+        added.push_back(std::move(values));
+        return answer;
     }
-    std::vector<Values> m_added;
-    bool m_answer = true;
+    std::vector<Values> added;
+    bool answer = true;
 };
 
 class RequestWithOwnTextServices final : public CHttpRequestImp {
 public:
     int codeSetConvert(const std::string& from, const std::string& to, const std::string& in,
                        std::string& out) const override {
-        m_calls.push_back("convert " + from + " " + to + " " + in + " into '" + out + "'");
+        calls.push_back("convert " + from + " " + to + " " + in + " into '" + out + "'");
         out = "[" + in + "]";
-        return m_result;
+        return result;
     }
     std::string encodeParam(const std::string& text) const override {
-        m_calls.push_back("encode " + text);
+        calls.push_back("encode " + text);
         return "<" + text + ">";
     }
-    mutable Values m_calls;
-    int m_result = 0;
+    mutable Values calls;
+    int result = 0;
 };
 
 class RequestWithOwnCharset final : public CHttpRequestImp {
@@ -77,10 +77,10 @@ public:
 class ResponseWithOwnAddition final : public CHttpResponseImp {
 public:
     bool addResponseHeadEntry(const std::string& name, const std::string& value) override {
-        m_added = name + ": " + value;
+        added = name + ": " + value;
         return false;
     }
-    std::string m_added;
+    std::string added;
 };
 
 } // namespace
@@ -110,8 +110,8 @@ TEST(RequestOverride, OfTheAdditionChangesTheWellKnownSetters) {
                           "Accept-Charset: 4", "Accept-Language: 5",  "Accept-Encoding: 6",
                           "Accept_MIME: 7",    "XX-Forward-Filter: 8"};
     for (const bool answer : {true, false}) {
-        request.m_answer = answer;
-        request.m_added.clear();
+        request.answer = answer;
+        request.added.clear();
         EXPECT_EQ(request.setContentType("1"), answer);
         EXPECT_EQ(request.setContentEncoding("2"), answer);
         EXPECT_EQ(request.setContentLanguage("3"), answer);
@@ -120,7 +120,7 @@ TEST(RequestOverride, OfTheAdditionChangesTheWellKnownSetters) {
         EXPECT_EQ(request.setAcceptEncoding("6"), answer);
         EXPECT_EQ(request.setAccept("7"), answer);
         EXPECT_EQ(request.setForwardFilter("8"), answer);
-        EXPECT_EQ(request.m_added, expected);
+        EXPECT_EQ(request.added, expected);
     }
     EXPECT_EQ(request.getRequestHeadEntryNums(), 0u);
 }
@@ -128,9 +128,9 @@ TEST(RequestOverride, OfTheAdditionChangesTheWellKnownSetters) {
 TEST(RequestOverride, OfTheVectorSlotChangesTheSingleValueForm) {
     RequestWithOwnVectorSlot request;
     EXPECT_TRUE(request.addParam("k", "v"));
-    request.m_answer = false;
+    request.answer = false;
     EXPECT_FALSE(request.addParam(" ", "")) << "nothing is checked before";
-    EXPECT_EQ(request.m_added, (std::vector<Values>{{"k", "v"}, {" ", ""}}));
+    EXPECT_EQ(request.added, (std::vector<Values>{{"k", "v"}, {" ", ""}}));
     EXPECT_EQ(request.getParamNums(), 0u);
 }
 
@@ -140,7 +140,7 @@ TEST(RequestOverride, OfTheTextServicesChangesTheParameterText) {
     request.addParam("a", Values{"1", ""});
     request.addParam("b", "2");
     EXPECT_EQ(request.getParamsAppendInURL(), "?a=<[1]>&a=<[]>&b=<[2]>");
-    EXPECT_EQ(request.m_calls,
+    EXPECT_EQ(request.calls,
               (Values{"convert GBK UTF-8 1 into ''", "encode [1]", "convert GBK UTF-8  into ''", "encode []",
                       "convert GBK UTF-8 2 into ''", "encode [2]"}))
         << "each value into a fresh text";
@@ -151,23 +151,23 @@ TEST(RequestOverride, ConversionIsAskedWithTheRequestsOwnCharacterSet) {
     request.setAcceptCharset("UTF-8");
     request.addParam("k", "v");
     EXPECT_EQ(request.getParamsAppendInURL(), "k=<[v]>");
-    EXPECT_EQ(request.m_calls, (Values{"convert UTF-8 UTF-8 v into ''", "encode [v]"}));
+    EXPECT_EQ(request.calls, (Values{"convert UTF-8 UTF-8 v into ''", "encode [v]"}));
 }
 
 TEST(RequestOverride, ResultOfTheConversionIsIgnored) {
     RequestWithOwnTextServices request;
-    request.m_result = -1;
+    request.result = -1;
     request.addParam("k", "v");
     EXPECT_EQ(request.getParamsAppendInURL(), "k=<[v]>");
 }
 
-TEST(RequestOverride, NothingIsConvertedBehindANameWithoutValues) {
+TEST(RequestOverride, NothingIsConvertedAfterANameWithoutValues) {
     RequestWithOwnTextServices request;
     request.addParam("a", "1");
     request.addParam("b", Values{});
     request.addParam("c", "2");
     EXPECT_EQ(request.getParamsAppendInURL(), "");
-    EXPECT_EQ(request.m_calls, (Values{"convert GBK UTF-8 1 into ''", "encode [1]"}));
+    EXPECT_EQ(request.calls, (Values{"convert GBK UTF-8 1 into ''", "encode [1]"}));
 }
 
 TEST(RequestOverride, OfTheCharsetGetterChangesTheParameterText) {
@@ -194,6 +194,6 @@ TEST(ResponseOverride, OfTheContentTypeChangesTheCharset) {
 TEST(ResponseOverride, OfTheAdditionChangesTheContentTypeSetter) {
     ResponseWithOwnAddition response;
     EXPECT_FALSE(response.setContentType("a/b"));
-    EXPECT_EQ(response.m_added, "Content-Type: a/b");
+    EXPECT_EQ(response.added, "Content-Type: a/b");
     EXPECT_EQ(response.getResponseHeadNums(), 0u);
 }

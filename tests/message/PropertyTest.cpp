@@ -30,9 +30,9 @@ public:
     }
     /// A name from a small set, so that names meet again; blank ones among them.
     std::string Name() {
-        static const Values NAMES{"",  " ", "  ", "\t",           " a", "a",
+        static const Values names{"",  " ", "  ", "\t",           " a", "a",
                                   "A", "b", "B",  "Content-Type", "ab", "\xFF\x80"};
-        return NAMES[Below(static_cast<unsigned int>(NAMES.size()))];
+        return names[Below(static_cast<unsigned int>(names.size()))];
     }
     std::string Value() { return Bytes(3, 0); }
 

@@ -28,8 +28,8 @@ void UseAll(CHttpRequest& request) {
     request.decodeParam("a%20b");
 }
 
-/// Looks at a request at the moment its handle is cleaned up: a share that hangs on the handle is let go
-/// then.
+/// Looks at a request at the moment its handle is cleaned up: a share that hangs on the handle is
+/// let go then.
 class LookAtCleanup {
 public:
     explicit LookAtCleanup(const CHttpRequestImp& request) : m_request(request), m_share(curl_share_init()) {

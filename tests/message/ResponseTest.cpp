@@ -166,7 +166,7 @@ TEST(ResponseCharset, IsWhatFollowsTheFirstEqualsSign) {
     EXPECT_EQ(CharsetOf("a=b\0c"s), "b\0c"s);
 }
 
-TEST(ResponseCharset, IsEmptyWithoutAnEqualsSignBehindSomething) {
+TEST(ResponseCharset, IsEmptyWithoutAnEqualsSignAfterSomeText) {
     EXPECT_EQ(CharsetOf(""), "");
     EXPECT_EQ(CharsetOf("text/html"), "");
     EXPECT_EQ(CharsetOf("text/html; charset"), "");

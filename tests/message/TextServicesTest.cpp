@@ -126,7 +126,7 @@ TEST(CodeSetConvert, MarkerOfTheUnknownSetFailsOnEitherSide) {
     EXPECT_EQ(Convert("", "UNKOWN", ""), (Conversion{-1, UNTOUCHED}));
 }
 
-TEST(CodeSetConvert, SetsThatNobodyKnowsFailEachTime) {
+TEST(CodeSetConvert, UnknownSetsFailEachTime) {
     for (int i = 0; i < 3; ++i) {
         EXPECT_EQ(Convert("no-such-set", "UTF-8", "x"), (Conversion{-1, UNTOUCHED}));
         EXPECT_EQ(Convert("UTF-8", "no-such-set", "x"), (Conversion{-1, UNTOUCHED}));

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 /// @file
-/// Calls virtual operations by their place in the virtual table, as a program that was compiled long ago
-/// does.
+/// Calls virtual operations by their place in the virtual table, as a program that was compiled
+/// long ago does.
 #pragma once
 
 #include <cstddef>
 #include <cstring>
 
-/// An operation of this type, called through a place in the table. Constness of the operation is of no
-/// account.
+/// An operation of this type, called through a place in the table. Constness of the operation is
+/// of no account.
 template <class Signature> struct Slot;
 
 template <class Result, class... Parameters> struct Slot<Result(Parameters...)> {

@@ -28,7 +28,7 @@ protected:
     }
 
     std::filesystem::path file() const { return m_root.path() / "etc/sysconf.json"; }
-    std::string addressWith(const std::string& configuration) const {
+    std::string AddressWith(const std::string& configuration) const {
         m_root.Write(file(), configuration);
         return Address();
     }
@@ -44,29 +44,29 @@ TEST_F(SysConfReader, IsOneForTheProcess) {
 }
 
 TEST_F(SysConfReader, TakesTheAddressFromTheFileUnderTheRoot) {
-    EXPECT_EQ(addressWith(R"({"maintenanceIPAddress": "192.0.2.7"})"), "192.0.2.7");
+    EXPECT_EQ(AddressWith(R"({"maintenanceIPAddress": "192.0.2.7"})"), "192.0.2.7");
 }
 
 TEST_F(SysConfReader, AllowsCommentsAndOtherMembersInTheFile) {
     EXPECT_EQ(
-        addressWith(
+        AddressWith(
             "// this host\n{\"other\": [1, 2], /* here */ \"maintenanceIPAddress\": \"2001:db8::7\"}\n"),
         "2001:db8::7");
 }
 
 TEST_F(SysConfReader, PrefersTheEnvironmentToTheFile) {
     setenv("OVEX_MAINTENANCE_IP", "127.0.0.1", 1);
-    EXPECT_EQ(addressWith(R"({"maintenanceIPAddress": "192.0.2.7"})"), "127.0.0.1");
+    EXPECT_EQ(AddressWith(R"({"maintenanceIPAddress": "192.0.2.7"})"), "127.0.0.1");
 }
 
 TEST_F(SysConfReader, TakesAnEmptyVariableForAHostWithoutAddress) {
     setenv("OVEX_MAINTENANCE_IP", "", 1);
-    EXPECT_EQ(addressWith(R"({"maintenanceIPAddress": "192.0.2.7"})"), "");
+    EXPECT_EQ(AddressWith(R"({"maintenanceIPAddress": "192.0.2.7"})"), "");
 }
 
 TEST_F(SysConfReader, SeesAChangedFileAtTheNextCall) {
-    EXPECT_EQ(addressWith(R"({"maintenanceIPAddress": "192.0.2.7"})"), "192.0.2.7");
-    EXPECT_EQ(addressWith(R"({"maintenanceIPAddress": "192.0.2.8"})"), "192.0.2.8");
+    EXPECT_EQ(AddressWith(R"({"maintenanceIPAddress": "192.0.2.7"})"), "192.0.2.7");
+    EXPECT_EQ(AddressWith(R"({"maintenanceIPAddress": "192.0.2.8"})"), "192.0.2.8");
     std::filesystem::remove(file());
     EXPECT_EQ(Address(), "");
 }
@@ -90,9 +90,9 @@ TEST_F(SysConfReader, AnswersEmptyForABrokenFile) {
          {"", "{", "null", "[]", "7", "\"maintenanceIPAddress\"", "{}", R"({"maintenanceIPAddress": 7})",
           R"({"maintenanceIPAddress": null})", R"({"maintenanceIPAddress": ["192.0.2.7"]})",
           R"({"maintenanceipaddress": "192.0.2.7"})", R"({"maintenanceIPAddress": "192.0.2.7")"}) {
-        EXPECT_EQ(addressWith(configuration), "") << configuration;
+        EXPECT_EQ(AddressWith(configuration), "") << configuration;
     }
-    EXPECT_EQ(addressWith(std::string(100000, '[')), "");
+    EXPECT_EQ(AddressWith(std::string(100000, '[')), "");
 }
 
 TEST_F(SysConfReader, AnswersEmptyForADirectoryInTheFilesPlace) {

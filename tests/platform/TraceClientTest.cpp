@@ -8,6 +8,7 @@
 #include <thread>
 #include <vector>
 
+#include <pthread.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -131,7 +132,9 @@ TEST(TraceClient, WritesTheModuleAndTheThread) {
 TEST(TraceClient, WritesTheTimeOfTheMessage) {
     const auto now = [] {
         char text[32];
-        const std::time_t seconds = std::time(nullptr);
+        timespec time{};
+        clock_gettime(CLOCK_REALTIME, &time); // std::time() may lag behind it by a tick
+        const std::time_t seconds = time.tv_sec;
         std::tm parts{};
         std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", gmtime_r(&seconds, &parts));
         return std::string(text);
@@ -283,4 +286,19 @@ TEST(TraceClient, SurvivesAClosedStandardError) {
     });
     EXPECT_EQ(child.exitCode, 0);
     EXPECT_EQ(child.err, "");
+}
+
+TEST(TraceClient, WritesTheLineOfACancelledThreadWholeAndLetsItEndAfterwards) {
+    const Ended child = RunInChild({}, [] {
+        std::thread thread([] {
+            pthread_cancel(pthread_self());
+            TraceClient::Instance()->trace(5, 1, "the last words");
+            pthread_testcancel();
+            TraceClient::Instance()->trace(5, 1, "not cancelled");
+        });
+        thread.join();
+    });
+    EXPECT_EQ(child.exitCode, 0);
+    ASSERT_EQ(LinesOf(child.err).size(), 1U) << child.err;
+    EXPECT_EQ(BodyOf(LinesOf(child.err).front()), "the last words");
 }

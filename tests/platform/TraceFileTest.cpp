@@ -32,7 +32,7 @@ protected:
         return m_directory.path() / ("logs/trace." + std::to_string(number) + ".log");
     }
     // Leaves room for so many bytes in the trace file, before it has to rotate.
-    void fillFile(std::size_t room) const {
+    void FillFile(std::size_t room) const {
         m_directory.Write(file(), "");
         std::filesystem::resize_file(file(), MAX_FILE_SIZE - room - 1);
         std::ofstream(file(), std::ios::app) << '\n';
@@ -89,7 +89,7 @@ TEST_F(TraceFile, IsStandardErrorWhenTheVariableIsEmpty) {
 }
 
 TEST_F(TraceFile, RotatesAtTenMegabytesAndKeepsFiveOldFiles) {
-    fillFile(300);
+    FillFile(300);
     for (int number = 1; number <= 5; ++number) {
         m_directory.Write(old(number), "old " + std::to_string(number));
     }
@@ -110,7 +110,7 @@ TEST_F(TraceFile, RotatesAtTenMegabytesAndKeepsFiveOldFiles) {
 }
 
 TEST_F(TraceFile, LosesNoLineAtARotation) {
-    fillFile(5000);
+    FillFile(5000);
     const Ended child = RunInChild(environment(), [] {
         for (int i = 0; i < 100; ++i) {
             Trace("message " + std::to_string(i) + ".");
@@ -162,7 +162,7 @@ TEST_F(TraceFile, IsClosedInProgramsThatTheProcessStarts) {
     EXPECT_EQ(child.err.find("trace.log"), std::string::npos) << child.err;
 }
 
-TEST_F(TraceFile, GivesWayToStandardErrorWhenItCannotBeOpened) {
+TEST_F(TraceFile, IsReplacedByStandardErrorWhenItCannotBeOpened) {
     m_directory.Write("logs", "not a directory");
     const Ended child = RunInChild(environment(), [] {
         Trace("first");
@@ -176,7 +176,7 @@ TEST_F(TraceFile, GivesWayToStandardErrorWhenItCannotBeOpened) {
     EXPECT_TRUE(Ends(LinesOf(child.err)[2], "] second"));
 }
 
-TEST_F(TraceFile, GivesWayToStandardErrorOnAFullDisk) {
+TEST_F(TraceFile, IsReplacedByStandardErrorOnAFullDisk) {
     const Ended child = RunInChild({{"OVEX_TRACE_FILE", "/dev/full"}}, [] {
         Trace("first");
         Trace(std::string(10000, 'x'));
@@ -188,8 +188,8 @@ TEST_F(TraceFile, GivesWayToStandardErrorOnAFullDisk) {
     EXPECT_TRUE(Ends(LinesOf(child.err)[2], "] " + std::string(10000, 'x')));
 }
 
-TEST_F(TraceFile, GivesWayToStandardErrorWhenTheDirectoryIsLostAtARotation) {
-    fillFile(300);
+TEST_F(TraceFile, IsReplacedByStandardErrorWhenARotationFindsNoDirectory) {
+    FillFile(300);
     const Ended child = RunInChild(environment(), [this] {
         TraceClient::Instance();
         std::filesystem::remove_all(file().parent_path());
@@ -204,8 +204,8 @@ TEST_F(TraceFile, GivesWayToStandardErrorWhenTheDirectoryIsLostAtARotation) {
     EXPECT_TRUE(Ends(LinesOf(child.err)[2], "] small"));
 }
 
-TEST_F(TraceFile, GivesWayToStandardErrorWhenARotationCannotRename) {
-    fillFile(300);
+TEST_F(TraceFile, IsReplacedByStandardErrorWhenARotationCannotRename) {
+    FillFile(300);
     m_directory.Write(old(4), "old");
     m_directory.Write(old(5) / "occupied", "");
     const Ended child = RunInChild(environment(), [] { Trace(std::string(300, 'y')); });

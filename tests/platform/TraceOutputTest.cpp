@@ -25,11 +25,11 @@ const TraceOutput::Time START = std::chrono::system_clock::from_time_t(180000000
 // A trace file that the test can switch between a full disk and a good one.
 class TraceOutputRetry : public ::testing::Test {
 protected:
-    TraceOutputRetry() { fillDisk(); }
+    TraceOutputRetry() { FillDisk(); }
 
-    void fillDisk() const { pointTo("/dev/full"); }
-    void freeDisk() const { pointTo(good()); }
-    void blockRotation() const {
+    void FillDisk() const { PointTo("/dev/full"); }
+    void FreeDisk() const { PointTo(good()); }
+    void BlockRotation() const {
         m_directory.Write("trace.4.log", "old");
         m_directory.Write("trace.5.log/occupied", "");
     }
@@ -37,7 +37,7 @@ protected:
     std::string path() const { return m_directory.path() / "trace.log"; }
 
 private:
-    void pointTo(const std::filesystem::path& target) const {
+    void PointTo(const std::filesystem::path& target) const {
         std::filesystem::remove(path());
         std::filesystem::create_symlink(target, path());
     }
@@ -59,7 +59,7 @@ TEST_F(TraceOutputRetry, TriesALostFileAgainAfterAMinute) {
     const Ended child = RunInChild({}, [this] {
         TraceOutput output(path(), START);
         output.write(START, "lost");
-        freeDisk();
+        FreeDisk();
         output.write(START + seconds(59), "just before");
         output.write(START + seconds(60), "at");
         output.write(START + seconds(61), "just after");
@@ -88,9 +88,9 @@ TEST_F(TraceOutputRetry, SaysAgainWhenTheFileIsLostAgain) {
     const Ended child = RunInChild({}, [this] {
         TraceOutput output(path(), START);
         output.write(START, "lost");
-        freeDisk();
+        FreeDisk();
         output.write(START + seconds(60), "found");
-        blockRotation();
+        BlockRotation();
         output.write(START + seconds(61), std::string(TraceOutput::MAX_FILE_SIZE, 'x'));
     });
     EXPECT_EQ(child.exitCode, 0);

@@ -69,7 +69,7 @@ private:
         }
         EXPECT_FALSE(conn->IsIdle());
         EXPECT_EQ(conn->GetFreeTime(), 0);
-        EXPECT_LE(++s_lent[host], static_cast<int>(MAX_CONN));
+        EXPECT_LE(++m_lent[host], static_cast<int>(MAX_CONN));
         conn->m_nPort = static_cast<int>(m_number); // a plain field: whoever else wrote it would be seen
         m_held.push_back({conn, host});
     }
@@ -80,7 +80,7 @@ private:
         }
         const auto which = m_held.begin() + Below(static_cast<unsigned int>(m_held.size()));
         EXPECT_EQ(which->conn->m_nPort, static_cast<int>(m_number)) << "lent to two at a time";
-        --s_lent[which->host];
+        --m_lent[which->host];
         CHttpConnectionMgr::Instance()->ReleaseConn(which->conn);
         m_held.erase(which);
     }
@@ -112,7 +112,7 @@ private:
         }
     }
 
-    static std::array<std::atomic<int>, HOSTS> s_lent;
+    static std::array<std::atomic<int>, HOSTS> m_lent;
 
     unsigned int m_number;
     std::mt19937 m_random;
@@ -120,7 +120,7 @@ private:
     std::vector<Held> m_held;
 };
 
-std::array<std::atomic<int>, HOSTS> Borrower::s_lent{};
+std::array<std::atomic<int>, HOSTS> Borrower::m_lent{};
 
 class PoolConcurrency : public PoolTest {};
 

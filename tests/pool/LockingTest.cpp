@@ -66,7 +66,7 @@ TEST_F(Locking, AnEmptyHostAndAListNeedNoLock) {
     EXPECT_EQ(lock.Unlocks(), 0);
 }
 
-TEST_F(Locking, EveryOperationRunsWhenTheLockCannotBeTakenAndThenReleasesNothing) {
+TEST_F(Locking, EveryOperationRunsAndReleasesNothingWhenTheLockFails) {
     for (const auto& [name, operate] : LockingOperations()) {
         HeldLock lock(LockOf(m_pool));
         lock.RefuseWriting();

@@ -197,8 +197,8 @@ private:
     }
 
     void Get() {
-        static const char* const HOSTS[] = {"", "a", "a", "b", "10.0.0.1"};
-        static const unsigned int PORTS[] = {80, 80, 443, 4294967295u};
+        static constexpr const char* HOSTS[] = {"", "a", "a", "b", "10.0.0.1"};
+        static constexpr unsigned int PORTS[] = {80, 80, 443, 4294967295u};
         const char* host = HOSTS[Below(5)];
         const unsigned int port = PORTS[Below(4)];
         const bool ssl = Below(3) == 0;

@@ -42,8 +42,8 @@ void Sweep(CHttpConnectionMgr& pool);
 /// Closes every connection of the pool, lent or not, and the pool.
 void CloseEverything();
 
-/// Each test begins without a pool and ends so; time() and the reactor's clock stand still; no TLS file is
-/// found.
+/// Each test begins without a pool and ends so; time() and the reactor's clock stand still; no TLS
+/// file is found.
 class WithoutPool : public ::testing::Test {
 protected:
     static constexpr std::time_t T = 1'700'000'000;

@@ -104,7 +104,7 @@ TEST_F(PoolSignals, AreAsBeforeForTheThreadThatMadeThePool) {
     pthread_sigmask(SIG_SETMASK, &former, nullptr);
 }
 
-TEST_F(PoolSignals, SentToTheProcessNeverReachItsThreadNorStandardError) {
+TEST_F(PoolSignals, SentToTheProcessNeverReachThePoolsThreadNorStandardError) {
     struct sigaction action {};
     struct sigaction formerAction {};
     action.sa_handler = Take;

@@ -100,7 +100,7 @@ TEST_F(PoolStart, SixteenThreadsAtOnceGetTheSamePool) {
     }
 }
 
-TEST_F(PoolStart, WithoutDescriptorsForTheReactorSaysSoStartsNoThreadAndStillLends) {
+TEST_F(PoolStart, WithoutDescriptorsLogsAnErrorStartsNoThreadAndStillLends) {
     const RefusedThread counted(0);
     {
         const RefusedEpoll refused;

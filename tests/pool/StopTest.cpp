@@ -9,6 +9,7 @@
 #include <thread>
 #include <vector>
 
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <ace/Reactor.h>
@@ -194,13 +195,7 @@ TEST_F(PoolRounds, StopWhileASweepIsDue) {
 
 class PoolAtExit : public ::testing::Test {
 protected:
-    void SetUp() override {
-#if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
-        // The search for leaks stops all threads at exit, which wakes the pool's within ACE.
-        GTEST_SKIP() << "ACE takes itself down at exit whatever threads still wait in it";
-#endif
-        GTEST_FLAG_SET(death_test_style, "threadsafe");
-    }
+    void SetUp() override { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
 };
 
 TEST_F(PoolAtExit, AProcessThatEndsWithAPoolEndsQuietly) {
@@ -231,15 +226,50 @@ TEST_F(PoolAtExit, ASweepThatComesWhileTheProcessEndsClosesNothing) {
         ::testing::ExitedWithCode(0), "^host:443$");
 }
 
+class PoolAtExitInHeldTime : public WithoutPool {
+protected:
+    void SetUp() override { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
+};
+
+// The platform's cipher and log are called under the lock, and may end the process.
+TEST_F(PoolAtExitInHeldTime, AThreadThatHoldsTheLockWaitsForNoSweep) {
+    EXPECT_EXIT(
+        {
+            alarm(30);
+            CHttpConnectionMgr* pool = CHttpConnectionMgr::Instance();
+            pool->ReleaseConn(pool->GetConn("host", 443, true)); // from here on exit() waits for sweeps
+            std::promise<void> sweeping;
+            const HeldLock lock(LockOf(*pool), [&] { sweeping.set_value(); });
+            pool->m_PoolLock.tryacquire_write(); // not seen by the held lock
+            m_reactor.Advance(1s);
+            sweeping.get_future().wait(); // for the lock, on the pool's thread
+            exit(0);
+        },
+        ::testing::ExitedWithCode(0), "^$");
+}
+
+/// Ends a forked child. The search for leaks would find what its parent's threads hold.
+[[noreturn]] void EndChild(int status) {
+#ifdef __SANITIZE_ADDRESS__
+    _exit(status);
+#else
+    exit(status);
+#endif
+}
+
 // The child is forked as it stands, without its parent's threads.
-class PoolAtFork : public PoolAtExit {
+class PoolAtFork : public ::testing::Test {
 protected:
     void SetUp() override {
-        PoolAtExit::SetUp();
+#ifdef __SANITIZE_THREAD__
+        GTEST_SKIP() << "a forked child may start no thread under the thread sanitizer";
+#endif
         GTEST_FLAG_SET(death_test_style, "fast");
         m_conn.reset(CHttpConnectionMgr::Instance()->GetConn("host", 443, true));
     }
-    void TearDown() override { CHttpConnectionMgr::Finalize(); }
+    void TearDown() override {
+        CHttpConnectionMgr::Finalize();
+    }
 
     std::unique_ptr<CHttpConnection> m_conn; // the pool leaves it open
 
@@ -252,7 +282,7 @@ protected:
                 CHttpConnectionMgr* pool = CHttpConnectionMgr::Instance();
                 pool->ReleaseConn(pool->GetConn("host", 443, true));
                 Sweep(*pool);
-                exit(none ? 0 : 1);
+                EndChild(none ? 0 : 1);
             },
             ::testing::ExitedWithCode(0), "");
     }
@@ -262,7 +292,58 @@ TEST_F(PoolAtFork, AChildMakesAPoolOfItsOwn) {
     ExpectAChildToHaveAPoolOfItsOwn();
 }
 
-TEST_F(PoolAtFork, AChildMakesAPoolOfItsOwnThoughItsParentWasAmidMakingOne) {
+using Settings = std::vector<std::int64_t>;
+
+const Settings DEFAULTS{100, 30, 30};
+
+/// Limits and release time of the pool that there is, or is made.
+Settings SettingsOfThePool() {
+    CHttpConnectionMgr& pool = *CHttpConnectionMgr::Instance();
+    return {pool.GetConnPoolSize(), pool.GetConnAddrSize(), pool.m_releasedtime};
+}
+
+TEST_F(PoolAtFork, AChildsPoolHasTheLimitsAndTheReleaseTimeOfItsParents) {
+    const Settings set{200, 60, 5};
+    CHttpConnectionMgr::Instance()->ResizeConnPool(200, 60);
+    CHttpConnectionMgr::Instance()->SetRlsTime(5);
+    EXPECT_EXIT(
+        {
+            alarm(30);
+            const bool same = SettingsOfThePool() == set;
+            CHttpConnectionMgr::Finalize(); // what comes then is the child's own
+            EndChild(same && SettingsOfThePool() == DEFAULTS ? 0 : 1);
+        },
+        ::testing::ExitedWithCode(0), "");
+}
+
+TEST_F(PoolAtFork, AChildThatFinalizesFirstHasTheDefaultLimits) {
+    CHttpConnectionMgr::Instance()->ResizeConnPool(200, 60);
+    EXPECT_EXIT(
+        {
+            alarm(30);
+            CHttpConnectionMgr::Finalize();
+            EndChild(SettingsOfThePool() == DEFAULTS ? 0 : 1);
+        },
+        ::testing::ExitedWithCode(0), "");
+}
+
+TEST_F(PoolAtFork, AGrandchildsPoolHasThemEvenIfTheChildMadeNoPool) {
+    CHttpConnectionMgr::Instance()->ResizeConnPool(200, 60);
+    EXPECT_EXIT(
+        {
+            alarm(30);
+            const pid_t grandchild = fork();
+            if (grandchild != 0) {
+                int status = -1;
+                waitpid(grandchild, &status, 0);
+                _exit(WEXITSTATUS(status));
+            }
+            _exit(CHttpConnectionMgr::Instance()->GetConnPoolSize() == 200 ? 0 : 1);
+        },
+        ::testing::ExitedWithCode(0), "");
+}
+
+TEST_F(PoolAtFork, AChildMakesItsOwnPoolWhileItsParentMakesOne) {
     ASSERT_EQ(CHttpConnectionMgr::m_HttpConnectionMgr_Mutex.acquire(), 0);
     ExpectAChildToHaveAPoolOfItsOwn();
     EXPECT_EQ(CHttpConnectionMgr::m_HttpConnectionMgr_Mutex.release(), 0);

@@ -80,7 +80,7 @@ TEST_F(Sweeping, AConnectionThatComesBackHasTheWholeReleaseTime) {
     EXPECT_EQ(Here(), Connections{});
 }
 
-TEST_F(Sweeping, ClosesOnlyThoseWhoseTimeHasComeAndKeepsTheOthersOrder) {
+TEST_F(Sweeping, ClosesOnlyWhatIsDueAndKeepsTheOrderOfTheOthers) {
     Connections made;
     for (int i = 0; i < 6; ++i) {
         made.push_back(Get("host"));
@@ -95,7 +95,7 @@ TEST_F(Sweeping, ClosesOnlyThoseWhoseTimeHasComeAndKeepsTheOthersOrder) {
     EXPECT_EQ(Here(), (Connections{made[1], made[3], made[4]}));
 }
 
-TEST_F(Sweeping, GoesThroughPlainThenTlsAddressesByKeyAndThroughEachFromTheOldest) {
+TEST_F(Sweeping, VisitsPlainAndThenTlsAddressesInOrderOfTheirKeysOldestFirst) {
     std::vector<const void*> expected(6);
     const auto lend = [this](const std::string& host, bool ssl) { return Get(host, 80, ssl); };
     Connections made{lend("b", true),  lend("b", false), lend("a", false),

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Hosts in processes of their own: one that loads and unloads what uses the library, one whose log's disk is
-// full.
+// Hosts in processes of their own: one that loads and unloads what uses the library, one whose log's
+// disk is full.
 #include <string>
 
 #include <gtest/gtest.h>

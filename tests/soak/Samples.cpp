@@ -2,8 +2,10 @@
 #include "Samples.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdio>
 #include <fstream>
+#include <sstream>
 
 #include <malloc.h>
 #include <unistd.h>
@@ -13,6 +15,8 @@
 namespace {
 
 constexpr double MIB = 1024.0 * 1024.0;
+constexpr std::ptrdiff_t MOST_LINES =
+    200; // so that the picture of a long run is as small as that of a short one
 
 /// Something that must not grow by more than this.
 struct Limit {
@@ -76,4 +80,25 @@ std::vector<std::string> FindGrowth(const Samples& samples) {
         growth.emplace_back(text);
     }
     return growth;
+}
+
+std::string AsTable(const Samples& samples) {
+    constexpr double Sample::*COLUMNS[] = {&Sample::heap, &Sample::memory, &Sample::descriptors,
+                                           &Sample::threads, &Sample::failures};
+    const auto all = static_cast<std::ptrdiff_t>(samples.size());
+    const std::ptrdiff_t stretch = all / MOST_LINES + 1;
+    std::ostringstream table;
+    for (std::ptrdiff_t first = 0; first < all; first += stretch) {
+        const auto begin = samples.begin() + first;
+        const auto end = samples.begin() + std::min(first + stretch, all);
+        table << begin->second;
+        for (const auto column : COLUMNS) {
+            const auto lower = [column](const Sample& one, const Sample& other) {
+                return one.*column < other.*column;
+            };
+            table << '\t' << (*std::max_element(begin, end, lower)).*column;
+        }
+        table << '\n';
+    }
+    return table.str();
 }

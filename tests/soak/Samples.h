@@ -22,6 +22,9 @@ struct Sample {
 using Samples = std::vector<Sample>;
 
 /// @return what grew after the warm-up, in words; empty when all stayed flat. The median of the last third of
-/// the
-///         time is compared with that of the third before it: the first third is the warm-up.
+///         the time is compared with that of the third before it: the first third is the warm-up.
 std::vector<std::string> FindGrowth(const Samples& samples);
+
+/// @return a line per stretch of time, with tabs: its first second, and the highest of each number within it, so
+///         that no peak is lost. tools/picture draws it.
+std::string AsTable(const Samples& samples);

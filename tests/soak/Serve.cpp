@@ -30,11 +30,11 @@ Reply Echo(const RecordedRequest& request) {
 }
 
 Reply WithToken(const RecordedRequest& request) {
-    static std::atomic<unsigned int> s_count{0};
+    static std::atomic<unsigned int> count{0};
     if (!request.Header("x-access-token")) {
         return Respond(401);
     }
-    return ++s_count % REFUSALS == 0 ? Respond(403) : Echo(request);
+    return ++count % REFUSALS == 0 ? Respond(403) : Echo(request);
 }
 
 Reply Answer(const RecordedRequest& request) {
@@ -74,10 +74,10 @@ int Serve(const std::string& address, const std::string& directory, const Ports&
             options.port = static_cast<std::uint16_t>(ports[kind]);
             return options;
         };
-        const LoopbackServer plain(Answer, at(SERVER_PLAIN));
-        const LoopbackServer head(Answer, at(SERVER_HEAD));
-        const TlsLoopbackServer tls(Answer, mutual, at(SERVER_MUTUAL_TLS));
-        const TlsLoopbackServer async(Answer, open, at(SERVER_ASYNC_TLS));
+        const LoopbackServer plain(Answer, at(ServerPlain));
+        const LoopbackServer head(Answer, at(ServerHead));
+        const TlsLoopbackServer tls(Answer, mutual, at(ServerMutualTls));
+        const TlsLoopbackServer async(Answer, open, at(ServerAsyncTls));
         FakeTokenService tokens(mutual, address);
         tokens.SetTokens(SERVICE, {"a token"});
 

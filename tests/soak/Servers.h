@@ -12,9 +12,9 @@
 
 /// The servers by what they are for. Handles keep what a request sets on them, and an address has its own
 /// handles, so what must not meet has its own server.
-enum ServerKind { SERVER_PLAIN, SERVER_HEAD, SERVER_MUTUAL_TLS, SERVER_ASYNC_TLS, SERVER_KINDS };
+enum ServerKind { ServerPlain, ServerHead, ServerMutualTls, ServerAsyncTls, ServerKinds };
 
-using Ports = std::array<int, SERVER_KINDS>;
+using Ports = std::array<int, ServerKinds>;
 
 /// Starts the servers, and starts them again on the same ports.
 class Servers {

@@ -33,7 +33,7 @@ bool Echoes(const CHttpResponse& response, const std::string& what) {
 
 /// One request.
 struct Traffic::Plan {
-    ServerKind server = SERVER_PLAIN;
+    ServerKind server = ServerPlain;
     HTTPOPERATIONTYPE verb = HTTPOPERATION_GET;
     std::string path = "/echo";
     bool tls = false;
@@ -58,11 +58,11 @@ struct Traffic::Plan {
     }
 };
 
-Traffic* Traffic::s_current = nullptr;
+Traffic* Traffic::m_current = nullptr;
 
 Traffic::Traffic(const Servers& servers, std::chrono::milliseconds pause)
     : m_servers(servers), m_pause(pause) {
-    s_current = this;
+    m_current = this;
     for (unsigned int i = 0; i < THREADS; ++i) {
         m_threads.emplace_back(&Traffic::Run, this, i);
     }
@@ -99,35 +99,35 @@ void Traffic::Run(unsigned int seed) {
 }
 
 void Traffic::SendOne(unsigned int dice) {
-    static constexpr HTTPOPERATIONTYPE verbs[] = {HTTPOPERATION_GET, HTTPOPERATION_PUT, HTTPOPERATION_POST,
+    static constexpr HTTPOPERATIONTYPE VERBS[] = {HTTPOPERATION_GET, HTTPOPERATION_PUT, HTTPOPERATION_POST,
                                                   HTTPOPERATION_DELETE};
-    static constexpr const char* faults[] = {"/reset", "/short"};
-    const HTTPOPERATIONTYPE verb = verbs[dice % 4];
+    static constexpr const char* FAULTS[] = {"/reset", "/short"};
+    const HTTPOPERATIONTYPE verb = VERBS[dice % 4];
     if (dice < 40) {
-        return SendAndCompare({SERVER_PLAIN, verb, dice % 8 == 0 ? "/slow" : "/echo"});
+        return SendAndCompare({ServerPlain, verb, dice % 8 == 0 ? "/slow" : "/echo"});
     }
     if (dice < 44) {
-        return SendAndCompare({SERVER_PLAIN, HTTPOPERATION_GET, "/big", false, false, true});
+        return SendAndCompare({ServerPlain, HTTPOPERATION_GET, "/big", false, false, true});
     }
     if (dice < 48) {
-        return SendAndCompare({SERVER_PLAIN, verb, faults[dice % 2], false, true});
+        return SendAndCompare({ServerPlain, verb, FAULTS[dice % 2], false, true});
     }
     if (dice < 52) {
-        return SendAndCompare({SERVER_PLAIN, verb, "/close"});
+        return SendAndCompare({ServerPlain, verb, "/close"});
     }
     if (dice < 58) {
-        return SendAndCompare({SERVER_HEAD, HTTPOPERATION_HEAD, "/echo"});
+        return SendAndCompare({ServerHead, HTTPOPERATION_HEAD, "/echo"});
     }
     if (dice < 70) {
-        return SendAndCompare({SERVER_MUTUAL_TLS, verb, "/echo", true});
+        return SendAndCompare({ServerMutualTls, verb, "/echo", true});
     }
     if (dice < 82) {
-        return SendAndCompare({SERVER_MUTUAL_TLS, verb, "/sia/echo", true});
+        return SendAndCompare({ServerMutualTls, verb, "/sia/echo", true});
     }
     if (dice < 91) {
-        return SendAsynchronously({SERVER_PLAIN, verb, "/echo"});
+        return SendAsynchronously({ServerPlain, verb, "/echo"});
     }
-    SendAsynchronously({SERVER_ASYNC_TLS, verb, "/echo", true});
+    SendAsynchronously({ServerAsyncTls, verb, "/echo", true});
 }
 
 void Traffic::SendAndCompare(const Plan& plan) {
@@ -156,8 +156,8 @@ void Traffic::SendAsynchronously(const Plan& plan) {
 
 void Traffic::OnAnswer(const CHttpResponse& response) {
     const bool good = response.getStatusCode() == 200 && Echoes(response, " /echo");
-    s_current->Note("asynchronously: " + std::to_string(response.getStatusCode()), good, false);
-    --s_current->m_underWay;
+    m_current->Note("asynchronously: " + std::to_string(response.getStatusCode()), good, false);
+    --m_current->m_underWay;
 }
 
 void Traffic::Note(const std::string& what, bool good, bool provoked) {

@@ -56,5 +56,5 @@ private:
     std::vector<std::string> m_surprises;
     std::vector<std::thread> m_threads;
 
-    static Traffic* s_current; // callbacks know nothing else
+    static Traffic* m_current; // callbacks know nothing else
 };

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Keeps the library busy for a while, and says whether it stayed as it was: httpclient-soak SECONDS PAUSE
-// PICTURE
+// Keeps the library busy for a while, and says whether it stayed as it was: httpclient-soak
+// SECONDS PAUSE PICTURE
 #include <array>
 #include <chrono>
 #include <cstdio>
@@ -18,7 +18,6 @@
 #include <httpclient/HttpConnectionMgr.h>
 #include <httpclient/testing/Patience.h>
 
-#include "Picture.h"
 #include "Samples.h"
 #include "Servers.h"
 #include "Setting.h"
@@ -36,7 +35,7 @@ constexpr int MOST_UNEXPECTED_SHARE = 200; // one in so many
 struct Options {
     int seconds = 0;
     std::chrono::milliseconds pause{0};
-    std::string picture;
+    std::string table;
 };
 
 void ShowProgress(const Options& options, const Sample& now, const Counts& counts) {
@@ -147,9 +146,8 @@ int Soak(const Options& options) {
     require(after.descriptors <= before.descriptors + 2,
             "all descriptors are closed in the end"); // log, random
     require(after.threads <= before.threads, "all threads end");
-    if (!options.picture.empty()) {
-        std::ofstream(options.picture)
-            << Draw(samples, "Memory, descriptors, threads and failures under load");
+    if (!options.table.empty()) {
+        std::ofstream(options.table) << AsTable(samples);
     }
     return result;
 }
@@ -157,9 +155,9 @@ int Soak(const Options& options) {
 } // namespace
 
 int main(int argc, char** argv) {
-    if (argc == 4 + SERVER_KINDS && std::string(argv[1]) == "serve") {
+    if (argc == 4 + ServerKinds && std::string(argv[1]) == "serve") {
         Ports ports{};
-        for (std::size_t i = 0; i < SERVER_KINDS; ++i) {
+        for (std::size_t i = 0; i < ServerKinds; ++i) {
             ports[i] = std::atoi(argv[4 + i]);
         }
         return Serve(argv[2], argv[3], ports, STDOUT_FILENO);
@@ -170,12 +168,11 @@ int main(int argc, char** argv) {
         options.pause = std::chrono::milliseconds(std::atoi(argv[2]));
     }
     if (options.seconds < 3 || options.pause.count() < 1) {
-        std::fputs(
-            "usage: httpclient-soak SECONDS PAUSE [PICTURE]    PAUSE: ms between requests of a thread\n",
-            stderr);
+        std::fputs("usage: httpclient-soak SECONDS PAUSE [TABLE]    PAUSE: ms between requests of a thread\n",
+                   stderr);
         return 2;
     }
-    options.picture = argc >= 4 ? argv[3] : "";
+    options.table = argc >= 4 ? argv[3] : "";
     try {
         return Soak(options);
     } catch (const std::exception& error) {

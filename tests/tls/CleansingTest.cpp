@@ -59,7 +59,7 @@ protected:
 
 } // namespace
 
-TEST(TlsCleansing, ThePasswordLeavesNothingBehindInMemoryThatIsGivenBack) {
+TEST(TlsCleansing, ThePasswordIsNotInFreedMemory) {
     const TlsSetting tls;
     tls.root().Replace("manifest.json", Manifest(TlsSetting::Encrypted(Secret(PASSWORD))));
     StartLog();
@@ -70,7 +70,7 @@ TEST(TlsCleansing, ThePasswordLeavesNothingBehindInMemoryThatIsGivenBack) {
     EXPECT_EQ(freed.Holding(), 0);
 }
 
-TEST(PostCleansing, TheBodysCopyLeavesNothingBehindWhetherItIsSentOrNot) {
+TEST(PostCleansing, TheCopyOfTheBodyIsNotInFreedMemoryWhetherSentOrNot) {
     StartLog();
     CHttpRequest request;
     request.setVerb(HTTPOPERATION_POST);
@@ -88,7 +88,7 @@ TEST(PostCleansing, TheBodysCopyLeavesNothingBehindWhetherItIsSentOrNot) {
             client.setDomain(closing.address());
             client.setPort(closing.port());
             CHttpResponse response;
-            const FreedBlocks freed(BODY);
+            const FreedBlocks freed{BODY};
             EXPECT_EQ(client.synSendRequest(request, response, false), -1);
             EXPECT_GT(freed.Count(), 1);
             EXPECT_EQ(freed.Holding(), 0) << length;
@@ -109,7 +109,7 @@ TEST(HeaderCleansing, AHeaderLineLeavesNothingBehindEither) {
     request.addRequestHeadEntry("C", std::string(BODY) + std::string(100'000, 'x'));
     client.setPort(1); // where nobody listens
     CHttpResponse response;
-    const FreedBlocks freed(BODY);
+    const FreedBlocks freed{BODY};
     EXPECT_EQ(client.synSendRequest(request, response, false), -1);
     EXPECT_EQ(freed.Holding(), 0);
     ClosePool();

@@ -161,7 +161,7 @@ TEST_F(ConnectionOptions, AskTheCipherEvenForAnEmptyText) {
     EXPECT_EQ(platform.Decryptions().front().cipherText, "");
 }
 
-TEST_F(ConnectionOptions, AreReadFromTheFilesAnewForEachConnection) {
+TEST_F(ConnectionOptions, AreReadFromTheFilesForEachConnection) {
     Calls();
     m_tls.root().Replace("manifest.json", Manifest(TlsSetting::Encrypted(Secret("another"))));
     EXPECT_EQ(Calls(), Expected(m_tls.root().path() + "/", Secret("another")));

@@ -97,7 +97,7 @@ TEST_F(Nginx, IsNotTakenWhenItsCertificateHasExpired) {
     ExpectFailure(ServerWith(profile), CURLE_PEER_FAILED_VERIFICATION);
 }
 
-TEST_F(Nginx, IsJudgedAnewAtEachFullHandshake) {
+TEST_F(Nginx, IsVerifiedAtEachFullHandshake) {
     const NginxServer server(m_tls.Server(), std::string("keepalive_timeout 0; ssl_session_cache off; ") +
                                                  "ssl_session_tickets off; " + TELL_SUBJECT);
     EXPECT_EQ(SendTo(server), 200);
@@ -108,7 +108,7 @@ TEST_F(Nginx, IsJudgedAnewAtEachFullHandshake) {
     EXPECT_EQ(SendTo(server), 200);
 }
 
-TEST_F(Nginx, IsNotJudgedAnewWhenItResumesItsSession) {
+TEST_F(Nginx, IsNotVerifiedAgainWhenItResumesItsSession) {
     const NginxServer server(m_tls.Server(),
                              "keepalive_timeout 0; location / { return 200 $ssl_session_reused; }");
     EXPECT_EQ(SendTo(server), 200);

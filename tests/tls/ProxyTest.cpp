@@ -55,7 +55,7 @@ TEST_F(Proxy, GetsThePasswordAndTheLogDoesNot) {
     EXPECT_EQ(log.CountContaining("Uses proxy env variable http_proxy == '...@" + Address() + "'"), 1U);
 }
 
-TEST_F(Proxy, OfAVariableThatIsWrittenWronglyHasItsPasswordInNoLogEither) {
+TEST_F(Proxy, OfAMalformedVariableHasItsPasswordInNoLog) {
     const std::string secret = Secret("password");
     const std::string longOne(3000, 'x');
     for (const std::string& wrong :

@@ -73,7 +73,7 @@ TEST_F(SslPath, IsEmptyWhenTheVariableIsUnsetOrEmpty) {
     EXPECT_EQ(m_connection.GetSslPath(), "");
 }
 
-TEST_F(SslPath, IsReadAnewEachTime) {
+TEST_F(SslPath, IsReadAgainEachTime) {
     const ScopedEnvironment first("SSL_ROOT", "/first");
     EXPECT_EQ(m_connection.GetSslPath(), "/first/");
     const ScopedEnvironment second("SSL_ROOT", "/second");

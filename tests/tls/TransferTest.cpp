@@ -123,7 +123,7 @@ TEST_F(Transfer, SpeaksTls12Too) {
     EXPECT_EQ(m_response.getResponseBody(), "CN=client");
 }
 
-TEST_F(Transfer, GoesOnOverTheSameConnectionWithoutReadingTheManifestAgain) {
+TEST_F(Transfer, UsesTheSameConnectionWithoutReadingTheManifestAgain) {
     TlsLoopbackServer server(TellSubject, m_tls.Server());
     EXPECT_EQ(SendTo(server), 200);
     m_tls.root().Remove("manifest.json");
@@ -147,7 +147,7 @@ TEST_F(Transfer, KeepsItsOptionsForANewHandshake) {
     EXPECT_EQ(Logged(), Lines{});
 }
 
-TEST_F(Transfer, FailsForAsLongAsTheConnectionLivesThatWasMadeWithoutItsPassword) {
+TEST_F(Transfer, FailsAsLongAsAConnectionMadeWithoutItsPasswordLives) {
     TlsLoopbackServer server(TellSubject, m_tls.Server());
     m_tls.root().Remove("manifest.json");
     ExpectFailure(server, CURLE_SSL_CERTPROBLEM, {message::NO_CIPHER_TEXT, message::NoPlainText(10)});
@@ -299,7 +299,7 @@ TEST_F(Transfer, IsRefusedWithAnExpiredCertificate) {
     EXPECT_TRUE(server.requests().empty());
 }
 
-TEST_F(Transfer, SurvivesAServerThatClosesAmidTheHandshake) {
+TEST_F(Transfer, SurvivesAServerThatClosesDuringTheHandshake) {
     ServerOptions options;
     options.onAccept = [](unsigned int connection) {
         return connection == 1 ? OnAccept::CloseAfterHello : OnAccept::Serve;

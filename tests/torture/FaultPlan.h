@@ -27,12 +27,12 @@ enum class MemoryOf {
     AllButAce ///< ACE goes on with null pointers when an allocation of its own fails, and crashes.
 };
 
-/// While it lives, counts the fallible calls of the thread that made it and of the threads which that one
-/// starts, and makes one fail. Other threads, those of the test servers above all, are left alone. One at a
-/// time.
+/// While it lives, counts the fallible calls of the thread that made it and of the threads which that
+/// one starts, and makes one fail. Other threads, those of the test servers above all, are left alone.
+/// One at a time.
 ///
-/// Afterwards, and until the next one is made, it is known which of the memory that was allocated is still
-/// there.
+/// Afterwards, and until the next one is made, it is known which of the memory that was allocated
+/// is still there.
 class FaultPlan {
 public:
     /// @param failing which call fails, counted from 1; 0 for none.

@@ -8,21 +8,20 @@ constexpr const char* OPENING =
 # What a synchronous send inherits
 
 A pooled connection keeps the options of libcurl that earlier sends set on it, and a send sets only those of its own
-verb. So what goes over the wire depends on what the connection was used for before. This is how the library has always
-worked and stays so; the tables hold what each verb (the columns) does on a connection last used by another one (the
-rows). Every request here has the body "content", and the server answers each with the body "answer" but for a HEAD. A
-cell names the method on the wire, the bytes of the body that were sent, and what the response's body holds afterwards.
+verb. So what goes over the wire depends on what the connection was used for before, and always will. The tables show
+each verb (the columns) on a connection last used by another one (the rows). Every request here has the body "content",
+and the server answers each with the body "answer", except a HEAD. A cell names the method on the wire, the bytes of the
+body that were sent, and what the response's body holds afterwards.
 
-What to make of it:
+What this means:
 
-- **HEAD goes out under the method of the send before it**, with no body. Send a HEAD only to addresses of which the host
-  asks nothing else, or give it a pool address of its own (its name in capitals will do).
-- **After a HEAD, a connection never receives a body again**, and sends none: each later send gets the answer's head in
-  the place of its body. libcurl leaves the body that the server sends unread, so the library closes the network
-  connection behind it. The pooled connection must be closed to end that: it is once it has been idle for the release
-  time (`SetRlsTime`), or when the host calls `Finalize`.
-- GET and DELETE go out with `Content-Length: 0` and a content type. A server that minds needs another client.
-- Asynchronous sends reset the connection's options first and inherit nothing. Their HEAD is a GET.
+- **HEAD goes out with the method of the send before it**, with no body.
+- **After a HEAD, a connection never sends or receives a body again**: each later send gets the head of the answer instead
+  of its body. The library closes the network connection each time, because the body of the answer is left unread. This
+  ends when the pooled connection is closed: after it has been idle for the release time (`SetRlsTime`), or when the host
+  calls `Finalize`. [How to avoid it](behaviour-to-know.md#head-and-what-shares-its-connection).
+- GET and DELETE go out with `Content-Length: 0` and a content type.
+- [Asynchronous sends](behaviour-to-know.md#asynchronous-sends) reset the connection's options first and inherit nothing.
 
 )";
 

@@ -27,7 +27,7 @@ void RequireMasterKey() {
 std::string EncryptedPassword(const Secret& password) {
     std::string text;
     const int status =
-        VornCipherEncrypt::Encrypt(password.Text(), text, TlsRoot::PASSWORD_KEY, TlsRoot::PASSWORD_VALUE);
+        VornCipherEncrypt::Encrypt(password.Text(), text, tls_root::PASSWORD_KEY, tls_root::PASSWORD_VALUE);
     if (status != VORN_OK) {
         throw Failure(VornStatusText(status));
     }
@@ -43,9 +43,9 @@ void Encrypt(const std::string& manifest) {
         return;
     }
     const std::string before = ReadFile(manifest);
-    Manifest::WithPassword(before, "", manifest); // fails on a bad manifest before a password is asked for
+    manifest::WithPassword(before, "", manifest); // fails on a bad manifest before a password is asked for
     const std::string text = EncryptedPassword(ReadPassword(true));
-    ReplaceFile(manifest, Manifest::WithPassword(before, text, manifest));
+    ReplaceFile(manifest, manifest::WithPassword(before, text, manifest));
     std::cout << "updated " << manifest << '\n';
 }
 

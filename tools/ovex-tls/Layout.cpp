@@ -60,8 +60,8 @@ void MakeRoot(const std::string& root) {
     }
 }
 
-std::vector<Ossl::Certificate> Certificates(const std::string& text, const std::string& path) {
-    std::vector<Ossl::Certificate> certificates = Pem::ReadCertificates(text);
+std::vector<ossl::Certificate> Certificates(const std::string& text, const std::string& path) {
+    std::vector<ossl::Certificate> certificates = pem::ReadCertificates(text);
     if (certificates.empty()) {
         throw Failure(path + ": holds no readable PEM certificate");
     }
@@ -69,18 +69,18 @@ std::vector<Ossl::Certificate> Certificates(const std::string& text, const std::
 }
 
 /// The operator's key under the operator's password. A key without one gets one on its way in.
-Ossl::Key TakeKey(const std::string& path, Content& content) {
+ossl::Key TakeKey(const std::string& path, Content& content) {
     content.key = ReadFile(path);
-    const bool encrypted = Pem::IsKeyEncrypted(content.key);
+    const bool encrypted = pem::IsKeyEncrypted(content.key);
     content.password = ReadPassword(!encrypted);
-    Ossl::Key key = Pem::ReadKey(content.key, content.password);
+    ossl::Key key = pem::ReadKey(content.key, content.password);
     if (!key) {
         throw Failure(path + (encrypted ? ": the password does not open the key, or it is no PEM key"
                                         : ": holds no readable PEM private key"));
     }
     if (!encrypted) {
         Secret::Wipe(content.key);
-        content.key = Pem::Write(key.get(), content.password);
+        content.key = pem::Write(key.get(), content.password);
     }
     return key;
 }
@@ -93,10 +93,10 @@ Content TakeFiles(const LayoutOptions& options) {
     const auto trusted = Certificates(content.ca, options.ca);
     const auto chain = Certificates(content.certificate, options.certificate);
     std::string why;
-    if (!Pem::ChainsTo(trusted, chain, why)) {
+    if (!pem::ChainsTo(trusted, chain, why)) {
         throw Failure(options.certificate + ": does not chain to " + options.ca + ": " + why);
     }
-    const Ossl::Key key = TakeKey(options.key, content);
+    const ossl::Key key = TakeKey(options.key, content);
     if (X509_check_private_key(chain[0].get(), key.get()) != 1) {
         throw Failure(options.key + ": is not the key of " + options.certificate);
     }
@@ -104,45 +104,45 @@ Content TakeFiles(const LayoutOptions& options) {
 }
 
 /// Takes the TLS root's own identity from a CA for tests.
-Content IssueContent(const LayoutOptions& options, const TestCertificates::Identity& ca) {
-    const auto identity = TestCertificates::Issue(ca, "test process", {}, options.days);
+Content IssueContent(const LayoutOptions& options, const test_certificates::Identity& ca) {
+    const auto identity = test_certificates::Issue(ca, "test process", {}, options.days);
     Content content;
     content.password = options.passwordFromInput ? ReadPassword(true) : RandomPassword();
-    content.ca = Pem::Write(ca.certificate.get());
-    content.certificate = Pem::Write(identity.certificate.get());
-    content.key = Pem::Write(identity.key.get(), content.password);
+    content.ca = pem::Write(ca.certificate.get());
+    content.certificate = pem::Write(identity.certificate.get());
+    content.key = pem::Write(identity.key.get(), content.password);
     return content;
 }
 
 void FillRoot(const StagedDirectory& directory, const Content& content) {
-    directory.Add(TlsRoot::CA_FILE, content.ca);
-    directory.Add(TlsRoot::CERTIFICATE_FILE, content.certificate);
-    directory.Add(TlsRoot::KEY_FILE, content.key);
-    directory.Add(TlsRoot::MANIFEST_FILE, Manifest::New(EncryptedPassword(content.password)));
+    directory.Add(tls_root::CA_FILE, content.ca);
+    directory.Add(tls_root::CERTIFICATE_FILE, content.certificate);
+    directory.Add(tls_root::KEY_FILE, content.key);
+    directory.Add(tls_root::MANIFEST_FILE, manifest::New(EncryptedPassword(content.password)));
 }
 
 /// A server for tests starts unattended, and so its key has no password.
 void FillTestServer(const StagedDirectory& directory, const LayoutOptions& options,
-                    const TestCertificates::Identity& ca) {
-    const auto identity = TestCertificates::Issue(ca, "test server", options.hosts, options.days);
-    directory.Add(TlsRoot::CA_FILE, Pem::Write(ca.certificate.get()));
-    directory.Add(TlsRoot::CERTIFICATE_FILE, Pem::Write(identity.certificate.get()));
-    directory.Add(TlsRoot::KEY_FILE, Pem::Write(identity.key.get(), Secret()));
+                    const test_certificates::Identity& ca) {
+    const auto identity = test_certificates::Issue(ca, "test server", options.hosts, options.days);
+    directory.Add(tls_root::CA_FILE, pem::Write(ca.certificate.get()));
+    directory.Add(tls_root::CERTIFICATE_FILE, pem::Write(identity.certificate.get()));
+    directory.Add(tls_root::KEY_FILE, pem::Write(identity.key.get(), Secret()));
 }
 
 void LayOutFiles(const LayoutOptions& options, ReaderGroup readers) {
     const Content content = TakeFiles(options);
     MakeRoot(options.root);
-    StagedDirectory internal(options.root, TlsRoot::DIRECTORY, readers);
+    StagedDirectory internal(options.root, tls_root::DIRECTORY, readers);
     FillRoot(internal, content);
     internal.Commit();
 }
 
 void LayOutSelfSigned(const LayoutOptions& options, ReaderGroup readers) {
     // The CA's key is never written: nothing can be issued in its name later.
-    const TestCertificates::Identity ca = TestCertificates::MakeCa("test CA", options.days);
+    const test_certificates::Identity ca = test_certificates::MakeCa("test CA", options.days);
     MakeRoot(options.root);
-    StagedDirectory internal(options.root, TlsRoot::DIRECTORY, readers);
+    StagedDirectory internal(options.root, tls_root::DIRECTORY, readers);
     StagedDirectory server(options.root, TEST_SERVER_DIRECTORY, readers);
     FillRoot(internal, IssueContent(options, ca));
     FillTestServer(server, options, ca);
@@ -158,7 +158,7 @@ void LayOut(const LayoutOptions& options) {
     } else {
         LayOutFiles(options, readers);
     }
-    std::cout << "laid out " << options.root << '/' << TlsRoot::DIRECTORY << '\n';
+    std::cout << "laid out " << options.root << '/' << tls_root::DIRECTORY << '\n';
     if (options.selfSigned) {
         std::cout << "laid out " << options.root << '/' << TEST_SERVER_DIRECTORY << " for a test server\n";
     }

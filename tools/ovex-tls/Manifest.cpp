@@ -8,7 +8,7 @@
 #include "Failure.h"
 #include "TlsRoot.h"
 
-namespace Manifest {
+namespace manifest {
 namespace {
 
 constexpr const char* FILE_LIST = "filelist";
@@ -31,7 +31,7 @@ Json::Value& ObjectIn(Json::Value& parent, const char* member, const std::string
 
 void SetPassword(Json::Value& manifest, const std::string& cipherText, const std::string& name) {
     Json::Value& files = ObjectIn(manifest, FILE_LIST, name);
-    ObjectIn(files, TlsRoot::KEY_FILE, name)[PASSWORD] = cipherText;
+    ObjectIn(files, tls_root::KEY_FILE, name)[PASSWORD] = cipherText;
 }
 
 } // namespace
@@ -57,8 +57,8 @@ bool FindPassword(const std::string& manifest, std::string& cipherText) {
     if (!JsonReader(true).parse(manifest, value)) {
         return false;
     }
-    cipherText = value[FILE_LIST][TlsRoot::KEY_FILE][PASSWORD].asString();
+    cipherText = value[FILE_LIST][tls_root::KEY_FILE][PASSWORD].asString();
     return true;
 }
 
-} // namespace Manifest
+} // namespace manifest

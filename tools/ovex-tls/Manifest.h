@@ -5,7 +5,7 @@
 
 #include <string>
 
-namespace Manifest {
+namespace manifest {
 
 /// A manifest that holds the encrypted password and nothing else.
 std::string New(const std::string& cipherText);
@@ -20,4 +20,4 @@ std::string WithPassword(const std::string& manifest, const std::string& cipherT
 /// @throw Json::Exception when the shape is so wrong that a process meets an exception.
 bool FindPassword(const std::string& manifest, std::string& cipherText);
 
-} // namespace Manifest
+} // namespace manifest

@@ -14,7 +14,7 @@
 #include <openssl/x509_vfy.h>
 #include <openssl/x509v3.h>
 
-namespace Ossl {
+namespace ossl {
 
 struct Free {
     void operator()(BIO* bio) const { BIO_free_all(bio); }
@@ -38,4 +38,4 @@ using Store = std::unique_ptr<X509_STORE, Free>;
 using StoreContext = std::unique_ptr<X509_STORE_CTX, Free>;
 using CertificateStack = std::unique_ptr<STACK_OF(X509), Free>;
 
-} // namespace Ossl
+} // namespace ossl

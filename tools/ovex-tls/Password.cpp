@@ -24,7 +24,7 @@ Secret AskOnTerminal(bool twice) {
     const std::size_t room = MAX_PASSWORD + 1; // and the final NUL
     std::string first(room, '\0');
     std::string second(room, '\0');
-    const Ossl::Ui ui(UI_new_method(UI_OpenSSL()));
+    const ossl::Ui ui(UI_new_method(UI_OpenSSL()));
     const int longest = static_cast<int>(MAX_PASSWORD);
     if (!ui || UI_add_input_string(ui.get(), "Password: ", 0, first.data(), 1, longest) < 0 ||
         (twice &&

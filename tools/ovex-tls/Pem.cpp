@@ -8,11 +8,11 @@
 
 #include "Failure.h"
 
-namespace Pem {
+namespace pem {
 namespace {
 
-Ossl::Bio Reader(const std::string& text) {
-    return Ossl::Bio(BIO_new_mem_buf(text.data(), static_cast<int>(text.size())));
+ossl::Bio Reader(const std::string& text) {
+    return ossl::Bio(BIO_new_mem_buf(text.data(), static_cast<int>(text.size())));
 }
 
 std::string TextIn(BIO* bio) {
@@ -33,11 +33,11 @@ int GivePassword(char* buffer, int size, int /*writing*/, void* user) {
 
 } // namespace
 
-std::vector<Ossl::Certificate> ReadCertificates(const std::string& text) {
-    std::vector<Ossl::Certificate> certificates;
-    const Ossl::Bio bio = Reader(text);
+std::vector<ossl::Certificate> ReadCertificates(const std::string& text) {
+    std::vector<ossl::Certificate> certificates;
+    const ossl::Bio bio = Reader(text);
     ERR_clear_error();
-    while (Ossl::Certificate certificate{PEM_read_bio_X509(bio.get(), nullptr, nullptr, nullptr)}) {
+    while (ossl::Certificate certificate{PEM_read_bio_X509(bio.get(), nullptr, nullptr, nullptr)}) {
         certificates.push_back(std::move(certificate));
     }
     // Coming to the end is the one good reason to stop.
@@ -53,15 +53,15 @@ bool IsKeyEncrypted(const std::string& text) {
            text.find("Proc-Type: 4,ENCRYPTED") != std::string::npos;
 }
 
-Ossl::Key ReadKey(const std::string& text, const Secret& password) {
-    const Ossl::Bio bio = Reader(text);
-    Ossl::Key key(PEM_read_bio_PrivateKey(bio.get(), nullptr, GivePassword, const_cast<Secret*>(&password)));
+ossl::Key ReadKey(const std::string& text, const Secret& password) {
+    const ossl::Bio bio = Reader(text);
+    ossl::Key key(PEM_read_bio_PrivateKey(bio.get(), nullptr, GivePassword, const_cast<Secret*>(&password)));
     ERR_clear_error();
     return key;
 }
 
 std::string Write(const X509* certificate) {
-    const Ossl::Bio bio(BIO_new(BIO_s_mem()));
+    const ossl::Bio bio(BIO_new(BIO_s_mem()));
     if (!bio || PEM_write_bio_X509(bio.get(), certificate) != 1) {
         throw Failure("cannot write a certificate");
     }
@@ -69,7 +69,7 @@ std::string Write(const X509* certificate) {
 }
 
 std::string Write(const EVP_PKEY* key, const Secret& password) {
-    const Ossl::Bio bio(BIO_new(BIO_s_secmem())); // overwritten when freed
+    const ossl::Bio bio(BIO_new(BIO_s_secmem())); // overwritten when freed
     const EVP_CIPHER* cipher = password.Empty() ? nullptr : EVP_aes_256_cbc();
     if (!bio ||
         PEM_write_bio_PKCS8PrivateKey(bio.get(), key, cipher, password.Text().data(),
@@ -79,13 +79,13 @@ std::string Write(const EVP_PKEY* key, const Secret& password) {
     return TextIn(bio.get());
 }
 
-bool ChainsTo(const std::vector<Ossl::Certificate>& trusted, const std::vector<Ossl::Certificate>& chain,
+bool ChainsTo(const std::vector<ossl::Certificate>& trusted, const std::vector<ossl::Certificate>& chain,
               std::string& why) {
-    const Ossl::Store store(X509_STORE_new());
-    const Ossl::CertificateStack between(sk_X509_new_null());
-    const Ossl::StoreContext context(X509_STORE_CTX_new());
+    const ossl::Store store(X509_STORE_new());
+    const ossl::CertificateStack between(sk_X509_new_null());
+    const ossl::StoreContext context(X509_STORE_CTX_new());
     bool ready = store && between && context && !chain.empty();
-    for (const Ossl::Certificate& certificate : trusted) {
+    for (const ossl::Certificate& certificate : trusted) {
         ready = ready && X509_STORE_add_cert(store.get(), certificate.get()) == 1;
     }
     for (std::size_t at = 1; ready && at < chain.size(); ++at) {
@@ -105,4 +105,4 @@ bool ChainsTo(const std::vector<Ossl::Certificate>& trusted, const std::vector<O
     return good;
 }
 
-} // namespace Pem
+} // namespace pem

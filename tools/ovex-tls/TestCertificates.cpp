@@ -7,7 +7,7 @@
 
 #include "Failure.h"
 
-namespace TestCertificates {
+namespace test_certificates {
 namespace {
 
 constexpr long DAY = 24L * 60 * 60;
@@ -45,7 +45,7 @@ std::string AlternativeNames(const std::vector<std::string>& hosts) {
 }
 
 void SetSerial(X509* certificate) {
-    const Ossl::BigNumber serial(BN_new());
+    const ossl::BigNumber serial(BN_new());
     Require(serial && BN_rand(serial.get(), SERIAL_BITS, BN_RAND_TOP_ONE, BN_RAND_BOTTOM_ANY) == 1 &&
             BN_to_ASN1_INTEGER(serial.get(), X509_get_serialNumber(certificate)) != nullptr);
 }
@@ -59,13 +59,13 @@ void SetCommonName(X509* certificate, const std::string& name) {
 void AddExtension(X509* certificate, X509* issuer, int nid, const std::string& value) {
     X509V3_CTX context{};
     X509V3_set_ctx(&context, issuer, certificate, nullptr, nullptr, 0);
-    const Ossl::Extension extension(X509V3_EXT_conf_nid(nullptr, &context, nid, value.c_str()));
+    const ossl::Extension extension(X509V3_EXT_conf_nid(nullptr, &context, nid, value.c_str()));
     Require(extension && X509_add_ext(certificate, extension.get(), -1) == 1);
 }
 
 /// All but issuer, extensions and signature.
 Identity Start(const std::string& commonName, int days) {
-    Identity identity{Ossl::Key(EVP_EC_gen("P-256")), Ossl::Certificate(X509_new())};
+    Identity identity{ossl::Key(EVP_EC_gen("P-256")), ossl::Certificate(X509_new())};
     X509* certificate = identity.certificate.get();
     Require(identity.key && certificate != nullptr && X509_set_version(certificate, X509_VERSION_3) == 1 &&
             X509_gmtime_adj(X509_getm_notBefore(certificate), -CLOCK_TOLERANCE) != nullptr &&
@@ -115,4 +115,4 @@ Identity Issue(const Identity& ca, const std::string& commonName, const std::vec
     return identity;
 }
 
-} // namespace TestCertificates
+} // namespace test_certificates

@@ -8,11 +8,11 @@
 
 #include "Ossl.h"
 
-namespace TestCertificates {
+namespace test_certificates {
 
 struct Identity {
-    Ossl::Key key;
-    Ossl::Certificate certificate;
+    ossl::Key key;
+    ossl::Certificate certificate;
 };
 
 /// A self-signed CA with a new EC P-256 key. @throw Failure
@@ -23,4 +23,4 @@ Identity MakeCa(const std::string& commonName, int days);
 Identity Issue(const Identity& ca, const std::string& commonName, const std::vector<std::string>& hosts,
                int days);
 
-} // namespace TestCertificates
+} // namespace test_certificates

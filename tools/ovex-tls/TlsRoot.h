@@ -5,7 +5,7 @@
 
 #include <vorncipher/VornCipher.h>
 
-namespace TlsRoot {
+namespace tls_root {
 
 constexpr const char* DIRECTORY = "internal";
 constexpr const char* CA_FILE = "trust.cer";
@@ -16,4 +16,4 @@ constexpr const char* MANIFEST_FILE = "manifest.json";
 constexpr VornCipherKey PASSWORD_KEY = VORN_CIPHER_KEY_TLS;
 constexpr unsigned int PASSWORD_VALUE = 19;
 
-} // namespace TlsRoot
+} // namespace tls_root

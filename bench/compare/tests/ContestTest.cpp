@@ -20,15 +20,15 @@ constexpr int WARMING_UP = 3; // requests of each thread
 int g_sent = 0;
 
 /// A peer whose requests are what a test says, by their number.
-template <bool (*Send_)(int number)> class Acting : public Peer {
+template <bool (*Function)(int number)> class Acting : public Peer {
 public:
-    bool Send() override { return Send_(++g_sent); }
+    bool Send() override { return Function(++g_sent); }
 };
 
-template <bool (*Send_)(int number)> PeerKind ActingPeer() {
+template <bool (*Function)(int number)> PeerKind ActingPeer() {
     g_sent = 0;
     return {"acting",
-            [](const Target&) -> std::unique_ptr<Peer> { return std::make_unique<Acting<Send_>>(); }};
+            [](const Target&) -> std::unique_ptr<Peer> { return std::make_unique<Acting<Function>>(); }};
 }
 
 bool SlowAtFirst(int number) {

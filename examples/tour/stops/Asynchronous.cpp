@@ -67,7 +67,7 @@ void Show(Tour& tour) {
     tour.Note("A worker looks after its transfer from time to time, not at once when bytes come in.");
 }
 
-const Stop stop(130, "Asynchronous requests are under way side by side, each on a thread of its own", Show);
+const Stop STOP(130, "Asynchronous requests are under way side by side, each on a thread of its own", Show);
 
 } // namespace
 } // namespace tour

@@ -45,7 +45,7 @@ void Show(Tour& tour) {
     tour.ExpectText("HEAD goes out as GET", "GET /echo", head.substr(0, head.find('\n')));
 }
 
-const Stop stop(140, "An asynchronous request carries headers and parameters, no body and no cookie", Show);
+const Stop STOP(140, "An asynchronous request carries headers and parameters, no body and no cookie", Show);
 
 } // namespace
 } // namespace tour

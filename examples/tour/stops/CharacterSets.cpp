@@ -37,7 +37,7 @@ void Show(Tour& tour) {
     tour.ExpectText("to the same bytes", BEIJING_GBK, text);
 }
 
-const Stop stop(40, "A value in GBK arrives as UTF-8", Show);
+const Stop STOP(40, "A value in GBK arrives as UTF-8", Show);
 
 } // namespace
 } // namespace tour

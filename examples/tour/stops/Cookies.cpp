@@ -21,7 +21,7 @@ void Show(Tour& tour) {
     tour.ExpectText("the next request on the connection has none", "no cookie\n", next.body);
 }
 
-const Stop stop(60, "A cookie goes out as it is given, with its own request only", Show);
+const Stop STOP(60, "A cookie goes out as it is given, with its own request only", Show);
 
 } // namespace
 } // namespace tour

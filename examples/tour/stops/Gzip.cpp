@@ -21,7 +21,7 @@ void Show(Tour& tour) {
                       static_cast<double>(BodyOf(exchange.received).size()), exchange.length);
 }
 
-const Stop stop(70, "An answer in gzip arrives decoded", Show);
+const Stop STOP(70, "An answer in gzip arrives decoded", Show);
 
 } // namespace
 } // namespace tour

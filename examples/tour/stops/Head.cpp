@@ -23,7 +23,7 @@ void Show(Tour& tour) {
                 get.body.find("xxx") == std::string::npos);
 }
 
-const Stop stop(20, "HEAD asks for the head alone", Show);
+const Stop STOP(20, "HEAD asks for the head alone", Show);
 
 } // namespace
 } // namespace tour

@@ -30,7 +30,7 @@ void Show(Tour& tour) {
                 next.sent.find("Z-first") == std::string::npos);
 }
 
-const Stop stop(50, "Headers go out in the order of their names, and the first value of a name stays", Show);
+const Stop STOP(50, "Headers go out in the order of their names, and the first value of a name stays", Show);
 
 } // namespace
 } // namespace tour

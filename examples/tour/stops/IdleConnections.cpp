@@ -90,7 +90,7 @@ void Show(Tour& tour) {
     ShowNewPool(tour);
 }
 
-const Stop stop(150, "Connections that stay idle are closed, those in use are not", Show);
+const Stop STOP(150, "Connections that stay idle are closed, those in use are not", Show);
 
 } // namespace
 } // namespace tour

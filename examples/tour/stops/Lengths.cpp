@@ -29,7 +29,7 @@ void Show(Tour& tour) {
     tour.ExpectText("after that the next request connects anew", "xxxxx", next.body);
 }
 
-const Stop stop(80, "An answer without a length has the length of its body", Show);
+const Stop STOP(80, "An answer without a length has the length of its body", Show);
 
 } // namespace
 } // namespace tour

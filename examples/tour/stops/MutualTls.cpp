@@ -45,7 +45,7 @@ void Show(Tour& tour) {
     tour.ExpectNumber("it goes over the same connection", 1, tour.Connections());
 }
 
-const Stop stop(160, "HTTPS is mutual TLS: both sides show a certificate", Show);
+const Stop STOP(160, "HTTPS is mutual TLS: both sides show a certificate", Show);
 
 } // namespace
 } // namespace tour

@@ -39,7 +39,7 @@ void Show(Tour& tour) {
                     BodyOf(exchange.sent));
 }
 
-const Stop stop(30, "Parameters travel in the URL of GET and DELETE, and in the body of POST and PUT", Show);
+const Stop STOP(30, "Parameters travel in the URL of GET and DELETE, and in the body of POST and PUT", Show);
 
 } // namespace
 } // namespace tour

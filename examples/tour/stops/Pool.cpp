@@ -71,7 +71,7 @@ void Show(Tour& tour) {
     ShowAddressLimit(tour, pool);
 }
 
-const Stop stop(120, "Clients share connections, within limits that can only be raised", Show);
+const Stop STOP(120, "Clients share connections, within limits that can only be raised", Show);
 
 } // namespace
 } // namespace tour

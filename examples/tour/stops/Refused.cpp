@@ -43,7 +43,7 @@ void Show(Tour& tour) {
     tour.ExpectNumber("it can be used on", 200, tour.Send(*client, *request).status);
 }
 
-const Stop stop(100, "A refused connection is -1, and harms nothing", Show);
+const Stop STOP(100, "A refused connection is -1, and harms nothing", Show);
 
 } // namespace
 } // namespace tour

@@ -110,7 +110,7 @@ void Show(Tour& tour) {
     ShowWithoutTokenService(tour, *client);
 }
 
-const Stop stop(180, "A request to a service that the configuration names carries a token", Show);
+const Stop STOP(180, "A request to a service that the configuration names carries a token", Show);
 
 } // namespace
 } // namespace tour

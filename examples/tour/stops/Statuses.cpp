@@ -30,7 +30,7 @@ void Show(Tour& tour) {
                     "text/plain; charset=UTF-8", bytes.type);
 }
 
-const Stop stop(90, "Every status is an answer, with its head and body", Show);
+const Stop STOP(90, "Every status is an answer, with its head and body", Show);
 
 } // namespace
 } // namespace tour

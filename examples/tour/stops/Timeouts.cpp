@@ -26,7 +26,7 @@ void Show(Tour& tour) {
                       tour.Send(*client, *NewRequest(HTTPOPERATION_GET, "/bytes/5")).status);
 }
 
-const Stop stop(110, "A time-out ends the wait for a slow answer, and nothing else", Show);
+const Stop STOP(110, "A time-out ends the wait for a slow answer, and nothing else", Show);
 
 } // namespace
 } // namespace tour

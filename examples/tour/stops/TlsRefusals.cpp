@@ -48,7 +48,7 @@ void Show(Tour& tour) {
     ShowMissingKey(tour, host);
 }
 
-const Stop stop(170, "A TLS connection that is not trusted carries nothing", Show);
+const Stop STOP(170, "A TLS connection that is not trusted carries nothing", Show);
 
 } // namespace
 } // namespace tour

@@ -29,7 +29,7 @@ void Show(Tour& tour) {
     tour.ExpectNumber("one connection carried them all", 1, tour.Connections());
 }
 
-const Stop stop(10, "Each verb reaches the server as itself", Show);
+const Stop STOP(10, "Each verb reaches the server as itself", Show);
 
 } // namespace
 } // namespace tour

@@ -11,9 +11,8 @@
 class __attribute__((visibility("default"))) JsonReader {
 public:
     /// @param flag true: strict JSON with nothing after the value; false: comments and trailing commas are
-    /// allowed,
-    ///        as people write them into configuration files, and what follows the value is ignored. Of a
-    ///        repeated name the last value counts.
+    ///        allowed, as people write them into configuration files, and what follows the value is ignored.
+    ///        Of a repeated name the last value counts.
     explicit JsonReader(bool flag);
     /// @param text the JSON text.
     /// @param[out] value the parsed value; unspecified on failure.

@@ -8,6 +8,7 @@
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -67,6 +68,12 @@ bool Peer::ExpectBytes(std::size_t count) {
 
 void Peer::ExpectEnd() {
     while (ReceiveMore()) {
+    }
+}
+
+void Peer::ReceiveUntilQuiet(int milliseconds, std::size_t most) {
+    pollfd ready{m_fd, POLLIN, 0};
+    while (m_received.size() < most && poll(&ready, 1, milliseconds) > 0 && ReceiveMore()) {
     }
 }
 

@@ -42,6 +42,8 @@ public:
     bool ExpectBytes(std::size_t count);
     /// Receives until the client ends the connection.
     void ExpectEnd();
+    /// Receives until nothing has come for so many milliseconds, or so many bytes have in all.
+    void ReceiveUntilQuiet(int milliseconds, std::size_t most);
     void Send(std::string_view bytes) const;
     /// Ends the connection with a reset when the script ends.
     void Reset() const;

@@ -7,8 +7,8 @@
 
 namespace {
 
-/// One of the messages that a connection may log while it is made: none of them holds anything of the
-/// manifest.
+/// One of the messages that a connection may log while it is made: none of them holds anything
+/// of the manifest.
 bool IsExpected(const std::string& line) {
     const auto begins = [&line](std::string_view text) { return line.compare(0, text.size(), text) == 0; };
     return line == "[3] CHttpClientImp::CHttpsConnection, the enc text is null!" ||

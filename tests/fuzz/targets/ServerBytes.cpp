@@ -46,10 +46,10 @@ public:
                     "the answer fits into the socket");
         }
         shutdown(m_server, SHUT_WR);
-        s_current = this;
+        m_current = this;
     }
     ~ReadyServer() {
-        s_current = nullptr;
+        m_current = nullptr;
         close(m_server);
         if (m_client != -1) {
             close(m_client);
@@ -59,22 +59,22 @@ public:
     ReadyServer& operator=(const ReadyServer&) = delete;
 
     static curl_socket_t Open(void* /*user*/, curlsocktype /*purpose*/, curl_sockaddr* /*address*/) {
-        if (s_current == nullptr || s_current->m_client == -1) {
+        if (m_current == nullptr || m_current->m_client == -1) {
             return CURL_SOCKET_BAD;
         }
-        s_current->m_given = std::exchange(s_current->m_client, -1);
-        return s_current->m_given;
+        m_current->m_given = std::exchange(m_current->m_client, -1);
+        return m_current->m_given;
     }
     /// @return whether this is the end that libcurl was given, which needs no connecting.
-    static bool IsConnected(int socket) { return s_current != nullptr && s_current->m_given == socket; }
+    static bool IsConnected(int socket) { return m_current != nullptr && m_current->m_given == socket; }
 
 private:
-    static ReadyServer* s_current;
+    static ReadyServer* m_current;
     int m_client = -1;
     int m_given = -1; // the client's end, once it is libcurl's
     int m_server = -1;
 };
-ReadyServer* ReadyServer::s_current = nullptr;
+ReadyServer* ReadyServer::m_current = nullptr;
 
 /// Closes the connections that earlier inputs left, with all that their handles remember, so that an input
 /// does the same each time. The pool's own thread closes none meanwhile.
@@ -134,8 +134,8 @@ extern "C" int connect(int socket, const sockaddr* address, socklen_t length) {
         return 0;
     }
     using Connect = int (*)(int, const sockaddr*, socklen_t);
-    static const auto s_real = reinterpret_cast<Connect>(dlsym(RTLD_NEXT, "connect"));
-    return s_real(socket, address, length);
+    static const auto real = reinterpret_cast<Connect>(dlsym(RTLD_NEXT, "connect"));
+    return real(socket, address, length);
 }
 
 void FuzzServerBytes(std::string_view input) {

@@ -54,8 +54,8 @@ void RequireOutcome(int result, const SiaToken& token, const Answer& answer) {
 // Stands before the library's own.
 int CHttpClient::synSendRequest(const CHttpRequest& request, CHttpResponse& response, bool bSSL) {
     if (g_answer == nullptr) {
-        static const Send s_real = RealSend();
-        return s_real(this, request, response, bSSL);
+        static const Send real = RealSend();
+        return real(this, request, response, bSSL);
     }
     response.setStatusCode(g_answer->status);
     response.setResponseBody(g_answer->body);

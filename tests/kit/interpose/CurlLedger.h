@@ -3,6 +3,7 @@
 /// Where the held functions of libcurl note their calls and ask what to do.
 #pragma once
 
+#include <functional>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -23,6 +24,7 @@ public:
     void Clear();
     void Force(CurlCall call, int result, std::size_t n);
     void ForceOption(CURLoption option, CURLcode result);
+    void At(CurlCall call, std::function<void()> hook);
     std::vector<CurlEvent> Events() const;
 
     /// @return the outcome that is forced upon this call, if any. Counts the call.
@@ -43,20 +45,21 @@ private:
     std::map<CurlCall, std::size_t> m_counts;
     std::map<std::pair<CurlCall, std::size_t>, int> m_forced; // by function and number of the call
     std::map<CURLoption, int> m_forcedOptions;
+    std::map<CurlCall, std::function<void()>> m_hooks;
 };
 
 /// Marks this thread as being within libcurl, which calls some of its own public functions: those calls are
 /// none of the caller's, and are neither noted nor forced.
 class WithinLibcurl {
 public:
-    WithinLibcurl() { ++s_depth; }
-    ~WithinLibcurl() { --s_depth; }
+    WithinLibcurl() { ++m_depth; }
+    ~WithinLibcurl() { --m_depth; }
     WithinLibcurl(const WithinLibcurl&) = delete;
     WithinLibcurl& operator=(const WithinLibcurl&) = delete;
-    static bool Now() { return s_depth > 0; }
+    static bool Now() { return m_depth > 0; }
 
 private:
-    static thread_local int s_depth;
+    static thread_local int m_depth;
 };
 
 /// Calls the real function.

@@ -14,7 +14,7 @@ CurlLedger& CurlLedger::Instance() {
     return *ledger;
 }
 
-thread_local int WithinLibcurl::s_depth = 0;
+thread_local int WithinLibcurl::m_depth = 0;
 
 void CurlLedger::Begin() {
     const std::lock_guard<std::mutex> lock(m_mutex);
@@ -22,6 +22,7 @@ void CurlLedger::Begin() {
     m_counts.clear();
     m_forced.clear();
     m_forcedOptions.clear();
+    m_hooks.clear();
     m_held = true;
 }
 
@@ -79,11 +80,25 @@ void CurlLedger::MakeRoom() {
     }
 }
 
-void CurlLedger::Note(CurlEvent event) {
+void CurlLedger::At(CurlCall call, std::function<void()> hook) {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    if (m_held && !WithinLibcurl::Now()) {
+    m_hooks[call] = std::move(hook);
+}
+
+void CurlLedger::Note(CurlEvent event) {
+    const std::function<void()>* hook = nullptr;
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        if (!m_held || WithinLibcurl::Now()) {
+            return;
+        }
+        const auto entry = m_hooks.find(event.call);
+        hook = entry != m_hooks.end() ? &entry->second : nullptr;
         event.thread = std::this_thread::get_id();
         m_events.push_back(std::move(event));
+    }
+    if (hook != nullptr) {
+        (*hook)();
     }
 }
 
@@ -101,6 +116,10 @@ void CurlRecorder::Force(CurlCall call, int result, std::size_t n) {
 
 void CurlRecorder::ForceOption(CURLoption option, CURLcode result) {
     CurlLedger::Instance().ForceOption(option, result);
+}
+
+void CurlRecorder::At(CurlCall call, std::function<void()> hook) {
+    CurlLedger::Instance().At(call, std::move(hook));
 }
 
 void CurlRecorder::Clear() {

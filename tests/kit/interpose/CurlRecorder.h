@@ -9,6 +9,7 @@
 #endif
 
 #include <cstddef>
+#include <functional>
 #include <optional>
 #include <string>
 #include <thread>
@@ -67,6 +68,10 @@ public:
     void Force(CurlCall call, int result = 1, std::size_t n = 1);
     /// From now on every setting of this option is not made and yields @p result; 0 ends that.
     void ForceOption(CURLoption option, CURLcode result);
+
+    /// Has a function called at each call of this function, on the caller's thread: before it where it
+    /// returns nothing, after it elsewhere. To be set before there are such calls.
+    void At(CurlCall call, std::function<void()> hook);
 
     /// Forgets the calls, not what is forced.
     void Clear();

@@ -48,7 +48,7 @@ private:
     long m_before = 0;
 };
 
-[[maybe_unused]] const bool g_listens = [] {
+[[maybe_unused]] const bool LISTENS = [] {
     ::testing::UnitTest::GetInstance()->listeners().Append(new LentListener);
     return true;
 }();

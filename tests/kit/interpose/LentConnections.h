@@ -6,8 +6,8 @@
 
 namespace httpclient::testing {
 
-/// The connections that the pool has lent and not yet been given back, whether or not it has been finalized
-/// since.
+/// The connections that the pool has lent and not yet been given back, whether or not it has
+/// been finalized since.
 class LentConnections {
 public:
     /// @return how many there are.

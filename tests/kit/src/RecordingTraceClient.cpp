@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The platform's logging service, once more: linked into an executable, it takes the place of the platform's
-// own.
+// The platform's logging service, once more: linked into an executable, it takes the place of
+// the platform's own.
 #include <cstdarg>
 #include <cstdio>
 

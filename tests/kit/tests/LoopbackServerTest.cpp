@@ -177,7 +177,7 @@ TEST(LoopbackServer, PausesBeforeAPiece) {
     EXPECT_GE(std::chrono::steady_clock::now() - start, 80ms);
 }
 
-TEST(LoopbackServer, StopsAtOnceAmidPausesAndStalls) {
+TEST(LoopbackServer, StopsAtOnceDuringPausesAndStalls) {
     const auto start = std::chrono::steady_clock::now();
     {
         const LoopbackServer server([](const RecordedRequest& request) {

@@ -170,7 +170,7 @@ TEST_F(TlsWorld, ClientsSeeWhatIsWrongWithTheServersCertificate) {
     EXPECT_EQ(codeWith(CertificateAuthority("Other CA").IssueServer()), CURLE_PEER_FAILED_VERIFICATION);
 }
 
-TEST_F(TlsWorld, ClosesAmidTheHandshakeWhenTold) {
+TEST_F(TlsWorld, ClosesDuringTheHandshakeWhenTold) {
     ServerOptions options;
     options.onAccept = [](unsigned int connection) {
         return connection == 1 ? OnAccept::CloseAfterHello : OnAccept::Serve;
@@ -200,7 +200,7 @@ TEST_F(TlsWorld, CountsWhatIsNoHandshake) {
     EXPECT_EQ(server.failedHandshakes().front(), "http request");
 }
 
-TEST_F(TlsWorld, StopsAmidAHandshake) {
+TEST_F(TlsWorld, StopsDuringAHandshake) {
     TlsLoopbackServer server(Ok, Options());
     RawClient client(server.port());
     ASSERT_TRUE(server.WaitForConnections(1));

@@ -7,7 +7,7 @@
 
 #include <gtest/gtest.h>
 
-#include "message/IconvAdapter.h"
+#include "message/charset/IconvAdapter.h"
 
 namespace {
 
@@ -37,8 +37,8 @@ namespace {
 
 /// @return a descriptor that has no fallbacks. Descriptors are never closed: one per pair serves all tests.
 iconv_t Descriptor(const std::string& to, const std::string& from) {
-    static auto& s_descriptors = *new std::map<std::string, iconv_t>; // never destroyed, as they are not
-    const auto [entry, isNew] = s_descriptors.try_emplace(to + "<" + from);
+    static auto& descriptors = *new std::map<std::string, iconv_t>; // never destroyed, as they are not
+    const auto [entry, isNew] = descriptors.try_emplace(to + "<" + from);
     if (isNew) {
         entry->second = libiconv_open(to.c_str(), from.c_str());
     }
@@ -108,7 +108,7 @@ TEST(IconvAdapter, FillsTheOutputToItsLastByte) {
     EXPECT_EQ(std::string(conversion.buffer, sizeof conversion.buffer), "abcde\xE4\xBD\xA0");
 }
 
-TEST(IconvAdapter, StopsBeforeACharacterThatHasNoCodeAndThatNothingReplaces) {
+TEST(IconvAdapter, StopsBeforeACharacterWithoutCodeOrReplacement) {
     const Conversion conversion("ab\xC4\xE3z", "ASCII");
     EXPECT_EQ(conversion.result, FAILED);
     EXPECT_EQ(conversion.error, EILSEQ);
@@ -168,10 +168,10 @@ TEST(IconvAdapter, StopsBeforeACharacterWhoseReplacementDoesNotFit) {
 }
 
 TEST(IconvAdapter, RefusesRequestsThatItDoesNotHave) {
-    static const iconv_t s_descriptor = libiconv_open("ASCII", "GBK");
-    EXPECT_EQ(libiconvctl(s_descriptor, ICONV_SET_FALLBACKS, nullptr), 0);
+    static const iconv_t descriptor = libiconv_open("ASCII", "GBK");
+    EXPECT_EQ(libiconvctl(descriptor, ICONV_SET_FALLBACKS, nullptr), 0);
     errno = 0;
-    EXPECT_EQ(libiconvctl(s_descriptor, 0, nullptr), -1);
+    EXPECT_EQ(libiconvctl(descriptor, 0, nullptr), -1);
     EXPECT_EQ(errno, EINVAL);
 }
 

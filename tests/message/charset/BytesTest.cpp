@@ -9,7 +9,7 @@
 
 #include <gtest/gtest.h>
 
-#include "message/CodeSetConverter.h"
+#include "message/charset/CodeSetConverter.h"
 
 namespace {
 
@@ -270,7 +270,7 @@ TEST(CharsetBytes, OfASetOfSingleBytesMeanTheSameInPairs) {
     }
 }
 
-TEST(CharsetBytes, AloneAreIncompleteWhereAPairMayBeginAndUndecodableElsewhere) {
+TEST(CharsetBytes, AloneAreIncompleteIfAPairMayBeginAndUndecodableOtherwise) {
     for (const TwoByteSet& set : TwoByteSets()) {
         for (int byte = FIRST; byte < END; ++byte) {
             EXPECT_EQ(Read(set.name, Byte(byte)), IsLead(set, byte) ? INCOMPLETE : UNDECODABLE)
@@ -333,7 +333,7 @@ TEST(CharsetBytes, OfUtf8AreIncompleteWhereTheLeadByteWantsMore) {
     }
 }
 
-TEST(CharsetBytes, OfUtf16AreIncompleteWhereAUnitOrAPairOfThemWantsMore) {
+TEST(CharsetBytes, OfUtf16AreIncompleteIfAUnitOrAPairIsCut) {
     for (int one = FIRST; one < END; ++one) {
         for (const char* set : {"UTF-16LE", "UTF-16BE", "UTF-32LE", "UTF-32BE"}) {
             EXPECT_EQ(Read(set, Byte(one)), INCOMPLETE) << set << ' ' << Hex(Byte(one));

@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "OpenSeam.h"
-#include "message/CodeSetConverter.h"
+#include "message/charset/CodeSetConverter.h"
 
 namespace {
 
@@ -30,7 +30,7 @@ TEST(CodeSetConverter, TheMarkerOfAnUnknownSetFailsOnEitherSide) {
     EXPECT_EQ(OpenSeam::Opened("UTF-8", "UNKOWN"), 0);
 }
 
-TEST(CodeSetConverter, SetsThatNobodyKnowsFailEveryTime) {
+TEST(CodeSetConverter, UnknownSetsFailEveryTime) {
     std::string out = "before";
     for (int time = 1; time <= 2; ++time) {
         EXPECT_EQ(ConvertCodeSet("NO-SUCH-SET", "UTF-8", "x", out), -1);

@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "interpose/Allocations.h"
-#include "message/CodeSetConverter.h"
+#include "message/charset/CodeSetConverter.h"
 
 using httpclient::testing::CountedNew;
 using httpclient::testing::Failing;

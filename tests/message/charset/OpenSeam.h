@@ -7,8 +7,8 @@
 
 class OpenSeam {
 public:
-    /// Which opening is meant: the converter's, or the one below the adapter (never reached with GNU
-    /// libiconv).
+    /// Which opening is meant: the converter's, or the one below the adapter (never reached
+    /// with GNU libiconv).
     enum class Level { Conversion, LibraryStep };
 
     /// Fails the openings at this level from the `nth` one on (1: the next one), until the seam is destroyed.

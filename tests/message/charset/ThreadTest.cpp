@@ -7,7 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "OpenSeam.h"
-#include "message/CodeSetConverter.h"
+#include "message/charset/CodeSetConverter.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 
 #include <gtest/gtest.h>
 
-#include "message/CodeSetConverter.h"
+#include "message/charset/CodeSetConverter.h"
 
 namespace {
 
@@ -97,12 +97,12 @@ std::ostream& operator<<(std::ostream& stream, const Vector& vector) {
 
 /// The sets for which every answer is GNU libiconv's.
 bool IsCore(const std::string& name) {
-    static const std::regex CORE(
+    static const std::regex core(
         "(GBK|UTF-8|UTF-(16|32)(LE|BE)|((US-)?ASCII|ANSI_X3.4-19(68|86)|ISO646-US|US|CSASCII)"
         "|GB2312|EUC-CN|EUCCN|CN-GB|CSGB2312|GB18030|ISO[-_]?8859-.*|CP819|(LATIN-?|L)[0-9]+|CSISOLATIN.*"
         "|(CP|WINDOWS-)125[0-46-7]|KOI8-[RU]|CSKOI8R)(//(TRANSLIT|IGNORE))*",
         std::regex::icase);
-    return std::regex_match(name, CORE);
+    return std::regex_match(name, core);
 }
 
 bool IsCore(const Vector& vector) {

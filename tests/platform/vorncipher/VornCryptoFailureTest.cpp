@@ -15,12 +15,12 @@
 
 namespace {
 
-int callsUntilFailure = 0; // 0: none fails
-int callsSeen = 0;
+int g_callsUntilFailure = 0; // 0: none fails
+int g_callsSeen = 0;
 
 bool FailsNow() {
-    ++callsSeen;
-    if (callsUntilFailure == 0 || --callsUntilFailure != 0) {
+    ++g_callsSeen;
+    if (g_callsUntilFailure == 0 || --g_callsUntilFailure != 0) {
         return false;
     }
     ERR_raise(ERR_LIB_USER, ERR_R_INTERNAL_ERROR); // as the crypto library does
@@ -84,16 +84,16 @@ constexpr unsigned int VALUE = 19;
 class VornCryptoFailureTest : public MasterKeyFixture {
 protected:
     void TearDown() override {
-        callsUntilFailure = 0;
+        g_callsUntilFailure = 0;
         MasterKeyFixture::TearDown();
     }
 
     /// How many calls into the crypto library an operation makes.
     template <class Operation> static int CallsOf(Operation operation) {
         EXPECT_EQ(operation(), VORN_OK); // the first one also sets the crypto library up
-        callsSeen = 0;
+        g_callsSeen = 0;
         EXPECT_EQ(operation(), VORN_OK);
-        return callsSeen;
+        return g_callsSeen;
     }
 };
 
@@ -105,7 +105,7 @@ TEST_F(VornCryptoFailureTest, EncryptingFailsCleanlyAtEachCall) {
     for (int call = 1; call <= calls; ++call) {
         text = "untouched";
         ERR_clear_error();
-        callsUntilFailure = call;
+        g_callsUntilFailure = call;
         EXPECT_EQ(encrypt(), VORN_CRYPTO_FAILED) << call;
         EXPECT_EQ(text, "untouched") << call;
         EXPECT_EQ(ERR_peek_error(), 0UL) << call; // nothing left for the TLS code to stumble over
@@ -123,7 +123,7 @@ TEST_F(VornCryptoFailureTest, DecryptingFailsCleanlyAtEachCall) {
     for (int call = 1; call <= calls; ++call) {
         plain = "untouched";
         ERR_clear_error();
-        callsUntilFailure = call;
+        g_callsUntilFailure = call;
         EXPECT_NE(decrypt(), VORN_OK) << call;
         EXPECT_EQ(plain, "untouched") << call;
         EXPECT_EQ(ERR_peek_error(), 0UL) << call;
@@ -134,7 +134,7 @@ TEST_F(VornCryptoFailureTest, DecryptingFailsCleanlyAtEachCall) {
 
 TEST_F(VornCryptoFailureTest, AMasterKeyWithoutRandomBytesIsNotMade) {
     const std::string path = (m_directory / "new.key").string();
-    callsUntilFailure = 1;
+    g_callsUntilFailure = 1;
     EXPECT_EQ(VornMasterKey::Make(path), VORN_CRYPTO_FAILED);
     EXPECT_FALSE(std::filesystem::exists(path));
     EXPECT_EQ(VornMasterKey::Make(path), VORN_OK);

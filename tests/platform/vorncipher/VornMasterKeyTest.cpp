@@ -116,7 +116,7 @@ TEST_F(VornMasterKeyTest, IsMadeForItsOwnerAlone) {
     }
 }
 
-TEST_F(VornMasterKeyTest, IsMadeAnewEachTime) {
+TEST_F(VornMasterKeyTest, IsNewEachTime) {
     std::set<std::string> keys{ReadFile(m_keyFile)};
     for (int number = 0; number < 20; ++number) {
         const std::string path = (m_directory / std::to_string(number)).string();

@@ -19,7 +19,7 @@ public:
     }
 };
 
-[[maybe_unused]] const bool g_listens = [] {
+[[maybe_unused]] const bool LISTENS = [] {
     ::testing::UnitTest::GetInstance()->listeners().Append(new SecretsListener);
     return true;
 }();

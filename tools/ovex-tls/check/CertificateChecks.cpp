@@ -25,10 +25,10 @@ std::optional<std::string> TextOf(Report& report, const std::string& path) {
     }
 }
 
-std::vector<Ossl::Certificate> ReadCertificates(Report& report, const std::string& path) {
-    std::vector<Ossl::Certificate> certificates;
+std::vector<ossl::Certificate> ReadCertificates(Report& report, const std::string& path) {
+    std::vector<ossl::Certificate> certificates;
     if (const auto text = TextOf(report, path)) {
-        certificates = Pem::ReadCertificates(*text);
+        certificates = pem::ReadCertificates(*text);
         if (certificates.empty()) {
             report.Error(path + ": holds no readable PEM certificate", NO_HANDSHAKE);
         }
@@ -37,7 +37,7 @@ std::vector<Ossl::Certificate> ReadCertificates(Report& report, const std::strin
 }
 
 std::string SubjectOf(const X509* certificate) {
-    const Ossl::Bio bio(BIO_new(BIO_s_mem()));
+    const ossl::Bio bio(BIO_new(BIO_s_mem()));
     X509_NAME_print_ex(bio.get(), X509_get_subject_name(certificate), 0, XN_FLAG_RFC2253);
     char* data = nullptr;
     const long size = BIO_get_mem_data(bio.get(), &data);
@@ -92,7 +92,7 @@ void CheckPassword(Inspection& inspection) {
     }
     std::string plain;
     const int status =
-        VornCipher::Decrypt(inspection.cipherText, plain, TlsRoot::PASSWORD_KEY, TlsRoot::PASSWORD_VALUE);
+        VornCipher::Decrypt(inspection.cipherText, plain, tls_root::PASSWORD_KEY, tls_root::PASSWORD_VALUE);
     inspection.password = Secret(std::move(plain));
     inspection.passwordKnown = status == VORN_OK;
     const char* fault = status == VORN_OK ? PasswordFault(inspection.password.Text()) : nullptr;
@@ -106,10 +106,10 @@ void CheckPassword(Inspection& inspection) {
 }
 
 void CheckTrust(Inspection& inspection) {
-    const std::string path = inspection.RootFile(TlsRoot::CA_FILE);
+    const std::string path = inspection.RootFile(tls_root::CA_FILE);
     inspection.trusted = ReadCertificates(inspection.report, path);
     std::size_t authorities = 0;
-    for (const Ossl::Certificate& certificate : inspection.trusted) {
+    for (const ossl::Certificate& certificate : inspection.trusted) {
         if (X509_check_ca(certificate.get()) != 0) {
             ++authorities;
         } else {
@@ -126,7 +126,7 @@ void CheckTrust(Inspection& inspection) {
 }
 
 void CheckCertificate(Inspection& inspection) {
-    const std::string path = inspection.RootFile(TlsRoot::CERTIFICATE_FILE);
+    const std::string path = inspection.RootFile(tls_root::CERTIFICATE_FILE);
     inspection.chain = ReadCertificates(inspection.report, path);
     if (!inspection.chain.empty()) {
         inspection.report.Ok(path + ": " + SubjectOf(inspection.chain[0].get()) + ", sent with " +
@@ -136,13 +136,13 @@ void CheckCertificate(Inspection& inspection) {
 
 void CheckKey(Inspection& inspection) {
     Report& report = inspection.report;
-    const std::string path = inspection.RootFile(TlsRoot::KEY_FILE);
+    const std::string path = inspection.RootFile(tls_root::KEY_FILE);
     auto text = TextOf(report, path);
     if (!text) {
         return;
     }
-    const bool encrypted = Pem::IsKeyEncrypted(*text);
-    inspection.key = Pem::ReadKey(*text, inspection.password);
+    const bool encrypted = pem::IsKeyEncrypted(*text);
+    inspection.key = pem::ReadKey(*text, inspection.password);
     Secret::Wipe(*text);
     if (inspection.key && encrypted) {
         report.Ok(path + ": opened by the password");
@@ -174,7 +174,7 @@ void CheckChain(Inspection& inspection) {
         return;
     }
     std::string why;
-    if (Pem::ChainsTo(inspection.trusted, inspection.chain, why)) {
+    if (pem::ChainsTo(inspection.trusted, inspection.chain, why)) {
         inspection.report.Ok("the certificate chains to a trusted authority");
     } else {
         inspection.report.Error("the certificate does not chain to a trusted authority: " + why,
@@ -183,10 +183,10 @@ void CheckChain(Inspection& inspection) {
 }
 
 void CheckDates(Inspection& inspection) {
-    for (const Ossl::Certificate& certificate : inspection.trusted) {
-        CheckDatesOf(inspection, TlsRoot::CA_FILE, certificate.get());
+    for (const ossl::Certificate& certificate : inspection.trusted) {
+        CheckDatesOf(inspection, tls_root::CA_FILE, certificate.get());
     }
-    for (const Ossl::Certificate& certificate : inspection.chain) {
-        CheckDatesOf(inspection, TlsRoot::CERTIFICATE_FILE, certificate.get());
+    for (const ossl::Certificate& certificate : inspection.chain) {
+        CheckDatesOf(inspection, tls_root::CERTIFICATE_FILE, certificate.get());
     }
 }

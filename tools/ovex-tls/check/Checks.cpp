@@ -4,7 +4,7 @@
 #include "TlsRoot.h"
 
 std::string Inspection::RootFile(const char* name) const {
-    return root + TlsRoot::DIRECTORY + "/" + name;
+    return root + tls_root::DIRECTORY + "/" + name;
 }
 
 const std::vector<Check>& AllChecks() {

@@ -28,10 +28,10 @@ struct TlsFile {
 };
 
 constexpr TlsFile TLS_FILES[] = {
-    {TlsRoot::CA_FILE, Privacy::Open},
-    {TlsRoot::CERTIFICATE_FILE, Privacy::Open},
-    {TlsRoot::KEY_FILE, Privacy::Secret},
-    {TlsRoot::MANIFEST_FILE, Privacy::Encrypted},
+    {tls_root::CA_FILE, Privacy::Open},
+    {tls_root::CERTIFICATE_FILE, Privacy::Open},
+    {tls_root::KEY_FILE, Privacy::Secret},
+    {tls_root::MANIFEST_FILE, Privacy::Encrypted},
 };
 
 std::string Octal(mode_t mode) {
@@ -133,7 +133,7 @@ void CheckTlsRoot(Inspection& inspection) {
 }
 
 void CheckTlsDirectory(Inspection& inspection) {
-    CheckDirectory(inspection.report, inspection.root + TlsRoot::DIRECTORY, NO_CERTIFICATE);
+    CheckDirectory(inspection.report, inspection.root + tls_root::DIRECTORY, NO_CERTIFICATE);
 }
 
 void CheckTlsFiles(Inspection& inspection) {
@@ -147,9 +147,9 @@ void CheckManifest(Inspection& inspection) {
         "each TLS connection logs \"the enc text is null!\" and has an empty key password";
     Report& report = inspection.report;
     // With its doubled slash, as a process writes it: with no root it is the file system's own /internal.
-    const std::string path = inspection.root + "/" + TlsRoot::DIRECTORY + "/" + TlsRoot::MANIFEST_FILE;
+    const std::string path = inspection.root + "/" + tls_root::DIRECTORY + "/" + tls_root::MANIFEST_FILE;
     try {
-        if (!Manifest::FindPassword(ReadFile(path), inspection.cipherText)) {
+        if (!manifest::FindPassword(ReadFile(path), inspection.cipherText)) {
             report.Error(path + ": not valid JSON",
                          "each TLS connection logs \"parse ... error!\" and has an empty key password");
         } else if (inspection.cipherText.empty()) {

@@ -19,9 +19,9 @@ struct Inspection {
     std::string cipherText; ///< The encrypted key password; "" when there is none.
     bool passwordKnown = false;
     Secret password;
-    std::vector<Ossl::Certificate> trusted; ///< Empty when unreadable.
-    std::vector<Ossl::Certificate> chain;   ///< The process's certificate first; empty when unreadable.
-    Ossl::Key key;                          ///< Null when unreadable.
+    std::vector<ossl::Certificate> trusted; ///< Empty when unreadable.
+    std::vector<ossl::Certificate> chain;   ///< The process's certificate first; empty when unreadable.
+    ossl::Key key;                          ///< Null when unreadable.
     bool identityOn = false;                ///< Service identity is switched on.
 
     /// A file of the TLS root, as a process composes its path.

@@ -36,8 +36,7 @@ struct ServerOptions {
 };
 
 /// @return an IPv4 loopback address that no other process of this kit uses at the same time. For servers
-/// whose
-///         port is fixed, so that tests can run side by side.
+///         whose port is fixed, so that tests can run side by side.
 std::string ProcessLoopbackAddress();
 
 class StreamOpener;

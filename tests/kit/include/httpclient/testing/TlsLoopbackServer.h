@@ -51,8 +51,8 @@ public:
     unsigned int handshakes() const;
     /// @return why the other handshakes failed, in OpenSSL's words, in order.
     std::vector<std::string> failedHandshakes() const;
-    /// @return the subjects of the client certificates of successful handshakes, in order; "" for one
-    /// without.
+    /// @return the subjects of the client certificates of successful handshakes, in order; ""
+    /// for one without.
     std::vector<std::string> subjects() const;
     /// Waits until at least @p count handshakes have failed. @return whether they have.
     bool WaitForFailedHandshakes(std::size_t count, std::chrono::milliseconds timeout = PATIENCE) const;

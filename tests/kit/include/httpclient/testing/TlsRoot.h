@@ -22,8 +22,8 @@ std::string Manifest(const std::string& keyPass);
 /// Const operations are safe from any number of threads.
 class TlsRoot {
 public:
-    /// Lays out "internal/trust.cer", "internal/server.cer", "internal/server_key.pem" and
-    /// "internal/manifest.json".
+    /// Lays out "internal/trust.cer", "internal/server.cer",
+    /// "internal/server_key.pem" and "internal/manifest.json".
     /// @param caPem the CA that the client is to trust.
     /// @param client the identity that it is to present.
     /// @param password what the key file is encrypted with; "" leaves it unencrypted.

@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file
+/// Sends through httpclient::Client: what --strict asks for.
+#pragma once
+
+#include <httpclient/Client.h>
+
+#include "send/Options.h"
+#include "send/Sender.h"
+
+namespace sender {
+
+/// @return the request that the options describe.
+httpclient::Request MakeStrictRequest(const Options& options);
+
+/// @return a client set to the options' target, for all threads.
+/// @throw UsageError for what it refuses.
+httpclient::Client MakeStrictClient(const Options& options);
+
+/// Sends a request on the calling thread.
+Outcome SendStrictly(const httpclient::Client& client, const httpclient::Request& request);
+
+} // namespace sender

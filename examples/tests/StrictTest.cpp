@@ -1,0 +1,190 @@
+// SPDX-License-Identifier: Apache-2.0
+// What --strict asks for, takes and refuses, and how the times of a call are drawn.
+#include <chrono>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "demo/DemoServer.h"
+#include "send/Errors.h"
+#include "send/Options.h"
+#include "send/Timing.h"
+#include "tests/Run.h"
+
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Not;
+using testing::Pair;
+using testing::StartsWith;
+
+namespace {
+
+using examples::Ran;
+using httpclient::Method;
+using sender::Options;
+using namespace std::chrono_literals;
+
+constexpr const char* URL = "http://h/";
+
+Options Parse(std::vector<const char*> arguments) {
+    arguments.insert(arguments.begin(), {"httpclient-send", "--strict"});
+    return sender::ParseOptions(static_cast<int>(arguments.size()), arguments.data()).value();
+}
+
+std::string WhyRefused(const std::vector<const char*>& arguments) {
+    try {
+        Parse(arguments);
+    } catch (const sender::UsageError& problem) {
+        return problem.what();
+    }
+    return "accepted";
+}
+
+class StrictSend : public testing::Test {
+protected:
+    std::string Url(const std::string& path) const {
+        return "'http://127.0.0.1:" + std::to_string(m_server.Port()) + path + "'";
+    }
+    Ran Send(const std::string& path, const std::string& arguments) const {
+        return examples::Run(SEND_PROGRAM " --strict " + Url(path) + " " + arguments);
+    }
+
+private:
+    demo::DemoServer m_server;
+};
+
+} // namespace
+
+TEST(StrictOptions, NameEveryMethodOfTheEngine) {
+    EXPECT_EQ(Parse({URL}).method, Method::Get);
+    EXPECT_EQ(Parse({URL, "-d", "x"}).method, Method::Post);
+    EXPECT_EQ(Parse({URL, "-X", "patch"}).method, Method::Patch);
+    EXPECT_EQ(Parse({URL, "-X", "OPTIONS"}).method, Method::Options);
+    EXPECT_THAT(WhyRefused({URL, "-X", "TRACE"}), HasSubstr("\"TRACE\" cannot be sent"));
+}
+
+TEST(StrictOptions, KeepHeadersInTheirOrderAndANameMoreThanOnce) {
+    EXPECT_THAT(Parse({URL, "-H", "B: 2", "-H", "A: 1", "-H", "B: 3"}).headerLines,
+                ElementsAre(Pair("B", "2"), Pair("A", "1"), Pair("B", "3")));
+}
+
+TEST(StrictOptions, TakeWhatTheOtherRoadWouldLeaveOut) {
+    EXPECT_EQ(WhyRefused({URL, "-X", "DELETE", "-d", "x"}), "accepted");
+    EXPECT_EQ(WhyRefused({URL, "-d", "x", "-p", "a=1"}), "accepted");
+    EXPECT_EQ(WhyRefused({"http://h/?a=1", "-p", "b=1"}), "accepted");
+}
+
+TEST(StrictOptions, RefuseWhatMeansNothingHere) {
+    EXPECT_THAT(WhyRefused({URL, "--async"}), HasSubstr("leave --async out"));
+    EXPECT_THAT(WhyRefused({URL, "--charset", "GBK"}), HasSubstr("in UTF-8"));
+    EXPECT_THAT(WhyRefused({URL, "--timeout", "0"}), HasSubstr("at least 1 second"));
+    EXPECT_THAT(WhyRefused({URL, "--connect-timeout", "0"}), HasSubstr("at least 1 second"));
+    EXPECT_THAT(WhyRefused({URL, "--timing", "-n", "2"}), HasSubstr("leave --repeat out"));
+}
+
+TEST(StrictOptions, AreForTheStrictRoadOnly) {
+    for (const char* option : {"--timing", "--server-name=x"}) {
+        const std::vector<const char*> arguments{"httpclient-send", URL, option};
+        EXPECT_THROW(sender::ParseOptions(static_cast<int>(arguments.size()), arguments.data()),
+                     sender::UsageError);
+    }
+}
+
+TEST_F(StrictSend, PrintsTheBodyAndSaysWhatCame) {
+    const Ran ran = Send("/chunked", "2>/dev/null");
+    EXPECT_EQ(ran.output, "one, two, three\n");
+    EXPECT_EQ(ran.exitCode, 0);
+    EXPECT_THAT(Send("/bytes/26", "2>&1 >/dev/null").output,
+                StartsWith("200  26 bytes  application/octet-stream  "));
+}
+
+TEST_F(StrictSend, SendsHeadersParametersCookieAndBody) {
+    const Ran ran =
+        Send("/echo?q=0", "-X PUT -H 'X-Name: value' -p 'b=x y' -p b=2 -b session=42 -d body 2>/dev/null");
+    EXPECT_THAT(ran.output, StartsWith("PUT /echo?q=0&b=x%20y&b=2\n"));
+    EXPECT_THAT(ran.output, HasSubstr("\nX-Name: value\n"));
+    EXPECT_THAT(ran.output, HasSubstr("\nCookie: session=42\n"));
+    EXPECT_THAT(ran.output, HasSubstr("\nUser-Agent: libhttpclient\n"));
+    EXPECT_THAT(ran.output, EndsWith("\n\nbody"));
+}
+
+TEST_F(StrictSend, TakesTheUserAgentAway) {
+    EXPECT_THAT(Send("/echo", "-H 'user-agent:' 2>/dev/null").output, Not(HasSubstr("User-Agent")));
+}
+
+TEST_F(StrictSend, SendsANulByte) {
+    const Ran ran = examples::Run("printf 'a\\0b' | " SEND_PROGRAM " -s -f - " + Url("/echo") +
+                                  " 2>/dev/null | tr '\\0' '0'");
+    EXPECT_THAT(ran.output, StartsWith("POST /echo\n"));
+    EXPECT_THAT(ran.output, EndsWith("\n\na0b"));
+}
+
+TEST_F(StrictSend, PrintsTheHeadWhenAsked) {
+    const Ran ran = Send("/bytes/3", "-i 2>/dev/null");
+    EXPECT_THAT(ran.output, StartsWith("HTTP/1.1 200\r\n"));
+    EXPECT_THAT(ran.output, HasSubstr("\r\nContent-Length: 3\r\n"));
+}
+
+TEST_F(StrictSend, DecodesWhatItAccepts) {
+    EXPECT_THAT(Send("/gzip", "--accept-encoding gzip 2>/dev/null").output,
+                StartsWith("All work and no play"));
+}
+
+TEST_F(StrictSend, SaysWhatItRefusesWithExitCodeTwo) {
+    const Ran body = Send("/echo", "-X GET -d x 2>&1");
+    EXPECT_THAT(body.output, HasSubstr("refused, and nothing was sent: InvalidRequest in Prepare: "
+                                       "GET and HEAD have no body\n"));
+    EXPECT_EQ(body.exitCode, 2);
+    EXPECT_EQ(Send("/echo", "-H 'Content-Length: 5' 2>&1").exitCode, 2);
+    EXPECT_EQ(Send("/echo", "-H 'Content-Length: 5' -n 5 -t 2 2>&1").exitCode, 2);
+}
+
+TEST_F(StrictSend, ExitCodeTellsWhatCame) {
+    EXPECT_EQ(Send("/status/302", ">/dev/null 2>&1").exitCode, 0);
+    EXPECT_EQ(Send("/forbidden", ">/dev/null 2>&1").exitCode, 4);
+    EXPECT_EQ(Send("/status/503", ">/dev/null 2>&1").exitCode, 5);
+    EXPECT_EQ(Send("/", "-o /nowhere/at/all 2>/dev/null").exitCode, 3);
+}
+
+TEST_F(StrictSend, SaysWhyThereIsNoAnswer) {
+    const Ran ran = Send("/slow/3000", "--timeout 1 -q 2>&1");
+    EXPECT_THAT(ran.output, HasSubstr("no answer from http://127.0.0.1:"));
+    EXPECT_THAT(ran.output, HasSubstr(": Timeout in Head: "));
+    EXPECT_EQ(ran.exitCode, 1);
+}
+
+TEST_F(StrictSend, RepeatsOnThreadsAndSumsUp) {
+    const Ran ran = Send("/bytes/10", "--repeat 50 --threads 4 2>/dev/null");
+    EXPECT_THAT(ran.output, HasSubstr(" on 4 threads: "));
+    EXPECT_THAT(ran.output, HasSubstr("status    200: 50\n"));
+    EXPECT_THAT(ran.output, HasSubstr("bodies    500 bytes\n"));
+    EXPECT_EQ(ran.exitCode, 0);
+}
+
+TEST_F(StrictSend, DrawsALineForEachPhaseThatHappened) {
+    const Ran ran = Send("/bytes/3", "-q --timing 2>&1 >/dev/null");
+    for (const char* phase : {"Connect ", "Send ", "Head ", "total "}) {
+        EXPECT_THAT(ran.output, HasSubstr(phase));
+    }
+    EXPECT_THAT(ran.output, Not(HasSubstr("Handshake"))); // over plain HTTP
+}
+
+TEST(Timing, BeginsEachBarWhereTheOneBeforeEnds) {
+    sender::PhaseTimes times{};
+    times[4] = 1ms;   // Connect
+    times[6] = 1us;   // Send: too short for a place of its own
+    times[7] = 3ms;   // Head
+    times[8] = 999us; // Body
+    EXPECT_EQ(sender::DrawTiming(times, 5ms),
+              "Connect         1.000 ms  " + std::string(10, '#') + "\n" + "Send            0.001 ms  " +
+                  std::string(10, ' ') + "#\n" + "Head            3.000 ms  " + std::string(10, ' ') +
+                  std::string(30, '#') + "\n" + "Body            0.999 ms  " + std::string(40, ' ') +
+                  std::string(10, '#') + "\n" + "total           5.000 ms\n");
+}
+
+TEST(Timing, OfNothingIsTheWholeAlone) {
+    EXPECT_EQ(sender::DrawTiming({}, 0ns), "total           0.000 ms\n");
+}

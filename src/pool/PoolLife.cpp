@@ -1,0 +1,219 @@
+// SPDX-License-Identifier: Apache-2.0
+// How the pool of the process is made, with its thread, how a forked child leaves it, and how it ends.
+#include <cstdint>
+#include <memory>
+#include <new>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include <pthread.h>
+#include <semaphore.h>
+
+#include <ace/Dev_Poll_Reactor.h>
+#include <ace/Guard_T.h>
+#include <ace/High_Res_Timer.h>
+#include <ace/Reactor.h>
+#include <ace/Thread_Manager.h>
+#include <ace/Timer_Queue.h>
+
+#include <httpclient/HttpConnectionMgr.h>
+
+#include "engine/SharedEngine.h"
+#include "pool/HttpConnection.h"
+#include "pool/PoolGuard.h"
+#include "pool/ReactorStay.h"
+#include "support/Cancellation.h"
+#include "support/Published.h"
+#include "support/SignalBlock.h"
+#include "support/Trace.h"
+
+CHttpConnectionMgr* CHttpConnectionMgr::m_pInstance = nullptr;
+ACE_Thread_Mutex CHttpConnectionMgr::m_HttpConnectionMgr_Mutex;
+
+namespace {
+
+/// What a host sets of the pool.
+struct PoolSettings {
+    std::uint32_t maxConnNum;
+    std::uint32_t maxConnCategory;
+    std::int64_t releasedTime;
+};
+
+/// What a forked child's pool has from its parent's; none: the defaults. Guarded by the mutex under which pools
+/// are made and ended.
+std::optional<PoolSettings> g_inheritedSettings;
+
+constexpr time_t FIRST_SWEEP_SECONDS = 1;
+constexpr time_t SWEEP_INTERVAL_SECONDS = 20;
+constexpr int WITHOUT_HANDLE_CLOSE = 1;
+
+/// Posted by the thread of each pool as it begins. One does: pools are made one after the other.
+sem_t g_begun;
+
+/// Where the TLS connections of destroyed pools stay reachable. They are deliberately never closed: a worker
+/// may still hold one, and leak checkers need not mind them.
+std::vector<CHttpConnectionMgr::ConnMap>& g_abandoned = *new std::vector<CHttpConnectionMgr::ConnMap>;
+
+void Abandon(CHttpConnectionMgr::ConnMap&& connections) noexcept {
+    try {
+        if (!connections.empty()) {
+            g_abandoned.push_back(std::move(connections));
+        }
+    } catch (const std::bad_alloc&) {
+        return; // then they stay open without being reachable
+    }
+}
+
+} // namespace
+
+CHttpConnectionMgr* CHttpConnectionMgr::Instance() {
+    CHttpConnectionMgr* instance = LoadPublished(m_pInstance);
+    return instance != nullptr ? instance : MakeInstance();
+}
+
+CHttpConnectionMgr* CHttpConnectionMgr::MakeInstance() {
+    const CancellationBlock block;
+    // A forked child leaves the pool to its parent. The lock is not waited for: who holds it, amid the making
+    // or ending of a pool, may be waiting for the thread that forks.
+    static thread_local bool held = false;
+    [[maybe_unused]] static const int forks = pthread_atfork(
+        [] { held = m_HttpConnectionMgr_Mutex.tryacquire() == 0; },
+        [] {
+            if (held) {
+                m_HttpConnectionMgr_Mutex.release();
+            }
+        },
+        [] {
+            if (const CHttpConnectionMgr* parents = LoadPublished(m_pInstance)) {
+                g_inheritedSettings = {parents->m_MaxConnNum, parents->m_MaxConnCategory,
+                                       parents->m_releasedtime};
+            }
+            Publish<CHttpConnectionMgr>(m_pInstance, nullptr);
+            if (held) {
+                m_HttpConnectionMgr_Mutex.release();
+            } else {
+                new (&m_HttpConnectionMgr_Mutex) ACE_Thread_Mutex; // its holder does not exist here
+            }
+        });
+    const ACE_Guard<ACE_Thread_Mutex> guard(m_HttpConnectionMgr_Mutex);
+    CHttpConnectionMgr* instance = LoadPublished(m_pInstance);
+    if (instance == nullptr) {
+        instance = new CHttpConnectionMgr;
+        if (g_inheritedSettings) {
+            const PoolGuard pool(instance->m_PoolLock);
+            instance->m_MaxConnNum = g_inheritedSettings->maxConnNum;
+            instance->m_MaxConnCategory = g_inheritedSettings->maxConnCategory;
+            instance->m_releasedtime = g_inheritedSettings->releasedTime;
+        }
+        Publish(m_pInstance, instance);
+    }
+    return instance;
+}
+
+CHttpConnectionMgr::CHttpConnectionMgr() : ACE_Task_Base(nullptr) {
+    try {
+        const int ret = Initialize();
+        if (ret != 0) {
+            Trace<LogMessage::PoolNotStarted>(ret);
+        }
+    } catch (...) {
+        StopThread();
+        delete m_pReactor;
+        throw;
+    }
+}
+
+int CHttpConnectionMgr::Initialize() {
+    // A manager of the pool's own, so that the destructor waits for this thread and no other.
+    thr_mgr(new ACE_Thread_Manager);
+    if (m_pReactor == nullptr) {
+        auto poll = std::make_unique<ACE_Dev_Poll_Reactor>();
+        m_pReactor = new ACE_Reactor(poll.get(), true);
+        static_cast<void>(poll.release()); // the reactor's
+    }
+    if (!ScheduleSweeps()) {
+        Trace<LogMessage::PoolWithoutTimer>();
+        return -1;
+    }
+    ReactorStay::Prepare();
+    // A signal that interrupts the reactor would make ACE print on standard error.
+    const SignalBlock block;
+    sem_init(&g_begun, 0, 0);
+    const int ret = activate();
+    // The process may end right away, and a thread that begins only then would find ACE taken down.
+    while (ret == 0 && sem_wait(&g_begun) != 0) {
+        // interrupted
+    }
+    return ret;
+}
+
+bool CHttpConnectionMgr::ScheduleSweeps() {
+    // A reactor that could not open, for want of descriptors say, has neither timers nor a loop to reset.
+    if (m_pReactor->initialized() == 0) {
+        return false;
+    }
+    // Monotonic, so that changes of the system time leave the period alone.
+    m_pReactor->timer_queue()->gettimeofday(&ACE_High_Res_Timer::gettimeofday_hr);
+    m_pReactor->reset_reactor_event_loop();
+    if (m_pReactor->schedule_timer(this, nullptr, ACE_Time_Value(FIRST_SWEEP_SECONDS),
+                                   ACE_Time_Value(SWEEP_INTERVAL_SECONDS)) != -1) {
+        return true;
+    }
+    m_pReactor->cancel_timer(this, WITHOUT_HANDLE_CLOSE);
+    return false;
+}
+
+int CHttpConnectionMgr::svc() {
+    sem_post(&g_begun);                   // before all that may ask for the pool, which is still being made
+    Trace<LogMessage::PoolThreadBegin>(); // the trailing blank belongs to the text
+    {
+        const ReactorStay stay(*m_pReactor);
+        m_pReactor->owner(ACE_OS::thr_self());
+        while (m_pReactor->reactor_event_loop_done() == 0) {
+            m_pReactor->run_reactor_event_loop();
+        }
+    }
+    Trace<LogMessage::PoolThreadEnd>();
+    return 0;
+}
+
+void CHttpConnectionMgr::StopThread() {
+    ReactorStay::LetGo();
+    if (m_pReactor != nullptr && m_pReactor->initialized() != 0) {
+        m_pReactor->end_reactor_event_loop();
+        m_pReactor->cancel_timer(this, WITHOUT_HANDLE_CLOSE);
+    }
+    if (ACE_Thread_Manager* manager = thr_mgr()) {
+        manager->wait();
+        delete manager;
+        thr_mgr(nullptr);
+    }
+}
+
+CHttpConnectionMgr::~CHttpConnectionMgr() {
+    StopThread(); // first, so that no sweep runs during what follows
+    const PoolGuard guard(m_PoolLock);
+    for (auto& [addr, list] : m_mapHttpConn) {
+        for (CHttpConnection* conn : *list) {
+            delete conn;
+        }
+        delete list;
+    }
+    m_mapHttpConn.clear();
+    delete m_pReactor;
+    m_pReactor = nullptr;
+    Abandon(std::move(m_mapHttpsConn)); // deliberately not deleted
+}
+
+void CHttpConnectionMgr::Finalize() {
+    const CancellationBlock block; // closes connections and waits, in destructors
+    {
+        const ACE_Guard<ACE_Thread_Mutex> guard(m_HttpConnectionMgr_Mutex);
+        // Unpublished last: what its own thread still calls while it ends, the host's log say, may ask for the pool.
+        delete LoadPublished(m_pInstance);
+        Publish<CHttpConnectionMgr>(m_pInstance, nullptr);
+        g_inheritedSettings.reset();
+    }
+    httpclient::engine::EndSharedEngine();
+}

@@ -1,0 +1,104 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "pool/ReactorStay.h"
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdlib>
+#include <mutex>
+#include <new>
+
+#include <pthread.h>
+
+#include <ace/Reactor.h>
+
+namespace {
+
+/// The thread leaves when it is told to, so this is not waited for: it bounds what nobody has thought of.
+constexpr std::chrono::seconds LONGEST_WAIT{2};
+
+struct State {
+    std::mutex mutex;
+    std::condition_variable changed;
+    ACE_Reactor* occupied = nullptr; ///< The reactor that the pool's thread is in.
+    bool exiting = false;
+    bool letGo = false;
+
+    /// Keeps the thread here for as long as the process exits.
+    void Keep(std::unique_lock<std::mutex>& lock) {
+        changed.wait(lock, [this] { return !exiting || letGo; });
+    }
+};
+
+State& g_state = *new State; // never destroyed: the thread may be kept until the process is gone
+
+thread_local ReactorStay* t_stay = nullptr;
+
+void HaveItLeave() {
+    std::unique_lock<std::mutex> lock(g_state.mutex);
+    g_state.exiting = true;
+    if (g_state.occupied == nullptr || t_stay != nullptr) { // nor does a thread that exits itself come back
+        return;
+    }
+    g_state.occupied->end_reactor_event_loop();
+    g_state.changed.wait_for(lock, LONGEST_WAIT, [] { return g_state.occupied == nullptr; });
+}
+
+/// A forked child has no pool's thread.
+void Renew() {
+    new (&g_state) State;
+    t_stay = nullptr;
+}
+
+} // namespace
+
+void ReactorStay::Prepare() {
+    static std::once_flag once;
+    std::call_once(once, [] {
+        pthread_atfork(nullptr, nullptr, &Renew);
+        static_cast<void>(std::atexit(&HaveItLeave)); // ACE's clean-up was registered when ACE was loaded
+    });
+    const std::lock_guard<std::mutex> lock(g_state.mutex);
+    g_state.letGo = false;
+}
+
+void ReactorStay::LetGo() {
+    const std::lock_guard<std::mutex> lock(g_state.mutex);
+    g_state.letGo = true;
+    g_state.changed.notify_all();
+}
+
+ReactorStay::ReactorStay(ACE_Reactor& reactor) : m_reactor(reactor) {
+    t_stay = this;
+    Enter();
+}
+
+ReactorStay::~ReactorStay() {
+    Leave();
+    t_stay = nullptr;
+    std::unique_lock<std::mutex> lock(g_state.mutex);
+    g_state.Keep(lock);
+}
+
+void ReactorStay::Enter() {
+    std::unique_lock<std::mutex> lock(g_state.mutex);
+    g_state.Keep(lock);
+    g_state.occupied = &m_reactor;
+}
+
+void ReactorStay::Leave() {
+    const std::lock_guard<std::mutex> lock(g_state.mutex);
+    g_state.occupied = nullptr;
+    g_state.changed.notify_all();
+}
+
+ReactorStay::Pause::Pause() {
+    if (t_stay != nullptr) {
+        t_stay->Leave();
+    }
+}
+
+ReactorStay::Pause::~Pause() {
+    if (t_stay != nullptr) {
+        t_stay->Enter();
+    }
+}

@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file
+/// Keeps the pool's thread out of ACE once the process exits.
+#pragma once
+
+class ACE_Reactor;
+
+/// The time that the pool's thread spends in its reactor.
+///
+/// exit() runs ACE's clean-up, after which a thread that still waits in a reactor crashes when its wait
+/// ends. So exit() has the thread leave first, and a thread that comes back from a sweep later does not go
+/// in again. It stays where it is, without a word, until the process is gone, or until Finalize() lets it
+/// go, which then ends it.
+///
+/// There is one at a time: pools are made one after the other.
+class ReactorStay {
+public:
+    /// Before the thread of a new pool is started.
+    static void Prepare();
+    /// Lets a thread go that exit() keeps out of its reactor: the pool ends.
+    static void LetGo();
+
+    /// On the pool's own thread.
+    explicit ReactorStay(ACE_Reactor& reactor);
+    ~ReactorStay();
+    ReactorStay(const ReactorStay&) = delete;
+    ReactorStay& operator=(const ReactorStay&) = delete;
+
+    /// While it lives, the pool's thread is out of its reactor, though called by it: a sweep may wait for
+    /// the pool's lock, and so exit() does not wait for a sweep here. Does nothing on other threads.
+    class Pause {
+    public:
+        Pause();
+        ~Pause();
+        Pause(const Pause&) = delete;
+        Pause& operator=(const Pause&) = delete;
+    };
+
+private:
+    void Enter();
+    void Leave();
+
+    ACE_Reactor& m_reactor;
+};

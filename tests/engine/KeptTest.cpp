@@ -1,0 +1,251 @@
+// SPDX-License-Identifier: Apache-2.0
+// Kept connections: nothing of another, nothing twice.
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <httpclient/testing/LoopbackServer.h>
+
+#include "setting/EngineTest.h"
+#include "setting/ScriptedServer.h"
+
+namespace {
+
+const std::string ANSWER = "HTTP/1.1 200 OK\r\nContent-Length: 6\r\n\r\nanswer";
+const std::string END_OF_HEAD = "\r\n\r\n";
+
+class Kept : public EngineTest {
+protected:
+    Client ClientOf(const ScriptedServer& server) {
+        return EngineTest::ClientOf(OptionsFor(server.origin()));
+    }
+};
+
+/// The first connection answers once, and does something else with the second request; further ones answer all.
+ScriptedServer::Script OnSecondRequest(std::function<void(Peer&)> otherwise) {
+    return [otherwise = std::move(otherwise)](Peer& peer) {
+        for (int request = 1; peer.Expect(END_OF_HEAD); ++request) {
+            if (peer.number() == 1 && request == 2) {
+                otherwise(peer);
+                return;
+            }
+            peer.Send(ANSWER);
+        }
+    };
+}
+
+} // namespace
+
+TEST_F(Kept, DeadConnectionIsReplacedOnceWithoutAWordForAGet) {
+    for (const bool reset : {false, true}) {
+        ScriptedServer server(OnSecondRequest([reset](Peer& peer) {
+            if (reset) {
+                peer.Reset();
+            }
+        }));
+        const Client client = ClientOf(server);
+        ASSERT_EQ(Told(client.Send(Get())), "200 answer");
+        EXPECT_EQ(ToldFully(client.Send(Get())), "200 answer, attempts 1");
+        EXPECT_EQ(server.accepted(), 2U);
+    }
+}
+
+TEST_F(Kept, DeadConnectionIsReplacedNoSecondTime) {
+    ScriptedServer server([](Peer& peer) {
+        if (peer.number() == 1 && peer.Expect(END_OF_HEAD)) {
+            peer.Send(ANSWER);
+        }
+        peer.Expect(END_OF_HEAD);
+    });
+    const Client client = ClientOf(server);
+    ASSERT_EQ(Told(client.Send(Get())), "200 answer");
+    EXPECT_EQ(ToldFully(client.Send(Get())), "ConnectionLost in Head, sent, retryable, attempts 1");
+    EXPECT_EQ(server.accepted(), 2U);
+}
+
+TEST_F(Kept, FreshConnectionThatDiesIsNotReplaced) {
+    ScriptedServer server([](Peer& peer) { peer.Expect(END_OF_HEAD); });
+    EXPECT_EQ(ToldFully(ClientOf(server).Send(Get())), "ConnectionLost in Head, sent, retryable, attempts 1");
+    EXPECT_EQ(server.accepted(), 1U);
+}
+
+TEST_F(Kept, PostThatWasWrittenIsSentOnceAndItsFailureSaysSo) {
+    for (const bool reset : {false, true}) {
+        ScriptedServer server(OnSecondRequest([reset](Peer& peer) {
+            if (reset) {
+                peer.Reset();
+            }
+        }));
+        const Client client = ClientOf(server);
+        ASSERT_EQ(Told(client.Send(Get())), "200 answer");
+        EXPECT_EQ(ToldFully(client.Send(Post())), "ConnectionLost in Head, sent, attempts 1");
+        EXPECT_EQ(server.accepted(), 1U);
+        EXPECT_EQ(Told(client.Send(Post())), "200 answer");
+    }
+}
+
+TEST_F(Kept, PostThatTheHostCallsIdempotentIsSentAgain) {
+    ScriptedServer server(OnSecondRequest([](Peer&) {}));
+    const Client client = ClientOf(server);
+    ASSERT_EQ(Told(client.Send(Get())), "200 answer");
+    EXPECT_EQ(ToldFully(client.Send(Post().idempotent(true))), "200 answer, attempts 1");
+    EXPECT_EQ(server.accepted(), 2U);
+}
+
+TEST_F(Kept, GetThatTheHostCallsNotIdempotentIsNotSentAgain) {
+    ScriptedServer server(OnSecondRequest([](Peer&) {}));
+    const Client client = ClientOf(server);
+    ASSERT_EQ(Told(client.Send(Get())), "200 answer");
+    EXPECT_EQ(ToldFully(client.Send(Get().idempotent(false))), "ConnectionLost in Head, sent, attempts 1");
+    EXPECT_EQ(server.accepted(), 1U);
+}
+
+TEST_F(Kept, DeadConnectionIsNotReplacedOnceASourceWasOpened) {
+    ScriptedServer server(OnSecondRequest([](Peer&) {}));
+    const Client client = ClientOf(server);
+    ASSERT_EQ(Told(client.Send(Get())), "200 answer");
+    int opened = 0;
+    const Request request = Request(Method::Put, "/")
+                                .bodySource(
+                                    [&]() -> BodySource {
+                                        ++opened;
+                                        return [](char*, std::size_t) { return 0; };
+                                    },
+                                    0);
+    EXPECT_EQ(ToldFully(client.Send(request)), "ConnectionLost in Head, sent, retryable, attempts 1");
+    EXPECT_EQ(opened, 1);
+    EXPECT_EQ(server.accepted(), 1U);
+}
+
+TEST_F(Kept, DeadConnectionIsNotReplacedOnceAByteOfTheAnswerCame) {
+    ScriptedServer server(OnSecondRequest([](Peer& peer) { peer.Send("H"); }));
+    const Client client = ClientOf(server);
+    ASSERT_EQ(Told(client.Send(Get())), "200 answer");
+    EXPECT_EQ(ToldFully(client.Send(Get())), "ConnectionLost in Head, sent, retryable, attempts 1");
+    EXPECT_EQ(server.accepted(), 1U);
+}
+
+TEST_F(Kept, ConnectionThatTheServerEndedIsNotUsedEvenForAPost) {
+    for (const bool reset : {false, true}) {
+        ScriptedServer server([reset](Peer& peer) {
+            if (peer.Expect(END_OF_HEAD)) {
+                peer.Send(ANSWER);
+            }
+            if (reset) {
+                peer.Reset();
+            }
+        });
+        const Client client = ClientOf(server);
+        for (int call = 1; call <= 3; ++call) {
+            EXPECT_EQ(ToldFully(client.Send(Post())), "200 answer, attempts 1");
+            ASSERT_TRUE(server.WaitForEnds(static_cast<std::size_t>(call)));
+        }
+        EXPECT_EQ(server.accepted(), 3U);
+    }
+}
+
+TEST_F(Kept, ConnectionOnWhichSomethingArrivedIsNotUsed) {
+    Moment first;
+    Moment sent;
+    ScriptedServer server([&](Peer& peer) {
+        while (peer.Expect(END_OF_HEAD)) {
+            peer.Send(ANSWER);
+            if (peer.number() == 1) {
+                first.Wait();
+                peer.Send("HTTP/1.1 408 Request Timeout\r\nContent-Length: 0\r\n\r\n");
+                sent.Come();
+            }
+        }
+    });
+    const Client client = ClientOf(server);
+    ASSERT_EQ(Told(client.Send(Get())), "200 answer");
+    first.Come();
+    ASSERT_TRUE(sent.Wait());
+    EXPECT_EQ(ToldFully(client.Send(Post())), "200 answer, attempts 1") << "not the 408";
+    EXPECT_EQ(server.accepted(), 2U);
+}
+
+TEST_F(Kept, ConnectionsThatAreAllDeadCostOneDialAlone) {
+    constexpr unsigned int MANY = 5;
+    std::atomic<unsigned int> arrived{0};
+    Moment all;
+    ScriptedServer server([&](Peer& peer) {
+        while (peer.Expect(END_OF_HEAD)) {
+            if (peer.number() <= MANY) {
+                if (++arrived == MANY) {
+                    all.Come();
+                }
+                all.Wait();
+                peer.Send(ANSWER);
+                return;
+            }
+            peer.Send(ANSWER);
+        }
+    });
+    const Client client = ClientOf(server);
+    std::vector<std::thread> threads;
+    for (unsigned int i = 0; i < MANY; ++i) {
+        threads.emplace_back([&] { EXPECT_EQ(Told(client.Send(Get())), "200 answer"); });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    ASSERT_TRUE(server.WaitForEnds(MANY));
+    EXPECT_EQ(ToldFully(client.Send(Post())), "200 answer, attempts 1");
+    EXPECT_EQ(server.accepted(), MANY + 1);
+}
+
+TEST_F(Kept, IdleConnectionIsClosedByTheKeeper) {
+    kit::LoopbackServer server(Always());
+    Engine engine(EngineOptions().idleTimeout(20ms));
+    const Client client(OptionsFor(server), engine);
+    ASSERT_EQ(Told(client.Send(Get())), "200 answer");
+    EXPECT_TRUE(server.WaitForOpenConnections(0));
+    EXPECT_EQ(ToldFully(client.Send(Get())), "200 answer, attempts 1");
+}
+
+TEST_F(Kept, OldConnectionIsClosedByTheKeeper) {
+    kit::LoopbackServer server(Always());
+    Engine engine(EngineOptions().maxAge(30ms));
+    const Client client(OptionsFor(server), engine);
+    ASSERT_EQ(Told(client.Send(Get())), "200 answer");
+    EXPECT_TRUE(server.WaitForOpenConnections(0));
+}
+
+TEST_F(Kept, ConnectionsAreKeptUnderTheLongestTimesThatCanBeSaid) {
+    const auto longest = std::chrono::milliseconds::max();
+    kit::LoopbackServer server(Always());
+    Engine engine(EngineOptions().idleTimeout(longest).maxAge(longest).nameLifetime(longest));
+    const Client client(
+        OptionsFor(server).timeout(longest).connectTimeout(longest).attemptTimeout(longest).retry(
+            RetryPolicy().attempts(3).pauses(longest, longest)),
+        engine);
+    EXPECT_EQ(ToldFully(client.Send(Get().timeout(longest))), "200 answer, attempts 1");
+    EXPECT_EQ(ToldFully(client.Send(Get())), "200 answer, attempts 1, reused");
+    EXPECT_TRUE(engine.Shutdown(longest));
+}
+
+TEST_F(Kept, IdleConnectionsAreClosedWhenTheHostSays) {
+    kit::LoopbackServer server(Always());
+    m_engine.CloseIdleConnections(); // of an engine that was never used
+    const Client client = EngineTest::ClientOf(server);
+    ASSERT_EQ(Told(client.Send(Get())), "200 answer");
+    m_engine.CloseIdleConnections();
+    EXPECT_TRUE(server.WaitForOpenConnections(0));
+    EXPECT_EQ(ToldFully(client.Send(Get())), "200 answer, attempts 1");
+}
+
+TEST_F(Kept, ConnectionsAreSharedUnderAnEqualKeyAlone) {
+    kit::LoopbackServer server(Always());
+    const auto send = [&](const ClientOptions& options) {
+        return ToldFully(EngineTest::ClientOf(options).Send(Get()));
+    };
+    EXPECT_EQ(send(OptionsFor(server)), "200 answer, attempts 1");
+    EXPECT_EQ(send(OptionsFor(server).maxBody(1000)), "200 answer, attempts 1, reused");
+    const std::string place = "127.0.0.1:" + std::to_string(server.port());
+    EXPECT_EQ(send(OptionsFor(server).connectTo(place)), "200 answer, attempts 1");
+    EXPECT_EQ(send(OptionsFor("http://other.example").connectTo(place)), "200 answer, attempts 1");
+    EXPECT_EQ(send(OptionsFor("HTTP://OTHER.example:80/").connectTo(place)),
+              "200 answer, attempts 1, reused");
+    EXPECT_EQ(server.connectionsAccepted(), 3U);
+}

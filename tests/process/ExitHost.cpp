@@ -1,0 +1,119 @@
+// SPDX-License-Identifier: Apache-2.0
+// A host that ends in an awkward moment: ExitHost plain|tls|finalize|resolver
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include <netdb.h>
+#include <pthread.h>
+#include <unistd.h>
+
+#include <ace/Object_Manager.h>
+
+#include <httpclient/HttpClient.h>
+#include <httpclient/HttpConnectionMgr.h>
+#include <httpclient/HttpRequest.h>
+
+#include "hosts/Faults.h"
+#include "interpose/Next.h"
+
+using httpclient::testing::Next;
+
+namespace {
+
+constexpr unsigned int LONGEST_LIFE = 30; // seconds
+constexpr char SLOW_NAME[] = "slow.test";
+
+std::atomic<bool> g_joining{false};
+
+void Pause(std::chrono::milliseconds time) {
+    std::this_thread::sleep_for(time);
+}
+
+/// Interrupts what every other thread waits in, as a tracer does, and SIGSTOP with SIGCONT.
+void InterruptTheOthers() {
+    struct sigaction action {};
+    action.sa_handler = [](int) {};
+    sigaction(SIGTRAP, &action, nullptr); // a fault: threads of the library do not block it
+    for (int i = 0; i < 10; ++i) {
+        for (const auto& entry : std::filesystem::directory_iterator("/proc/self/task")) {
+            const int thread = std::stoi(entry.path().filename().string());
+            if (thread != gettid()) {
+                tgkill(getpid(), thread, SIGTRAP);
+            }
+        }
+        Pause(std::chrono::milliseconds(5)); // in which a thread may fault
+    }
+}
+
+void UseThePool(bool tls) {
+    CHttpConnectionMgr* const pool = CHttpConnectionMgr::Instance();
+    pool->ReleaseConn(pool->GetConn("127.0.0.1", 80, tls));
+}
+
+/// Comes back when a worker waits for a name service that never answers.
+void WaitForASlowName() {
+    CHttpClient client;
+    client.setDomain(SLOW_NAME);
+    client.setConnectTimeout(1);
+    CHttpRequest request;
+    request.setVerb(HTTPOPERATION_GET);
+    request.addRequestHeadEntry("A", "1"); // without any there is a message
+    client.asynSendRequest(
+        request, [](const CHttpResponse&) {}, false);
+    while (!g_joining) {
+        Pause(std::chrono::milliseconds(1));
+    }
+}
+
+} // namespace
+
+// These stand before ACE's and the C library's own.
+
+int ACE_Object_Manager::fini() {
+    static auto* const next = Next<int(ACE_Object_Manager*)>("_ZN18ACE_Object_Manager4finiEv");
+    const int result = next(this);
+    InterruptTheOthers();
+    return result;
+}
+
+extern "C" int getaddrinfo(const char* node, const char* service, const addrinfo* hints, addrinfo** result) {
+    static auto* const next = Next<int(const char*, const char*, const addrinfo*, addrinfo**)>("getaddrinfo");
+    while (std::string(node) == SLOW_NAME) {
+        pause();
+    }
+    return next(node, service, hints, result);
+}
+
+extern "C" int pthread_join(pthread_t thread, void** result) {
+    static auto* const next = Next<int(pthread_t, void**)>("pthread_join");
+    g_joining = true;
+    return next(thread, result);
+}
+
+int main(int argc, char** argv) {
+    const std::string moment = argc == 2 ? argv[1] : "";
+    EndOnFaults();
+    alarm(LONGEST_LIFE);
+    if (moment == "plain" || moment == "tls") {
+        UseThePool(moment == "tls");
+    } else if (moment == "finalize") {
+        // Handlers run in reverse order: this one after the library's own.
+        std::atexit([] {
+            CHttpConnectionMgr::Finalize();
+            UseThePool(false);
+            CHttpConnectionMgr::Finalize();
+        });
+        UseThePool(true);
+    } else if (moment == "resolver") {
+        WaitForASlowName();
+    } else {
+        return 2;
+    }
+    return 0;
+}
