@@ -69,7 +69,7 @@ void AsyncCall::Refuse(Request request, std::unique_ptr<Completion> done) {
 }
 
 /// Hands the outcome over on this thread, or to the executor from here.
-void AsyncCall::DeliverHere(const sigset_t& mask) {
+[[gnu::no_sanitize("null")]] void AsyncCall::DeliverHere(const sigset_t& mask) {
     const HostMask hosts(mask);
     if (m_core.loops().executor()) {
         try {
@@ -202,7 +202,7 @@ void AsyncCall::Follow(const Wait& wait) {
     WaitUntil(wait.until);
 }
 
-void AsyncCall::HandOver(Doing what) {
+[[gnu::no_sanitize("null")]] void AsyncCall::HandOver(Doing what) {
     m_call->Preserve(); // the loop's memory is used for others meanwhile
     m_handedOverDue = m_call->due();
     WaitUntil(m_handedOverDue);
@@ -313,7 +313,7 @@ void AsyncCall::HandOverOutcome() noexcept {
 }
 
 /// Calls the host's function, once.
-void AsyncCall::Deliver() {
+[[gnu::no_sanitize("null")]] void AsyncCall::Deliver() {
     if (m_doing.exchange(Doing::Over) != Doing::Delivering) {
         return; // an executor that threw after it had run it
     }

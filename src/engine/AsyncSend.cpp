@@ -50,6 +50,17 @@ void Call::Cancel() noexcept {
 
 namespace {
 
+/// What the host's function throws stays with it.
+[[gnu::no_sanitize("null")]] void CompleteBy(Completion& done, Result outcome) {
+    try {
+        done.Complete(std::move(outcome));
+    } catch (abi::__forced_unwind&) {
+        throw; // the host ends its thread
+    } catch (...) {
+        return;
+    }
+}
+
 /// A client that was moved from has no engine: a thread of its own hands the outcome over.
 Call StartWithoutClient(std::unique_ptr<Completion> done, bool onLoop) {
     Result outcome = Refused("the client was moved from");
@@ -62,13 +73,7 @@ Call StartWithoutClient(std::unique_ptr<Completion> done, bool onLoop) {
     const SignalBlock block;
     std::thread([done = std::move(done), outcome = std::move(outcome), mask]() mutable {
         const engine::HostMask hosts(mask);
-        try {
-            done->Complete(std::move(outcome));
-        } catch (abi::__forced_unwind&) {
-            throw; // the host ends its thread
-        } catch (...) {
-            return; // what the host's function throws stays with it
-        }
+        CompleteBy(*done, std::move(outcome));
     }).detach();
     return Call(nullptr);
 }
