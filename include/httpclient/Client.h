@@ -188,6 +188,7 @@ public:
 /// A function of the host's, of whatever type, as such.
 template <class Done> class CompletionBy final : public Completion {
 public:
+    // Objects of this class are neither copied nor moved. NOLINTNEXTLINE(bugprone-forwarding-reference-overload)
     template <class From> explicit CompletionBy(From&& done) : m_done(std::forward<From>(done)) {}
     void Complete(Result result) override { m_done(std::move(result)); }
 
@@ -266,6 +267,7 @@ public:
     ///        client and shut the engine down; what it throws is swallowed. It may be movable only.
     /// @return a handle, to cancel the call with.
     /// @throw std::bad_alloc, std::system_error: the call was not accepted, and @p done is not called.
+    // NOLINTNEXTLINE(performance-unnecessary-value-param): it is moved on
     template <class Done> Call Start(Request request, Done&& done) const {
         return StartWith(std::move(request),
                          std::make_unique<CompletionBy<std::decay_t<Done>>>(std::forward<Done>(done)), false);

@@ -136,7 +136,7 @@ void AsyncCall::WaitUntil(net::Time until) noexcept {
     m_loop->File(*this, until);
 }
 
-void AsyncCall::Advance(Scratch scratch) noexcept {
+void AsyncCall::Advance(Scratch scratch) {
     const Doing doing = m_doing.load();
     if (doing == Doing::Delivering || doing == Doing::Over || (doing != Doing::Stepping && !TakeBack())) {
         return;
@@ -151,8 +151,7 @@ void AsyncCall::Advance(Scratch scratch) noexcept {
     } catch (...) {
         m_call->End(FailureKind::Internal, now); // memory is exhausted
         Disarm();
-        // What could still be thrown ends the loop's own thread, by an executor that runs inline: nothing could go on.
-        Finish(); // cppcheck-suppress throwInNoexceptFunction
+        Finish();
     }
 }
 
@@ -279,22 +278,22 @@ Result AsyncCall::Outcome() noexcept {
 }
 
 /// The outcome is there: all that is the engine's is given back before the host learns of it.
-void AsyncCall::Finish() noexcept {
+void AsyncCall::Finish() {
     Loop& loop = *m_loop;
     loop.Unfile(*this);
     m_result.emplace(Outcome());
     m_call.reset();
     m_doing.store(Doing::Delivering);
-    HandOverOutcome(); // cppcheck-suppress throwInNoexceptFunction
-    loop.Leave();      // kept until here by the call, and it by the turn
+    HandOverOutcome();
+    loop.Leave(); // kept until here by the call, and it by the turn
 }
 
-void AsyncCall::HandOverOutcome() noexcept {
+void AsyncCall::HandOverOutcome() {
     const std::shared_ptr<AsyncCall> self = shared_from_this();
     Loops& loops = m_core.loops();
     if (m_where == DeliverOn::Loop) {
         m_visit.reset();
-        return Deliver(); // cppcheck-suppress throwInNoexceptFunction
+        return Deliver();
     }
     if (!loops.executor() && loops.JobsFor(false).Add(self)) {
         m_visit.reset(); // last: callback threads end when no call is under way and nothing is queued

@@ -64,7 +64,7 @@ public:
     void Wake() noexcept override;
 
     /// Steps the call as far as it goes for now. The loop's thread. @param scratch the loop's.
-    void Advance(Scratch scratch) noexcept;
+    void Advance(Scratch scratch);
     /// @return when it has to be advanced though nothing happens.
     net::Time due() const noexcept { return m_due; }
 
@@ -85,9 +85,9 @@ private:
     void HandToExecutor(const std::function<void()>& run);
     void RunPieceHere(Doing what);
     bool TakeBack() noexcept;
-    void Finish() noexcept;
+    void Finish();
     Result Outcome() noexcept;
-    void HandOverOutcome() noexcept;
+    void HandOverOutcome();
     void Deliver();
     void DeliverHere(const sigset_t& mask);
 

@@ -12,9 +12,11 @@
 
 namespace httpclient {
 
+// Options are taken by value, as the interface has it. NOLINTBEGIN(performance-unnecessary-value-param)
 Client::Client(ClientOptions options) : m_body(std::make_shared<Body>(options, Engine::Body::Shared())) {}
 Client::Client(ClientOptions options, Engine& engine)
     : m_body(std::make_shared<Body>(options, engine.m_body)) {}
+// NOLINTEND(performance-unnecessary-value-param)
 Client::Client(const Client& other) = default;
 Client::Client(Client&& other) noexcept = default;
 Client& Client::operator=(const Client& other) = default;

@@ -82,7 +82,7 @@ bool Loop::isThisThread() const noexcept {
     return t_loop == this;
 }
 
-void Loop::Run() noexcept {
+void Loop::Run() {
     t_loop = this;
     while (!HasEnded()) {
         Turn(net::Time::max());
@@ -230,7 +230,7 @@ void Loop::ReadyThoseDue(net::Time now) noexcept {
     }
 }
 
-void Loop::Turn(net::Time until) noexcept {
+void Loop::Turn(net::Time until) {
     WaitForNews(until);
     ReadyThoseDue(net::Clock::now());
     std::size_t count = 0;

@@ -43,7 +43,7 @@ public:
     void Detach() noexcept;
     bool isThisThread() const noexcept;
     /// One turn: waits for news, until a time at the latest, and advances what has any. For the loop's thread.
-    void Turn(net::Time until) noexcept;
+    void Turn(net::Time until);
     /// Has the loop look at all its calls: the engine ends.
     void Interrupt() noexcept;
 
@@ -78,7 +78,7 @@ private:
                                       &AsyncCall::m_ofDeadlines>,
         boost::intrusive::compare<Earlier>>;
 
-    void Run() noexcept;
+    void Run();
     bool HasEnded() noexcept;
     void Release() noexcept;
     void WakeUp() noexcept;

@@ -12,11 +12,11 @@ namespace httpclient::http1 {
 
 /// Classes of bytes, to be combined.
 enum ByteClass : std::uint8_t {
-    TOKEN_BYTE = 1,      ///< RFC 9110, 5.6.2: names
-    VALUE_BYTE = 2,      ///< RFC 9110, 5.5: visible, blank, HTAB, and 80 to FF
-    TARGET_BYTE = 4,     ///< visible ASCII but "#"
-    UNRESERVED_BYTE = 8, ///< RFC 3986, 2.3
-    QUOTED_BYTE = 16     ///< RFC 9110, 5.6.4: inside a quoted string, without its quote and its backslash
+    TokenByte = 1,      ///< RFC 9110, 5.6.2: names
+    ValueByte = 2,      ///< RFC 9110, 5.5: visible, blank, HTAB, and 80 to FF
+    TargetByte = 4,     ///< visible ASCII but "#"
+    UnreservedByte = 8, ///< RFC 3986, 2.3
+    QuotedByte = 16     ///< RFC 9110, 5.6.4: inside a quoted string, without its quote and its backslash
 };
 
 constexpr bool IsDigit(char byte) noexcept {
@@ -41,19 +41,19 @@ constexpr std::uint8_t ClassesOf(int code) noexcept {
     unsigned classes = 0;
     if (alphanumeric ||
         (visible && std::string_view("!#$%&'*+-.^_`|~").find(byte) != std::string_view::npos)) {
-        classes |= TOKEN_BYTE;
+        classes |= TokenByte;
     }
     if (visible || IsBlank(byte) || code >= 0x80) {
-        classes |= VALUE_BYTE;
+        classes |= ValueByte;
         if (byte != '"' && byte != '\\') {
-            classes |= QUOTED_BYTE;
+            classes |= QuotedByte;
         }
     }
     if (visible && byte != '#') {
-        classes |= TARGET_BYTE;
+        classes |= TargetByte;
     }
     if (alphanumeric || (visible && std::string_view("-._~").find(byte) != std::string_view::npos)) {
-        classes |= UNRESERVED_BYTE;
+        classes |= UnreservedByte;
     }
     return static_cast<std::uint8_t>(classes);
 }

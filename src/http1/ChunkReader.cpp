@@ -93,7 +93,7 @@ GrammarError ChunkReader::StepExtensionName(char byte) noexcept {
     if (m_state == State::ExtensionMark) {
         return Expect(byte, ';', State::ExtensionStart, GrammarError::BadChunk);
     }
-    if (m_state != State::ExtensionEquals && Is(byte, TOKEN_BYTE)) {
+    if (m_state != State::ExtensionEquals && Is(byte, TokenByte)) {
         m_state = State::ExtensionName;
         return {};
     }
@@ -120,15 +120,15 @@ GrammarError ChunkReader::StepExtensionValue(char byte) noexcept {
             m_state = State::ValueQuoted;
             return {};
         }
-        if (!Is(byte, TOKEN_BYTE)) {
+        if (!Is(byte, TokenByte)) {
             return Misplaced(byte, GrammarError::BadChunk);
         }
         m_state = State::ValueToken;
         return {};
     case State::ValueToken:
-        return Is(byte, TOKEN_BYTE) ? GrammarError{} : EndExtension(byte);
+        return Is(byte, TokenByte) ? GrammarError{} : EndExtension(byte);
     case State::ValueQuoted:
-        if (Is(byte, QUOTED_BYTE)) {
+        if (Is(byte, QuotedByte)) {
             return {};
         }
         if (byte == '\\') {
@@ -138,7 +138,7 @@ GrammarError ChunkReader::StepExtensionValue(char byte) noexcept {
         return Expect(byte, '"', State::ValueEnd, GrammarError::BadChunk);
     case State::ValueEscaped:
         m_state = State::ValueQuoted;
-        return Is(byte, VALUE_BYTE) ? GrammarError{} : Misplaced(byte, GrammarError::BadChunk);
+        return Is(byte, ValueByte) ? GrammarError{} : Misplaced(byte, GrammarError::BadChunk);
     default:
         return EndExtension(byte);
     }
@@ -172,13 +172,13 @@ GrammarError ChunkReader::StepTrailer(char byte) noexcept {
             return {};
         }
         m_state = State::TrailerName;
-        return Is(byte, TOKEN_BYTE) ? GrammarError{} : Misplaced(byte, GrammarError::BadTrailer);
+        return Is(byte, TokenByte) ? GrammarError{} : Misplaced(byte, GrammarError::BadTrailer);
     case State::TrailerName:
-        return Is(byte, TOKEN_BYTE) ? GrammarError{}
-                                    : Expect(byte, ':', State::TrailerValue, GrammarError::BadTrailer);
+        return Is(byte, TokenByte) ? GrammarError{}
+                                   : Expect(byte, ':', State::TrailerValue, GrammarError::BadTrailer);
     case State::TrailerValue:
-        return Is(byte, VALUE_BYTE) ? GrammarError{}
-                                    : Expect(byte, '\r', State::TrailerFeed, GrammarError::BadTrailer);
+        return Is(byte, ValueByte) ? GrammarError{}
+                                   : Expect(byte, '\r', State::TrailerFeed, GrammarError::BadTrailer);
     case State::TrailerFeed:
         return Expect(byte, '\n', State::Trailer, GrammarError::BadLineBreak);
     default:

@@ -9,8 +9,7 @@
 
 namespace httpclient::http1 {
 bool IsFieldValue(std::string_view value) noexcept {
-    return AllAre(value, VALUE_BYTE) &&
-           (value.empty() || (!IsBlank(value.front()) && !IsBlank(value.back())));
+    return AllAre(value, ValueByte) && (value.empty() || (!IsBlank(value.front()) && !IsBlank(value.back())));
 }
 
 namespace {
@@ -77,7 +76,7 @@ GrammarError CheckFields(const std::vector<Field>* fields, Survey& survey) noexc
         return {};
     }
     for (const Field& field : *fields) {
-        if (field.first.empty() || !AllAre(field.first, TOKEN_BYTE)) {
+        if (field.first.empty() || !AllAre(field.first, TokenByte)) {
             return GrammarError::BadFieldName;
         }
         if (!IsFieldValue(field.second)) {
@@ -104,7 +103,7 @@ GrammarError Check(const RequestHead& head, Survey& survey) noexcept {
     if (*NameOf(head.method) == '\0') {
         return GrammarError::BadMethod;
     }
-    if (head.target.empty() || head.target.front() != '/' || !AllAre(head.target, TARGET_BYTE)) {
+    if (head.target.empty() || head.target.front() != '/' || !AllAre(head.target, TargetByte)) {
         return GrammarError::BadTarget;
     }
     if (head.framing.kind != BodyFraming::Kind::None && HasNoBody(head.method)) {
@@ -113,7 +112,7 @@ GrammarError Check(const RequestHead& head, Survey& survey) noexcept {
     survey.userAgent = !head.userAgent.empty();
     survey.acceptCodings = head.acceptCodings;
     survey.contentType = !head.contentType.empty();
-    if (!AllAre(head.host, TARGET_BYTE) || !IsFieldValue(head.userAgent) || !IsFieldValue(head.contentType)) {
+    if (!AllAre(head.host, TargetByte) || !IsFieldValue(head.userAgent) || !IsFieldValue(head.contentType)) {
         return GrammarError::BadFieldValue;
     }
     const GrammarError error = CheckFields(head.fields, survey);
@@ -180,7 +179,7 @@ std::size_t SizeOf(const RequestHead& head, const Survey& survey, std::string_vi
 void Encode(std::string& target, std::string_view text) {
     constexpr std::string_view DIGITS = "0123456789ABCDEF";
     for (const char byte : text) {
-        if (Is(byte, UNRESERVED_BYTE)) {
+        if (Is(byte, UnreservedByte)) {
             target += byte;
         } else {
             const auto code = static_cast<unsigned char>(byte);

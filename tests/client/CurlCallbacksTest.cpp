@@ -171,7 +171,7 @@ TEST_F(DebugCallback, LeavesOutWhatMayStandBeforeAnAtSignThatIsCutOff) {
     };
     const std::string whole = ofLength(uses + "http://proxy.", 253);
     EXPECT_EQ(logged(whole), Messages{"[2] == Info: " + whole});
-    for (const std::size_t length : {254, 255, 256, 2047, 2048}) {
+    for (const std::size_t length : {254U, 255U, 256U, 2047U, 2048U}) {
         EXPECT_EQ(logged(ofLength(uses + "http://user:secret", length)),
                   Messages{"[2] == Info: " + uses + "http://...\n"});
         EXPECT_EQ(logged(ofLength(uses + "user:a@secret", length)),

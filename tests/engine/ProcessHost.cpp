@@ -87,9 +87,10 @@ int Run(const std::string& what, const std::string& origin) {
         const std::string first = Told(client.Send({Method::Get, "/"}));
         Client other(ClientOptions(origin), Engine::Shared());
         const Result second = other.Send({Method::Get, "/"});
-        std::printf("%s; %s%s; %d\n", first.c_str(), Told(second).c_str(),
-                    second && second->reusedConnection() ? ", reused" : "",
-                    static_cast<int>(&Engine::Shared() == &Engine::Shared()));
+        std::printf(
+            "%s; %s%s; %d\n", first.c_str(), Told(second).c_str(),
+            second && second->reusedConnection() ? ", reused" : "",
+            static_cast<int>(&Engine::Shared() == &Engine::Shared())); // NOLINT(misc-redundant-expression)
     } else if (what == "end-of-main") {
         std::printf("%s\n", Told(StaticClient(origin).Send({Method::Get, "/"})).c_str());
     } else if (what == "return-amid-a-call") {

@@ -61,7 +61,7 @@ TEST_F(TokenThreads, RunAnExchangeEachForOneServiceAndTheLaterTokenStays) {
     std::future<std::string> both[] = {TokenElsewhere("/orders"), TokenElsewhere("/orders/1")};
     while (both[0].wait_for(std::chrono::milliseconds(1)) != std::future_status::ready &&
            both[1].wait_for(std::chrono::milliseconds(1)) != std::future_status::ready) {
-        continue;
+        // whichever comes first
     }
     EXPECT_EQ(Kept("orders"), "first");
     firstIsKept.set_value();
@@ -112,7 +112,7 @@ TEST_F(TokenThreads, WaitForTheLockToKeepATokenAndNotBefore) {
 
 TEST_F(TokenThreads, AreNotHeldUpByAnothersFailedExchange) {
     std::promise<void> answer;
-    m_service.AnswerWith([this, &answer](const RecordedRequest& request) {
+    m_service.AnswerWith([&answer](const RecordedRequest& request) {
         if (request.body.find("stock") != std::string::npos) {
             return TokenReply("stock");
         }

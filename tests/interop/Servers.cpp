@@ -92,8 +92,8 @@ std::vector<ServerKind> MakeKinds() {
 } // namespace
 
 const std::vector<ServerKind>& ServerKinds() {
-    static const std::vector<ServerKind> KINDS = MakeKinds();
-    return KINDS;
+    static const std::vector<ServerKind> kinds = MakeKinds();
+    return kinds;
 }
 
 const ServerKind& KindOf(const std::string& name) {

@@ -33,8 +33,8 @@ std::string Lines(std::size_t size) {
 } // namespace
 
 const Content& TheContent() {
-    static const Content CONTENT{Lines(SMALL), Bytes(LONG), Lines(TEXT), Lines(CHUNKED)};
-    return CONTENT;
+    static const Content content{Lines(SMALL), Bytes(LONG), Lines(TEXT), Lines(CHUNKED)};
+    return content;
 }
 
 Site::Site() : m_client(m_ca.IssueClient()) {

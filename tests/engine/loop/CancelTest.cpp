@@ -77,7 +77,6 @@ TEST_F(CancelTest, OverTlsWithMaterialThatIsReadMeanwhile) {
 
 TEST_F(CancelTest, WithASourceASinkAndAHeadFunction) {
     kit::LoopbackServer server(&AnswerInSteps);
-    std::atomic<int> open{0};
     Request request(Method::Post, "/");
     request.bodySource(
         [&]() -> BodySource {
