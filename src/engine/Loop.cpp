@@ -8,6 +8,7 @@
 
 #include <sys/eventfd.h>
 
+#include "support/Cancellation.h"
 #include "support/SignalBlock.h"
 
 namespace httpclient::engine {
@@ -145,6 +146,8 @@ void Loop::Interrupt() noexcept {
 /// Under the lock, for the thread may end meanwhile.
 void Loop::WakeUp() noexcept {
     if (m_wake) {
+        const CancellationBlock
+            block; // writing is a cancellation point, and nothing that wakes may be unwound
         static_cast<void>(eventfd_write(m_wake.get(), 1)); // its counter is read long before it is full
     }
 }

@@ -6,6 +6,7 @@
 #include <exception>
 
 #include "engine/Engines.h"
+#include "support/Cancellation.h"
 
 namespace httpclient::engine {
 
@@ -13,6 +14,7 @@ namespace {
 
 /// Memory that runs out here must not fail what the pool itself was asked for: then the shared engine goes without.
 template <class Tell> void WhereThereIsMemory(const Tell& tell) noexcept {
+    const CancellationBlock block; // calls may be woken, which is a cancellation point
     try {
         tell(*Engine::Body::Shared());
     } catch (const std::exception&) {

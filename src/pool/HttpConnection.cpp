@@ -2,17 +2,28 @@
 #include "pool/HttpConnection.h"
 
 #include <ctime>
+#include <mutex>
 #include <utility>
+
+namespace {
+
+/// Closes a multi handle. libcurl may change the process's disposition of SIGPIPE meanwhile, where no transfer went
+/// over the handle, and restore what it found: one at a time, so that no two restore each other's.
+void Close(CurlMultiPtr& multi) {
+    static std::mutex& oneAtATime = *new std::mutex; // never destroyed: threads may outlive main()
+    const std::lock_guard<std::mutex> lock(oneAtATime);
+    multi.reset();
+}
+
+} // namespace
 
 CHttpConnection::CHttpConnection(std::string address, int port)
     : m_strAddress(std::move(address)), m_nPort(port), m_pCurl(curl_easy_init()),
       m_pCurlM(curl_multi_init()) {}
 
-// libcurl may change the process's disposition of SIGPIPE while it closes handles that have never transferred, and
-// restore what it found. The pool closes connections under its lock, so that no two restore each other's.
 CHttpConnection::~CHttpConnection() {
     m_pCurl.reset(); // before the multi handle, which the members' own order would close first
-    m_pCurlM.reset();
+    Close(m_pCurlM);
 }
 
 CURL* CHttpConnection::GetCurl() const {
@@ -34,7 +45,7 @@ void CHttpConnection::DropHandles() {
     }
 #endif
     m_pCurl.reset(); // takes itself out of the multi handle
-    m_pCurlM.reset();
+    Close(m_pCurlM);
 }
 
 bool CHttpConnection::HasHandles() const {

@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 // The shared engine beside the pool of CHttpClient's connections: a host that tunes and ends the one means both. All
 // of it through what the library exports.
+#include <atomic>
 #include <chrono>
 #include <string>
 #include <thread>
 #include <vector>
+
+#include <pthread.h>
 
 #include <gtest/gtest.h>
 
@@ -105,6 +108,37 @@ TEST(SharedEngine, TakesARaisedLimitOfConnectionsAndNoLowerOne) {
     EXPECT_EQ(ConnectionsOfCallsAtOnce(3), 3U);
     CHttpConnectionMgr::Finalize();
     EXPECT_EQ(ConnectionsOfCallsAtOnce(3), 3U) << "the next life begins with what was raised";
+    CHttpConnectionMgr::Finalize();
+}
+
+/// Runs something on a thread whose cancellation is pending: it is acted upon at the first cancellation point.
+template <class Work> void RunWhileCancelled(const Work& work) {
+    std::thread([&work] {
+        pthread_cancel(pthread_self());
+        work();
+    }).join();
+}
+
+TEST(SharedEngine, WakesItsCallsOnAThreadThatIsCancelled) {
+    Engine::Configure(EngineOptions().maxConnections(1, 100));
+    const LoopbackServer server([](const RecordedRequest&) {
+        return httpclient::testing::Delayed(Respond(200, {}, "answer"), std::chrono::milliseconds(20));
+    });
+    const Client client = ClientOf(server);
+    std::atomic<int> ended{0};
+    std::vector<httpclient::Call> calls;
+    const auto start = [&] {
+        calls.push_back(client.Start(Request(Method::Get, "/"), [&](const Result&) { ++ended; }));
+    };
+    for (int call = 0; call < 3; ++call) {
+        start();
+    }
+    RunWhileCancelled([] { CHttpConnectionMgr::Instance()->SetMaxConnPerAddr(200); });
+    RunWhileCancelled(start);
+    RunWhileCancelled([&] { calls.front().Cancel(); });
+    while (ended < 4) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
     CHttpConnectionMgr::Finalize();
 }
 
