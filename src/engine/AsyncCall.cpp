@@ -13,6 +13,7 @@
 #include "engine/Loop.h"
 #include "engine/Loops.h"
 #include "engine/Outcome.h"
+#include "support/Cancellation.h"
 #include "support/SignalBlock.h"
 
 namespace httpclient::engine {
@@ -144,7 +145,9 @@ void AsyncCall::Advance(Scratch scratch) {
     Disarm();
     const net::Time now = net::Clock::now();
     try {
-        if (m_cancelled.load()) {
+        if (m_exhausted.load()) {
+            m_call->End(FailureKind::Internal, now);
+        } else if (m_cancelled.load()) {
             m_call->End(FailureKind::Cancelled, now);
         }
         Follow(m_call->Step(now, scratch));
@@ -261,10 +264,9 @@ void AsyncCall::RunPiece(Doing what) {
         return; // taken back, or run before
     }
     GiveBack giveBack{*this};
-    if (what == Doing::Host) {
-        m_call->RunHost();
-    } else {
-        m_call->RunWork(net::Clock::now());
+    // What is thrown here is want of memory; what the host's code throws stays with it.
+    if (!Contained([&] { what == Doing::Host ? m_call->RunHost() : m_call->RunWork(net::Clock::now()); })) {
+        m_exhausted.store(true);
     }
     giveBack.whole = true;
 }

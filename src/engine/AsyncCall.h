@@ -101,6 +101,7 @@ private:
     std::optional<engine::Call> m_call;
     std::optional<Result> m_result;
     std::atomic<bool> m_cancelled{false};
+    std::atomic<bool> m_exhausted{false}; ///< memory, while a piece ran on another thread
     std::atomic<Doing> m_doing{Doing::Stepping};
 
     event m_event{};

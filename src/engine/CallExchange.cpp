@@ -101,6 +101,9 @@ bool Call::StepSending(net::Time now, Wait& wait) {
     m_sent = true;
     m_phase = Phase::Head;
     Count(Phase::Head, net::Clock::now());
+    if (m_connection->channel.Buffered()) {
+        return false; // it came with the end of the handshake
+    }
     // The answer cannot be there yet: no read before there is something to read.
     wait = WaitForIo(m_connection->channel.fd(), true, false);
     return true;
@@ -112,6 +115,10 @@ bool Call::StepReceiving(net::Time now, Scratch scratch, Wait& wait) {
         const Receiving::Status status = m_receiving->Step(m_connection->channel, scratch);
         if (m_timed != Phase::Body && m_receiving->begun()) {
             Count(Phase::Body, now);
+        }
+        if (m_draining && m_drained.size() > MOST_DRAINED) {
+            wait = ExchangeFailed({}, now);
+            return true;
         }
         switch (status) {
         case Receiving::Status::Pending:
@@ -155,6 +162,9 @@ bool Call::SeeHead(net::Time now, Wait& wait) {
     m_headSeen = true;
     m_phase = Phase::Body;
     m_draining = PlanRetryOfStatus(now);
+    if (m_draining) {
+        m_attemptDeadline = m_pauseEnd; // it is read to its end during the pause, or not at all
+    }
     if (!m_draining && m_request.seen) {
         wait = Host(HostPiece::Head);
         return true;
@@ -238,6 +248,9 @@ Wait Call::ExchangeFailed(Fault fault, net::Time now) {
     if (m_draining) { // of an answer that would not have been the outcome
         CloseConnection();
         return SendAgain();
+    }
+    if (fault.kind == FailureKind::Tls && m_connection->used) {
+        fault.kind = FailureKind::ConnectionLost; // its handshake was accepted long ago
     }
     if (!m_forked && MayReplace(fault)) {
         m_replaced = true;

@@ -84,6 +84,7 @@ void Engine::Body::SetIdleTimeout(std::chrono::milliseconds most) {
     m_idleTimeout.store(most.count());
     if (Core* core = inUse()) {
         core->pool().SetIdleTimeout(most);
+        core->keeper().NeededAt(net::Clock::now());
     }
 }
 
