@@ -7,11 +7,12 @@
 
 namespace {
 
+std::mutex g_closing; // its destruction does nothing: threads may outlive main()
+
 /// Closes a multi handle. libcurl may change the process's disposition of SIGPIPE meanwhile, where no transfer went
 /// over the handle, and restore what it found: one at a time, so that no two restore each other's.
 void Close(CurlMultiPtr& multi) {
-    static std::mutex& oneAtATime = *new std::mutex; // never destroyed: threads may outlive main()
-    const std::lock_guard<std::mutex> lock(oneAtATime);
+    const std::lock_guard<std::mutex> lock(g_closing);
     multi.reset();
 }
 
