@@ -100,7 +100,6 @@ private:
 
     Wait TimeOut(net::Time now);
     Wait Fail(Fault fault, net::Time now);
-    Wait Succeed(net::Time now);
     bool MayKeepConnection();
     void GiveConnectionBack(net::Time now);
     void CloseConnection();

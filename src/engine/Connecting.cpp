@@ -1,33 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/Connecting.h"
 
-#include <cerrno>
-#include <cstring>
 #include <utility>
 
-#include <netinet/in.h>
-#include <sys/un.h>
+#include "net/Address.h"
 
 namespace httpclient::engine {
 
 namespace {
-
-net::Endpoint UnixEndpoint(const std::string& path) {
-    net::Endpoint endpoint;
-    auto* address = reinterpret_cast<sockaddr_un*>(&endpoint.address);
-    address->sun_family = AF_UNIX;
-    std::memcpy(address->sun_path, path.c_str(), path.size() + 1); // its length was checked with the options
-    endpoint.size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + path.size() + 1);
-    return endpoint;
-}
-
-void SetPort(net::Endpoint& endpoint, std::uint16_t port) {
-    if (endpoint.Family() == AF_INET6) {
-        reinterpret_cast<sockaddr_in6*>(&endpoint.address)->sin6_port = htons(port);
-    } else {
-        reinterpret_cast<sockaddr_in*>(&endpoint.address)->sin_port = htons(port);
-    }
-}
 
 bool DescriptorsUsedUp(std::error_code error) {
     return error == std::errc::too_many_files_open || error == std::errc::too_many_files_open_in_system;
@@ -56,7 +36,8 @@ Connecting::Status Connecting::Step(net::Time now) {
 
 Connecting::Status Connecting::Resolve(net::Time now) {
     if (!m_to->place.path.empty()) {
-        return BeginDial({UnixEndpoint(m_to->place.path)}, now);
+        return BeginDial({net::UnixAddress(m_to->place.path).value()},
+                         now); // it was checked with the options
     }
     const std::shared_ptr<const net::NameAnswer> answer =
         m_core.resolver().Find(m_to->place.host, now, m_waker);
@@ -69,7 +50,7 @@ Connecting::Status Connecting::Resolve(net::Time now) {
     }
     std::vector<net::Endpoint> endpoints = answer->endpoints;
     for (net::Endpoint& endpoint : endpoints) {
-        SetPort(endpoint, m_to->place.port);
+        net::SetPort(endpoint, m_to->place.port);
     }
     return BeginDial(std::move(endpoints), now);
 }
