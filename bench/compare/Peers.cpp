@@ -4,6 +4,7 @@
 std::unique_ptr<Peer> MakeFloor(const Target& target);
 std::unique_ptr<Peer> MakeLibrary(const Target& target);
 std::unique_ptr<Peer> MakeClient(const Target& target);
+std::unique_ptr<Peer> MakeSocket(const Target& target);
 std::unique_ptr<Peer> MakeMinimal(const Target& target);
 std::unique_ptr<Peer> MakeHandlePerRequest(const Target& target);
 std::unique_ptr<Peer> MakeCurlpp(const Target& target);
@@ -18,6 +19,7 @@ const std::vector<PeerKind>& AllPeers() {
         {"floor", &MakeFloor},
         {"libhttpclient", &MakeLibrary},
         {"libhttpclient, Client", &MakeClient},
+        {"bare socket", &MakeSocket},
         {"libcurl, minimal loop", &MakeMinimal},
         {"libcurl, a handle per request", &MakeHandlePerRequest},
 #ifdef WITH_CURLPP
