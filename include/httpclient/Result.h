@@ -40,7 +40,7 @@ enum class Phase {
     Connect,   ///< making the TCP connection
     Handshake, ///< the TLS handshake, reading of TLS material included
     Send,      ///< sending head and body
-    Head,      ///< waiting for the answer's head and reading it
+    Head,      ///< waiting for the answer's head and reading it, one that comes while the body is sent, too
     Body       ///< reading the answer's body
 };
 

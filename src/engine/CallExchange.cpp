@@ -145,6 +145,9 @@ bool Call::StepReceiving(net::Time now, Scratch scratch, Wait& wait) {
             wait = ExchangeEnded(net::Clock::now());
             return true;
         case Receiving::Status::Failed:
+            if (m_phase == Phase::Send && m_receiving->begun()) {
+                m_phase = Phase::Head; // of an answer that came early
+            }
             wait = ExchangeFailed(std::move(WorseFault()), net::Clock::now());
             return true;
         }

@@ -266,7 +266,7 @@ TEST_F(EarlyAnswer, ThatBreaksTheGrammarEndsTheCall) {
         },
         SMALL_BUFFER);
     EXPECT_EQ(ToldFully(ClientOf(server).Send(Post(std::string(BIG, 'x')))),
-              "Protocol in Send, sent, attempts 1");
+              "Protocol in Head, sent, attempts 1");
 }
 
 TEST_F(EarlyAnswer, ThatNeverComesIsALostConnection) {

@@ -177,6 +177,8 @@ Answers WithoutBody() {
             .Leaving(5),
         Answer("205 with a body", "HTTP/1.1 205 Reset\r\nContent-Length: 5" + END + "hello")
             .Gives(205, {{"Content-Length", "5"}}, "hello"),
+        // Bad framing is refused even where no body follows: RFC 9112, 6.3, lets it be an error, and it is what somebody
+        // on the way may have split answers with.
         Answer("an answer to HEAD with two lengths", OK + "Content-Length: 5\r\nContent-Length: 6" + END)
             .To(Method::Head)
             .Fails(E::BadFraming),
