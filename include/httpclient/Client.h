@@ -47,7 +47,7 @@ public:
     /// @param key path of its key.
     TlsOptions& files(std::string authorities, std::string certificate = {}, std::string key = {});
     /// Takes the material from PEM texts. What is wrong with them throws std::invalid_argument where the client
-    /// is made.
+    /// is made, that of a plain origin, too.
     /// @param authorities the trusted authorities; empty: the system's.
     /// @param certificate our certificate, with its chain; empty: none is presented.
     /// @param key its key.
@@ -60,6 +60,7 @@ public:
     TlsOptions& verifyHost(bool on);
     bool verifyHost() const; ///< @return what was set.
     /// Sets the name that is expected in the certificate and sent as SNI. Default: the origin's host.
+    /// @param name a host name or an address; anything else throws std::invalid_argument where the client is made.
     TlsOptions& serverName(std::string name);
     std::string serverName() const; ///< @return what was set.
 

@@ -11,6 +11,8 @@
 #include <arpa/inet.h>
 #include <sys/un.h>
 
+#include "net/Address.h"
+
 namespace httpclient::engine {
 
 namespace {
@@ -144,6 +146,12 @@ Place ParsePlace(const std::string& text, const Origin& origin) {
             "httpclient::ClientOptions: connectTo has to be host and port, or unix:/path");
     }
     return {std::move(parsed->host), *parsed->port, {}};
+}
+
+void CheckServerName(const std::string& name) {
+    if (!name.empty() && !IsName(Lower(name)) && !net::NumericAddress(name)) {
+        throw std::invalid_argument("httpclient::TlsOptions: serverName has to be a host name or an address");
+    }
 }
 
 } // namespace httpclient::engine

@@ -34,4 +34,7 @@ struct Place {
 /// Reads what ClientOptions::connectTo() was given. @param text empty: the origin itself. @throw std::invalid_argument
 Place ParsePlace(const std::string& text, const Origin& origin);
 
+/// Looks at what TlsOptions::serverName() was given. @param name empty: the origin's host. @throw std::invalid_argument
+void CheckServerName(const std::string& name);
+
 } // namespace httpclient::engine

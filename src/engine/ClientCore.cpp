@@ -53,7 +53,12 @@ ClientCore::ClientCore(const ClientOptions::Body& options)
     : m_options((CheckOptions(options), options)), m_origin(ParseOrigin(options.origin)),
       m_place(ParsePlace(options.connectTo, m_origin)), m_text(m_origin.Text()),
       m_key(KeyOf(m_origin, options)), m_budget(options.retry.internals().budget) {
-    if (m_origin.tls && options.tls.internals().settings.from == net::TlsSettings::From::Memory) {
+    // Of plain origins, too: options are right or wrong by themselves.
+    const net::TlsSettings& tls = options.tls.internals().settings;
+    if (!tls.anyName) {
+        CheckServerName(tls.name);
+    }
+    if (tls.from == net::TlsSettings::From::Memory) {
         MakeMaterial()->CheckTexts();
     }
 }
@@ -65,9 +70,6 @@ ClientCore::~ClientCore() {
 }
 
 std::shared_ptr<net::TlsMaterial> ClientCore::MakeMaterial() const {
-    if (!m_origin.tls) {
-        return nullptr;
-    }
     net::TlsSettings settings = m_options.tls.internals().settings;
     if (settings.name.empty()) {
         settings.name = m_origin.host;
@@ -81,8 +83,8 @@ const std::shared_ptr<Destination>& ClientCore::DestinationIn(Core& core) const 
         auto made = std::make_unique<Known>();
         made->core = &core;
         made->before = known;
-        made->destination =
-            core.pool().Share(std::make_shared<Destination>(m_key, m_origin, m_place, MakeMaterial()));
+        made->destination = core.pool().Share(
+            std::make_shared<Destination>(m_key, m_origin, m_place, m_origin.tls ? MakeMaterial() : nullptr));
         if (m_known.compare_exchange_weak(known, made.get(), std::memory_order_acq_rel)) {
             known = made.release();
         }

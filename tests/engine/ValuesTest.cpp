@@ -288,6 +288,19 @@ TEST(BadOptions, AreRefusedWhereTheClientIsMade) {
     EXPECT_EQ(refusal(options()), "taken");
     EXPECT_NE(refusal(ClientOptions("host")), "taken");
     EXPECT_NE(refusal(options().connectTo("host")), "taken");
+    const std::string tooLong(254, 'x');
+    for (const std::string& name :
+         std::vector<std::string>{" ", "a b", "a:443", "[::1]", "*", "*.example.com", "a/b", "a\n",
+                                  std::string("a\0b", 3), "h\xC3\xB6st", tooLong}) {
+        EXPECT_EQ(refusal(options().tls(TlsOptions().serverName(name))),
+                  "httpclient::TlsOptions: serverName has to be a host name or an address")
+            << name;
+        EXPECT_NE(refusal(ClientOptions("https://host").tls(TlsOptions().serverName(name))), "taken") << name;
+    }
+    for (const char* const name : {"", "Name.Example.", "service_1", "10.0.0.1", "::1"}) {
+        EXPECT_EQ(refusal(options().tls(TlsOptions().serverName(name))), "taken") << name;
+    }
+    EXPECT_NE(refusal(options().tls(TlsOptions().memory("junk"))), "taken") << "though nothing is verified";
     const std::string positive = " must be above 0";
     for (const auto time : {0ms, -1ms, std::chrono::milliseconds::min()}) {
         EXPECT_EQ(refusal(options().timeout(time)), "httpclient::ClientOptions: timeout" + positive);
