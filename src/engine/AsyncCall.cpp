@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/AsyncCall.h"
 
+#include <cerrno>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -105,6 +107,7 @@ bool AsyncCall::Watch(event& place, const pollfd& what) noexcept {
     const int events =
         ((what.events & POLLIN) != 0 ? EV_READ : 0) | ((what.events & POLLOUT) != 0 ? EV_WRITE : 0);
     event_assign(&place, m_loop->base(), what.fd, static_cast<short>(events), &AsyncCall::OnEvent, this);
+    errno = ENOMEM; // where libevent has no memory, nobody sets it
     return event_add(&place, nullptr) == 0;
 }
 
@@ -146,13 +149,13 @@ void AsyncCall::Advance(Scratch scratch) {
     const net::Time now = net::Clock::now();
     try {
         if (m_exhausted.load()) {
-            m_call->End(FailureKind::Internal, now);
+            m_call->End(FailureKind::Internal, now, std::make_error_code(std::errc::not_enough_memory));
         } else if (m_cancelled.load()) {
             m_call->End(FailureKind::Cancelled, now);
         }
         Follow(m_call->Step(now, scratch));
     } catch (...) {
-        m_call->End(FailureKind::Internal, now); // memory is exhausted
+        m_call->End(FailureKind::Internal, now, CodeOfCaught());
         Disarm();
         Finish();
     }
@@ -199,7 +202,7 @@ void AsyncCall::Follow(const Wait& wait) {
         break;
     }
     if (!watched) {
-        throw std::bad_alloc();
+        throw std::system_error(errno, std::generic_category(), "event_add");
     }
     WaitUntil(wait.until);
 }
@@ -275,7 +278,7 @@ Result AsyncCall::Outcome() noexcept {
     try {
         return m_call->Take();
     } catch (...) {
-        return m_call->TakeExhausted();
+        return m_call->TakeExhausted(CodeOfCaught());
     }
 }
 

@@ -121,7 +121,7 @@ Result Run(Call& call, Waits& waits, const CancellationBlock& block, net::Time n
     } catch (abi::__forced_unwind&) {
         throw; // the thread is cancelled
     } catch (...) {
-        return call.TakeExhausted();
+        return call.TakeExhausted(CodeOfCaught());
     }
 }
 

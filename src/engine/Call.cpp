@@ -312,13 +312,13 @@ Wait Call::Fail(Fault fault, net::Time now) {
     return {};
 }
 
-void Call::End(FailureKind kind, net::Time now) {
+void Call::End(FailureKind kind, net::Time now, std::error_code code) {
     if (m_state == State::Done) {
         return;
     }
     LeavePool(now);
     m_outcomePhase = m_phase;
-    m_outcome = Fault{kind, {}, {}};
+    m_outcome = Fault{kind, code, {}};
     StopCounting(now);
     m_state = State::Done;
 }
@@ -347,7 +347,15 @@ Result Call::Take() {
     return Result(outcome.release());
 }
 
-Result Call::TakeExhausted() noexcept {
+Result Call::TakeExhausted(std::error_code code) noexcept {
+    try {
+        if (code != std::errc::not_enough_memory) {
+            End(FailureKind::Internal, net::Clock::now(), code);
+            return Take();
+        }
+    } catch (const std::exception&) {
+        // no memory either
+    }
     LogExhaustion(m_client, m_request, m_phase);
     return OutOfMemory(m_phase, m_requestSent);
 }

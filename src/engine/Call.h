@@ -57,11 +57,12 @@ public:
         }
     }
     /// Ends the call from outside; nothing happens after the outcome.
-    void End(FailureKind kind, net::Time now);
+    void End(FailureKind kind, net::Time now, std::error_code code = {});
     /// After Done: the outcome. @throw std::bad_alloc
     Result Take();
-    /// In place of all further steps: the outcome of a call that a resource was refused to. Needs no memory.
-    Result TakeExhausted() noexcept;
+    /// In place of all further steps: the outcome of a call that a resource was refused to. Needs no memory where that
+    /// was memory. @param code the resource, as CodeOfCaught() has it.
+    Result TakeExhausted(std::error_code code) noexcept;
 
 private:
     enum class State { Begin, Ask, InLine, Dialling, Exchanging, Pause, Done };

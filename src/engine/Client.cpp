@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <new>
 #include <utility>
 
 #include <cxxabi.h>
@@ -43,6 +44,20 @@ Result Run(Client::Body& client, const Request::Body& request) {
     }
 }
 
+/// To be called where an exception has been caught. @return the outcome of a call that could not even begin.
+Result NotBegun() noexcept {
+    const std::error_code code = CodeOfCaught();
+    try {
+        if (code != std::errc::not_enough_memory) {
+            return Prevented(code);
+        }
+    } catch (const std::bad_alloc&) {
+        // no memory either
+    }
+    Trace<LogMessage::CallWithoutMemory>();
+    return OutOfMemory(Phase::Prepare, false);
+}
+
 } // namespace
 
 // What cancels a thread is caught by reference, and has no object. The sanitizer takes that for a mistake.
@@ -57,8 +72,7 @@ Result Run(Client::Body& client, const Request::Body& request) {
     } catch (abi::__forced_unwind&) {
         throw; // the thread is cancelled
     } catch (...) {
-        Trace<LogMessage::CallWithoutMemory>();
-        return OutOfMemory(Phase::Prepare, false);
+        return NotBegun();
     }
 }
 

@@ -64,5 +64,12 @@ Result OutOfMemory(Phase phase, bool requestSent) noexcept;
 
 /// @return the outcome InvalidRequest of a call that did not begin; it is logged. @throw std::bad_alloc
 Result Refused(const char* why);
+/// @return the outcome Internal of a call that did not begin, for want of a resource; it is logged.
+/// @throw std::bad_alloc
+Result Prevented(const std::error_code& code);
+
+/// To be called where an exception has been caught.
+/// @return which resource was refused: the code of a std::system_error, and otherwise that memory is exhausted.
+std::error_code CodeOfCaught() noexcept;
 
 } // namespace httpclient

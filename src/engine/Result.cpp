@@ -141,12 +141,35 @@ Result OutOfMemory(Phase phase, bool requestSent) noexcept {
     return Result(exhausted->Of(phase, requestSent));
 }
 
-Result Refused(const char* why) {
+namespace {
+
+Result NotBegun(FailureKind kind, const std::error_code& code, const std::string& why) {
     auto failure = std::make_unique<Failure::Body>();
-    failure->kind = FailureKind::InvalidRequest;
-    failure->message = std::string("InvalidRequest in Prepare: ") + why;
+    failure->kind = kind;
+    failure->code = code;
+    failure->message = std::string(ToString(kind)) + " in Prepare: " + why;
     Trace<LogMessage::CallRefused>(failure->message.c_str());
     return Result(std::make_unique<Result::Body>(Failure(std::move(failure))).release());
+}
+
+} // namespace
+
+Result Refused(const char* why) {
+    return NotBegun(FailureKind::InvalidRequest, {}, why);
+}
+
+Result Prevented(const std::error_code& code) {
+    return NotBegun(FailureKind::Internal, code, code.message());
+}
+
+std::error_code CodeOfCaught() noexcept {
+    try {
+        throw;
+    } catch (const std::system_error& error) {
+        return error.code();
+    } catch (...) {
+        return std::make_error_code(std::errc::not_enough_memory);
+    }
 }
 
 Result::Result(Body* body) noexcept : m_body(body) {}

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // A fair pool, through calls: who waits, who is refused, and who is served next.
 #include <atomic>
+#include <cerrno>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -11,7 +12,9 @@
 #include <httpclient/testing/LoopbackServer.h>
 #include <httpclient/testing/ResourceListener.h>
 
+#include "interpose/ThreadCreate.h"
 #include "setting/EngineTest.h"
+#include "setting/NameService.h"
 #include "setting/ScriptedServer.h"
 
 namespace {
@@ -253,8 +256,26 @@ TEST_F(Line, SaysThatDescriptorsAreUsedUpBeforeTheFirstUse) {
     {
         const FewDescriptors none(1);
         const int last = dup(0);
-        EXPECT_EQ(ToldFully(client.Send(Get())), "Internal in Prepare, not sent, attempts 0");
+        const Result result = client.Send(Get());
         close(last);
+        EXPECT_EQ(ToldFully(result), "Internal in Prepare, not sent, attempts 0");
+        EXPECT_EQ(result.failure().code(), std::errc::too_many_files_open);
+        EXPECT_EQ(result.failure().message(), "Internal in Prepare: Too many open files");
     }
     EXPECT_EQ(Told(client.Send(Get())), "Connect in Connect");
+}
+
+TEST(Threads, ThatCannotBeStartedForALookUpAreSaid) {
+    Engine engine;
+    NameService names;
+    names.Set("host.test", {"127.0.0.1"});
+    const Client client(ClientOptions("http://host.test:1"), engine);
+    {
+        const kit::RefusedThread refused;
+        const Result result = client.Send(Get());
+        EXPECT_EQ(ToldFully(result), "Internal in Resolve, not sent, attempts 1");
+        EXPECT_EQ(result.failure().code(), std::errc::resource_unavailable_try_again);
+        EXPECT_EQ(result.failure().message(),
+                  "Internal in Resolve: " + std::generic_category().message(EAGAIN));
+    }
 }
