@@ -93,7 +93,7 @@ Connecting::Status Connecting::Connect(net::Time now) {
 
 void Connecting::RunWork(net::Time now) {
     m_context = m_to->material->Current(now, m_fault.code, m_fault.text);
-    m_workDone = true;
+    m_workDone = m_context || m_fault.code != std::errc::operation_in_progress;
 }
 
 Connecting::Status Connecting::BeginHandshake(net::Time now) {
@@ -104,7 +104,9 @@ Connecting::Status Connecting::BeginHandshake(net::Time now) {
         if (m_workDone) {
             return Fail(FailureKind::Tls, m_fault.code, std::move(m_fault.text));
         }
-        m_wait = {Wait::For::Work, {}, net::Time::max()};
+        // What another thread is at may take as long as its host's password function.
+        const bool byAnother = m_to->material->AwaitReader(m_waker);
+        m_wait = {byAnother ? Wait::For::Wake : Wait::For::Work, {}, net::Time::max()};
         return Status::Pending;
     }
     m_core.keeper().NeededAt(now + std::chrono::seconds(1)); // from here on the files are looked after

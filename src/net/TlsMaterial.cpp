@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "net/TlsMaterial.h"
 
+#include <algorithm>
 #include <exception>
 #include <new>
 #include <stdexcept>
@@ -22,18 +23,40 @@ constexpr std::chrono::seconds RETRY_PAUSE{
 
 } // namespace
 
-/// Says which thread reads, for as long as it does.
+/// While it lives, its thread is the one that reads, if no other was.
 class TlsMaterial::Reading {
 public:
     explicit Reading(TlsMaterial& material) : m_material(material) {
-        m_material.m_reader = std::this_thread::get_id();
+        const std::lock_guard<std::mutex> lock(m_material.m_lock);
+        m_reader = m_material.m_reader;
+        if (begun()) {
+            m_material.m_reader = std::this_thread::get_id();
+        }
     }
-    ~Reading() { m_material.m_reader = std::thread::id{}; }
+    ~Reading() {
+        if (!begun()) {
+            return;
+        }
+        std::vector<std::shared_ptr<Waker>> waiters;
+        {
+            const std::lock_guard<std::mutex> lock(m_material.m_lock);
+            m_material.m_reader = std::thread::id{};
+            waiters.swap(m_material.m_waiters);
+        }
+        for (const std::shared_ptr<Waker>& waiter : waiters) {
+            waiter->Wake();
+        }
+    }
     Reading(const Reading&) = delete;
     Reading& operator=(const Reading&) = delete;
 
+    bool begun() const noexcept { return m_reader == std::thread::id{}; }
+    /// @return whether it is this very thread that reads: code of the host that it calls has come back here.
+    bool within() const noexcept { return m_reader == std::this_thread::get_id(); }
+
 private:
     TlsMaterial& m_material;
+    std::thread::id m_reader; ///< which thread read before
 };
 
 TlsMaterial::TlsMaterial(TlsSettings settings) : m_settings(std::move(settings)) {}
@@ -63,13 +86,16 @@ std::shared_ptr<const TlsContext> TlsMaterial::Current(Time now, std::error_code
     if (auto inUse = InUse()) {
         return inUse;
     }
-    if (m_reader == std::this_thread::get_id()) {
+    const Reading reading(*this);
+    if (reading.within()) {
         error = std::make_error_code(std::errc::resource_deadlock_would_occur);
         message = "TLS: the key password function needs the key itself";
         return nullptr;
     }
-    const std::lock_guard<std::mutex> readers(m_readers);
-    const Reading reading(*this);
+    if (!reading.begun()) {
+        error = std::make_error_code(std::errc::operation_in_progress);
+        return nullptr;
+    }
     if (auto inUse = InUse()) {
         return inUse; // another thread was quicker
     }
@@ -83,12 +109,20 @@ std::shared_ptr<const TlsContext> TlsMaterial::Current(Time now, std::error_code
     return InUse();
 }
 
-bool TlsMaterial::Refresh(Time now) noexcept {
-    const std::unique_lock<std::mutex> readers(m_readers, std::try_to_lock);
-    if (!readers.owns_lock() || InUse() == nullptr || m_settings.from == TlsSettings::From::Memory) {
+bool TlsMaterial::AwaitReader(const std::shared_ptr<Waker>& waker) {
+    const std::lock_guard<std::mutex> lock(m_lock);
+    if (m_reader == std::thread::id{} || m_reader == std::this_thread::get_id()) {
         return false;
     }
+    m_waiters.push_back(waker);
+    return true;
+}
+
+bool TlsMaterial::Refresh(Time now) noexcept {
     const Reading reading(*this);
+    if (!reading.begun() || InUse() == nullptr || m_settings.from == TlsSettings::From::Memory) {
+        return false;
+    }
     try {
         return Renew(now);
     } catch (const std::exception&) {
@@ -136,7 +170,7 @@ void TlsMaterial::Attempt(Time now, FileStamps stamps) {
         m_error = wrong.error();
     }
     m_stamps = std::move(stamps);
-    m_attempted = now;
+    m_attempted = std::max(now, Clock::now()); // a password may have been long in coming
     if (!m_error && m_settings.from == TlsSettings::From::Memory) {
         ForgetTexts();
     }

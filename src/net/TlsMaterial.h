@@ -3,16 +3,17 @@
 /// Holds TLS material up to date.
 #pragma once
 
-#include <atomic>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <system_error>
 #include <thread>
+#include <vector>
 
 #include "net/Net.h"
 #include "net/TlsSettings.h"
 #include "net/TlsTexts.h"
+#include "support/Waker.h"
 
 namespace httpclient::net {
 
@@ -25,8 +26,8 @@ class TlsContext;
 /// the password. The same content in other files is no change.
 ///
 /// @par Thread Safety
-/// Any thread. Reading files happens on the caller's thread of Current() the first time, later on that of Refresh().
-/// The host's password function runs there, under the lock of this object's readers and no other.
+/// Any thread. Reading files happens on the caller's thread of Current() the first time, later on that of Refresh(),
+/// on one thread at a time. The host's password function runs there, under no lock.
 class TlsMaterial {
 public:
     explicit TlsMaterial(TlsSettings settings);
@@ -36,11 +37,14 @@ public:
 
     /// Memory: reads the material now. @throw std::invalid_argument when it does not parse or match; std::bad_alloc.
     void CheckTexts();
-    /// @return the material in use; reads it when there is none yet.
-    /// @param[out] error why there is none.
+    /// @return the material in use; reads it when there is none yet, unless another thread is reading it just now.
+    /// @param[out] error why there is none: operation_in_progress while another thread reads.
     /// @param[out] message the same for a log: what is wrong with which file.
     /// @throw std::bad_alloc
     std::shared_ptr<const TlsContext> Current(Time now, std::error_code& error, std::string& message);
+    /// Has a waker woken when the thread that reads just now has come to its end.
+    /// @return false: none reads, or this very one. @throw std::bad_alloc
+    bool AwaitReader(const std::shared_ptr<Waker>& waker);
     /// @return the material in use without reading anything; null when none was read.
     std::shared_ptr<const TlsContext> InUse() const noexcept;
     /// Looks whether the files changed, and reads them anew. For the keeper thread. @return whether there is new
@@ -59,9 +63,7 @@ private:
 
     TlsSettings m_settings; // changed only by ForgetTexts(), when nobody reads it any more
 
-    std::mutex m_readers;
-    std::atomic<std::thread::id> m_reader{std::thread::id{}}; // a password function may come back here
-    // Under m_readers:
+    // The reader's alone:
     FileStamps m_stamps;  // of the last attempt
     TlsDigest m_digest{}; // of what is in use
     Time m_attempted{};   // when material was last read
@@ -70,7 +72,10 @@ private:
     std::string m_message;
 
     mutable std::mutex m_lock;
-    std::shared_ptr<const TlsContext> m_inUse; // under m_lock
+    // Under m_lock:
+    std::thread::id m_reader; // of the thread that reads just now
+    std::vector<std::shared_ptr<Waker>> m_waiters;
+    std::shared_ptr<const TlsContext> m_inUse;
 };
 
 } // namespace httpclient::net

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // Verified TLS, always; sessions and connections under an equal key alone.
 #include <atomic>
+#include <functional>
+#include <future>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -337,6 +339,78 @@ TEST_F(TlsCall, AsksForTheKeysPasswordOncePerReadingAndRefusesAWrongOne) {
                            files.Write("cert.pem", identity.certificatePem), files.Write("key.pem", locked));
     fromFiles.keyPassword([]() -> std::string { throw std::runtime_error("no password"); });
     EXPECT_EQ(Told(ClientOf(server, fromFiles).Send(Get())), "Tls in Handshake");
+}
+
+namespace {
+
+/// A key password function that lets one caller in and keeps it until it is told.
+class SlowPassword {
+public:
+    explicit SlowPassword(std::string password) : m_password(std::move(password)) {}
+
+    std::function<std::string()> Function() {
+        return [this] {
+            asked.Come();
+            told.Wait();
+            return m_password;
+        };
+    }
+
+    Moment asked;
+    Moment told;
+
+private:
+    const std::string m_password;
+};
+
+} // namespace
+
+TEST_F(TlsCall, IsNotHeldUpBeyondItsTimeByThePasswordFunctionOfAnother) {
+    const kit::Identity identity = m_ca.IssueClient("locked");
+    const kit::TemporaryDirectory files;
+    TlsOptions tls = TlsOptions().files(files.Write("ca.pem", m_ca.certificatePem()),
+                                        files.Write("cert.pem", identity.certificatePem),
+                                        files.Write("key.pem", kit::EncryptKey(identity.keyPem, "secret")));
+    SlowPassword password("secret");
+    tls.keyPassword(password.Function());
+    kit::TlsLoopbackServer server(Always(), ServerTls());
+    const Client client = ClientOf(server, tls);
+    std::future<std::string> first = std::async(std::launch::async, [&] { return Told(client.Send(Get())); });
+    ASSERT_TRUE(password.asked.Wait());
+    std::string told;
+    EXPECT_LT(TimeOf([&] { told = ToldFully(client.Send(Get().timeout(30ms))); }), 30ms + TOLERANCE);
+    EXPECT_EQ(told, "Timeout in Handshake, not sent, retryable, attempts 1");
+    Result outcome = client.SendAsync(Get().timeout(30ms)).get();
+    EXPECT_EQ(Told(outcome), "Timeout in Handshake");
+    std::future<Result> third = client.SendAsync(Get());
+    std::future<std::string> fourth =
+        std::async(std::launch::async, [&] { return Told(client.Send(Get())); });
+    password.told.Come();
+    EXPECT_EQ(first.get(), "200 answer");
+    EXPECT_EQ(Told(third.get()), "200 answer");
+    EXPECT_EQ(fourth.get(), "200 answer");
+}
+
+TEST_F(TlsCall, ThatWaitsForThePasswordFunctionOfAnotherEndsWithItsEngine) {
+    const kit::Identity identity = m_ca.IssueClient("locked");
+    const kit::TemporaryDirectory files;
+    TlsOptions tls = TlsOptions().files(files.Write("ca.pem", m_ca.certificatePem()),
+                                        files.Write("cert.pem", identity.certificatePem),
+                                        files.Write("key.pem", kit::EncryptKey(identity.keyPem, "secret")));
+    SlowPassword password("secret");
+    tls.keyPassword(password.Function());
+    kit::TlsLoopbackServer server(Always(), ServerTls());
+    const Client client = ClientOf(server, tls);
+    std::future<std::string> first = std::async(std::launch::async, [&] { return Told(client.Send(Get())); });
+    ASSERT_TRUE(password.asked.Wait());
+    std::future<std::string> second =
+        std::async(std::launch::async, [&] { return Told(client.Send(Get())); });
+    ASSERT_TRUE(server.WaitForOpenConnections(2));
+    std::future<bool> ended = std::async(std::launch::async, [&] { return m_engine.Shutdown(0ms); });
+    EXPECT_EQ(second.get().substr(0, 8), "Shutdown");
+    password.told.Come();
+    EXPECT_EQ(first.get(), "Shutdown in Handshake");
+    EXPECT_FALSE(ended.get());
 }
 
 TEST_F(TlsCall, RefusesTextsThatAreWrongWhereTheClientIsMade) {

@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "net/TlsMaterial.h"
 
+#include <atomic>
 #include <chrono>
 #include <filesystem>
 #include <functional>
+#include <future>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -81,9 +84,15 @@ protected:
     }
 
     const TemporaryDirectory m_directory;
-    Time m_now = Time(1000h);
+    Time m_now = Clock::now() + 1000h; // later than any clock that is read meanwhile
     std::error_code m_error;
     std::string m_message;
+};
+
+class CountingWaker : public Waker {
+public:
+    void Wake() noexcept override { ++count; }
+    std::atomic<int> count{0};
 };
 
 /// The subject of the certificate that a server sees.
@@ -385,9 +394,13 @@ TEST_F(MaterialFiles, AreReadByOneOfManyThreads) {
     std::vector<std::thread> threads;
     for (int i = 0; i < 8; ++i) {
         threads.emplace_back([&material, now = m_now] {
-            std::error_code error;
+            std::error_code error = std::make_error_code(std::errc::operation_in_progress);
             std::string message;
-            EXPECT_NE(material.Current(now, error, message), nullptr);
+            while (error == std::errc::operation_in_progress) {
+                error.clear();
+                material.Current(now, error, message);
+            }
+            EXPECT_FALSE(error) << message;
             material.Refresh(now + 1s);
             EXPECT_NE(material.InUse(), nullptr);
         });
@@ -395,6 +408,51 @@ TEST_F(MaterialFiles, AreReadByOneOfManyThreads) {
     for (std::thread& thread : threads) {
         thread.join();
     }
+    EXPECT_EQ(asked, 1);
+}
+
+TEST_F(MaterialFiles, AreWaitedForWithoutALockWhileAnotherThreadReadsThem) {
+    std::promise<void> asked;
+    std::promise<void> answer;
+    TlsSettings settings = Settings();
+    settings.keyPassword = [&] {
+        asked.set_value();
+        answer.get_future().wait();
+        return std::string();
+    };
+    TlsMaterial material(settings);
+    const auto waker = std::make_shared<CountingWaker>();
+    EXPECT_FALSE(material.AwaitReader(waker)) << "nobody reads";
+    std::thread reader([&] {
+        std::error_code error;
+        std::string message;
+        EXPECT_NE(material.Current(m_now, error, message), nullptr) << message;
+    });
+    asked.get_future().wait();
+    EXPECT_EQ(Current(material), nullptr);
+    EXPECT_EQ(m_error, std::errc::operation_in_progress);
+    EXPECT_TRUE(material.AwaitReader(waker));
+    EXPECT_EQ(waker->count, 0);
+    answer.set_value();
+    reader.join();
+    EXPECT_EQ(waker->count, 1);
+    EXPECT_FALSE(material.AwaitReader(waker));
+    EXPECT_NE(Current(material), nullptr);
+}
+
+TEST_F(MaterialFiles, ThatAreWrongAreNotReadAgainByThoseWhoWaited) {
+    int asked = 0;
+    TlsSettings settings = Settings();
+    settings.keyPassword = [&]() -> std::string {
+        ++asked;
+        throw std::runtime_error("no password");
+    };
+    TlsMaterial material(settings);
+    const Time begun = Clock::now();
+    m_now = begun - 1s; // as if the password had been a second in coming
+    EXPECT_EQ(Current(material), nullptr);
+    m_now = begun;
+    EXPECT_EQ(Current(material), nullptr);
     EXPECT_EQ(asked, 1);
 }
 
@@ -507,7 +565,7 @@ protected:
     const TlsRoot m_root{Certificates::Instance().ca.certificatePem(), Certificates::Instance().client,
                          PASSWORD, Encrypted(PASSWORD)};
     const ScopedEnvironment m_sslRoot{"SSL_ROOT", m_root.path()};
-    Time m_now = Time(1000h);
+    Time m_now = Clock::now() + 1000h; // later than any clock that is read meanwhile
     std::error_code m_error;
     std::string m_message;
 };
