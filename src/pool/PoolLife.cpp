@@ -2,6 +2,7 @@
 // How the pool of the process is made, with its thread, how a forked child leaves it, and how it ends.
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <new>
 #include <optional>
 #include <utility>
@@ -44,6 +45,22 @@ struct PoolSettings {
 /// are made and ended.
 std::optional<PoolSettings> g_inheritedSettings;
 
+/// The pool whose settings can be read; null before the first, and from the moment that one begins to end.
+const CHttpConnectionMgr* g_readablePool = nullptr;
+std::mutex g_readablePoolMutex; // its destruction does nothing: threads may outlive main()
+
+/// Guards it. A thread that forks takes this, and may do so in a handler of a signal: it is held for a few
+/// assignments, which no signal interrupts.
+class ReadablePoolGuard {
+    const SignalBlock m_block;
+    const std::lock_guard<std::mutex> m_lock{g_readablePoolMutex};
+};
+
+void MakeReadable(const CHttpConnectionMgr* pool) {
+    const ReadablePoolGuard guard;
+    g_readablePool = pool;
+}
+
 constexpr time_t FIRST_SWEEP_SECONDS = 1;
 constexpr time_t SWEEP_INTERVAL_SECONDS = 20;
 constexpr int WITHOUT_HANDLE_CLOSE = 1;
@@ -75,20 +92,31 @@ CHttpConnectionMgr* CHttpConnectionMgr::Instance() {
 CHttpConnectionMgr* CHttpConnectionMgr::MakeInstance() {
     const CancellationBlock block;
     // A forked child leaves the pool to its parent. The lock is not waited for: who holds it, amid the making
-    // or ending of a pool, may be waiting for the thread that forks.
+    // or ending of a pool, may be waiting for the thread that forks. Settings are read before the fork: a child
+    // may find the pool half ended.
     static thread_local bool held = false;
+    static thread_local std::optional<PoolSettings> settings;
     [[maybe_unused]] static const int forks = pthread_atfork(
-        [] { held = m_HttpConnectionMgr_Mutex.tryacquire() == 0; },
         [] {
+            held = m_HttpConnectionMgr_Mutex.tryacquire() == 0;
+            const ReadablePoolGuard guard;
+            if (g_readablePool != nullptr) {
+                settings = {g_readablePool->m_MaxConnNum, g_readablePool->m_MaxConnCategory,
+                            g_readablePool->m_releasedtime};
+            }
+        },
+        [] {
+            settings.reset();
             if (held) {
                 m_HttpConnectionMgr_Mutex.release();
             }
         },
         [] {
-            if (const CHttpConnectionMgr* parents = LoadPublished(m_pInstance)) {
-                g_inheritedSettings = {parents->m_MaxConnNum, parents->m_MaxConnCategory,
-                                       parents->m_releasedtime};
+            if (settings) {
+                g_inheritedSettings = std::exchange(settings, std::nullopt);
             }
+            g_readablePool = nullptr;
+            new (&g_readablePoolMutex) std::mutex; // as below
             Publish<CHttpConnectionMgr>(m_pInstance, nullptr);
             if (held) {
                 m_HttpConnectionMgr_Mutex.release();
@@ -106,6 +134,7 @@ CHttpConnectionMgr* CHttpConnectionMgr::MakeInstance() {
             instance->m_MaxConnCategory = g_inheritedSettings->maxConnCategory;
             instance->m_releasedtime = g_inheritedSettings->releasedTime;
         }
+        MakeReadable(instance);
         Publish(m_pInstance, instance);
     }
     return instance;
@@ -210,6 +239,7 @@ void CHttpConnectionMgr::Finalize() {
     const CancellationBlock block; // closes connections and waits, in destructors
     {
         const ACE_Guard<ACE_Thread_Mutex> guard(m_HttpConnectionMgr_Mutex);
+        MakeReadable(nullptr);
         // Unpublished last: what its own thread still calls while it ends, the host's log say, may ask for the pool.
         delete LoadPublished(m_pInstance);
         Publish<CHttpConnectionMgr>(m_pInstance, nullptr);

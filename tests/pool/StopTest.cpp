@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 // Stopping the pool: its thread, its connections, and what may still happen afterwards.
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <future>
 #include <memory>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <sys/wait.h>
@@ -325,6 +327,26 @@ TEST_F(PoolAtFork, AChildThatFinalizesFirstHasTheDefaultLimits) {
             EndChild(SettingsOfThePool() == DEFAULTS ? 0 : 1);
         },
         ::testing::ExitedWithCode(0), "");
+}
+
+// The parent's settings are gone when its pool is: what stands there afterwards is anything.
+TEST_F(PoolAtFork, AChildForkedAmidTheEndOfItsParentsPoolHasTheDefaultLimits) {
+    CHttpConnectionMgr& pool = *CHttpConnectionMgr::Instance();
+    bool forked = false;
+    const HeldLock lock(LockOf(pool), [&] {
+        pool.m_MaxConnNum = UINT32_MAX;
+        if (std::exchange(forked, true)) {
+            return;
+        }
+        EXPECT_EXIT(
+            {
+                alarm(30);
+                EndChild(SettingsOfThePool() == DEFAULTS ? 0 : 1);
+            },
+            ::testing::ExitedWithCode(0), "");
+    });
+    CHttpConnectionMgr::Finalize();
+    EXPECT_TRUE(forked);
 }
 
 TEST_F(PoolAtFork, AGrandchildsPoolHasThemEvenIfTheChildMadeNoPool) {
