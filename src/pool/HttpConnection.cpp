@@ -3,17 +3,23 @@
 
 #include <ctime>
 #include <mutex>
+#include <new>
 #include <utility>
+
+#include <pthread.h>
 
 namespace {
 
 std::mutex g_closing; // its destruction does nothing: threads may outlive main()
 
-/// Closes a multi handle. libcurl may change the process's disposition of SIGPIPE meanwhile, where no transfer went
-/// over the handle, and restore what it found: one at a time, so that no two restore each other's.
-void Close(CurlMultiPtr& multi) {
+/// Who holds it does not exist in a forked child.
+[[maybe_unused]] const int g_forks = pthread_atfork(nullptr, nullptr, [] { new (&g_closing) std::mutex; });
+
+/// Closes a handle. libcurl may change the process's disposition of SIGPIPE meanwhile, where no transfer went over
+/// the handle, and restore what it found: one at a time, so that no two restore each other's.
+template <class Owner> void Close(Owner& handle) {
     const std::lock_guard<std::mutex> lock(g_closing);
-    multi.reset();
+    handle.reset();
 }
 
 } // namespace
@@ -23,7 +29,7 @@ CHttpConnection::CHttpConnection(std::string address, int port)
       m_pCurlM(curl_multi_init()) {}
 
 CHttpConnection::~CHttpConnection() {
-    m_pCurl.reset(); // before the multi handle, which the members' own order would close first
+    Close(m_pCurl); // before the multi handle, which the members' own order would close first
     Close(m_pCurlM);
 }
 
@@ -36,15 +42,17 @@ CURLM* CHttpConnection::GetCurlM() const {
 }
 
 void CHttpConnection::DropCurl() {
-    m_pCurl.reset();
+    Close(m_pCurl);
 }
 
 void CHttpConnection::DropHandles() {
-#if LIBCURL_VERSION_NUM >= 0x075700 // 7.87.0
     if (m_pCurl) {
+        curl_easy_setopt(m_pCurl.get(), CURLOPT_NOSIGNAL,
+                         1L); // so that it need not wait for others that close
+#if LIBCURL_VERSION_NUM >= 0x075700
         curl_easy_setopt(m_pCurl.get(), CURLOPT_QUICK_EXIT, 1L); // a slow name service holds up nobody
-    }
 #endif
+    }
     m_pCurl.reset(); // takes itself out of the multi handle
     Close(m_pCurlM);
 }

@@ -3,9 +3,14 @@
 // threads that do so at the same time restore what another one has changed.
 #include <atomic>
 #include <csignal>
+#include <functional>
+#include <future>
 #include <limits>
 #include <thread>
+#include <utility>
 #include <vector>
+
+#include <unistd.h>
 
 #include <ace/Time_Value.h>
 
@@ -15,12 +20,15 @@
 
 #include "../faults/Gate.h"
 #include "interpose/Next.h"
+#include "pool/HttpConnection.h"
+#include "tests/support/Process.h"
 
 using namespace httpclient::testing;
 
 namespace {
 
 std::atomic<int> g_changes{0};
+std::function<void()> g_afterChange; ///< Called by each thread that changes it.
 
 } // namespace
 
@@ -30,6 +38,9 @@ extern "C" __attribute__((visibility("default"))) int sigaction(int signal, cons
     static const auto s_next = Next<int(int, const struct sigaction*, struct sigaction*)>("sigaction");
     if (signal == SIGPIPE && action != nullptr) {
         ++g_changes;
+        if (g_afterChange) {
+            g_afterChange();
+        }
     }
     return s_next(signal, action, former);
 }
@@ -122,4 +133,43 @@ TEST_F(Sigpipe, IsAsTheHostHasItWhileConnectionsComeAndGo) {
     EXPECT_TRUE(HostsHandler::IsSet());
     ClosePool();
     EXPECT_TRUE(HostsHandler::IsSet());
+}
+
+// Each thread that is ended amid a send closes its own connection's handles, under no lock of the pool's, and does so
+// while the pool closes connections, too. The handle may have been ended before its first option was set.
+TEST_F(Sigpipe, IsAsTheHostHasItWhenEndedThreadsCloseTheirHandles) {
+    const HostsHandler handler;
+    g_afterChange = [] { std::this_thread::yield(); };
+    OnSomeThreads([] {
+        for (int i = 0; i < 250; ++i) {
+            CHttpConnection("host", 80).DropHandles();
+            const CHttpConnection closedByThePool("host", 80);
+        }
+    });
+    g_afterChange = nullptr;
+    EXPECT_GT(g_changes, 0) << "libcurl has changed it";
+    EXPECT_TRUE(HostsHandler::IsSet());
+}
+
+TEST_F(Sigpipe, HasNoForkedChildWaitForAThreadOfItsParentsThatCloses) {
+    std::promise<void> closing;
+    std::promise<void> forked;
+    g_afterChange = [&, first = true]() mutable {
+        if (std::exchange(first, false)) {
+            closing.set_value();
+            forked.get_future().wait();
+        }
+    };
+    std::thread thread([] { const CHttpConnection closed("host", 80); });
+    closing.get_future().wait();
+    const Ended child = RunForked([] {
+        alarm(30);
+        g_afterChange = nullptr;
+        { const CHttpConnection closed("host", 80); }
+        _exit(0);
+    });
+    forked.set_value();
+    thread.join();
+    g_afterChange = nullptr;
+    EXPECT_EQ(child.exitCode, 0);
 }
