@@ -9,7 +9,7 @@
 #include <httpclient/HttpResponse.h>
 
 #include "client/AsyncOperation.h"
-#include "client/ConnectionWait.h"
+#include "client/ConnectionLoan.h"
 #include "client/HttpClientImp.h"
 #include "client/SendParts.h"
 #include "pool/HttpConnection.h"

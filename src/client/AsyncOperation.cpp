@@ -10,11 +10,12 @@
 
 #include <httpclient/HttpResponse.h>
 
-#include "client/ConnectionWait.h"
+#include "client/ConnectionLoan.h"
 #include "client/CurlCallbacks.h"
 #include "client/ResponseFill.h"
 #include "pool/HttpConnection.h"
 #include "support/Cancellation.h"
+#include "support/Cleansing.h"
 #include "support/CurlOwners.h"
 #include "support/ExitGate.h"
 #include "support/SignalBlock.h"
@@ -150,11 +151,16 @@ void Work(const AsyncOperationArgs& record, const sigset_t* callersSignals) {
 
 } // namespace
 
+WorkerArgs::~WorkerArgs() {
+    Cleanse(strContent);
+}
+
 void* DoAsyncOperation(void* args) {
     if (args == nullptr) {
         return nullptr;
     }
     const std::unique_ptr<AsyncOperationArgs> record(static_cast<AsyncOperationArgs*>(args));
+    const Cleansing content(record->strContent);
     Work(*record, nullptr);
     return nullptr;
 }

@@ -34,6 +34,12 @@ struct HTTPCLIENT_EXPORT AsyncOperationArgs {
 
 /// The record of a worker that a send starts.
 struct WorkerArgs : AsyncOperationArgs {
+    WorkerArgs() = default;
+    /// Wipes the body, which may hold a secret.
+    ~WorkerArgs();
+    WorkerArgs(const WorkerArgs&) = delete;
+    WorkerArgs& operator=(const WorkerArgs&) = delete;
+
     sigset_t callersSignals{}; ///< What the caller has blocked: the caller's function is called so, too.
 };
 

@@ -53,7 +53,7 @@ public:
     int SendRequest(const CHttpRequest& request, HTTPOPERATIONTYPE verb, const std::string& url,
                     const std::string& content, std::string& response, bool bSSL);
 
-    // Composition: Composition.cpp
+    // URL and header list: UrlAndHeaderList.cpp
     /// @return the absolute URL, without parameters.
     std::string GetUrl(const CHttpRequest& request) const;
     /// @return the header list, the caller's to free; null when there is no header at all.

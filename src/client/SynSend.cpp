@@ -6,7 +6,7 @@
 #include <httpclient/HttpRequest.h>
 #include <httpclient/HttpResponse.h>
 
-#include "client/ConnectionWait.h"
+#include "client/ConnectionLoan.h"
 #include "client/CurlCallbacks.h"
 #include "client/HttpClientImp.h"
 #include "client/ResponseFill.h"

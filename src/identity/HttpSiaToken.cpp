@@ -9,6 +9,7 @@
 
 #include <ovexcommon/OvexCommonUtils.h>
 
+#include "support/Cleansing.h"
 #include "support/Published.h"
 #include "support/Trace.h"
 
@@ -65,6 +66,7 @@ int CHttpSiaToken::GetSiaToken(const std::string& url, std::string& token, bool 
     Trace<LogMessage::TokenService>(url.c_str(), service.c_str());
 
     SiaToken rec;
+    const Cleansing cleansing(rec.token);
     if (GetTokenFromBuf(service, rec) == 0 && IsTokenValid(rec)) {
         token = std::move(rec.token);
         Trace<LogMessage::TokenFromCache>(static_cast<int>(token.size()));
@@ -76,8 +78,9 @@ int CHttpSiaToken::GetSiaToken(const std::string& url, std::string& token, bool 
     }
 
     const TokenGuard guard(m_TokenMutex);
-    m_mapSiaToken[service] = rec;
-    token = rec.token;
+    SiaToken& kept = m_mapSiaToken[service];
+    std::swap(kept, rec); // the former one is wiped
+    token = kept.token;
     return 0;
 }
 
@@ -102,6 +105,10 @@ int CHttpSiaToken::EraseTokenFromBuf(const std::string& url, bool bSiaAccess) {
         return -1;
     }
     const TokenGuard guard(m_TokenMutex);
-    m_mapSiaToken.erase(service);
+    const auto entry = m_mapSiaToken.find(service);
+    if (entry != m_mapSiaToken.end()) {
+        Cleanse(entry->second.token);
+        m_mapSiaToken.erase(entry);
+    }
     return 0;
 }

@@ -47,10 +47,10 @@ void CHttpConnection::DropCurl() {
 
 void CHttpConnection::DropHandles() {
     if (m_pCurl) {
-        curl_easy_setopt(m_pCurl.get(), CURLOPT_NOSIGNAL,
-                         1L); // so that it need not wait for others that close
-#if LIBCURL_VERSION_NUM >= 0x075700
-        curl_easy_setopt(m_pCurl.get(), CURLOPT_QUICK_EXIT, 1L); // a slow name service holds up nobody
+        // So that it need not wait for others that close, nor for a slow name service.
+        curl_easy_setopt(m_pCurl.get(), CURLOPT_NOSIGNAL, 1L);
+#if LIBCURL_VERSION_NUM >= 0x075700 // 7.87.0
+        curl_easy_setopt(m_pCurl.get(), CURLOPT_QUICK_EXIT, 1L);
 #endif
     }
     m_pCurl.reset(); // takes itself out of the multi handle

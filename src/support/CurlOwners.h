@@ -3,7 +3,10 @@
 /// Owners of what libcurl hands out.
 #pragma once
 
+#include <cstring>
 #include <memory>
+
+#include <strings.h>
 
 #include <curl/curl.h>
 
@@ -30,9 +33,15 @@ struct CurlMultiCleanup {
 using CurlMultiPtr = std::unique_ptr<CURLM, CurlMultiCleanup>;
 
 struct CurlSlistFree {
-    void operator()(curl_slist* list) const { curl_slist_free_all(list); }
+    void operator()(curl_slist* list) const {
+        // A line may hold a token, or what a host authorizes itself with.
+        for (const curl_slist* line = list; line != nullptr; line = line->next) {
+            explicit_bzero(line->data, std::strlen(line->data));
+        }
+        curl_slist_free_all(list);
+    }
 };
-/// Owns a header list.
+/// Owns a header list, whose lines are wiped.
 using CurlSlistPtr = std::unique_ptr<curl_slist, CurlSlistFree>;
 
 struct CurlTextFree {

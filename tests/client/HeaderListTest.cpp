@@ -53,6 +53,18 @@ protected:
 
 } // namespace
 
+TEST_F(HeaderList, LinesAreWipedBeforeTheyAreFreed) {
+    m_request->addRequestHeadEntry("Authorization", "Basic c2VjcmV0");
+    m_request->addRequestHeadEntry("Empty", "");
+    CurlRecorder recorder;
+    recorder.Force(CurlCall::SlistFreeAll); // so that there is something to look at
+    EXPECT_EQ(Build().size(), 2U);
+    const auto freed = recorder.Events(CurlCall::SlistFreeAll);
+    ASSERT_EQ(freed.size(), 1U);
+    const CurlSlistPtr list(static_cast<curl_slist*>(const_cast<void*>(freed[0].handle)));
+    EXPECT_EQ(LinesOf(list.get()), (Lines{"", ""}));
+}
+
 TEST_F(HeaderList, IsNullWithoutEntries) {
     EXPECT_EQ(m_client.AppendSlist(*m_request), nullptr);
     EXPECT_EQ(OwnMessages(0), Lines{});

@@ -3,7 +3,7 @@
 
 #include <httpclient/HttpConnectionMgr.h>
 
-#include "client/ConnectionWait.h"
+#include "client/ConnectionLoan.h"
 #include "interpose/Allocations.h"
 #include "pool/HttpConnection.h"
 

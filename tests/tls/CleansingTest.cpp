@@ -2,6 +2,11 @@
 // Where secrets are left: the key's password, a header line and a POST's body in no block of memory that is given
 // back, and each secret, once it has been used, in no other place than the one where it is kept. What libcurl
 // keeps for the connection's life is its own.
+#include "support/Cleansing.h"
+
+#include <ctime>
+#include <limits>
+#include <string>
 #include <utility>
 
 #include <gtest/gtest.h>
@@ -12,6 +17,7 @@
 #include <httpclient/testing/Environment.h>
 #include <httpclient/testing/FakeTokenService.h>
 
+#include "client/AsyncOperation.h"
 #include "identity/HttpSiaToken.h"
 #include "interpose/WatchedBlocks.h"
 #include "pool/HttpsConnection.h"
@@ -113,6 +119,33 @@ TEST(HeaderCleansing, AHeaderLineLeavesNothingBehindEither) {
     EXPECT_EQ(client.synSendRequest(request, response, false), -1);
     EXPECT_EQ(freed.Holding(), 0);
     ClosePool();
+}
+
+TEST(WorkerCleansing, TheBodyOfAnAsynchronousSendLeavesNothingBehind) {
+    StartLog();
+    auto* record = new AsyncOperationArgs; // without handles, so that nothing is sent
+    record->strContent = BODY;
+    record->pfnCallback = [](const CHttpResponse&) {};
+    const FreedBlocks freed{BODY};
+    DoAsyncOperation(record);
+    EXPECT_GT(freed.Count(), 1);
+    EXPECT_EQ(freed.Holding(), 0);
+}
+
+TEST_F(SecretsInUse, LeaveNothingInFreedMemoryWhenTheCacheDropsThem) {
+    CHttpSiaToken& tokens = *CHttpSiaToken::Instance();
+    tokens.m_mapSiaToken["orders"] = {Secret(FIRST_TOKEN), std::numeric_limits<time_t>::max()};
+    const std::string canary = Secret(FIRST_TOKEN);
+    const FreedBlocks freed{canary.c_str()};
+    {
+        std::string token;
+        const Cleansing cleansing(token);
+        EXPECT_EQ(tokens.GetSiaToken("/orders/1", token, false), 0);
+        EXPECT_EQ(token, canary);
+    }
+    EXPECT_EQ(tokens.EraseTokenFromBuf("/orders/1", false), 0);
+    EXPECT_GT(freed.Count(), 1);
+    EXPECT_EQ(freed.Holding(), 0);
 }
 
 TEST(TlsCleansing, WouldSeeAPasswordThatIsLeftBehind) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "client/ConnectionWait.h"
+#include "client/ConnectionLoan.h"
 
 #include <cerrno>
 #include <ctime>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 /// @file
-/// How both ways of sending wait for a connection of the pool.
+/// How both ways of sending borrow a connection of the pool, and give it back.
 #pragma once
 
 #include <string>
