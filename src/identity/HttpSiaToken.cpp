@@ -79,7 +79,8 @@ int CHttpSiaToken::GetSiaToken(const std::string& url, std::string& token, bool 
 
     const TokenGuard guard(m_TokenMutex);
     SiaToken& kept = m_mapSiaToken[service];
-    std::swap(kept, rec); // the former one is wiped
+    kept.token.swap(rec.token); // the former one is wiped
+    kept.expire_at = rec.expire_at;
     token = kept.token;
     return 0;
 }
