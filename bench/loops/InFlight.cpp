@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Many calls at once against a server that answers each after a second: what the engine's loop takes for them beside a
 // bare epoll loop, in processor time and memory, and how long Cancel() takes to its outcome.
-//   httpclient-inflight [calls]
+//   httpclient-inflight [calls [backlog of the listener [microseconds that it takes for each connection]]]
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -40,15 +40,14 @@ constexpr char REQUEST[] = "GET / HTTP/1.1\r\nHost: 127.0.0.1\r\nUser-Agent: bar
     std::exit(1);
 }
 
-int Listen(unsigned short& port) {
+int Listen(unsigned short& port, int backlog) {
     const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     socklen_t size = sizeof address;
     auto* const any = reinterpret_cast<sockaddr*>(&address);
-    if (fd < 0 || bind(fd, any, size) != 0 || listen(fd, SOMAXCONN) != 0 ||
-        getsockname(fd, any, &size) != 0) {
+    if (fd < 0 || bind(fd, any, size) != 0 || listen(fd, backlog) != 0 || getsockname(fd, any, &size) != 0) {
         Give("listen");
     }
     port = ntohs(address.sin_port);
@@ -56,7 +55,7 @@ int Listen(unsigned short& port) {
 }
 
 /// Answers each request a second after it came.
-[[noreturn]] void Serve(int listener) {
+[[noreturn]] void Serve(int listener, useconds_t pause) {
     const int loop = epoll_create1(EPOLL_CLOEXEC);
     epoll_event event{EPOLLIN, {}};
     event.data.fd = listener;
@@ -76,6 +75,10 @@ int Listen(unsigned short& port) {
                 while ((one = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK)) >= 0) {
                     event.data.fd = one;
                     epoll_ctl(loop, EPOLL_CTL_ADD, one, &event);
+                    if (pause > 0) {
+                        usleep(pause);
+                        break; // the others meanwhile
+                    }
                 }
                 continue;
             }
@@ -120,17 +123,32 @@ void Report(const char* what, const Used& before, std::size_t calls) {
                 static_cast<double>(after.memory - before.memory) / static_cast<double>(calls));
 }
 
-/// A peer runs in a process of its own, so that its memory and its time are its alone.
-void Apart(const std::function<void()>& run) {
+struct Server {
+    int backlog = SOMAXCONN;
+    useconds_t pause = 0; ///< for each connection
+};
+
+/// A peer runs in a process of its own, so that its memory and its time are its alone; and against a server of its own:
+/// the ports that the one before has left would be looked through for each connection.
+void WithServer(const Server& like, const std::function<void(unsigned short port)>& run) {
     std::fflush(stdout);
-    const pid_t child = fork();
-    if (child == 0) {
-        run();
+    unsigned short port = 0;
+    const int listener = Listen(port, like.backlog);
+    const pid_t server = fork();
+    if (server == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        Serve(listener, like.pause);
+    }
+    close(listener);
+    const pid_t peer = fork();
+    if (peer == 0) {
+        run(port);
         std::fflush(stdout);
         _exit(0);
     }
-    int status = 0;
-    waitpid(child, &status, 0);
+    waitpid(peer, nullptr, 0);
+    kill(server, SIGKILL);
+    waitpid(server, nullptr, 0);
 }
 
 void BareLoop(unsigned short port, std::size_t calls) {
@@ -266,17 +284,10 @@ int main(int argc, char** argv) {
     getrlimit(RLIMIT_NOFILE, &files);
     files.rlim_cur = files.rlim_max;
     setrlimit(RLIMIT_NOFILE, &files);
-    unsigned short port = 0;
-    const int listener = Listen(port);
-    const pid_t server = fork();
-    if (server == 0) {
-        prctl(PR_SET_PDEATHSIG, SIGKILL);
-        Serve(listener);
-    }
-    close(listener);
-    Apart([&] { BareLoop(port, calls); });
-    Apart([&] { EnginesLoop(port, calls); });
-    Apart([&] { Cancelling(port); });
-    kill(server, SIGKILL);
-    waitpid(server, nullptr, 0);
+    Server server;
+    server.backlog = argc > 2 ? std::atoi(argv[2]) : SOMAXCONN;
+    server.pause = argc > 3 ? static_cast<useconds_t>(std::atoi(argv[3])) : 0;
+    WithServer(server, [&](unsigned short port) { BareLoop(port, calls); });
+    WithServer(server, [&](unsigned short port) { EnginesLoop(port, calls); });
+    WithServer(server, [](unsigned short port) { Cancelling(port); });
 }

@@ -43,7 +43,8 @@ void AsyncCall::Start(Request request, std::unique_ptr<Completion> done) {
     m_call.emplace(m_core, m_client->client, *m_request->internals(), shared_from_this(), net::Clock::now());
     m_self = shared_from_this();
     m_loop->Enter();
-    Wake();
+    m_isReady.store(true);
+    m_loop->Add(shared_from_this());
 }
 
 Result AsyncCall::OutcomeOfShutdown() const {

@@ -67,6 +67,8 @@ public:
     void Advance(Scratch scratch);
     /// @return when it has to be advanced though nothing happens.
     net::Time due() const noexcept { return m_due; }
+    /// @return when it has to be over. Until it was advanced.
+    net::Time deadline() const noexcept { return m_call->due(); }
 
 private:
     enum class Doing { Stepping, Host, Work, Running, Delivering, Over };

@@ -18,6 +18,10 @@ namespace {
 
 constexpr std::size_t USUAL_HEAD = 512; ///< room for the head of a usual request
 
+/// How long one dial keeps others of its line from theirs. A connection is made much sooner, unless the listener's line
+/// is full: those that it dropped hold nobody up for the seconds that they take.
+constexpr std::chrono::milliseconds DIAL_TURN{100};
+
 /// A time between nothing and a bound, by chance, so that calls that failed together do not come back together.
 std::chrono::nanoseconds Jittered(std::chrono::nanoseconds bound) {
     thread_local std::minstd_rand random{std::random_device{}()};
@@ -126,7 +130,8 @@ Wait Call::Begin(net::Time now) {
         return Fail({FailureKind::InvalidRequest, error, {}}, now);
     }
     m_state = State::Ask;
-    return Ask(net::Clock::now());
+    now = net::Clock::now();
+    return now >= Due() ? TimeOut(now) : Ask(now); // it may have waited long for its loop
 }
 
 Wait Call::Ask(net::Time now) {
@@ -157,6 +162,7 @@ Wait Call::Granted(Pool::Answer answer, net::Time now) {
     }
     static_cast<void>(Pool::Take(m_ticket));
     m_hasSlot = true;
+    m_dialTurnEnd = now + DIAL_TURN;
     BeginAttempt(now);
     return BeginDial(now);
 }
@@ -208,9 +214,15 @@ Wait Call::StepDial(net::Time now) {
         m_phase = m_connecting->phase();
         Count(m_phase, net::Clock::now());
     }
+    if (now >= m_dialTurnEnd || m_phase == Phase::Handshake || status != Connecting::Status::Pending) {
+        EndDialTurn();
+    }
     switch (status) {
-    case Connecting::Status::Pending:
-        return m_connecting->wait();
+    case Connecting::Status::Pending: {
+        Wait wait = m_connecting->wait();
+        wait.until = std::min(wait.until, m_dialTurnEnd);
+        return wait;
+    }
     case Connecting::Status::Failed:
         return Fail(std::move(m_connecting->fault()), now);
     case Connecting::Status::Done:
@@ -221,6 +233,14 @@ Wait Call::StepDial(net::Time now) {
     m_connecting.reset();
     m_connectDeadline = net::Time::max();
     return BeginExchange(std::move(connection), now);
+}
+
+/// Lets another call of its line dial.
+void Call::EndDialTurn() {
+    if (m_dialTurnEnd != net::Time::max()) {
+        m_dialTurnEnd = net::Time::max();
+        m_core.pool().Dialled(*m_to);
+    }
 }
 
 void Call::RunWork(net::Time now) {
@@ -368,6 +388,7 @@ void Call::LeavePool(net::Time now) {
     }
     if (m_to) {
         m_core.keeper().NeededAt(m_core.pool().Leave(*m_to, m_ticket, now));
+        EndDialTurn();
     }
     m_connecting.reset();
     CloseConnection();

@@ -78,6 +78,7 @@ private:
     void BeginAttempt(net::Time now) noexcept;
     Wait BeginDial(net::Time now);
     Wait StepDial(net::Time now);
+    void EndDialTurn();
     Wait BeginExchange(std::unique_ptr<Connection> connection, net::Time now);
     Wait StepExchange(net::Time now, Scratch scratch);
     bool IsSending() const noexcept;
@@ -134,7 +135,8 @@ private:
 
     std::string m_head; ///< of the request, as bytes
     Ticket m_ticket;
-    bool m_hasSlot = false; ///< without a connection
+    bool m_hasSlot = false;                     ///< without a connection
+    net::Time m_dialTurnEnd = net::Time::max(); ///< while others of the line may have to wait for its dial
     std::optional<Connecting> m_connecting;
     std::unique_ptr<Connection> m_connection;
     std::optional<Sending> m_sending;

@@ -46,6 +46,9 @@ timeval TimevalOf(std::chrono::nanoseconds time) {
     return {static_cast<time_t>(seconds.count()), static_cast<suseconds_t>((micros - seconds).count())};
 }
 
+/// So many calls are advanced before deadlines are looked at again: a few milliseconds at most.
+constexpr std::size_t MOST_IN_A_TURN = 64;
+
 /// The loop whose thread this is.
 thread_local const void* t_loop = nullptr;
 
@@ -157,18 +160,45 @@ void Loop::OnWake(int fd, short /*what*/, void* /*self*/) {
     static_cast<void>(eventfd_read(fd, &count));
 }
 
+void Loop::Add(std::shared_ptr<AsyncCall> call) noexcept {
+    const std::lock_guard<std::mutex> lock(m_lock);
+    Append(m_fresh, std::move(call));
+}
+
 void Loop::AddReady(std::shared_ptr<AsyncCall> call) noexcept {
     const std::lock_guard<std::mutex> lock(m_lock);
-    if (m_over) {
-        return; // a waking that comes after the call's end
+    if (!m_over) { // a waking may come after the call's end
+        Append(m_ready, std::move(call));
     }
-    const bool first = m_ready.empty();
-    m_ready.push_back(*call);
+}
+
+/// Under the lock.
+void Loop::Append(Ready& to, std::shared_ptr<AsyncCall> call) noexcept {
+    const bool first = m_fresh.empty() && m_ready.empty();
+    to.push_back(*call);
     AsyncCall& place = *call;
     place.m_readySelf = std::move(call);
     if (first && !isThisThread()) {
         WakeUp();
     }
+}
+
+/// The deadlines of calls that have just begun are known before the first of them is advanced: that may take longer
+/// than the last of them has.
+void Loop::FileFresh() noexcept {
+    Ready fresh;
+    {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        fresh.swap(m_fresh);
+    }
+    if (fresh.empty()) {
+        return;
+    }
+    for (AsyncCall& call : fresh) {
+        File(call, call.deadline());
+    }
+    const std::lock_guard<std::mutex> lock(m_lock);
+    m_ready.splice(m_ready.end(), fresh);
 }
 
 std::shared_ptr<AsyncCall> Loop::NextReady() noexcept {
@@ -204,7 +234,7 @@ void Loop::WaitForNews(net::Time until) noexcept {
     bool ready = false;
     {
         const std::lock_guard<std::mutex> lock(m_lock);
-        ready = !m_ready.empty() || (m_stopped && m_calls.load() == 0);
+        ready = !m_fresh.empty() || !m_ready.empty() || (m_stopped && m_calls.load() == 0);
     }
     const net::Time earliest = m_deadlines.empty() ? until : std::min(until, m_deadlines.begin()->due());
     if (!ready && earliest != m_timerAt) {
@@ -226,22 +256,32 @@ void Loop::ReadyThoseDue(net::Time now) noexcept {
     const bool all = m_lookAtAll.exchange(false);
     for (auto next = m_deadlines.begin(); next != m_deadlines.end() && (all || next->due() <= now);) {
         AsyncCall& call = *next++;
+        call.Wake();
         if (call.due() <= now) {
             Unfile(call);
+            BringForward(call);
         }
-        call.Wake();
+    }
+}
+
+/// What is due goes before all that is only ready: thousands may be.
+void Loop::BringForward(AsyncCall& call) noexcept {
+    const std::lock_guard<std::mutex> lock(m_lock);
+    if (call.m_ofReady.is_linked()) {
+        m_ready.splice(m_ready.begin(), m_ready, m_ready.iterator_to(call));
     }
 }
 
 void Loop::Turn(net::Time until) {
     WaitForNews(until);
+    FileFresh();
     ReadyThoseDue(net::Clock::now());
     std::size_t count = 0;
     {
         const std::lock_guard<std::mutex> lock(m_lock);
-        count = m_ready.size();
+        count = std::min(m_ready.size(), MOST_IN_A_TURN);
     }
-    // Those that become ready meanwhile wait for the next turn, so that readiness is looked at in between.
+    // Those that become ready meanwhile wait for the next turn, so that readiness and deadlines are looked at in between.
     for (; count > 0; --count) {
         const std::shared_ptr<AsyncCall> call = NextReady();
         if (!call) {

@@ -50,6 +50,8 @@ public:
     /// One more call, and one less when its outcome is handed over: the loop stays for those that it has.
     void Enter() noexcept { m_calls.fetch_add(1); }
     void Leave() noexcept { m_calls.fetch_sub(1); }
+    /// A call begins: any thread. @param call is ready, and knows it.
+    void Add(std::shared_ptr<AsyncCall> call) noexcept;
     /// A call has news: any thread.
     void AddReady(std::shared_ptr<AsyncCall> call) noexcept;
 
@@ -83,7 +85,10 @@ private:
     void Release() noexcept;
     void WakeUp() noexcept;
     void WaitForNews(net::Time until) noexcept;
+    void Append(Ready& to, std::shared_ptr<AsyncCall> call) noexcept;
+    void FileFresh() noexcept;
     void ReadyThoseDue(net::Time now) noexcept;
+    void BringForward(AsyncCall& call) noexcept;
     std::shared_ptr<AsyncCall> NextReady() noexcept;
     static void OnWake(int fd, short what, void* self);
 
@@ -101,6 +106,7 @@ private:
 
     std::mutex m_lock;             ///< of what follows
     MonotonicCondition m_hasEnded; ///< for those who wait for the thread while another joins it
+    Ready m_fresh;                 ///< calls that have just begun
     Ready m_ready;
     bool m_stopped = false;
     bool m_over = true; ///< there is no thread, or none that looks at its calls any more

@@ -78,9 +78,19 @@ std::unique_ptr<Connection> Pool::PopIdle(Destination& of, net::Time now, Gravey
     return nullptr;
 }
 
+bool Destination::MayDial(const PoolLimits& limits) const noexcept {
+    return m_taken < limits.perOrigin && m_dialling < limits.dials;
+}
+
+/// @return how many of those in line wait for nothing but their turn to dial: they are not too many.
+std::size_t Pool::RoomFor(const Destination& of) const noexcept {
+    const auto left = [](std::size_t limit, std::size_t taken) { return limit > taken ? limit - taken : 0; };
+    return std::min(left(m_limits.perOrigin, of.m_taken), left(m_limits.inAll, m_taken));
+}
+
 /// Where the limit of all is reached, the connection goes that has been idle longest. @return whether there is room.
 bool Pool::MakeRoomForAnother(Destination& of, Graveyard& dead) noexcept {
-    if (of.m_taken >= m_limits.perOrigin) {
+    if (!of.MayDial(m_limits)) {
         return false;
     }
     if (m_taken >= m_limits.inAll && !m_idle.empty()) {
@@ -104,12 +114,11 @@ Pool::Answer Pool::Ask(Destination& to, Ticket& ticket, const std::shared_ptr<Wa
             ticket.m_state = Ticket::State::Connection;
             answer = Answer::Connection;
         } else if (MakeRoomForAnother(to, dead)) {
-            ++to.m_taken;
-            ++m_taken;
+            TakeSlot(to);
             answer = Answer::Slot;
         }
         if (answer == Answer::Waiting) {
-            if (to.m_waiting.size() >= m_limits.waiting) {
+            if (to.m_waiting.size() >= m_limits.waiting + RoomFor(to)) {
                 answer = Answer::Overloaded;
             } else {
                 Enqueue(to, ticket, waker);
@@ -132,9 +141,9 @@ void Pool::Unqueue(Destination& of, Ticket& ticket) noexcept {
     UpdateStarving(of);
 }
 
-/// A destination starves while somebody waits in its line and its own limit is not what keeps it.
+/// A destination starves while somebody waits in its line and its own limits are not what keeps it.
 void Pool::UpdateStarving(Destination& of) noexcept {
-    const bool starves = !of.m_waiting.empty() && of.m_taken < m_limits.perOrigin;
+    const bool starves = !of.m_waiting.empty() && of.MayDial(m_limits);
     if (starves && !of.m_starving.is_linked()) {
         m_starving.push_back(of);
     } else if (!starves && of.m_starving.is_linked()) {
@@ -173,6 +182,7 @@ net::Time Pool::Leave(Destination& of, Ticket& ticket, net::Time now) {
         return Return(std::move(ticket.m_connection), now);
     }
     if (state == Ticket::State::Slot) {
+        Dialled(of);
         Free(of);
     }
     return net::Time::max();
@@ -237,6 +247,19 @@ void Pool::GiveSlotBack(Destination& of) noexcept {
     UpdateStarving(of);
 }
 
+void Pool::TakeSlot(Destination& of) noexcept {
+    ++of.m_taken;
+    ++of.m_dialling;
+    ++m_taken;
+}
+
+void Pool::Dialled(Destination& of) {
+    Lock lock(m_lock);
+    --of.m_dialling;
+    UpdateStarving(of);
+    GrantSlots(lock);
+}
+
 void Pool::Free(Destination& of) {
     Lock lock(m_lock);
     GiveSlotBack(of);
@@ -251,8 +274,7 @@ Destination* Pool::NextToServe() noexcept {
 void Pool::GrantSlots(Lock& lock) {
     while (Destination* next = NextToServe()) {
         Ticket& first = next->m_waiting.front();
-        ++next->m_taken;
-        ++m_taken;
+        TakeSlot(*next);
         Unqueue(*next, first);
         if (next->m_starving.is_linked()) { // the others in turn
             m_starving.splice(m_starving.end(), m_starving, m_starving.iterator_to(*next));

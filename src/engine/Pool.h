@@ -23,6 +23,7 @@
 namespace httpclient::engine {
 
 class Destination;
+struct PoolLimits;
 
 /// A call's place in the line for a connection. Lives in the call; the pool's lock guards it.
 class Ticket {
@@ -63,15 +64,18 @@ public:
 
 private:
     friend class Pool;
+    bool MayDial(const PoolLimits& limits) const noexcept;
+
     using Idle =
         boost::intrusive::list<Connection,
                                boost::intrusive::member_hook<Connection, boost::intrusive::list_member_hook<>,
                                                              &Connection::ofDestination>>;
-    Idle m_idle;             ///< last used at the end
-    Ticket::Line m_waiting;  ///< first in line at the front
-    std::size_t m_taken = 0; ///< connections, idle ones and those being made included
+    Idle m_idle;                ///< last used at the end
+    Ticket::Line m_waiting;     ///< first in line at the front
+    std::size_t m_taken = 0;    ///< connections, idle ones and those being made included
+    std::size_t m_dialling = 0; ///< of those, the ones that were granted and are not told to be Dialled() yet
     boost::intrusive::list_member_hook<>
-        m_starving; ///< in the list of those that wait only for the limit of all
+        m_starving; ///< in the list of those whose own limits let another connection be made
 };
 
 /// What bounds a pool.
@@ -81,14 +85,17 @@ struct PoolLimits {
     std::size_t waiting = 10'000;
     std::chrono::milliseconds idle{30'000};
     std::chrono::milliseconds age{600'000};
+    /// Connections to one destination that are being made at a time. A listener's line is as long as this where it is
+    /// short; what does not fit in is dropped, and tried again after a second, then two, then four.
+    std::size_t dials = 128;
 };
 
 /// Lends connections per destination. Whoever finds none, and no room for another, waits in line; what comes back,
 /// or becomes free, goes to the first in line.
 ///
 /// A connection counts from the moment that a slot for it was granted. Who was granted one makes the connection
-/// and gives it back with Return(), or gives the slot back with Free(). Nothing is made, closed or woken under the
-/// lock.
+/// and gives it back with Return(), or gives the slot back with Free(); it also says when it has Dialled(), for only so
+/// many do that at a time. Nothing is made, closed or woken under the lock.
 ///
 /// @par Thread Safety
 /// Any thread.
@@ -126,6 +133,8 @@ public:
     /// Takes a connection back that may be used again.
     /// @return when somebody has to look after it; Time::max() when it is not idle.
     net::Time Return(std::unique_ptr<Connection> connection, net::Time now);
+    /// Who was granted a slot has dialled, or will take longer for it than others should wait. Once, before Free().
+    void Dialled(Destination& of);
     /// Takes back the slot of a connection that is closed or was never made.
     void Free(Destination& of);
 
@@ -158,7 +167,9 @@ private:
     net::Time DueOf(const Connection& connection) const noexcept;
     void RemoveIdle(Connection& connection, Graveyard& dead) noexcept;
     std::unique_ptr<Connection> PopIdle(Destination& of, net::Time now, Graveyard& dead) noexcept;
+    std::size_t RoomFor(const Destination& of) const noexcept;
     bool MakeRoomForAnother(Destination& of, Graveyard& dead) noexcept;
+    void TakeSlot(Destination& of) noexcept;
     void Enqueue(Destination& of, Ticket& ticket, const std::shared_ptr<Waker>& waker);
     void GiveSlotBack(Destination& of) noexcept;
     Destination* NextToServe() noexcept;
@@ -172,7 +183,7 @@ private:
     Destinations m_destinations;
     std::size_t m_purgeAt = 64; ///< at so many destinations those are dropped that nobody uses
     IdleOfAll m_idle;           ///< of all destinations, last used at the end
-    Starving m_starving;        ///< destinations in whose line somebody waits only for the limit of all
+    Starving m_starving;        ///< destinations in whose line somebody waits, and not for their own limits
     std::size_t m_taken = 0;
     bool m_closed = false;
     std::minstd_rand m_random{std::random_device{}()};

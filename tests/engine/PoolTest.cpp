@@ -89,6 +89,7 @@ protected:
         Caller caller;
         EXPECT_EQ(Ask(to, caller), Answer::Slot);
         EXPECT_EQ(Pool::Take(caller.ticket), nullptr);
+        m_pool->Dialled(*to);
         return Connect(to);
     }
     /// @return a connection that was kept; null and a failure when there is none.
@@ -107,6 +108,7 @@ protected:
                 m_pool->Leave(*to, caller.ticket, m_now);
                 break;
             }
+            m_pool->Dialled(*to);
         }
         for (std::size_t i = 0; i < count; ++i) {
             m_pool->Free(*to);
@@ -172,6 +174,57 @@ TEST_F(PoolTest, GivesAFreeSlotToTheFirstInLine) {
     m_pool->Free(*to);
     EXPECT_EQ(m_pool->Look(second.ticket), Answer::Slot);
     m_pool->Free(*to);
+}
+
+TEST_F(PoolTest, LetsOnlySoManyDialAtATime) {
+    PoolLimits limits = Limits(10);
+    limits.dials = 2;
+    Make(limits);
+    const auto to = To("a");
+    Caller callers[4];
+    EXPECT_EQ(Ask(to, callers[0]), Answer::Slot);
+    EXPECT_EQ(Ask(to, callers[1]), Answer::Slot);
+    EXPECT_EQ(Ask(to, callers[2]), Answer::Waiting);
+    EXPECT_EQ(Ask(to, callers[3]), Answer::Waiting);
+    Caller another;
+    EXPECT_EQ(Ask(To("b"), another), Answer::Slot) << "another origin's listener is not concerned";
+    m_pool->Dialled(*to);
+    EXPECT_EQ(callers[2].bell->rung(), 1);
+    EXPECT_EQ(m_pool->Look(callers[2].ticket), Answer::Slot);
+    EXPECT_EQ(m_pool->Look(callers[3].ticket), Answer::Waiting);
+    // Whoever leaves gives the turn to the next.
+    m_pool->Leave(*to, callers[2].ticket, m_now);
+    EXPECT_EQ(m_pool->Look(callers[3].ticket), Answer::Slot);
+}
+
+TEST_F(PoolTest, GivesWhatComesBackToWhoWaitsForADial) {
+    PoolLimits limits = Limits(10);
+    limits.dials = 1;
+    Make(limits);
+    const auto to = To("a");
+    auto connection = Open(to);
+    Caller callers[2];
+    EXPECT_EQ(Ask(to, callers[0]), Answer::Slot);
+    EXPECT_EQ(Ask(to, callers[1]), Answer::Waiting);
+    m_pool->Return(std::move(connection), m_now);
+    EXPECT_EQ(m_pool->Look(callers[1].ticket), Answer::Connection);
+    m_pool->Return(Pool::Take(callers[1].ticket), m_now);
+}
+
+TEST_F(PoolTest, DoesNotCountThoseAmongTheTooManyWhoWaitOnlyForADial) {
+    PoolLimits limits = Limits(3, 100, 1);
+    limits.dials = 1;
+    Make(limits);
+    const auto to = To("a");
+    Caller callers[5];
+    EXPECT_EQ(Ask(to, callers[0]), Answer::Slot);
+    EXPECT_EQ(Ask(to, callers[1]), Answer::Waiting);
+    EXPECT_EQ(Ask(to, callers[2]), Answer::Waiting);
+    EXPECT_EQ(Ask(to, callers[3]), Answer::Waiting) << "the one that may wait for a connection";
+    EXPECT_EQ(Ask(to, callers[4]), Answer::Overloaded);
+    for (int index : {3, 2, 1}) {
+        m_pool->Leave(*to, callers[index].ticket, m_now);
+    }
 }
 
 TEST_F(PoolTest, LetsNobodyOvertakeThoseWhoWait) {
@@ -645,7 +698,9 @@ TEST_F(PoolTest, ClosesByANewIdleTimeoutAtOnce) {
 
 TEST_F(PoolTest, HasItsCountsRightAfterEverythingAtOnce) {
     constexpr std::size_t IN_ALL = 5;
-    Make(Limits(3, IN_ALL, 4));
+    PoolLimits limits = Limits(3, IN_ALL, 4);
+    limits.dials = 2;
+    Make(limits);
     const std::vector<std::shared_ptr<Destination>> destinations = {To("a"), To("b"), To("c")};
     std::atomic<std::size_t> lent{0};
     std::atomic<bool> tooMany{false};
@@ -665,6 +720,9 @@ TEST_F(PoolTest, HasItsCountsRightAfterEverythingAtOnce) {
             }
             auto connection = Pool::Take(caller.ticket);
             tooMany = tooMany || ++lent > IN_ALL;
+            if (answer == Answer::Slot) {
+                m_pool->Dialled(*to);
+            }
             if (!connection && random() % 4 != 0) {
                 connection = std::make_unique<Connection>(net::Channel(net::Descriptor()), to, 0, m_now);
             }
@@ -702,6 +760,7 @@ TEST_F(PoolTest, HasItsCountsRightAfterEverythingAtOnce) {
         const auto& to = destinations[static_cast<std::size_t>(i) % 3];
         if (Ask(to, *callers.back()) == Answer::Slot) {
             ++inAll;
+            m_pool->Dialled(*to);
         }
     }
     EXPECT_EQ(inAll, IN_ALL);

@@ -13,6 +13,7 @@
 #include "interpose/Allocations.h"
 #include "loop/AsyncTest.h"
 #include "loop/Steps.h"
+#include "setting/DeafListener.h"
 
 namespace {
 
@@ -182,6 +183,59 @@ TEST_F(TurnTest, ALongBodyThatGoesDoesNotHoldUpTheOthers) {
                   EXPECT_EQ(Told(client.SendAsync(Post(std::string(2UL << 20, 'x'))).get()), "200 answer");
               }),
               32);
+}
+
+TEST_F(TurnTest, AThousandThatAreReadyDoNotHoldUpADeadline) {
+    // Of each origin so many as may dial at a time.
+    constexpr int ORIGINS = 10;
+    constexpr int CALLS = ORIGINS * 100;
+    std::atomic<int> dialled{0};
+    const Steps steps([&](const Step& step) {
+        if (step.onLoop && step.what == Step::What::Connect) {
+            std::this_thread::sleep_for(1ms); // a second in all
+            ++dialled;
+        }
+    });
+    Remake(EngineOptions().maxConnections(100, CALLS));
+    std::vector<Client> clients;
+    for (int number = 0; number < ORIGINS; ++number) {
+        const std::string origin = "http://origin" + std::to_string(number);
+        clients.push_back(ClientOf(ClientOptions(origin).connectTo("unix:/nobody/listens/here")));
+    }
+    for (std::size_t number = 0; number < CALLS; ++number) {
+        Start(clients[number % ORIGINS], Get(), "refused");
+    }
+    Start(clients.front(), Get().timeout(50ms), "due");
+    EXPECT_EQ(m_ends.Told("due"), "Timeout in Prepare");
+    EXPECT_LT(dialled, CALLS / 2);
+    EXPECT_TRUE(m_ends.Wait(CALLS + 1));
+    EXPECT_EQ(m_ends.CountOf("Connect in Connect"), CALLS + 0U);
+}
+
+/// However many want to, only so many of one origin dial at a time; and those that its listener does not answer do not
+/// keep the others from it for long.
+TEST_F(LoopTest, DialsThatAreNotAnsweredHoldUpNobodyForLong) {
+    constexpr std::size_t CALLS = 500;
+    Remake(EngineOptions().maxConnections(CALLS, CALLS));
+    const DeafListener deaf;
+    std::mutex lock;
+    std::vector<std::chrono::steady_clock::time_point> dials;
+    const Steps steps([&](const Step& step) {
+        if (step.onLoop && step.what == Step::What::Connect) {
+            const std::lock_guard<std::mutex> guard(lock);
+            dials.push_back(std::chrono::steady_clock::now());
+        }
+    });
+    const Client client = ClientOf(OptionsFor(deaf.origin()).connectTimeout(1500ms));
+    for (std::size_t number = 0; number < CALLS; ++number) {
+        Start(client, Get());
+    }
+    EXPECT_TRUE(m_ends.Wait(CALLS));
+    EXPECT_EQ(m_ends.CountOf("Timeout in Connect"), CALLS) << "none in line";
+    const std::lock_guard<std::mutex> guard(lock);
+    ASSERT_GE(dials.size(), CALLS);
+    EXPECT_GE(dials[128] - dials[0], 50ms)
+        << "a hundred, less what a busy machine keeps the first from dialling";
 }
 
 TEST_F(LoopTest, SmallCallsGoOnBesideAnEndlessOne) {

@@ -100,7 +100,7 @@ protected:
         }
         const std::string name = std::to_string(++m_lastName);
         Start(*m_client, Get("/" + name).timeout(1ms), name);
-        Expect(name, "Timeout in Lease");
+        Expect(name, "Timeout"); // in Lease, unless a busy machine takes a millisecond to look at it
     }
 
     void AnswerOne() {
