@@ -13,7 +13,10 @@ namespace {
 std::mutex g_closing; // its destruction does nothing: threads may outlive main()
 
 /// Who holds it does not exist in a forked child.
-[[maybe_unused]] const int g_forks = pthread_atfork(nullptr, nullptr, [] { new (&g_closing) std::mutex; });
+void RenewInChildren() {
+    [[maybe_unused]] static const int forks =
+        pthread_atfork(nullptr, nullptr, [] { new (&g_closing) std::mutex; });
+}
 
 /// Closes a handle. libcurl may change the process's disposition of SIGPIPE meanwhile, where no transfer went over
 /// the handle, and restore what it found: one at a time, so that no two restore each other's.
@@ -26,7 +29,9 @@ template <class Owner> void Close(Owner& handle) {
 
 CHttpConnection::CHttpConnection(std::string address, int port)
     : m_strAddress(std::move(address)), m_nPort(port), m_pCurl(curl_easy_init()),
-      m_pCurlM(curl_multi_init()) {}
+      m_pCurlM(curl_multi_init()) {
+    RenewInChildren();
+}
 
 CHttpConnection::~CHttpConnection() {
     Close(m_pCurl); // before the multi handle, which the members' own order would close first
