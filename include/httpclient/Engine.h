@@ -7,9 +7,12 @@
 #include <cstddef>
 #include <functional>
 #include <memory>
+#include <string>
 #include <utility>
 
 #include <httpclient/Export.h>
+#include <httpclient/Observer.h>
+#include <httpclient/Statistics.h>
 
 namespace httpclient {
 
@@ -52,6 +55,10 @@ public:
     /// one cannot be had. Default 30 s.
     EngineOptions& nameLifetime(std::chrono::milliseconds most);
     std::chrono::milliseconds nameLifetime() const; ///< @return what was set.
+    /// Sets what sees every call of the engine. Default: nothing.
+    /// @param sees shared with the engine, which keeps it as long as a client may call.
+    EngineOptions& observer(std::shared_ptr<Observer> sees);
+    std::shared_ptr<Observer> observer() const; ///< @return what was set.
 
     /// @cond INTERNAL
     class Body;
@@ -88,6 +95,13 @@ public:
     /// Sets the options of the shared engine, before its first use: a call of a client on it, or Shared().
     /// @throw std::logic_error after the first use. @throw std::invalid_argument for a bad option.
     static void Configure(EngineOptions options);
+
+    /// @return what was counted so far: a snapshot, for which no call has to wait. Connections of the pool of
+    ///         CHttpClient are among it, those of the whole process. @throw std::bad_alloc
+    EngineStatistics statistics() const;
+    /// @return the same in the text format of Prometheus, to be served as "text/plain; version=0.0.4".
+    ///         docs/operations.md says what each name means. @throw std::bad_alloc
+    std::string metricsText() const;
 
     /// Closes the connections that are idle now.
     void CloseIdleConnections();

@@ -16,6 +16,7 @@
 
 class ACE_Reactor;
 class CHttpConnection;
+class PoolReading;
 
 /// Lends connections per address and closes those that stay idle.
 ///
@@ -99,6 +100,7 @@ public:
     /// @endcond
 
 private:
+    friend class PoolReading;
     CHttpConnectionMgr();
     static CHttpConnectionMgr* MakeInstance();
     CHttpConnection* GetConnOfNewAddress(const std::string& addr, const std::string& domain,

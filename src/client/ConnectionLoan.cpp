@@ -3,11 +3,13 @@
 
 #include <cerrno>
 #include <ctime>
+#include <optional>
 #include <utility>
 
 #include <httpclient/HttpConnectionMgr.h>
 
 #include "support/Cancellation.h"
+#include "support/PoolLevels.h"
 #include "support/Trace.h"
 
 namespace {
@@ -28,11 +30,15 @@ void SleepBeforeRetry() {
 
 CHttpConnection* WaitForConnection(const std::string& domain, int port, bool bSSL,
                                    LogMessage failureMessage) {
+    std::optional<PoolWait> counted;
     for (int i = 0; i < MAX_TRIES; ++i) {
         CHttpConnection* conn =
             CHttpConnectionMgr::Instance()->GetConn(domain, static_cast<unsigned int>(port), bSSL);
         if (conn != nullptr) {
             return conn;
+        }
+        if (!counted) {
+            counted.emplace();
         }
         Trace(failureMessage);
         SleepBeforeRetry();

@@ -10,7 +10,6 @@
 
 #include <event2/event.h>
 
-#include "engine/CallLog.h"
 #include "engine/HostMask.h"
 #include "engine/Loop.h"
 #include "engine/Loops.h"
@@ -41,24 +40,25 @@ void AsyncCall::Start(Request request, std::unique_ptr<Completion> done) {
     m_core.loops().Start();
     m_loop = &m_core.loops().Next();
     m_call.emplace(m_core, m_client->client, *m_request->internals(), shared_from_this(), net::Clock::now());
+    m_call->TellStart();
+    if (m_core.forked()) {
+        throw std::system_error(std::make_error_code(std::errc::operation_canceled), "the observer forked");
+    }
     m_self = shared_from_this();
     m_loop->Enter();
     m_isReady.store(true);
     m_loop->Add(shared_from_this());
 }
 
-Result AsyncCall::OutcomeOfShutdown() const {
-    auto failure = std::make_unique<Failure::Body>();
-    failure->kind = FailureKind::Shutdown;
-    failure->message = DescribeFailure(*failure, {});
-    LogFailure(m_client->client, *m_request->internals(), *failure);
-    return Result(std::make_unique<Result::Body>(Failure(std::move(failure))).release());
-}
-
 void AsyncCall::Refuse(Request request, std::unique_ptr<Completion> done) {
     Take(std::move(request), std::move(done));
-    m_result.emplace(OutcomeOfShutdown());
+    const net::Time now = net::Clock::now();
+    m_call.emplace(m_core, m_client->client, *m_request->internals(), shared_from_this(), now);
+    m_call->TellStart();
+    m_call->End(FailureKind::Shutdown, now);
     m_doing.store(Doing::Delivering);
+    m_result.emplace(Outcome());
+    m_call.reset();
     if (m_where == DeliverOn::Loop) {
         return Deliver();
     }
@@ -77,7 +77,7 @@ void AsyncCall::Refuse(Request request, std::unique_ptr<Completion> done) {
     const HostMask hosts(mask);
     if (m_core.loops().executor()) {
         try {
-            return m_core.loops().executor()([self = shared_from_this()] { self->Deliver(); });
+            return RunExecutor([self = shared_from_this()] { self->Deliver(); });
         } catch (abi::__forced_unwind&) {
             throw;
         } catch (...) {
@@ -146,6 +146,19 @@ void AsyncCall::Advance(Scratch scratch) {
     if (doing == Doing::Delivering || doing == Doing::Over || (doing != Doing::Stepping && !TakeBack())) {
         return;
     }
+    if (m_advancing) { // the observer, told amid it, has the loop turn meanwhile
+        m_advanceAgain = true;
+        return;
+    }
+    m_advancing = true;
+    Go(scratch);
+    m_advancing = false;
+    if (std::exchange(m_advanceAgain, false)) {
+        Wake();
+    }
+}
+
+void AsyncCall::Go(Scratch scratch) {
     Disarm();
     const net::Time now = net::Clock::now();
     try {
@@ -232,7 +245,18 @@ void AsyncCall::Follow(const Wait& wait) {
 /// The executor is the host's, and may run its code at once.
 void AsyncCall::HandToExecutor(const std::function<void()>& run) {
     const HostMask mask(m_core.loops().hostMask());
-    m_core.loops().executor()(run);
+    RunExecutor(run);
+}
+
+[[gnu::no_sanitize("null")]] void AsyncCall::RunExecutor(const std::function<void()>& run) {
+    try {
+        m_core.loops().executor()(run);
+    } catch (abi::__forced_unwind&) {
+        throw;
+    } catch (...) {
+        m_core.statistics().CountHostError(HostCodeKind::Executor);
+        throw;
+    }
 }
 
 void AsyncCall::RunPieceHere(Doing what) {
@@ -275,21 +299,25 @@ void AsyncCall::RunPiece(Doing what) {
     giveBack.whole = true;
 }
 
-Result AsyncCall::Outcome() noexcept {
+[[gnu::no_sanitize("null")]] Result AsyncCall::Outcome() {
+    std::error_code code;
     try {
         return m_call->Take();
+    } catch (abi::__forced_unwind&) {
+        throw; // the observer ends the thread
     } catch (...) {
-        return m_call->TakeExhausted(CodeOfCaught());
+        code = CodeOfCaught();
     }
+    return m_call->TakeExhausted(code);
 }
 
 /// The outcome is there: all that is the engine's is given back before the host learns of it.
 void AsyncCall::Finish() {
     Loop& loop = *m_loop;
     loop.Unfile(*this);
+    m_doing.store(Doing::Delivering);
     m_result.emplace(Outcome());
     m_call.reset();
-    m_doing.store(Doing::Delivering);
     HandOverOutcome();
     loop.Leave(); // kept until here by the call, and it by the turn
 }
@@ -329,7 +357,7 @@ void AsyncCall::HandOverOutcome() {
     } catch (abi::__forced_unwind&) {
         throw; // the host ends its thread
     } catch (...) {
-        return; // what the host's function throws stays with it
+        m_core.statistics().CountHostError(HostCodeKind::Callback); // and stays with it
     }
 }
 

@@ -74,10 +74,10 @@ private:
     enum class Doing { Stepping, Host, Work, Running, Delivering, Over };
 
     void Take(Request request, std::unique_ptr<Completion> done);
-    Result OutcomeOfShutdown() const;
     void Run() override;
     void RunPiece(Doing what);
     static void OnEvent(int fd, short what, void* self);
+    void Go(Scratch scratch);
     void Follow(const Wait& wait);
     bool Watch(event& place, const pollfd& what) noexcept;
     bool WatchDial(const std::vector<pollfd>& watched);
@@ -85,10 +85,11 @@ private:
     void WaitUntil(net::Time until) noexcept;
     void HandOver(Doing what);
     void HandToExecutor(const std::function<void()>& run);
+    void RunExecutor(const std::function<void()>& run);
     void RunPieceHere(Doing what);
     bool TakeBack() noexcept;
     void Finish();
-    Result Outcome() noexcept;
+    Result Outcome();
     void HandOverOutcome();
     void Deliver();
     void DeliverHere(const sigset_t& mask);
@@ -105,6 +106,8 @@ private:
     std::atomic<bool> m_cancelled{false};
     std::atomic<bool> m_exhausted{false}; ///< memory, while a piece ran on another thread
     std::atomic<Doing> m_doing{Doing::Stepping};
+    bool m_advancing = false;
+    bool m_advanceAgain = false; ///< asked for amid an advance
 
     event m_event{};
     std::vector<std::unique_ptr<event>> m_dialEvents; ///< beside that, while several addresses are tried

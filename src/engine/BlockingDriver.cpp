@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <climits>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include <cxxabi.h>
@@ -116,13 +117,16 @@ Result Run(Call& call, Waits& waits, const CancellationBlock& block, net::Time n
         call.End(FailureKind::Shutdown, now);
     }
     Waits waits(core, block);
+    std::error_code code;
     try {
+        call.TellStart();
         return Run(call, waits, block, now);
     } catch (abi::__forced_unwind&) {
         throw; // the thread is cancelled
     } catch (...) {
-        return call.TakeExhausted(CodeOfCaught());
+        code = CodeOfCaught();
     }
+    return call.TakeExhausted(code);
 }
 
 } // namespace httpclient::engine

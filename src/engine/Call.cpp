@@ -7,7 +7,6 @@
 #include <random>
 #include <utility>
 
-#include "engine/CallLog.h"
 #include "engine/Deadline.h"
 #include "engine/RetryAfter.h"
 #include "http1/GrammarError.h"
@@ -39,14 +38,18 @@ Call::Call(Core& core, const ClientCore& client, const Request::Body& request, s
 
 Call::~Call() {
     try {
-        LeavePool(net::Clock::now());
+        LeavePool(net::Clock::now(), CloseReason::Error);
     } catch (...) {
         // A lock that fails: nothing of the pool can be given back then.
+    }
+    if (m_state != State::Begin && !m_counted) {
+        CountEnd(Ending::Of(FailureKind::Cancelled), Waited()); // its thread has ended
     }
 }
 
 Wait Call::Step(net::Time now, Scratch scratch) {
     for (;;) {
+        TellAttempt();
         if (m_state == State::Done) {
             return {};
         }
@@ -121,6 +124,7 @@ Wait Call::Begin(net::Time now) {
     head.target = m_request.target;
     head.host = m_to->authority;
     head.fields = &m_request.fields;
+    head.added = &m_added;
     head.contentType = m_request.contentType;
     head.userAgent = m_client.options().userAgent;
     head.acceptCodings = m_client.options().decompress;
@@ -171,6 +175,8 @@ Wait Call::Granted(Pool::Answer answer, net::Time now) {
 /// the place.
 void Call::BeginAttempt(net::Time now) noexcept {
     ++m_attempts;
+    m_inAttempt = true;
+    m_retried.reset();
     if (m_client.options().attemptTimeout.count() > 0) {
         m_attemptDeadline = After(now, m_client.options().attemptTimeout);
     }
@@ -181,10 +187,16 @@ bool Call::IsFit(Connection& connection) const {
     if (m_to->material) {
         const std::shared_ptr<const net::TlsContext> inUse = m_to->material->InUse();
         if (!inUse || inUse->generation() != connection.generation) {
+            connection.closing = CloseReason::Age;
             return false;
         }
     }
-    return connection.channel.Quiet();
+    connection.closing = CloseReason::Server; // that is why, if it is closed now
+    const bool fit = connection.channel.Quiet();
+    if (fit) {
+        connection.closing = CloseReason::Error;
+    }
+    return fit;
 }
 
 Wait Call::TakeKept(std::unique_ptr<Connection> connection, net::Time now) {
@@ -279,7 +291,7 @@ bool Call::PolicyRetries(FailureKind kind) const noexcept {
 }
 
 /// Decides whether the request is sent once more, and when. @return whether it is: then it will be.
-bool Call::PlanRetry(std::optional<std::chrono::seconds> retryAfter, net::Time now) {
+bool Call::PlanRetry(Ending of, std::optional<std::chrono::seconds> retryAfter, net::Time now) {
     const RetryPolicy::Body& policy = m_client.options().retry.internals();
     if (m_attempts >= policy.attempts || m_handedOver || m_core.ended()) {
         return false;
@@ -295,6 +307,7 @@ bool Call::PlanRetry(std::optional<std::chrono::seconds> retryAfter, net::Time n
         return false;
     }
     m_pauseEnd = now + pause;
+    m_to->counts->retries[of.index()].Add();
     return true;
 }
 
@@ -307,10 +320,12 @@ bool Call::PlanRetryOfStatus(net::Time now) {
         return false;
     }
     const std::optional<std::string_view> after = head.find("Retry-After");
-    return PlanRetry(after ? ParseRetryAfter(*after, std::time(nullptr)) : std::nullopt, now);
+    return PlanRetry(Ending::OfStatus(head.status),
+                     after ? ParseRetryAfter(*after, std::time(nullptr)) : std::nullopt, now);
 }
 
 Wait Call::SendAgain() {
+    EndAttempt();
     StopCounting(net::Clock::now());
     m_attemptDeadline = net::Time::max();
     m_connectDeadline = net::Time::max();
@@ -321,14 +336,13 @@ Wait Call::SendAgain() {
 /// The end of an attempt without an answer, and of the call unless it is sent again.
 Wait Call::Fail(Fault fault, net::Time now) {
     const bool over = now >= m_deadline;
-    LeavePool(now);
-    if (!over && m_state != State::Begin && PolicyRetries(fault.kind) && PlanRetry(std::nullopt, now)) {
+    LeavePool(now, ReasonBy(fault.kind));
+    if (!over && m_state != State::Begin && PolicyRetries(fault.kind) &&
+        PlanRetry(Ending::Of(fault.kind), std::nullopt, now)) {
+        m_retried = std::move(fault);
         return SendAgain();
     }
-    m_outcomePhase = m_phase;
-    m_outcome = std::move(fault);
-    StopCounting(now);
-    m_state = State::Done;
+    EndWith(std::move(fault), now);
     return {};
 }
 
@@ -336,52 +350,20 @@ void Call::End(FailureKind kind, net::Time now, std::error_code code) {
     if (m_state == State::Done) {
         return;
     }
-    LeavePool(now);
+    LeavePool(now, ReasonBy(kind));
+    EndWith({kind, code, {}}, now);
+}
+
+void Call::EndWith(Fault fault, net::Time now) noexcept {
     m_outcomePhase = m_phase;
-    m_outcome = Fault{kind, code, {}};
+    m_outcome = std::move(fault);
     StopCounting(now);
+    EndAttempt();
     m_state = State::Done;
 }
 
-Result Call::Take() {
-    Timings::Body& times = m_response.internals().times;
-    times.total = m_timedSince - m_begun;
-    if (!m_outcome) {
-        m_response.internals().attempts = m_attempts;
-        auto answer = std::make_unique<Result::Body>(std::move(m_response));
-        LogAnswer(m_client, m_request, answer->response);
-        return Result(answer.release());
-    }
-    auto failure = std::make_unique<Failure::Body>();
-    failure->kind = m_outcome->kind;
-    failure->phase = m_outcomePhase;
-    failure->code = m_outcome->code;
-    failure->requestSent = m_requestSent;
-    failure->retryable = IsRetryable(m_outcome->kind);
-    failure->attempts = m_attempts;
-    failure->times = times;
-    failure->message = DescribeFailure(*failure, m_outcome->text);
-    const Failure::Body& told = *failure;
-    auto outcome = std::make_unique<Result::Body>(Failure(std::move(failure)));
-    LogFailure(m_client, m_request, told);
-    return Result(outcome.release());
-}
-
-Result Call::TakeExhausted(std::error_code code) noexcept {
-    try {
-        if (code != std::errc::not_enough_memory) {
-            End(FailureKind::Internal, net::Clock::now(), code);
-            return Take();
-        }
-    } catch (const std::exception&) {
-        // no memory either
-    }
-    LogExhaustion(m_client, m_request, m_phase);
-    return OutOfMemory(m_phase, m_requestSent);
-}
-
 /// Gives everything of the pool back: the place in line, the slot, the connection.
-void Call::LeavePool(net::Time now) {
+void Call::LeavePool(net::Time now, CloseReason reason) {
     if (m_core.forked()) {
         Abandon();
         return;
@@ -391,7 +373,7 @@ void Call::LeavePool(net::Time now) {
         EndDialTurn();
     }
     m_connecting.reset();
-    CloseConnection();
+    CloseConnection(reason);
 }
 
 /// The process forked: what there is belongs to the parent, and nothing of it may be touched. It leaks on purpose.

@@ -15,6 +15,7 @@
 #include "engine/ClientCore.h"
 #include "engine/Connecting.h"
 #include "engine/Core.h"
+#include "engine/Observation.h"
 #include "engine/Outcome.h"
 #include "engine/Receiving.h"
 #include "engine/RequestBody.h"
@@ -39,6 +40,8 @@ public:
     Call(const Call&) = delete;
     Call& operator=(const Call&) = delete;
 
+    /// Tells the observer, if there is one, that the call begins. Before the first Step(), on the thread that makes it.
+    void TellStart();
     /// Goes as far as it can without waiting. @param scratch used until it returns.
     Wait Step(net::Time now, Scratch scratch);
     /// Runs the piece of host code that Step() waits for. @throw only what cancels the thread.
@@ -61,8 +64,8 @@ public:
     /// After Done: the outcome. @throw std::bad_alloc
     Result Take();
     /// In place of all further steps: the outcome of a call that a resource was refused to. Needs no memory where that
-    /// was memory. @param code the resource, as CodeOfCaught() has it.
-    Result TakeExhausted(std::error_code code) noexcept;
+    /// was memory. @param code the resource, as CodeOfCaught() has it. @throw only what ends the thread.
+    Result TakeExhausted(std::error_code code);
 
 private:
     enum class State { Begin, Ask, InLine, Dialling, Exchanging, Pause, Done };
@@ -93,7 +96,7 @@ private:
     bool SeeByHost();
     bool HandOverByHost();
 
-    bool PlanRetry(std::optional<std::chrono::seconds> retryAfter, net::Time now);
+    bool PlanRetry(Ending of, std::optional<std::chrono::seconds> retryAfter, net::Time now);
     bool PlanRetryOfStatus(net::Time now);
     Wait SendAgain();
     bool MayReplace(const Fault& fault) const noexcept;
@@ -102,14 +105,24 @@ private:
 
     Wait TimeOut(net::Time now);
     Wait Fail(Fault fault, net::Time now);
-    bool MayKeepConnection();
+    void EndWith(Fault fault, net::Time now) noexcept;
+    std::optional<CloseReason> WhyNotKept();
+    std::unique_ptr<Connection> LetGo() noexcept;
     void GiveConnectionBack(net::Time now);
-    void CloseConnection();
-    void LeavePool(net::Time now);
+    void CloseConnection(CloseReason reason);
+    static CloseReason ReasonBy(FailureKind kind) noexcept;
+    void LeavePool(net::Time now, CloseReason reason);
     void Abandon() noexcept;
     void Count(Phase phase, net::Time now) noexcept;
     void StopCounting(net::Time now) noexcept;
     net::Time Due() const noexcept;
+
+    std::unique_ptr<Failure::Body> Describe(const Fault& fault, Phase phase) const;
+    void EndAttempt() noexcept;
+    void TellAttempt();
+    void TellEnd(const Result& outcome, const Timings& timings);
+    std::chrono::nanoseconds Waited() noexcept;
+    void CountEnd(Ending how, std::chrono::nanoseconds waited) noexcept;
 
     Core& m_core;
     const ClientCore& m_client;
@@ -132,6 +145,13 @@ private:
     bool m_requestSent = false; ///< of any attempt
     bool m_handedOver = false;  ///< the host has seen the answer's head, or a piece of its body
     bool m_forked = false;      ///< while host code ran
+
+    std::unique_ptr<CallView::Body> m_seen; ///< where there is an observer, and it was told of the call
+    std::vector<http1::Field> m_added;      ///< fields beside the request's own
+    bool m_inAttempt = false;
+    bool m_attemptToTell = false;   ///< it is over, and the observer is not told yet
+    std::optional<Fault> m_retried; ///< of the attempt to be told of, where another follows
+    bool m_counted = false;
 
     std::string m_head; ///< of the request, as bytes
     Ticket m_ticket;

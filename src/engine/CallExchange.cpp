@@ -28,16 +28,16 @@ Wait WaitForIo(int fd, bool read, bool write) {
 } // namespace
 
 Wait Call::BeginExchange(std::unique_ptr<Connection> connection, net::Time now) {
-    m_connection = std::move(connection);
-    m_hasSlot = false; // the connection's now
     Response::Body& answer = m_response.internals();
     answer.head = http1::ResponseHead();
     answer.content.clear();
-    answer.reusedConnection = m_connection->used;
+    answer.reusedConnection = connection->used;
     m_sending.emplace(m_request, m_head);
     const ClientOptions::Body& options = m_client.options();
     m_receiving.emplace(m_request.method, http1::Limits{options.maxHead, options.maxBody}, options.decompress,
                         answer.head);
+    m_connection = std::move(connection);
+    m_hasSlot = false; // the connection's now
     m_sent = false;
     m_sendFault.reset();
     m_headSeen = false;
@@ -210,6 +210,9 @@ bool Call::HandOverByHost() {
     const Core::HostCode amid(m_core);
     if (piece == HostPiece::Source) {
         m_sending->RunSource();
+        if (m_sending->sourceThrew()) {
+            m_core.statistics().CountHostError(HostCodeKind::Source);
+        }
     } else {
         bool goOn = false;
         try {
@@ -218,6 +221,7 @@ bool Call::HandOverByHost() {
             throw; // the thread is cancelled
         } catch (...) {
             goOn = false;
+            m_core.statistics().CountHostError(HostCodeKind::Sink);
         }
         if (!goOn) {
             m_hostFault = Fault{FailureKind::Cancelled, {}, "the host has had enough of the answer"};
@@ -236,6 +240,7 @@ Wait Call::ExchangeEnded(net::Time now) {
         return SendAgain();
     }
     StopCounting(now);
+    EndAttempt();
     m_state = State::Done;
     return {};
 }
@@ -249,7 +254,7 @@ bool Call::MayReplace(const Fault& fault) const noexcept {
 
 Wait Call::ExchangeFailed(Fault fault, net::Time now) {
     if (m_draining) { // of an answer that would not have been the outcome
-        CloseConnection();
+        CloseConnection(CloseReason::Error);
         return SendAgain();
     }
     if (fault.kind == FailureKind::Tls && m_connection->used) {
@@ -257,35 +262,55 @@ Wait Call::ExchangeFailed(Fault fault, net::Time now) {
     }
     if (!m_forked && MayReplace(fault)) {
         m_replaced = true;
-        m_connection.reset();
+        LetGo()->closing = CloseReason::Server;
         m_hasSlot = true;
         return BeginDial(now);
     }
     return Fail(std::move(fault), now);
 }
 
-bool Call::MayKeepConnection() {
-    return m_receiving->reader().keepAlive() && m_sent && !m_sendFault && !m_receiving->surplus() &&
-           !http1::AsksToClose(m_request.fields) && !m_connection->channel.Buffered();
+/// @return why the connection cannot be kept after an answer that is whole; nothing when it can.
+std::optional<CloseReason> Call::WhyNotKept() {
+    if (!m_sent || m_sendFault) {
+        return CloseReason::Error;
+    }
+    if (!m_receiving->reader().keepAlive() || m_receiving->ended() || http1::AsksToClose(m_request.fields) ||
+        http1::AsksToClose(m_added)) {
+        return CloseReason::Server;
+    }
+    if (m_receiving->surplus() || m_connection->channel.Buffered()) {
+        return CloseReason::Surplus;
+    }
+    return std::nullopt;
 }
 
 void Call::GiveConnectionBack(net::Time now) {
-    if (!MayKeepConnection()) {
-        return CloseConnection();
+    if (const auto reason = WhyNotKept()) {
+        return CloseConnection(*reason);
     }
     m_connection->channel.WakeAt(1);
     if (const auto timeout = m_receiving->reader().keepAliveTimeout()) {
         m_connection->goodFor = now + *timeout;
     }
-    m_core.keeper().NeededAt(m_core.pool().Return(std::move(m_connection), now));
+    m_core.keeper().NeededAt(m_core.pool().Return(LetGo(), now));
+}
+
+/// The exchange is over. @return its connection.
+std::unique_ptr<Connection> Call::LetGo() noexcept {
+    m_to->counts->sent.Add(m_sending->sent());
+    m_to->counts->received.Add(m_receiving->received());
+    return std::move(m_connection);
 }
 
 /// Closes the connection, if there is one, and gives its slot back.
-void Call::CloseConnection() {
+void Call::CloseConnection(CloseReason reason) {
     if (!m_connection && !m_hasSlot) {
         return;
     }
-    m_connection.reset();
+    if (m_connection) {
+        m_connection->closing = reason;
+        LetGo().reset();
+    }
     m_hasSlot = false;
     m_core.pool().Free(*m_to);
 }

@@ -83,8 +83,8 @@ const std::shared_ptr<Destination>& ClientCore::DestinationIn(Core& core) const 
         auto made = std::make_unique<Known>();
         made->core = &core;
         made->before = known;
-        made->destination = core.pool().Share(
-            std::make_shared<Destination>(m_key, m_origin, m_place, m_origin.tls ? MakeMaterial() : nullptr));
+        made->destination = core.pool().Share(std::make_shared<Destination>(
+            m_key, m_origin, m_place, m_origin.tls ? MakeMaterial() : nullptr, core.statistics().Of(m_text)));
         if (m_known.compare_exchange_weak(known, made.get(), std::memory_order_acq_rel)) {
             known = made.release();
         }

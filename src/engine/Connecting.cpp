@@ -65,7 +65,7 @@ Connecting::Status Connecting::Connect(net::Time now) {
     net::Dial::Status status = m_dial->Step(now);
     if (status == net::Dial::Status::Failed && DescriptorsUsedUp(m_dial->error()) && !m_madeRoom) {
         m_madeRoom = true;
-        if (m_core.pool().CloseIdle() > 0) {
+        if (m_core.pool().CloseIdle(CloseReason::Limit) > 0) {
             m_dial.reset();
             m_phase = Phase::Resolve; // the answer is at hand
             return Resolve(now);
@@ -122,6 +122,7 @@ Connecting::Status Connecting::Handshake(net::Time now) {
     }
     if (result.wants == net::Wants::Nothing) {
         m_resumed = m_channel->resumed();
+        (m_resumed ? m_to->counts->resumed : m_to->counts->handshakes).Add();
         return Finish(now);
     }
     const short events = result.wants == net::Wants::Read ? POLLIN : POLLOUT;

@@ -9,6 +9,7 @@
 
 #include <boost/intrusive/list_hook.hpp>
 
+#include "engine/Counts.h"
 #include "net/Channel.h"
 #include "net/Net.h"
 
@@ -16,12 +17,15 @@ namespace httpclient::engine {
 
 class Destination;
 
-/// A connection with what the pool needs to know of it. Lent to one call at a time, or idle.
+/// A connection with what the pool needs to know of it. Lent to one call at a time, or idle. Its making and its end are
+/// counted.
 class Connection {
 public:
     Connection(net::Channel made, std::shared_ptr<Destination> to, std::uint64_t materialGeneration,
-               net::Time now)
-        : channel(std::move(made)), destination(std::move(to)), generation(materialGeneration), born(now) {}
+               net::Time now);
+    ~Connection();
+    Connection(const Connection&) = delete;
+    Connection& operator=(const Connection&) = delete;
 
     net::Channel channel;
     std::shared_ptr<Destination> destination;
@@ -30,6 +34,8 @@ public:
     net::Time oldest{};                   ///< when it is too old to be kept, set by the pool
     net::Time goodFor = net::Time::max(); ///< until when the server said that it keeps it
     bool used = false;                    ///< whether an exchange went over it before
+    CloseReason closing =
+        CloseReason::Error; ///< why it is closed; to be set before, where another is the reason
 
     /// Places in the pool's lists while it is idle: those of its destination and those of all.
     boost::intrusive::list_member_hook<> ofDestination;

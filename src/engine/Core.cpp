@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <system_error>
+#include <utility>
 
 #include <sys/eventfd.h>
 
@@ -40,8 +41,9 @@ PoolLimits LimitsOf(const EngineOptions::Body& options) {
 
 } // namespace
 
-Core::Core(const EngineOptions::Body& options)
-    : m_epoch(ForkEpoch()), m_end(MakeEvent()), m_pool(LimitsOf(options)), m_resolver(options.nameLifetime),
+Core::Core(const EngineOptions::Body& options, std::shared_ptr<Statistics> counts)
+    : m_statistics(std::move(counts)), m_observer(options.observer), m_epoch(ForkEpoch()), m_end(MakeEvent()),
+      m_pool(LimitsOf(options)), m_resolver(options.nameLifetime),
       m_keeper([this](net::Time now) { return Look(now); }), m_loops(std::make_unique<Loops>(options)) {}
 
 Core::~Core() {

@@ -17,6 +17,7 @@
 #include "engine/MonotonicCondition.h"
 #include "engine/Parker.h"
 #include "engine/Pool.h"
+#include "engine/Statistics.h"
 #include "net/Descriptor.h"
 #include "net/Resolver.h"
 
@@ -31,7 +32,8 @@ class Loops;
 /// Any thread.
 class Core {
 public:
-    explicit Core(const EngineOptions::Body& options);
+    /// @param counts of the engine's earlier lives, which are gone on with.
+    Core(const EngineOptions::Body& options, std::shared_ptr<Statistics> counts);
     ~Core();
     Core(const Core&) = delete;
     Core& operator=(const Core&) = delete;
@@ -83,6 +85,10 @@ public:
     net::Resolver& resolver() noexcept { return m_resolver; }
     Keeper& keeper() noexcept { return m_keeper; }
     Loops& loops() noexcept { return *m_loops; }
+    Statistics& statistics() noexcept { return *m_statistics; }
+    const std::shared_ptr<Statistics>& sharedStatistics() const noexcept { return m_statistics; }
+    /// @return the host's observer; null: there is none.
+    Observer* observer() const noexcept { return m_observer.get(); }
 
     /// @return whether calls under way have to end.
     bool ended() const noexcept { return m_ended.load(std::memory_order_relaxed); }
@@ -108,6 +114,8 @@ private:
     void EndCalls();
     void CloseEnd();
 
+    const std::shared_ptr<Statistics> m_statistics;
+    const std::shared_ptr<Observer> m_observer;
     const std::uint64_t m_epoch;
     net::Descriptor m_end;
     std::atomic<bool> m_ended{false};

@@ -4,6 +4,7 @@
 #include <httpclient/Engine.h>
 
 #include "engine/Engines.h"
+#include "engine/Snapshot.h"
 
 namespace httpclient {
 
@@ -31,8 +32,16 @@ void Engine::Configure(EngineOptions options) {
 
 void Engine::CloseIdleConnections() {
     if (engine::Core* core = m_body->inUse()) {
-        core->pool().CloseIdle();
+        core->pool().CloseIdle(engine::CloseReason::Shutdown);
     }
+}
+
+EngineStatistics Engine::statistics() const {
+    return EngineStatistics(EngineStatistics::Body::Of(*m_body));
+}
+
+std::string Engine::metricsText() const {
+    return statistics().text();
 }
 
 bool Engine::Shutdown(std::chrono::milliseconds grace) {

@@ -102,4 +102,13 @@ std::chrono::milliseconds EngineOptions::nameLifetime() const {
     return internals().nameLifetime;
 }
 
+EngineOptions& EngineOptions::observer(std::shared_ptr<Observer> value) {
+    Own().observer = std::move(value);
+    return *this;
+}
+
+std::shared_ptr<Observer> EngineOptions::observer() const {
+    return internals().observer;
+}
+
 } // namespace httpclient

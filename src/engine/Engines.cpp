@@ -18,7 +18,7 @@ Engine::Body::~Body() {
     }
 }
 
-Core* Engine::Body::inUse() noexcept {
+Core* Engine::Body::inUse() const noexcept {
     Core* core = m_current.load(std::memory_order_acquire);
     return core == nullptr || core->retired() || core->forked() ? nullptr : core;
 }
@@ -42,13 +42,20 @@ Core& Engine::Body::Begin(Core* before) {
         const std::lock_guard<std::mutex> lock(m_lock);
         m_everUsed.store(true, std::memory_order_release);
     }
-    auto made = std::make_unique<Core>(OptionsNow());
+    auto made = std::make_unique<Core>(OptionsNow(), Counts());
     // In a forked child what was before is the parent's, and is left alone for good.
     made->before = before != nullptr && before->forked() ? nullptr : before;
     if (m_current.compare_exchange_strong(before, made.get(), std::memory_order_acq_rel)) {
         return *made.release();
     }
     return core(); // another thread was first
+}
+
+std::shared_ptr<engine::Statistics> Engine::Body::Counts() const {
+    const Core* last = m_current.load(std::memory_order_acquire);
+    // What the parent of a forked child was counting just then may be locked for ever.
+    return last != nullptr && !last->forked() ? last->sharedStatistics()
+                                              : std::make_shared<engine::Statistics>();
 }
 
 bool Engine::Body::Shutdown(std::chrono::milliseconds grace) {

@@ -33,8 +33,10 @@ public:
     /// Ends the core of the moment, if there is one; the next use begins another.
     void Renew();
     /// @return the core of the moment; null when there is none.
-    engine::Core* inUse() noexcept;
+    engine::Core* inUse() const noexcept;
 
+    /// @return what was counted so far; of the moment's core, or of the last one.
+    std::shared_ptr<engine::Statistics> Counts() const;
     /// Changes what lives begin with. @throw std::logic_error when there was one.
     void Configure(EngineOptions options);
     /// Raises the limit of connections per origin, now and for later lives; a lower value is ignored.

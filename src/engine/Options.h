@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -59,6 +60,7 @@ public:
     std::chrono::milliseconds idleTimeout{30'000};
     std::chrono::milliseconds maxAge{600'000};
     std::chrono::milliseconds nameLifetime{30'000};
+    std::shared_ptr<Observer> observer;
 };
 
 /// Checks what can be checked where a client is made, the origin and the place to connect to excepted.

@@ -9,10 +9,10 @@
 namespace httpclient::engine {
 
 Destination::Destination(std::string uniqueKey, Origin serves, Place connectsTo,
-                         std::shared_ptr<net::TlsMaterial> tls)
+                         std::shared_ptr<net::TlsMaterial> tls, std::shared_ptr<OriginCounts> counted)
     : key(std::move(uniqueKey)), origin(std::move(serves)), place(std::move(connectsTo)), text(origin.Text()),
       authority(origin.Authority()), material(std::move(tls)),
-      sessions(material ? std::make_shared<net::SessionCache>() : nullptr) {}
+      sessions(material ? std::make_shared<net::SessionCache>() : nullptr), counts(std::move(counted)) {}
 
 Pool::Pool(const PoolLimits& limits) : m_limits(limits) {
     m_limits.idle = Bounded(limits.idle);
@@ -55,8 +55,17 @@ net::Time Pool::DueOf(const Connection& connection) const noexcept {
     return std::min({connection.idleSince + m_limits.idle, connection.oldest, connection.goodFor});
 }
 
+/// @return why a connection may not be kept any longer.
+CloseReason Pool::ReasonOfAge(const Connection& connection, net::Time now) noexcept {
+    if (connection.goodFor <= now) {
+        return CloseReason::Server;
+    }
+    return connection.oldest <= now ? CloseReason::Age : CloseReason::Idle;
+}
+
 /// Takes a connection out of the idle ones, to be closed; its slot is free.
-void Pool::RemoveIdle(Connection& connection, Graveyard& dead) noexcept {
+void Pool::RemoveIdle(Connection& connection, CloseReason reason, Graveyard& dead) noexcept {
+    connection.closing = reason;
     Destination& of = *connection.destination;
     of.m_idle.erase(of.m_idle.iterator_to(connection));
     m_idle.erase(m_idle.iterator_to(connection));
@@ -68,7 +77,7 @@ std::unique_ptr<Connection> Pool::PopIdle(Destination& of, net::Time now, Gravey
     while (!of.m_idle.empty()) {
         Connection& last = of.m_idle.back();
         if (DueOf(last) <= now) {
-            RemoveIdle(last, dead);
+            RemoveIdle(last, ReasonOfAge(last, now), dead);
             continue;
         }
         of.m_idle.pop_back();
@@ -94,7 +103,7 @@ bool Pool::MakeRoomForAnother(Destination& of, Graveyard& dead) noexcept {
         return false;
     }
     if (m_taken >= m_limits.inAll && !m_idle.empty()) {
-        RemoveIdle(m_idle.front(), dead);
+        RemoveIdle(m_idle.front(), CloseReason::Limit, dead);
     }
     return m_taken < m_limits.inAll;
 }
@@ -214,7 +223,8 @@ net::Time Pool::Return(std::unique_ptr<Connection> connection, net::Time now) {
         const auto less = m_limits.age * (m_random() % STEPS) / STEPS * JITTER_PERCENT / 100;
         connection->oldest = connection->born + m_limits.age - less;
     }
-    const bool fit = !m_closed && DueOf(*connection) > now;
+    const bool tooOld = DueOf(*connection) <= now;
+    const bool fit = !m_closed && !tooOld;
     if (fit && !of.m_waiting.empty()) {
         Ticket& first = of.m_waiting.front();
         Unqueue(of, first);
@@ -234,6 +244,9 @@ net::Time Pool::Return(std::unique_ptr<Connection> connection, net::Time now) {
     }
     // Not fit, or somebody waits elsewhere for the limit of all.
     const std::shared_ptr<Destination> keptForTheLock = connection->destination;
+    connection->closing = m_closed ? CloseReason::Shutdown
+                          : tooOld ? ReasonOfAge(*connection, now)
+                                   : CloseReason::Limit;
     GiveSlotBack(of);
     GrantSlots(lock);
     lock.unlock();
@@ -297,7 +310,7 @@ net::Time Pool::Sweep(net::Time now) {
             Connection& connection = *place++;
             const net::Time due = DueOf(connection);
             if (due <= now) {
-                RemoveIdle(connection, dead);
+                RemoveIdle(connection, ReasonOfAge(connection, now), dead);
             } else {
                 next = std::min(next, due);
             }
@@ -309,14 +322,14 @@ net::Time Pool::Sweep(net::Time now) {
     return next;
 }
 
-std::size_t Pool::CloseIdle(const Destination* except) {
+std::size_t Pool::CloseIdle(CloseReason reason, const Destination* except) {
     Graveyard dead;
     {
         Lock lock(m_lock);
         for (auto place = m_idle.begin(); place != m_idle.end();) {
             Connection& connection = *place++;
             if (connection.destination.get() != except) {
-                RemoveIdle(connection, dead);
+                RemoveIdle(connection, reason, dead);
             }
         }
         GrantSlots(lock);
@@ -331,7 +344,7 @@ void Pool::CloseIdleOf(Destination& of) {
     {
         Lock lock(m_lock);
         while (!of.m_idle.empty()) {
-            RemoveIdle(of.m_idle.front(), dead);
+            RemoveIdle(of.m_idle.front(), CloseReason::Age, dead);
         }
         GrantSlots(lock);
     }
@@ -345,7 +358,7 @@ void Pool::Close() {
         Lock lock(m_lock);
         m_closed = true;
         while (!m_idle.empty()) {
-            RemoveIdle(m_idle.front(), dead);
+            RemoveIdle(m_idle.front(), CloseReason::Shutdown, dead);
         }
         for (auto& entry : m_destinations) {
             Destination& destination = *entry.second;
@@ -377,6 +390,24 @@ void Pool::RaisePerOrigin(std::size_t limit) {
 void Pool::SetIdleTimeout(std::chrono::milliseconds most) {
     const Lock lock(m_lock);
     m_limits.idle = Bounded(most);
+}
+
+std::vector<PoolLevel> Pool::Levels() const {
+    std::vector<PoolLevel> levels;
+    for (std::size_t count = 64;;) {
+        levels.reserve(count); // not under the lock
+        const Lock lock(m_lock);
+        if (m_destinations.size() > count) {
+            count = 2 * m_destinations.size();
+            continue;
+        }
+        for (const auto& entry : m_destinations) {
+            const Destination& to = *entry.second;
+            levels.push_back(
+                {to.counts, to.m_taken - to.m_idle.size(), to.m_idle.size(), to.m_waiting.size()});
+        }
+        return levels;
+    }
 }
 
 std::vector<std::shared_ptr<Destination>> Pool::WithMaterial() const {

@@ -52,7 +52,8 @@ public:
 /// What is constant here may be read without a lock; lists and counts are the pool's, under its lock.
 class Destination {
 public:
-    Destination(std::string uniqueKey, Origin serves, Place place, std::shared_ptr<net::TlsMaterial> tls);
+    Destination(std::string uniqueKey, Origin serves, Place place, std::shared_ptr<net::TlsMaterial> tls,
+                std::shared_ptr<OriginCounts> counted);
 
     const std::string key;
     const Origin origin;
@@ -61,6 +62,7 @@ public:
     const std::string authority;                       ///< the value of Host
     const std::shared_ptr<net::TlsMaterial> material;  ///< null: plain
     const std::shared_ptr<net::SessionCache> sessions; ///< null: plain
+    const std::shared_ptr<OriginCounts> counts;        ///< of the origin, which several destinations may have
 
 private:
     friend class Pool;
@@ -88,6 +90,14 @@ struct PoolLimits {
     /// Connections to one destination that are being made at a time. A listener's line is as long as this where it is
     /// short; what does not fit in is dropped, and tried again after a second, then two, then four.
     std::size_t dials = 128;
+};
+
+/// How a destination stands at one moment.
+struct PoolLevel {
+    std::shared_ptr<const OriginCounts> counts;
+    std::size_t active = 0; ///< connections that are lent or being made
+    std::size_t idle = 0;
+    std::size_t waiting = 0; ///< calls
 };
 
 /// Lends connections per destination. Whoever finds none, and no room for another, waits in line; what comes back,
@@ -141,7 +151,7 @@ public:
     /// Closes what has been idle too long or is too old. @return when the next one is due; Time::max(): never.
     net::Time Sweep(net::Time now);
     /// Closes all idle connections, those of one destination excepted. @return how many.
-    std::size_t CloseIdle(const Destination* except = nullptr);
+    std::size_t CloseIdle(CloseReason reason, const Destination* except = nullptr);
     /// Closes the idle connections of one destination.
     void CloseIdleOf(Destination& of);
     /// Lets nothing in any more, closes the idle connections and ends all waiting.
@@ -149,6 +159,8 @@ public:
     /// Raises the limit per origin; a lower value is ignored.
     void RaisePerOrigin(std::size_t limit);
     void SetIdleTimeout(std::chrono::milliseconds most);
+    /// @return how each destination stands. The lock is held for a few instructions a destination.
+    std::vector<PoolLevel> Levels() const;
     /// @return all destinations with TLS material.
     std::vector<std::shared_ptr<Destination>> WithMaterial() const;
 
@@ -165,7 +177,8 @@ private:
 
     static void Bury(Graveyard& dead) noexcept;
     net::Time DueOf(const Connection& connection) const noexcept;
-    void RemoveIdle(Connection& connection, Graveyard& dead) noexcept;
+    static CloseReason ReasonOfAge(const Connection& connection, net::Time now) noexcept;
+    void RemoveIdle(Connection& connection, CloseReason reason, Graveyard& dead) noexcept;
     std::unique_ptr<Connection> PopIdle(Destination& of, net::Time now, Graveyard& dead) noexcept;
     std::size_t RoomFor(const Destination& of) const noexcept;
     bool MakeRoomForAnother(Destination& of, Graveyard& dead) noexcept;

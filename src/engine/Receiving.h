@@ -51,6 +51,8 @@ public:
     /// @return whether any byte of an answer has arrived.
     bool begun() const noexcept { return m_reader.begun(); }
     std::uint64_t received() const noexcept { return m_received; }
+    /// @return whether the connection has ended with the answer, or before.
+    bool ended() const noexcept { return m_ended; }
 
 private:
     Status Read(net::Channel& channel, Scratch scratch);

@@ -40,6 +40,7 @@ void Sending::FailSource(FailureKind kind, const char* text) {
     } catch (abi::__forced_unwind&) {
         throw; // the thread is cancelled
     } catch (...) {
+        m_threw = true;
         return -1;
     }
 }

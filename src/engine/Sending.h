@@ -43,6 +43,8 @@ public:
     std::uint64_t sent() const noexcept { return m_sent; }
     /// @return whether the request's source was opened: then it cannot be had again without asking.
     bool sourceOpened() const noexcept { return m_opened; }
+    /// @return whether the source has thrown.
+    bool sourceThrew() const noexcept { return m_threw; }
 
 private:
     static constexpr std::size_t PIECE = 16UL * 1024; ///< asked of a source at a time
@@ -62,6 +64,7 @@ private:
     std::string m_piece;       ///< the source's last piece, framed
     std::uint64_t m_given = 0; ///< by the source
     bool m_opened = false;
+    bool m_threw = false;
     bool m_ended = true; ///< the source has nothing more
     net::Wants m_wants = net::Wants::Nothing;
     std::error_code m_error;

@@ -23,6 +23,7 @@
 #include "engine/SharedEngine.h"
 #include "pool/HttpConnection.h"
 #include "pool/PoolGuard.h"
+#include "pool/PoolReading.h"
 #include "pool/ReactorStay.h"
 #include "support/Cancellation.h"
 #include "support/Published.h"
@@ -118,6 +119,7 @@ CHttpConnectionMgr* CHttpConnectionMgr::MakeInstance() {
             g_readablePool = nullptr;
             new (&g_readablePoolMutex) std::mutex; // as below
             Publish<CHttpConnectionMgr>(m_pInstance, nullptr);
+            PoolWait::ForgetAll();
             if (held) {
                 m_HttpConnectionMgr_Mutex.release();
             } else {
@@ -128,6 +130,7 @@ CHttpConnectionMgr* CHttpConnectionMgr::MakeInstance() {
     CHttpConnectionMgr* instance = LoadPublished(m_pInstance);
     if (instance == nullptr) {
         instance = new CHttpConnectionMgr;
+        PublishPoolReader(&PoolReading::Take);
         if (g_inheritedSettings) {
             const PoolGuard pool(instance->m_PoolLock);
             instance->m_MaxConnNum = g_inheritedSettings->maxConnNum;

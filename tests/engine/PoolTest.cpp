@@ -71,7 +71,7 @@ protected:
 
     std::shared_ptr<Destination> To(const std::string& name) {
         return m_pool->Share(std::make_shared<Destination>(name, Origin{false, name, 80, false},
-                                                           Place{name, 80, {}}, nullptr));
+                                                           Place{name, 80, {}}, nullptr, m_counts));
     }
     Answer Ask(const std::shared_ptr<Destination>& to, Caller& caller) {
         return m_pool->Ask(*to, caller.ticket, caller.bell, m_now);
@@ -120,6 +120,7 @@ protected:
     net::Time m_now = net::Time(std::chrono::hours(1000));
     std::map<const Connection*, std::shared_ptr<FarEnd>> m_far; ///< of the last one at each place
     std::unique_ptr<Pool> m_pool;
+    std::shared_ptr<OriginCounts> m_counts = std::make_shared<OriginCounts>("http://origin:80");
 };
 
 } // namespace
@@ -581,7 +582,7 @@ TEST_F(PoolTest, GrantsTheSlotOfADeadOneToWhoWaits) {
     m_pool->Free(*to);
     m_pool->Return(Pool::Take(waiting.ticket), m_now);
     EXPECT_EQ(Room(to), 0U) << "one idle, nobody else";
-    EXPECT_EQ(m_pool->CloseIdle(), 1U);
+    EXPECT_EQ(m_pool->CloseIdle(CloseReason::Shutdown), 1U);
     EXPECT_EQ(Room(to), 2U);
 }
 
@@ -595,12 +596,12 @@ TEST_F(PoolTest, ClosesAllIdleOnesButThoseOfOneOrigin) {
     const Connection* const second = other.get();
     m_pool->Return(std::move(kept), m_now);
     m_pool->Return(std::move(other), m_now);
-    EXPECT_EQ(m_pool->CloseIdle(one.get()), 1U);
+    EXPECT_EQ(m_pool->CloseIdle(CloseReason::Limit, one.get()), 1U);
     EXPECT_FALSE(Closed(first));
     EXPECT_TRUE(Closed(second));
     m_pool->CloseIdleOf(*one);
     EXPECT_TRUE(Closed(first));
-    EXPECT_EQ(m_pool->CloseIdle(), 0U);
+    EXPECT_EQ(m_pool->CloseIdle(CloseReason::Shutdown), 0U);
 }
 
 TEST_F(PoolTest, EndsAllWaitingWhenItCloses) {
@@ -737,7 +738,7 @@ TEST_F(PoolTest, HasItsCountsRightAfterEverythingAtOnce) {
                 m_pool->Free(*to);
             }
             if (random() % 50 == 0) {
-                m_pool->CloseIdle();
+                m_pool->CloseIdle(CloseReason::Shutdown);
             }
         }
     };
@@ -749,7 +750,7 @@ TEST_F(PoolTest, HasItsCountsRightAfterEverythingAtOnce) {
         thread.join();
     }
     EXPECT_FALSE(tooMany);
-    m_pool->CloseIdle();
+    m_pool->CloseIdle(CloseReason::Shutdown);
     for (const auto& to : destinations) {
         EXPECT_EQ(Room(to), 3U);
     }

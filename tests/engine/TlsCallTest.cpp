@@ -505,7 +505,7 @@ bool Resumes(engine::Core& core, const ClientOptions& options, kit::NewestTls ve
 TEST_F(TlsCall, ResumesSessionsUnderAnEqualKeyAlone) {
     for (const kit::NewestTls newest : {kit::NewestTls::Tls12, kit::NewestTls::Tls13}) {
         kit::TlsLoopbackServer server(Always(), ServerTls(newest));
-        engine::Core core(EngineOptions().internals());
+        engine::Core core(EngineOptions().internals(), std::make_shared<engine::Statistics>());
         const ClientOptions options = OptionsFor(server).tls(Trust());
         // As long as there is a client, what it resumes from is kept.
         const engine::ClientCore client(options.internals());

@@ -142,4 +142,38 @@ TEST(SharedEngine, WakesItsCallsOnAThreadThatIsCancelled) {
     CHttpConnectionMgr::Finalize();
 }
 
+TEST(SharedEngine, TellsOfThePoolsConnections) {
+    const auto sum = [](const char* state) {
+        return Engine::Shared().statistics().sum(
+            "httpclient_pool_connections",
+            {{"scheme", "http"}, {"address", "127.0.0.1:4711"}, {"state", state}});
+    };
+    EXPECT_EQ(sum("lent") + sum("idle"), 0);
+    CHttpConnectionMgr* const pool = CHttpConnectionMgr::Instance();
+    CHttpConnection* const first = pool->GetConn("127.0.0.1", 4711, false);
+    CHttpConnection* const second = pool->GetConn("127.0.0.1", 4711, false);
+    ASSERT_NE(first, nullptr);
+    pool->ReleaseConn(second);
+    EXPECT_EQ(sum("lent"), 1);
+    EXPECT_EQ(sum("idle"), 1);
+    pool->ReleaseConn(first);
+    EXPECT_EQ(sum("lent"), 0);
+    EXPECT_EQ(sum("idle"), 2);
+    CHttpConnectionMgr::Finalize();
+    EXPECT_EQ(sum("idle"), 0);
+}
+
+TEST(SharedEngine, GoesOnCountingInItsNextLife) {
+    const LoopbackServer server(Answering());
+    const Client client = ClientOf(server);
+    EXPECT_FALSE(GetReused(client));
+    CHttpConnectionMgr::Finalize();
+    EXPECT_FALSE(GetReused(client));
+    EXPECT_EQ(Engine::Shared().statistics().sum("httpclient_calls_total"), 2);
+    EXPECT_EQ(
+        Engine::Shared().statistics().sum("httpclient_connections_closed_total", {{"reason", "shutdown"}}),
+        1);
+    CHttpConnectionMgr::Finalize();
+}
+
 } // namespace
