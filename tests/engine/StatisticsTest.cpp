@@ -260,6 +260,7 @@ TEST_F(StatisticsOfOneConnection, TellHowManyCallsWait) {
     for (int call = 0; call < 3; ++call) {
         calls.emplace_back([&] { EXPECT_TRUE(client.Send(Get())); });
     }
+    ASSERT_TRUE(server.WaitForRequests(1));
     EXPECT_TRUE(Becomes([&] { return Sum("calls_waiting") == 2; }));
     EXPECT_EQ(Connections(), "opened 1, closed 0, active 1, idle 0");
     std::this_thread::sleep_for(5ms); // they have waited for so long at least
