@@ -7,6 +7,7 @@
 #include <string>
 
 #include <httpclient/Export.h>
+#include <httpclient/HttpTransferProfile.h>
 
 class CHttpClientInter;
 class CHttpRequest;
@@ -65,6 +66,19 @@ public:
     void setConnectTimeout(unsigned int nTimeout);
     /// Sets the time-out for a whole transfer, in seconds (CURLOPT_TIMEOUT; 0 means none).
     void setRequestTimeout(unsigned int nTimeout);
+
+    /// Sets how this client sends: over libcurl, as ever, or over the engine of httpclient::Client. Read at each send.
+    /// docs/strict-profile.md says what changes. Values that are no profile are ignored.
+    void setTransferProfile(HTTPTRANSFERPROFILE profile);
+    /// @return how this client sends.
+    HTTPTRANSFERPROFILE getTransferProfile() const;
+    /// Sets the profile of clients that are made later, those of HttpClientWrap included. Clients that exist keep
+    /// theirs. Any thread may call it at any time. #HTTPTRANSFERPROFILE_COMPATIBLE unless set.
+    static void setDefaultTransferProfile(HTTPTRANSFERPROFILE profile);
+    /// Sets, for #HTTPTRANSFERPROFILE_STRICT, the name that is expected in the server's certificate and sent as SNI.
+    /// @param name "": the host that setDomain() was given, which is the default; "*": any certificate that the
+    ///        platform's authorities have signed.
+    void setServerName(const std::string& name);
 
     /// Sends a request on the calling thread.
     ///

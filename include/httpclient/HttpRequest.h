@@ -160,5 +160,7 @@ public:
                        std::string& out) const;
 
 private:
+    friend class StrictRequest; // reads the library's own without copies
+
     std::unique_ptr<CHttpRequestInter> m_pImp;
 };

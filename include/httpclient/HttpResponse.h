@@ -10,6 +10,10 @@
 
 class CHttpResponseInter;
 
+namespace httpclient {
+class Failure;
+}
+
 /// One HTTP response: status, raw header text, body, content type and content length.
 ///
 /// A send fills it through the setters. Nothing ever empties it: on a response used for a second
@@ -70,6 +74,11 @@ public:
     int getStatusCode() const;
     /// Stores the status.
     void setStatusCode(int code);
+
+    /// @return why the last send over the engine (#HTTPTRANSFERPROFILE_STRICT) into this response answered -1; null
+    ///         when it did not, or when there was none. Declared in <httpclient/Result.h>, owned by this object, and
+    ///         valid until its next send. An answer of a send over libcurl makes it null, too.
+    const httpclient::Failure* getFailure() const;
 
 private:
     friend class ResponseFill; // fills the library's own whole or not at all

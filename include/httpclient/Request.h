@@ -89,6 +89,7 @@ public:
     /// @cond INTERNAL
     class Body;
     const Body* internals() const noexcept { return m_body.get(); } ///< null: moved from
+    [[gnu::visibility("hidden")]] explicit Request(std::unique_ptr<Body> body) noexcept;
     /// @endcond
 
 private:

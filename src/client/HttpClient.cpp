@@ -1,11 +1,20 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <httpclient/HttpClient.h>
 
-#include "client/HttpClientImp.h"
+#include "client/ProfiledClient.h"
 
 // Every operation forwards; without an implementation each answers a neutral value.
 
-CHttpClient::CHttpClient() : m_pImp(std::make_unique<CHttpClientImp>()) {}
+namespace {
+
+/// @return the library's own implementation; null when it is another.
+ProfiledClient* Own(const std::unique_ptr<CHttpClientInter>& imp) {
+    return dynamic_cast<ProfiledClient*>(imp.get());
+}
+
+} // namespace
+
+CHttpClient::CHttpClient() : m_pImp(std::make_unique<ProfiledClient>()) {}
 
 CHttpClient::~CHttpClient() = default;
 
@@ -83,5 +92,26 @@ void CHttpClient::asynSendRequest(const CHttpRequest& request, void (*callback)(
                                   bool bSSL) {
     if (m_pImp) {
         m_pImp->asynSendRequest(request, callback, bSSL);
+    }
+}
+
+void CHttpClient::setTransferProfile(HTTPTRANSFERPROFILE profile) {
+    if (ProfiledClient* own = Own(m_pImp)) {
+        own->setProfile(profile);
+    }
+}
+
+HTTPTRANSFERPROFILE CHttpClient::getTransferProfile() const {
+    const ProfiledClient* own = Own(m_pImp);
+    return own != nullptr ? own->profile() : HTTPTRANSFERPROFILE_COMPATIBLE;
+}
+
+void CHttpClient::setDefaultTransferProfile(HTTPTRANSFERPROFILE profile) {
+    ProfiledClient::setDefaultProfile(profile);
+}
+
+void CHttpClient::setServerName(const std::string& name) {
+    if (ProfiledClient* own = Own(m_pImp)) {
+        own->setServerName(name);
     }
 }

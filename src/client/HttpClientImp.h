@@ -95,6 +95,8 @@ public:
     double GetResponseCntLength();
 
 private:
+    friend class ProfiledClient;
+
     int SynSendOnConnection(const CHttpRequest& request, CHttpResponse& response, bool bSSL);
     void AsynSendOnConnection(const CHttpRequest& request, void (*callback)(const CHttpResponse&), bool bSSL,
                               ConnectionReturn& conn);

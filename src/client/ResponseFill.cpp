@@ -6,7 +6,7 @@
 
 #include <httpclient/HttpResponse.h>
 
-#include "message/HttpResponseImp.h"
+#include "message/ExplainedResponse.h"
 
 namespace {
 
@@ -38,11 +38,24 @@ double KnownContentLength(double length, std::size_t received) {
 
 ResponseFill::ResponseFill(CHttpResponse& response, std::string&& type)
     : m_response(response), m_pOwn(nullptr), m_type(std::move(type)) {
+    if (ExplainedResponse* own = Own(response)) {
+        own->AddContentType(std::move(m_type));
+        own->failure.reset();
+        m_pOwn = own;
+    }
+}
+
+/// @return the library's own implementation; null when it is another.
+ExplainedResponse* ResponseFill::Own(CHttpResponse& response) {
     CHttpResponseInter* imp = response.m_pImp.get();
-    // Exactly this class: one that derives from it may override any setter.
-    if (imp != nullptr && typeid(*imp) == typeid(CHttpResponseImp)) {
-        m_pOwn = static_cast<CHttpResponseImp*>(imp);
-        m_pOwn->AddContentType(std::move(m_type));
+    // Exactly this class: one that derives from another of the library's may override any setter.
+    return imp != nullptr && typeid(*imp) == typeid(ExplainedResponse) ? static_cast<ExplainedResponse*>(imp)
+                                                                       : nullptr;
+}
+
+void ResponseFill::Explain(CHttpResponse& response, httpclient::Result&& failure) noexcept {
+    if (ExplainedResponse* own = Own(response)) {
+        own->failure.emplace(std::move(failure));
     }
 }
 

@@ -8,8 +8,11 @@
 
 #include <curl/curl.h>
 
+#include <httpclient/Result.h>
+
 class CHttpResponse;
 class CHttpResponseImp;
+class ExplainedResponse;
 
 /// @return the content type of the last response on a handle; "" when there was none.
 std::string ResponseContentType(CURL* curl);
@@ -32,12 +35,17 @@ public:
     /// @throw std::bad_alloc when memory is exhausted; the response is as it was.
     ResponseFill(CHttpResponse& response, std::string&& type);
 
+    /// Keeps why there is no answer, where the implementation is the library's own.
+    static void Explain(CHttpResponse& response, httpclient::Result&& failure) noexcept;
+
     void Body(std::string&& body);
     void Head(std::string&& head);
     /// Sets the content type, where that has not been done yet.
     void ContentType();
 
 private:
+    static ExplainedResponse* Own(CHttpResponse& response);
+
     CHttpResponse& m_response;
     CHttpResponseImp* m_pOwn; ///< Null when the implementation is another.
     std::string m_type;       ///< For another implementation, whose setters are called in their order.

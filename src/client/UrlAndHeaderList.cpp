@@ -9,22 +9,13 @@
 #include <httpclient/HttpRequest.h>
 
 #include "client/HttpClientImp.h"
+#include "client/UrlHost.h"
 #include "identity/HttpSiaToken.h"
 #include "support/Cleansing.h"
 #include "support/CurlOwners.h"
 #include "support/Trace.h"
 
 namespace {
-
-/// Appends the host as it stands in a URL: a bare IPv6 address gets brackets.
-void AppendHost(std::string& url, const std::string& domain) {
-    const bool bareIpv6 = domain.find(':') != std::string::npos && domain.find('[') == std::string::npos;
-    if (bareIpv6) {
-        url.append(1, '[').append(domain).append(1, ']');
-    } else {
-        url.append(domain);
-    }
-}
 
 const std::string& TOKEN_HEADER =
     *new std::string("x-access-token"); // never destroyed: workers may outlive main()
@@ -62,7 +53,7 @@ std::string CHttpClientImp::GetUrl(const CHttpRequest& request) const {
     std::string url;
     url.reserve(m_strScheme.size() + m_strDomain.size() + path.size() + sizeof port);
     url.append(m_strScheme).append("://");
-    AppendHost(url, m_strDomain);
+    AppendUrlHost(url, m_strDomain);
     url.push_back(':');
     url.append(port).append(path);
     return url;

@@ -92,6 +92,10 @@ std::string Joined(const std::string& host, bool address6) {
 
 } // namespace
 
+bool IsAuthority(const std::string& text) {
+    return ParseAuthority(text).has_value();
+}
+
 std::string Origin::Authority() const {
     const std::string name = Joined(host, address6);
     return port == (tls ? HTTPS_PORT : HTTP_PORT) ? name : name + ':' + std::to_string(port);

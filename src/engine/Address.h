@@ -24,6 +24,9 @@ struct Origin {
 /// Reads "https://host:port" and the like. @throw std::invalid_argument
 Origin ParseOrigin(const std::string& text);
 
+/// @return whether a text is host, or host and port, as the field Host has them (RFC 9110, 7.2).
+bool IsAuthority(const std::string& text);
+
 /// Where to connect.
 struct Place {
     std::string host;       ///< a name or an address, without brackets; empty: path is meant

@@ -118,15 +118,21 @@ Wait Call::Begin(net::Time now) {
     if (m_request.timeout && m_request.timeout->count() <= 0) {
         return Fail({FailureKind::InvalidRequest, {}, "the time-out of the request must be above 0"}, now);
     }
+    const Request::Body::Door& door = m_request.door;
+    if (door.refusal != nullptr) {
+        return Fail({FailureKind::InvalidRequest, {}, door.refusal}, now);
+    }
     m_to = m_client.DestinationIn(m_core);
     http1::RequestHead head;
     head.method = m_request.method;
     head.target = m_request.target;
-    head.host = m_to->authority;
+    head.host = door.host.empty() ? m_to->authority : door.host;
     head.fields = &m_request.fields;
     head.added = &m_added;
     head.contentType = m_request.contentType;
-    head.userAgent = m_client.options().userAgent;
+    if (!door.withoutUserAgent) {
+        head.userAgent = m_client.options().userAgent;
+    }
     head.acceptCodings = m_client.options().decompress;
     head.framing = m_request.Framing();
     m_head.reserve(USUAL_HEAD);

@@ -34,8 +34,8 @@ Wait Call::BeginExchange(std::unique_ptr<Connection> connection, net::Time now) 
     answer.reusedConnection = connection->used;
     m_sending.emplace(m_request, m_head);
     const ClientOptions::Body& options = m_client.options();
-    m_receiving.emplace(m_request.method, http1::Limits{options.maxHead, options.maxBody}, options.decompress,
-                        answer.head);
+    m_receiving.emplace(m_request.method, http1::Limits{options.maxHead, options.maxBody},
+                        m_request.door.decodes.value_or(options.decompress), answer.head);
     m_connection = std::move(connection);
     m_hasSlot = false; // the connection's now
     m_sent = false;

@@ -28,8 +28,7 @@ namespace {
 
 /// What a request that was moved from asks for: nothing, which the call refuses.
 const Request::Body& Nothing() {
-    static const Request::Body& nothing =
-        *new Request::Body{Method::Get, {}, {}, {}, {}, {}, {}, {}, {}, {}, {}, {}, {}};
+    static const Request::Body& nothing = *new Request::Body(Method::Get, std::string());
     return nothing;
 }
 

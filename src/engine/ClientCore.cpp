@@ -38,7 +38,7 @@ std::string KeyOf(const Origin& origin, const ClientOptions::Body& options) {
     const TlsOptions::Body& tls = options.tls.internals();
     const net::TlsSettings& settings = tls.settings;
     key += std::to_string(static_cast<int>(settings.from)) + (settings.verifyHost ? 'v' : '-') +
-           (settings.anyName ? '*' : '-') + std::to_string(tls.passwordId);
+           std::to_string(tls.passwordId);
     AppendPart(key, settings.name);
     const bool secret = settings.from == net::TlsSettings::From::Memory;
     for (const std::string* part : {&settings.authorities, &settings.certificate, &settings.key}) {
@@ -55,9 +55,7 @@ ClientCore::ClientCore(const ClientOptions::Body& options)
       m_key(KeyOf(m_origin, options)), m_budget(options.retry.internals().budget) {
     // Of plain origins, too: options are right or wrong by themselves.
     const net::TlsSettings& tls = options.tls.internals().settings;
-    if (!tls.anyName) {
-        CheckServerName(tls.name);
-    }
+    CheckServerName(tls.name);
     if (tls.from == net::TlsSettings::From::Memory) {
         MakeMaterial()->CheckTexts();
     }

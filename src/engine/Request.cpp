@@ -4,8 +4,19 @@
 #include <httpclient/Request.h>
 
 #include "engine/RequestBody.h"
+#include "support/Cleansing.h"
 
 namespace httpclient {
+
+Request::Body::~Body() {
+    if (!door.secret) {
+        return;
+    }
+    Cleanse(text);
+    for (http1::Field& field : fields) {
+        Cleanse(field.second);
+    }
+}
 
 http1::BodyFraming Request::Body::Framing() const noexcept {
     using Kind = http1::BodyFraming::Kind;
@@ -25,7 +36,8 @@ const char* ToString(Method method) noexcept {
 }
 
 Request::Request(Method method, std::string target)
-    : m_body(new Body{method, std::move(target), {}, {}, {}, {}, {}, {}, {}, {}, {}, {}, {}}) {}
+    : m_body(std::make_unique<Body>(method, std::move(target))) {}
+Request::Request(std::unique_ptr<Body> body) noexcept : m_body(std::move(body)) {}
 Request::Request(const Request& other)
     : m_body(other.m_body ? std::make_unique<Body>(*other.m_body) : nullptr) {}
 Request::Request(Request&& other) noexcept = default;
@@ -37,7 +49,7 @@ Request::~Request() = default;
 
 Request::Body& Request::Own() {
     if (!m_body) { // moved from: a new one, which has to be given everything
-        m_body.reset(new Body{Method::Get, {}, {}, {}, {}, {}, {}, {}, {}, {}, {}, {}, {}});
+        m_body = std::make_unique<Body>(Method::Get, std::string());
     }
     return *m_body;
 }

@@ -8,6 +8,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <httpclient/Request.h>
@@ -33,6 +34,22 @@ public:
     std::optional<std::chrono::milliseconds> timeout;
     std::optional<bool> idempotent;
     std::string label;
+
+    /// What the door of CHttpClient says beside that, and no other can.
+    struct Door {
+        std::string host;            ///< for the field Host; empty: the origin's
+        std::optional<bool> decodes; ///< instead of the client's
+        bool withoutUserAgent = false;
+        const char* refusal =
+            nullptr;         ///< why the request may not go out, when the reader of it knows; static text
+        bool secret = false; ///< fields and text are wiped in the end
+    };
+    Door door{};
+
+    Body(Method how, std::string where) : method(how), target(std::move(where)) {}
+    Body(const Body& other) = default;
+    Body& operator=(const Body& other) = default;
+    ~Body();
 
     bool IsIdempotent() const noexcept { return idempotent.value_or(http1::IsIdempotent(method)); }
     /// How the head tells the end of the body.

@@ -176,6 +176,15 @@ std::size_t SizeOf(const RequestHead& head, const Survey& survey, std::string_vi
     return size;
 }
 
+/// Writes what stands before a parameter of a target's query.
+void BeginParameter(std::string& target) {
+    if (target.find('?') == std::string::npos) {
+        target += '?';
+    } else if (target.back() != '?' && target.back() != '&') {
+        target += '&';
+    }
+}
+
 void Encode(std::string& target, std::string_view text) {
     constexpr std::string_view DIGITS = "0123456789ABCDEF";
     for (const char byte : text) {
@@ -188,6 +197,12 @@ void Encode(std::string& target, std::string_view text) {
             target += DIGITS[code & 0x0FU];
         }
     }
+}
+
+void EncodePair(std::string& target, std::string_view name, std::string_view value) {
+    Encode(target, name);
+    target += '=';
+    Encode(target, value);
 }
 
 } // namespace
@@ -232,14 +247,22 @@ bool AsksToClose(const std::vector<Field>& fields) noexcept {
 }
 
 void AppendParameter(std::string& target, std::string_view name, std::string_view value) {
-    if (target.find('?') == std::string::npos) {
-        target += '?';
-    } else if (target.back() != '?' && target.back() != '&') {
-        target += '&';
+    BeginParameter(target);
+    EncodePair(target, name, value);
+}
+
+void AppendPair(std::string& parameters, std::string_view name, std::string_view value) {
+    if (!parameters.empty()) {
+        parameters += '&';
     }
-    Encode(target, name);
-    target += '=';
-    Encode(target, value);
+    EncodePair(parameters, name, value);
+}
+
+void AppendQuery(std::string& target, std::string_view parameters) {
+    if (!parameters.empty()) {
+        BeginParameter(target);
+        target += parameters;
+    }
 }
 
 bool IsIdempotent(Method method) noexcept {

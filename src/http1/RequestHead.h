@@ -59,6 +59,12 @@ bool AsksToClose(const std::vector<Field>& fields) noexcept;
 /// characters (RFC 3986, 2.3).
 void AppendParameter(std::string& target, std::string_view name, std::string_view value);
 
+/// Appends a parameter to others, "&" between them: name, "=", value, percent-encoded as above.
+void AppendPair(std::string& parameters, std::string_view name, std::string_view value);
+
+/// Appends parameters to a target's query. @param parameters as AppendPair() writes them; empty: nothing is appended.
+void AppendQuery(std::string& target, std::string_view parameters);
+
 /// @return whether a method repeats without harm (RFC 9110, 9.2.2).
 bool IsIdempotent(Method method) noexcept;
 

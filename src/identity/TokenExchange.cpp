@@ -35,6 +35,7 @@ int Send(const std::string& service, const std::string& jwt, CHttpResponse& resp
     request.setContent(body.toStyledString());
 
     CHttpClient client;
+    client.setTransferProfile(HTTPTRANSFERPROFILE_COMPATIBLE); // whatever new clients of the host's have
     client.setConnectTimeout(CONNECT_TIMEOUT_SECONDS);
     PointAtMaintenance(client);
     client.synSendRequest(request, response, true);

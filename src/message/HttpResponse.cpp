@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <httpclient/HttpResponse.h>
 
-#include "message/HttpResponseImp.h"
+#include "message/ExplainedResponse.h"
 
 // Every operation forwards; without an implementation each answers a neutral value.
 
-CHttpResponse::CHttpResponse() : m_pImp(std::make_unique<CHttpResponseImp>()) {}
+CHttpResponse::CHttpResponse() : m_pImp(std::make_unique<ExplainedResponse>()) {}
 
 CHttpResponse::~CHttpResponse() = default;
 
@@ -76,4 +76,9 @@ void CHttpResponse::setStatusCode(int code) {
     if (m_pImp) {
         m_pImp->setStatusCode(code);
     }
+}
+
+const httpclient::Failure* CHttpResponse::getFailure() const {
+    const auto* own = dynamic_cast<const ExplainedResponse*>(m_pImp.get());
+    return own != nullptr && own->failure ? &own->failure->failure() : nullptr;
 }

@@ -111,7 +111,7 @@ void SetVerification(SSL_CTX* context, const TlsSettings& settings) {
     if (name.size() > MAX_NAME) {
         throw WrongMaterial("server name", SystemError(ENAMETOOLONG));
     }
-    if (!settings.verifyHost || settings.anyName) {
+    if (!settings.verifyHost) {
         return;
     }
     if (name.empty()) {

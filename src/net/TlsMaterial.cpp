@@ -186,7 +186,6 @@ std::shared_ptr<const TlsContext> TlsMaterial::Make(const TlsTexts& texts) const
     }
     kept.verifyHost = m_settings.verifyHost;
     kept.name = m_settings.name;
-    kept.anyName = m_settings.anyName;
     return std::make_shared<const TlsContext>(std::move(kept), BuildContext(m_settings, texts));
 }
 

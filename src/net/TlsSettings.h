@@ -15,11 +15,10 @@ struct TlsSettings {
     std::string certificate;
     std::string key;                          ///< empty: it stands in the certificate's file or text
     std::function<std::string()> keyPassword; ///< null: none. Platform: the manifest's, by the cipher
-    bool verifyHost = true;
+    bool verifyHost =
+        true; ///< false: any certificate of the authorities; sessions are not shared with those that verify
     std::string
         name; ///< expected in the certificate (subject alternative names only), and SNI; an address is no SNI
-    bool anyName =
-        false; ///< "*" of the STRICT door: any certificate of our authorities; sessions never shared with others
 };
 
 } // namespace httpclient::net

@@ -144,6 +144,7 @@ const SizeRow SIZES[] = {
     {"SiaToken", 40, sizeof(SiaToken)},
     {"AsyncOperationArgs", 104, sizeof(AsyncOperationArgs)},
     {"HTTPOPERATIONTYPE", 4, sizeof(HTTPOPERATIONTYPE)},
+    {"HTTPTRANSFERPROFILE", 4, sizeof(HTTPTRANSFERPROFILE)},
     {"CurlEasyPtr", 8, sizeof(CurlEasyPtr)}, // as the handle itself
     {"CurlMultiPtr", 8, sizeof(CurlMultiPtr)},
     {"std::time_t", 8, sizeof(std::time_t)},

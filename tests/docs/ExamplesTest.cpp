@@ -119,6 +119,15 @@ TEST(Example, OfAnAsynchronousSendPrintsTheAnswer) {
     EXPECT_EQ(server.requests()[0].target, "/echo?name=value");
 }
 
+TEST(Example, OfTheStrictProfileTellsWhyItFailed) {
+    const LoopbackServer server(AnswerAll);
+    const examples::Ran ran = examples::Run(Program("strict") + std::to_string(server.port()));
+    EXPECT_EQ(ran.exitCode, 0);
+    EXPECT_EQ(ran.output, ""); // what it says goes to standard error
+    ASSERT_EQ(server.requests().size(), 1U);
+    EXPECT_EQ(server.requests()[0].Header("User-Agent"), "libhttpclient") << "over the engine";
+}
+
 TEST(Example, OfGuardsKeepsThem) {
     const LoopbackServer server(AnswerAll);
     const examples::Ran ran = examples::Run(Program("guards") + std::to_string(server.port()));

@@ -98,14 +98,6 @@ TEST(Verification, OfTheNameCanBeSwitchedOffButNotThatOfTheChain) {
               Refused(X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT_LOCALLY));
 }
 
-TEST(Verification, OfAnyNameStillWantsOurAuthorities) {
-    TlsSettings settings = Expecting("*");
-    settings.anyName = true;
-    EXPECT_FALSE(ShakeHands(Named({"www.test"}), settings));
-    settings.authorities = Certificates::Instance().foreign.certificatePem();
-    EXPECT_TRUE(ShakeHands(Named({"www.test"}), settings));
-}
-
 TEST(Verification, RefusesWhatIsNotOfItsTime) {
     CertificateProfile profile = Named({"localhost"});
     profile.validity = Validity::Expired;

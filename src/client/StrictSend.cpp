@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: Apache-2.0
+// The two ways to send over the engine.
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <utility>
+
+#include <httpclient/HttpResponse.h>
+
+#include "client/ProfiledClient.h"
+#include "client/ResponseFill.h"
+#include "client/StrictRequest.h"
+#include "client/StrictResponse.h"
+#include "engine/Outcome.h"
+#include "support/Cancellation.h"
+#include "support/Trace.h"
+
+namespace {
+
+/// The outcome of a call that did not begin; it is logged. @param reason empty: what it needed could not be had.
+httpclient::Result NotBegun(const std::string& reason) {
+    std::optional<httpclient::Result> refused;
+    if (!reason.empty() && Contained([&] { refused.emplace(httpclient::Refused(reason.c_str())); })) {
+        return std::move(*refused);
+    }
+    Trace<LogMessage::CallWithoutMemory>();
+    return httpclient::OutOfMemory(httpclient::Phase::Prepare, false);
+}
+
+/// Hands the outcome of an asynchronous send to the caller's function.
+class HandOver {
+public:
+    using Callback = void (*)(const CHttpResponse&);
+
+    /// Takes the memory for the response. @throw std::bad_alloc
+    explicit HandOver(Callback callback)
+        : m_callback(callback), m_response(std::make_shared<CHttpResponse>()) {}
+
+    /// @throw what the caller's function throws
+    void operator()(httpclient::Result outcome) const {
+        m_response->setStatusCode(FillResponse(*m_response, std::move(outcome)));
+        m_callback(*m_response);
+    }
+
+private:
+    Callback m_callback;
+    std::shared_ptr<CHttpResponse> m_response;
+};
+
+} // namespace
+
+/// @return the client; null, with the reason, when the settings are of no use.
+const httpclient::Client* ProfiledClient::ClientOrReason(bool bSSL, std::string& reason) const {
+    try {
+        return &EngineClient(NeedsTls(bSSL));
+    } catch (const std::invalid_argument& settings) {
+        reason = settings.what();
+        return nullptr;
+    }
+}
+
+int ProfiledClient::SynSendStrictly(const CHttpRequest& request, CHttpResponse& response, bool bSSL) const {
+    std::string reason;
+    std::optional<httpclient::Result> outcome;
+    const bool sent = Contained([&] {
+        if (const httpclient::Client* client = ClientOrReason(bSSL, reason)) {
+            outcome.emplace(client->Send(StrictRequest::From(request, m_nRequestTimeout)));
+        }
+    });
+    return FillResponse(response, sent && outcome ? std::move(*outcome) : NotBegun(reason));
+}
+
+void ProfiledClient::AsynSendStrictly(const CHttpRequest& request, void (*callback)(const CHttpResponse&),
+                                      bool bSSL) const {
+    std::string reason;
+    std::optional<HandOver> handOver;
+    bool begun = false;
+    static_cast<void>(Contained([&] {
+        handOver.emplace(callback);
+        if (const httpclient::Client* client = ClientOrReason(bSSL, reason)) {
+            client->Start(StrictRequest::From(request, m_nRequestTimeout), *handOver);
+            begun = true;
+        }
+    }));
+    if (begun) {
+        return;
+    }
+    httpclient::Result refused = NotBegun(reason);
+    // What the caller's function throws stays with it.
+    static_cast<void>(Contained([&] {
+        if (!handOver) {
+            handOver.emplace(callback);
+        }
+        (*handOver)(std::move(refused));
+    }));
+}

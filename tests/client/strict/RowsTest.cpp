@@ -1,0 +1,161 @@
+// SPDX-License-Identifier: Apache-2.0
+// What docs/strict-profile.md shows: for each row of its table the same calls on both roads, and what goes over the wire.
+#include <memory>
+#include <string>
+
+#include <zlib.h>
+
+#include <httpclient/testing/TlsLoopbackServer.h>
+
+#include "BothRoads.h"
+#include "setting/TlsSetting.h"
+
+using namespace httpclient::testing;
+
+namespace {
+
+class StrictRow : public StrictTest {};
+
+std::unique_ptr<CHttpRequest> Get(const std::string& path = "/a") {
+    return MakeRequest(HTTPOPERATION_GET, path);
+}
+
+std::string Gzipped(const std::string& text) {
+    z_stream stream{};
+    deflateInit2(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, 15 + 16, 8, Z_DEFAULT_STRATEGY);
+    std::string packed(200, '\0');
+    stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(text.data()));
+    stream.avail_in = static_cast<uInt>(text.size());
+    stream.next_out = reinterpret_cast<Bytef*>(packed.data());
+    stream.avail_out = static_cast<uInt>(packed.size());
+    deflate(&stream, Z_FINISH);
+    packed.resize(stream.total_out);
+    deflateEnd(&stream);
+    return packed;
+}
+
+} // namespace
+
+TEST_F(StrictRow, OfTlsIsAsInThePage) {
+    const TlsSetting setting;
+    const auto makeServer = [&] {
+        return std::make_unique<TlsLoopbackServer>(AnswerAll("answer"), setting.Server());
+    };
+    ExpectBothRoads("tls", makeServer, [](Conversation& talk) {
+        talk.Note("The scheme is http, the argument of the send true:");
+        talk.Send(*Get(), true);
+        const auto& server = static_cast<const TlsLoopbackServer&>(talk.server());
+        for (const std::string& failure : server.failedHandshakes()) {
+            talk.Note("the server, instead of a handshake: " + failure);
+        }
+    });
+}
+
+TEST_F(StrictRow, OfTheVerbIsAsInThePage) {
+    ExpectBothRoads("verb", AnswerAll("answer"), [](Conversation& talk) {
+        talk.Send(*Get());
+        talk.Send(*MakeRequest(HTTPOPERATION_HEAD, "/b"));
+        talk.Send(*Get("/c"));
+        talk.Send(*MakeRequest(HTTPOPERATION_NOT_SET, "/d"));
+    });
+}
+
+TEST_F(StrictRow, OfThePathIsAsInThePage) {
+    ExpectBothRoads("path", AnswerAll("answer"), [](Conversation& talk) {
+        talk.Send(*Get(""));
+        talk.Send(*Get("/a b"));
+    });
+}
+
+TEST_F(StrictRow, OfParametersIsAsInThePage) {
+    ExpectBothRoads("parameters", AnswerAll("answer"), [](Conversation& talk) {
+        const auto post = MakeRequest(HTTPOPERATION_POST, "/a");
+        post->setAcceptCharset("UTF-8");
+        post->addParam("a&b", "1 2");
+        talk.Send(*post);
+        post->setContent("body");
+        talk.Send(*post);
+        const auto unconvertible = MakeRequest(HTTPOPERATION_DELETE, "/items");
+        unconvertible->addParam("id", "Zo\xc3"); // taken for GBK, its last character is incomplete
+        talk.Send(*unconvertible);
+    });
+}
+
+TEST_F(StrictRow, OfTheBodyIsAsInThePage) {
+    ExpectBothRoads("body", AnswerAll("answer"), [](Conversation& talk) {
+        const auto post = MakeRequest(HTTPOPERATION_POST, "/a");
+        post->setContent(std::string("seen\0unseen", 11));
+        talk.Send(*post);
+        talk.AsynSend(*post);
+        const auto get = Get();
+        get->setContent("body");
+        talk.Send(*get);
+    });
+}
+
+TEST_F(StrictRow, OfTheCookieIsAsInThePage) {
+    ExpectBothRoads("cookie", AnswerAll("answer"), [](Conversation& talk) {
+        const auto get = Get();
+        talk.Send(*get);
+        get->setCustomCookieParam("session=1");
+        talk.Send(*get);
+        talk.AsynSend(*get);
+    });
+}
+
+TEST_F(StrictRow, OfHeaderEntriesIsAsInThePage) {
+    ExpectBothRoads("entries", AnswerAll("answer"), [](Conversation& talk) {
+        const auto get = Get();
+        get->addRequestHeadEntry("X-Name", "value\r\nX-Admin: yes");
+        talk.Send(*get);
+    });
+}
+
+TEST_F(StrictRow, OfAnAcceptedEncodingIsAsInThePage) {
+    const std::string packed = Gzipped("answer");
+    const auto handler = [&](const RecordedRequest& request) {
+        return request.Header("Accept-Encoding") ? Respond(200, {{"Content-Encoding", "gzip"}}, packed)
+                                                 : Respond(200, {}, "answer");
+    };
+    ExpectBothRoads("encoding", handler, [](Conversation& talk) {
+        const auto get = Get();
+        get->setAcceptEncoding("gzip");
+        talk.Send(*get);
+        talk.Send(*Get("/b"));
+        talk.AsynSend(*Get("/c"));
+    });
+}
+
+TEST_F(StrictRow, OfTheCertificateIsAsInThePage) {
+    const TlsSetting setting;
+    TlsOptions options = setting.Server();
+    CertificateProfile profile;
+    profile.commonName = "orders";
+    profile.names = {"orders"};
+    options.identity = setting.ca().Issue(profile);
+    const auto makeServer = [&] { return std::make_unique<TlsLoopbackServer>(AnswerAll("answer"), options); };
+    ExpectBothRoads("certificate", makeServer, [](Conversation& talk) {
+        talk.client().setScheme("https");
+        const auto get = MakeRequest(HTTPOPERATION_GET, "/");
+        talk.Note("A certificate of our authority, for another name:");
+        talk.Send(*get, true);
+        talk.Note("After setServerName(\"orders\"):");
+        talk.client().setServerName("orders");
+        talk.Send(*get, true);
+    });
+}
+
+TEST_F(StrictRow, OfAnAsynchronousSendIsAsInThePage) {
+    ExpectBothRoads("asynchronous", AnswerAll("answer"), [](Conversation& talk) {
+        talk.AsynSend(*MakeRequest(HTTPOPERATION_HEAD, "/a"));
+        talk.client().setPort(RefusingPort());
+        talk.AsynSend(*Get("/b"));
+    });
+}
+
+TEST_F(StrictRow, OfTheReasonIsAsInThePage) {
+    const auto cut = [](const RecordedRequest&) {
+        return Raw("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nhalf", After::Close);
+    };
+    ExpectBothRoads("reason", cut, [](Conversation& talk) { talk.Send(*Get()); });
+}
