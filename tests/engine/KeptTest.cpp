@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Kept connections: nothing of another, nothing twice.
+#include <functional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -19,6 +20,10 @@ protected:
     Client ClientOf(const ScriptedServer& server) {
         return EngineTest::ClientOf(OptionsFor(server.origin()));
     }
+    /// Sends a GET, and then a request on the connection that it has left, where the server does something else than to
+    /// answer.
+    /// @return what became of that, and over how many connections in all.
+    std::string SecondOnKept(const std::function<void(Peer&)>& otherwise, const Request& second);
 };
 
 /// The first connection answers once, and does something else with the second request; further ones answer all.
@@ -34,20 +39,25 @@ ScriptedServer::Script OnSecondRequest(std::function<void(Peer&)> otherwise) {
     };
 }
 
+std::string Kept::SecondOnKept(const std::function<void(Peer&)>& otherwise, const Request& second) {
+    ScriptedServer server(OnSecondRequest(otherwise));
+    const Client client = ClientOf(server);
+    EXPECT_EQ(Told(client.Send(Get())), "200 answer");
+    const std::string told = ToldFully(client.Send(second));
+    return told + ", connections " + std::to_string(server.accepted());
+}
+
+void End(Peer& /*peer*/) {}
+
+void Reset(Peer& peer) {
+    peer.Reset();
+}
+
 } // namespace
 
 TEST_F(Kept, DeadConnectionIsReplacedOnceWithoutAWordForAGet) {
-    for (const bool reset : {false, true}) {
-        ScriptedServer server(OnSecondRequest([reset](Peer& peer) {
-            if (reset) {
-                peer.Reset();
-            }
-        }));
-        const Client client = ClientOf(server);
-        ASSERT_EQ(Told(client.Send(Get())), "200 answer");
-        EXPECT_EQ(ToldFully(client.Send(Get())), "200 answer, attempts 1");
-        EXPECT_EQ(server.accepted(), 2U);
-    }
+    EXPECT_EQ(SecondOnKept(End, Get()), "200 answer, attempts 1, connections 2");
+    EXPECT_EQ(SecondOnKept(Reset, Get()), "200 answer, attempts 1, connections 2");
 }
 
 TEST_F(Kept, DeadConnectionIsReplacedNoSecondTime) {
@@ -70,12 +80,8 @@ TEST_F(Kept, FreshConnectionThatDiesIsNotReplaced) {
 }
 
 TEST_F(Kept, PostThatWasWrittenIsSentOnceAndItsFailureSaysSo) {
-    for (const bool reset : {false, true}) {
-        ScriptedServer server(OnSecondRequest([reset](Peer& peer) {
-            if (reset) {
-                peer.Reset();
-            }
-        }));
+    for (const auto otherwise : {End, Reset}) {
+        ScriptedServer server(OnSecondRequest(otherwise));
         const Client client = ClientOf(server);
         ASSERT_EQ(Told(client.Send(Get())), "200 answer");
         EXPECT_EQ(ToldFully(client.Send(Post())), "ConnectionLost in Head, sent, attempts 1");
@@ -85,44 +91,28 @@ TEST_F(Kept, PostThatWasWrittenIsSentOnceAndItsFailureSaysSo) {
 }
 
 TEST_F(Kept, PostThatTheHostCallsIdempotentIsSentAgain) {
-    ScriptedServer server(OnSecondRequest([](Peer&) {}));
-    const Client client = ClientOf(server);
-    ASSERT_EQ(Told(client.Send(Get())), "200 answer");
-    EXPECT_EQ(ToldFully(client.Send(Post().idempotent(true))), "200 answer, attempts 1");
-    EXPECT_EQ(server.accepted(), 2U);
+    EXPECT_EQ(SecondOnKept(End, Post().idempotent(true)), "200 answer, attempts 1, connections 2");
 }
 
 TEST_F(Kept, GetThatTheHostCallsNotIdempotentIsNotSentAgain) {
-    ScriptedServer server(OnSecondRequest([](Peer&) {}));
-    const Client client = ClientOf(server);
-    ASSERT_EQ(Told(client.Send(Get())), "200 answer");
-    EXPECT_EQ(ToldFully(client.Send(Get().idempotent(false))), "ConnectionLost in Head, sent, attempts 1");
-    EXPECT_EQ(server.accepted(), 1U);
+    EXPECT_EQ(SecondOnKept(End, Get().idempotent(false)),
+              "ConnectionLost in Head, sent, attempts 1, connections 1");
 }
 
 TEST_F(Kept, DeadConnectionIsNotReplacedOnceASourceWasOpened) {
-    ScriptedServer server(OnSecondRequest([](Peer&) {}));
-    const Client client = ClientOf(server);
-    ASSERT_EQ(Told(client.Send(Get())), "200 answer");
     int opened = 0;
-    const Request request = Request(Method::Put, "/")
-                                .bodySource(
-                                    [&]() -> BodySource {
-                                        ++opened;
-                                        return [](char*, std::size_t) { return 0; };
-                                    },
-                                    0);
-    EXPECT_EQ(ToldFully(client.Send(request)), "ConnectionLost in Head, sent, retryable, attempts 1");
+    const auto open = [&]() -> BodySource {
+        ++opened;
+        return [](char*, std::size_t) { return 0; };
+    };
+    EXPECT_EQ(SecondOnKept(End, Request(Method::Put, "/").bodySource(open, 0)),
+              "ConnectionLost in Head, sent, retryable, attempts 1, connections 1");
     EXPECT_EQ(opened, 1);
-    EXPECT_EQ(server.accepted(), 1U);
 }
 
 TEST_F(Kept, DeadConnectionIsNotReplacedOnceAByteOfTheAnswerCame) {
-    ScriptedServer server(OnSecondRequest([](Peer& peer) { peer.Send("H"); }));
-    const Client client = ClientOf(server);
-    ASSERT_EQ(Told(client.Send(Get())), "200 answer");
-    EXPECT_EQ(ToldFully(client.Send(Get())), "ConnectionLost in Head, sent, retryable, attempts 1");
-    EXPECT_EQ(server.accepted(), 1U);
+    EXPECT_EQ(SecondOnKept([](Peer& peer) { peer.Send("H"); }, Get()),
+              "ConnectionLost in Head, sent, retryable, attempts 1, connections 1");
 }
 
 TEST_F(Kept, ConnectionThatTheServerEndedIsNotUsedEvenForAPost) {

@@ -67,6 +67,14 @@ protected:
         limits.waiting = waiting;
         return limits;
     }
+    static PoolLimits WithIdle(PoolLimits limits, std::chrono::milliseconds idle) {
+        limits.idle = idle;
+        return limits;
+    }
+    static PoolLimits WithAge(PoolLimits limits, std::chrono::milliseconds age) {
+        limits.age = age;
+        return limits;
+    }
     void Make(const PoolLimits& limits) { m_pool = std::make_unique<Pool>(limits); }
 
     std::shared_ptr<Destination> To(const std::string& name) {
@@ -322,9 +330,7 @@ TEST_F(PoolTest, HasWhoLeavesPassOnTheSlotThatWasGranted) {
 }
 
 TEST_F(PoolTest, TellsWhoLeavesWhenThatWhichBecameIdleIsDue) {
-    PoolLimits limits = Limits(1);
-    limits.idle = 30s;
-    Make(limits);
+    Make(WithIdle(Limits(1), 30s));
     const auto to = To("a");
     auto connection = Open(to);
     Caller gone;
@@ -430,9 +436,7 @@ TEST_F(PoolTest, ServesOriginsThatWaitForTheLimitOfAllInTurn) {
 }
 
 TEST_F(PoolTest, ClosesWhatHasBeenIdleTooLong) {
-    PoolLimits limits = Limits(3);
-    limits.idle = 30s;
-    Make(limits);
+    Make(WithIdle(Limits(3), 30s));
     const auto to = To("a");
     auto one = Open(to);
     auto two = Open(to);
@@ -451,9 +455,7 @@ TEST_F(PoolTest, ClosesWhatHasBeenIdleTooLong) {
 }
 
 TEST_F(PoolTest, LendsNothingThatHasBeenIdleTooLong) {
-    PoolLimits limits = Limits(2);
-    limits.idle = 30s;
-    Make(limits);
+    Make(WithIdle(Limits(2), 30s));
     const auto to = To("a");
     auto one = Open(to);
     const Connection* const only = one.get();
@@ -467,9 +469,7 @@ TEST_F(PoolTest, LendsNothingThatHasBeenIdleTooLong) {
 }
 
 TEST_F(PoolTest, ClosesWhatIsTooOldWhenItComesBack) {
-    PoolLimits limits = Limits(1);
-    limits.age = 600s;
-    Make(limits);
+    Make(WithAge(Limits(1), 600s));
     const auto to = To("a");
     auto one = Open(to);
     const Connection* const only = one.get();
@@ -483,9 +483,7 @@ TEST_F(PoolTest, ClosesWhatIsTooOldWhenItComesBack) {
 }
 
 TEST_F(PoolTest, HandsNothingOverThatIsTooOld) {
-    PoolLimits limits = Limits(1);
-    limits.age = 600s;
-    Make(limits);
+    Make(WithAge(Limits(1), 600s));
     const auto to = To("a");
     auto one = Open(to);
     Caller waiting;
@@ -516,9 +514,7 @@ TEST_F(PoolTest, MakesAgesDifferByUpToTenPercent) {
 }
 
 TEST_F(PoolTest, KeepsAConnectionNoLongerThanItsServerSaid) {
-    PoolLimits limits = Limits(1);
-    limits.idle = 30s;
-    Make(limits);
+    Make(WithIdle(Limits(1), 30s));
     const auto to = To("a");
     auto one = Open(to);
     const Connection* const only = one.get();

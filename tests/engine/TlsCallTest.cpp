@@ -343,73 +343,63 @@ TEST_F(TlsCall, AsksForTheKeysPasswordOncePerReadingAndRefusesAWrongOne) {
 
 namespace {
 
-/// A key password function that lets one caller in and keeps it until it is told.
-class SlowPassword {
-public:
-    explicit SlowPassword(std::string password) : m_password(std::move(password)) {}
+/// A call whose key password function keeps it until it is told.
+class TlsCallInItsPasswordFunction : public TlsCall {
+protected:
+    TlsCallInItsPasswordFunction() { m_asked.Wait(); }
+    ~TlsCallInItsPasswordFunction() override { m_told.Come(); }
 
-    std::function<std::string()> Function() {
-        return [this] {
-            asked.Come();
-            told.Wait();
-            return m_password;
-        };
+    std::future<std::string> InBackground() {
+        return std::async(std::launch::async, [this] { return Told(m_client.Send(Get())); });
     }
 
-    Moment asked;
-    Moment told;
-
 private:
-    const std::string m_password;
+    TlsOptions WithSlowPassword() {
+        const kit::Identity identity = m_ca.IssueClient("locked");
+        return TlsOptions()
+            .files(m_files.Write("ca.pem", m_ca.certificatePem()),
+                   m_files.Write("cert.pem", identity.certificatePem),
+                   m_files.Write("key.pem", kit::EncryptKey(identity.keyPem, "secret")))
+            .keyPassword([this] {
+                m_asked.Come();
+                m_told.Wait();
+                return std::string("secret");
+            });
+    }
+
+    const kit::TemporaryDirectory m_files;
+    Moment m_asked;
+
+protected:
+    Moment m_told;
+    kit::TlsLoopbackServer m_server{Always(), ServerTls()};
+    const Client m_client = ClientOf(m_server, WithSlowPassword());
+    std::future<std::string> m_first = InBackground();
 };
 
 } // namespace
 
-TEST_F(TlsCall, IsNotHeldUpBeyondItsTimeByThePasswordFunctionOfAnother) {
-    const kit::Identity identity = m_ca.IssueClient("locked");
-    const kit::TemporaryDirectory files;
-    TlsOptions tls = TlsOptions().files(files.Write("ca.pem", m_ca.certificatePem()),
-                                        files.Write("cert.pem", identity.certificatePem),
-                                        files.Write("key.pem", kit::EncryptKey(identity.keyPem, "secret")));
-    SlowPassword password("secret");
-    tls.keyPassword(password.Function());
-    kit::TlsLoopbackServer server(Always(), ServerTls());
-    const Client client = ClientOf(server, tls);
-    std::future<std::string> first = std::async(std::launch::async, [&] { return Told(client.Send(Get())); });
-    ASSERT_TRUE(password.asked.Wait());
+TEST_F(TlsCallInItsPasswordFunction, HoldsNoOtherUpBeyondItsTime) {
     std::string told;
-    EXPECT_LT(TimeOf([&] { told = ToldFully(client.Send(Get().timeout(30ms))); }), 30ms + TOLERANCE);
+    EXPECT_LT(TimeOf([&] { told = ToldFully(m_client.Send(Get().timeout(30ms))); }), 30ms + TOLERANCE);
     EXPECT_EQ(told, "Timeout in Handshake, not sent, retryable, attempts 1");
-    Result outcome = client.SendAsync(Get().timeout(30ms)).get();
+    Result outcome = m_client.SendAsync(Get().timeout(30ms)).get();
     EXPECT_EQ(Told(outcome), "Timeout in Handshake");
-    std::future<Result> third = client.SendAsync(Get());
-    std::future<std::string> fourth =
-        std::async(std::launch::async, [&] { return Told(client.Send(Get())); });
-    password.told.Come();
-    EXPECT_EQ(first.get(), "200 answer");
+    std::future<Result> third = m_client.SendAsync(Get());
+    std::future<std::string> fourth = InBackground();
+    m_told.Come();
+    EXPECT_EQ(m_first.get(), "200 answer");
     EXPECT_EQ(Told(third.get()), "200 answer");
     EXPECT_EQ(fourth.get(), "200 answer");
 }
 
-TEST_F(TlsCall, ThatWaitsForThePasswordFunctionOfAnotherEndsWithItsEngine) {
-    const kit::Identity identity = m_ca.IssueClient("locked");
-    const kit::TemporaryDirectory files;
-    TlsOptions tls = TlsOptions().files(files.Write("ca.pem", m_ca.certificatePem()),
-                                        files.Write("cert.pem", identity.certificatePem),
-                                        files.Write("key.pem", kit::EncryptKey(identity.keyPem, "secret")));
-    SlowPassword password("secret");
-    tls.keyPassword(password.Function());
-    kit::TlsLoopbackServer server(Always(), ServerTls());
-    const Client client = ClientOf(server, tls);
-    std::future<std::string> first = std::async(std::launch::async, [&] { return Told(client.Send(Get())); });
-    ASSERT_TRUE(password.asked.Wait());
-    std::future<std::string> second =
-        std::async(std::launch::async, [&] { return Told(client.Send(Get())); });
-    ASSERT_TRUE(server.WaitForOpenConnections(2));
+TEST_F(TlsCallInItsPasswordFunction, DoesNotKeepAnotherWhenTheEngineEnds) {
+    std::future<std::string> second = InBackground();
+    ASSERT_TRUE(m_server.WaitForOpenConnections(2));
     std::future<bool> ended = std::async(std::launch::async, [&] { return m_engine.Shutdown(0ms); });
     EXPECT_EQ(second.get().substr(0, 8), "Shutdown");
-    password.told.Come();
-    EXPECT_EQ(first.get(), "Shutdown in Handshake");
+    m_told.Come();
+    EXPECT_EQ(m_first.get(), "Shutdown in Handshake");
     EXPECT_FALSE(ended.get());
 }
 

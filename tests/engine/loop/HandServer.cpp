@@ -4,36 +4,18 @@
 #include <array>
 #include <cerrno>
 #include <chrono>
-#include <system_error>
 #include <vector>
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <httpclient/testing/Patience.h>
 
-HandServer::HandServer() {
-    m_listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    auto* const any = reinterpret_cast<sockaddr*>(&address);
-    if (m_listener < 0 || bind(m_listener, any, size) != 0 || listen(m_listener, SOMAXCONN) != 0 ||
-        getsockname(m_listener, any, &size) != 0) {
-        throw std::system_error(errno, std::generic_category(), "a server by hand");
-    }
-    m_port = ntohs(address.sin_port);
-}
-
 HandServer::~HandServer() {
     for (const auto& entry : m_connections) {
         close(entry.second.fd);
     }
-    close(m_listener);
 }
 
 void HandServer::Receive(Connection& connection) {
@@ -48,7 +30,7 @@ void HandServer::Receive(Connection& connection) {
 
 /// Waits a little for news, and takes it.
 void HandServer::Pump() {
-    std::vector<pollfd> watched{{m_listener, POLLIN, 0}};
+    std::vector<pollfd> watched{{m_listener.descriptor(), POLLIN, 0}};
     std::vector<Connection*> connections{nullptr};
     for (auto& entry : m_connections) {
         if (!entry.second.ended) {
@@ -65,7 +47,8 @@ void HandServer::Pump() {
             Receive(*connections[index]);
         }
     }
-    const int fd = watched[0].revents == 0 ? -1 : accept4(m_listener, nullptr, nullptr, SOCK_CLOEXEC);
+    const int fd =
+        watched[0].revents == 0 ? -1 : accept4(m_listener.descriptor(), nullptr, nullptr, SOCK_CLOEXEC);
     if (fd >= 0) {
         m_connections.emplace(++m_accepted, Connection{fd, {}});
     }

@@ -7,14 +7,16 @@
 #include <string>
 #include <string_view>
 
+#include "tests/kit/src/Listener.h"
+
 class HandServer {
 public:
-    HandServer();
+    HandServer() = default;
     ~HandServer();
     HandServer(const HandServer&) = delete;
     HandServer& operator=(const HandServer&) = delete;
 
-    std::string origin() const { return "http://127.0.0.1:" + std::to_string(m_port); }
+    std::string origin() const { return "http://127.0.0.1:" + std::to_string(m_listener.port()); }
 
     /// Waits until a request for a target has come whole, without a body. @return the number of its connection; 0: it
     /// does not come.
@@ -35,8 +37,7 @@ private:
     void Pump();
     void Receive(Connection& connection);
 
-    int m_listener = -1;
-    unsigned short m_port = 0;
+    httpclient::testing::Listener m_listener{"127.0.0.1", 0};
     int m_accepted = 0;
     std::map<int, Connection> m_connections;
 };

@@ -116,12 +116,6 @@ FILE* fopen(const char* path, const char* mode) {
     return next(path, mode);
 }
 
-FILE* fopen64(const char* path, const char* mode) {
-    static auto* const next = Next<FILE*(const char*, const char*)>("fopen64");
-    See(Step::What::Open);
-    return next(path, mode);
-}
-
 int open(const char* path, int flags, ...) {
     static auto* const next = Next<int(const char*, int, ...)>("open");
     va_list arguments;
@@ -132,14 +126,8 @@ int open(const char* path, int flags, ...) {
     return next(path, flags, mode);
 }
 
-int open64(const char* path, int flags, ...) {
-    static auto* const next = Next<int(const char*, int, ...)>("open64");
-    va_list arguments;
-    va_start(arguments, flags);
-    const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
-    va_end(arguments);
-    See(Step::What::Open);
-    return next(path, flags, mode);
-}
+// The same functions here, where files are large anyway.
+FILE* fopen64(const char* path, const char* mode) __attribute__((alias("fopen")));
+int open64(const char* path, int flags, ...) __attribute__((alias("open")));
 
 } // extern "C"

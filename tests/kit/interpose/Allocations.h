@@ -11,35 +11,25 @@
 
 namespace httpclient::testing {
 
-/// While it lives, counts what the thread which made it allocates with operator new, and can make that fail
-/// with std::bad_alloc (or null, for the nothrow forms). One per thread at a time.
-class CountedNew {
+struct OperatorNew {
+    static Tally& OfThisThread();
+};
+
+struct CMemory {
+    static Tally& OfThisThread();
+};
+
+/// Counts operator new, which fails with std::bad_alloc (or null, in the nothrow forms).
+class CountedNew : public Counted<OperatorNew> {
 public:
-    /// @param failing which allocation fails, counted from 1; 0 for none.
-    /// @param howMany whether it fails alone, or all that come after it, too.
-    explicit CountedNew(std::size_t failing = 0, Failing howMany = Failing::One);
-    ~CountedNew();
-    CountedNew(const CountedNew&) = delete;
-    CountedNew& operator=(const CountedNew&) = delete;
-
-    /// How many there were, those that failed included.
-    std::size_t Count() const;
-
+    using Counted::Counted;
     /// @return whether allocations are held at all: memcheck puts its own operator new in the place of every other.
     static bool Works();
 };
 
-/// The same for malloc(), calloc() and realloc(), which fail with null and ENOMEM. Operator new goes through malloc()
-/// and counts, too.
-class CountedMalloc {
-public:
-    explicit CountedMalloc(std::size_t failing = 0, Failing howMany = Failing::One);
-    ~CountedMalloc();
-    CountedMalloc(const CountedMalloc&) = delete;
-    CountedMalloc& operator=(const CountedMalloc&) = delete;
-
-    std::size_t Count() const;
-};
+/// Counts malloc(), calloc() and realloc(), which fail with null and ENOMEM. Operator new goes through malloc() and
+/// counts, too.
+using CountedMalloc = Counted<CMemory>;
 
 /// @return how often an operation calls operator new on this thread.
 template <class Operation> std::size_t AllocationsOf(const Operation& operation) {

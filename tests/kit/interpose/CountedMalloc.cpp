@@ -5,26 +5,13 @@
 
 namespace httpclient::testing {
 
-namespace {
-
-thread_local Tally t_tally;
-
-} // namespace
-
-CountedMalloc::CountedMalloc(std::size_t failing, Failing howMany) {
-    t_tally.Arm(failing, howMany);
-}
-
-CountedMalloc::~CountedMalloc() {
-    t_tally.Disarm();
-}
-
-std::size_t CountedMalloc::Count() const {
-    return t_tally.asked;
+Tally& CMemory::OfThisThread() {
+    static thread_local Tally tally;
+    return tally;
 }
 
 bool c_heap::Refuses(const void* /*caller*/) noexcept {
-    return t_tally.Refuses();
+    return CMemory::OfThisThread().Refuses();
 }
 
 void c_heap::Taken(void* /*block*/, const void* /*caller*/) noexcept {}

@@ -5,35 +5,23 @@
 
 namespace httpclient::testing {
 
-namespace {
-
-thread_local Tally t_tally;
-
-} // namespace
-
-CountedNew::CountedNew(std::size_t failing, Failing howMany) {
-    t_tally.Arm(failing, howMany);
-}
-
-CountedNew::~CountedNew() {
-    t_tally.Disarm();
-}
-
-std::size_t CountedNew::Count() const {
-    return t_tally.asked;
+Tally& OperatorNew::OfThisThread() {
+    static thread_local Tally tally;
+    return tally;
 }
 
 bool CountedNew::Works() {
-    const Tally former = t_tally;
-    t_tally.Arm(0, Failing::One);
+    Tally& tally = OperatorNew::OfThisThread();
+    const Tally former = tally;
+    tally.Arm(0, Failing::One);
     ::operator delete(::operator new(1));
-    const bool works = t_tally.asked == 1;
-    t_tally = former;
+    const bool works = tally.asked == 1;
+    tally = former;
     return works;
 }
 
 void* heap::Take(std::size_t size, std::size_t alignment, const void* /*caller*/) noexcept {
-    return t_tally.Refuses() ? nullptr : FromMalloc(size, alignment);
+    return OperatorNew::OfThisThread().Refuses() ? nullptr : FromMalloc(size, alignment);
 }
 
 void heap::GiveBack(void* block) noexcept {

@@ -38,4 +38,21 @@ struct Tally {
     }
 };
 
+/// While it lives, counts what the thread which made it asks an allocator for, and can make that fail. One per thread
+/// at a time.
+template <class Allocator> class Counted {
+public:
+    /// @param failing which allocation fails, counted from 1; 0 for none.
+    /// @param howMany whether it fails alone, or all that come after it, too.
+    explicit Counted(std::size_t failing = 0, Failing howMany = Failing::One) {
+        Allocator::OfThisThread().Arm(failing, howMany);
+    }
+    ~Counted() { Allocator::OfThisThread().Disarm(); }
+    Counted(const Counted&) = delete;
+    Counted& operator=(const Counted&) = delete;
+
+    /// How many there were, those that failed included.
+    std::size_t Count() const { return Allocator::OfThisThread().asked; }
+};
+
 } // namespace httpclient::testing

@@ -18,6 +18,8 @@ public:
     Listener(const std::string& address, std::uint16_t port);
 
     std::uint16_t port() const { return m_port; }
+    /// Non-blocking, for those who accept by themselves.
+    int descriptor() const { return m_socket.get(); }
     /// Waits for a connection. @return it, non-blocking; an empty one when the server stops.
     Descriptor Accept(const StopSignal& stop) const;
     /// Stops listening.

@@ -83,7 +83,7 @@ bool Holds(const std::vector<Range>& ranges, int byte) {
                        [byte](const Range& range) { return byte >= range.first && byte <= range.last; });
 }
 
-/// A set of single bytes.
+/// A set of single bytes. That sets have gaps in common is chance: each is a standard of its own.
 struct SingleByteSet {
     const char* name;
     std::vector<Range> unassigned;
@@ -156,74 +156,52 @@ struct TwoByteSet {
     std::vector<Gap> unassigned;
 };
 
-// Rows of GB 2312: the first byte; cells: the second one.
-constexpr Gap ROW2_MIDDLE{{0xA2, 0xA2}, {0xE3, 0xE4}};
-constexpr Gap ROW2_LATER{{0xA2, 0xA2}, {0xEF, 0xF0}};
-constexpr Gap ROW2_END{{0xA2, 0xA2}, {0xFD, 0xFE}};
-constexpr Gap ROW4_END{{0xA4, 0xA4}, {0xF4, 0xFE}};
-constexpr Gap ROW5_END{{0xA5, 0xA5}, {0xF7, 0xFE}};
-constexpr Gap ROW6_MIDDLE{{0xA6, 0xA6}, {0xB9, 0xC0}};
-constexpr Gap ROW7_MIDDLE{{0xA7, 0xA7}, {0xC2, 0xD0}};
-constexpr Gap ROW7_END{{0xA7, 0xA7}, {0xF2, 0xFE}};
-constexpr Gap ROW8_END{{0xA8, 0xA8}, {0xEA, 0xFE}};
-constexpr Gap ROW9_END{{0xA9, 0xA9}, {0xF0, 0xFE}};
-constexpr Gap ROWS_10_TO_15{{0xAA, 0xAF}, {0xA1, 0xFE}};
-constexpr Gap ROW55_END{{0xD7, 0xD7}, {0xFA, 0xFE}};
-constexpr Gap NO_SECOND{{0x00, 0xFF}, {0xFF, 0xFF}};
+/// What is without a character in all of them. Rows of GB 2312: the first byte; cells: the second one.
+const std::vector<Gap>& CommonGaps() {
+    static const std::vector<Gap> s_gaps{
+        {{0x00, 0xFF}, {0xFF, 0xFF}}, // no second byte
+        {{0xA2, 0xA2}, {0xE3, 0xE4}}, // row 2
+        {{0xA2, 0xA2}, {0xEF, 0xF0}}, {{0xA2, 0xA2}, {0xFD, 0xFE}}, {{0xA4, 0xA4}, {0xF4, 0xFE}},
+        {{0xA5, 0xA5}, {0xF7, 0xFE}}, {{0xA6, 0xA6}, {0xB9, 0xC0}}, {{0xA7, 0xA7}, {0xC2, 0xD0}},
+        {{0xA7, 0xA7}, {0xF2, 0xFE}}, {{0xA8, 0xA8}, {0xEA, 0xFE}}, {{0xA9, 0xA9}, {0xF0, 0xFE}},
+        {{0xAA, 0xAF}, {0xA1, 0xFE}}, // rows 10 to 15
+        {{0xD7, 0xD7}, {0xFA, 0xFE}}};
+    return s_gaps;
+}
+
+std::vector<Gap> CommonGapsAnd(const std::vector<Gap>& further) {
+    std::vector<Gap> gaps = CommonGaps();
+    gaps.insert(gaps.end(), further.begin(), further.end());
+    return gaps;
+}
 
 const std::vector<TwoByteSet>& TwoByteSets() {
-    static const std::vector<TwoByteSet> s_sets{
-        {"GB2312",
-         {0xA1, 0xFE},
-         {NO_SECOND,
-          {{0xA1, 0xFE}, {0x80, 0xA0}},
-          {{0xA2, 0xA2}, {0xA1, 0xB0}},
-          ROW2_MIDDLE,
-          ROW2_LATER,
-          ROW2_END,
-          ROW4_END,
-          ROW5_END,
-          ROW6_MIDDLE,
-          {{0xA6, 0xA6}, {0xD9, 0xFE}},
-          ROW7_MIDDLE,
-          ROW7_END,
-          {{0xA8, 0xA8}, {0xBB, 0xC4}},
-          ROW8_END,
-          {{0xA9, 0xA9}, {0xA1, 0xA3}},
-          ROW9_END,
-          ROWS_10_TO_15,
-          ROW55_END,
-          {{0xF8, 0xFE}, {0xA1, 0xFE}}}},
-        {"GBK",
-         {0x81, 0xFE},
-         {NO_SECOND,
-          {{0xA1, 0xA7}, {0x80, 0xA0}},
-          {{0xA2, 0xA2}, {0xAB, 0xB0}},
-          ROW2_MIDDLE,
-          ROW2_LATER,
-          ROW2_END,
-          ROW4_END,
-          ROW5_END,
-          ROW6_MIDDLE,
-          {{0xA6, 0xA6}, {0xD9, 0xDF}},
-          {{0xA6, 0xA6}, {0xEC, 0xED}},
-          {{0xA6, 0xA6}, {0xF3, 0xF3}},
-          {{0xA6, 0xA6}, {0xF6, 0xFE}},
-          ROW7_MIDDLE,
-          ROW7_END,
-          {{0xA8, 0xA8}, {0x96, 0xA0}},
-          {{0xA8, 0xA8}, {0xBC, 0xBC}},
-          {{0xA8, 0xA8}, {0xBF, 0xBF}},
-          {{0xA8, 0xA8}, {0xC1, 0xC4}},
-          ROW8_END,
-          {{0xA9, 0xA9}, {0x89, 0x95}},
-          {{0xA9, 0xA9}, {0x97, 0xA3}},
-          ROW9_END,
-          ROWS_10_TO_15,
-          ROW55_END,
-          {{0xF8, 0xFD}, {0xA1, 0xFE}},
-          {{0xFE, 0xFE}, {0x80, 0xFE}}}},
-        {"GB18030", {0x81, 0xFE}, {NO_SECOND}}}; // every pair has a character, if of private use
+    static const std::vector<TwoByteSet> s_sets{{"GB2312",
+                                                 {0xA1, 0xFE},
+                                                 CommonGapsAnd({{{0xA1, 0xFE}, {0x80, 0xA0}},
+                                                                {{0xA2, 0xA2}, {0xA1, 0xB0}},
+                                                                {{0xA6, 0xA6}, {0xD9, 0xFE}},
+                                                                {{0xA8, 0xA8}, {0xBB, 0xC4}},
+                                                                {{0xA9, 0xA9}, {0xA1, 0xA3}},
+                                                                {{0xF8, 0xFE}, {0xA1, 0xFE}}})},
+                                                {"GBK",
+                                                 {0x81, 0xFE},
+                                                 CommonGapsAnd({{{0xA1, 0xA7}, {0x80, 0xA0}},
+                                                                {{0xA2, 0xA2}, {0xAB, 0xB0}},
+                                                                {{0xA6, 0xA6}, {0xD9, 0xDF}},
+                                                                {{0xA6, 0xA6}, {0xEC, 0xED}},
+                                                                {{0xA6, 0xA6}, {0xF3, 0xF3}},
+                                                                {{0xA6, 0xA6}, {0xF6, 0xFE}},
+                                                                {{0xA8, 0xA8}, {0x96, 0xA0}},
+                                                                {{0xA8, 0xA8}, {0xBC, 0xBC}},
+                                                                {{0xA8, 0xA8}, {0xBF, 0xBF}},
+                                                                {{0xA8, 0xA8}, {0xC1, 0xC4}},
+                                                                {{0xA9, 0xA9}, {0x89, 0x95}},
+                                                                {{0xA9, 0xA9}, {0x97, 0xA3}},
+                                                                {{0xF8, 0xFD}, {0xA1, 0xFE}},
+                                                                {{0xFE, 0xFE}, {0x80, 0xFE}}})},
+                                                // Every pair has a character, if of private use.
+                                                {"GB18030", {0x81, 0xFE}, {CommonGaps().front()}}};
     return s_sets;
 }
 
