@@ -73,7 +73,7 @@ void AsyncCall::Refuse(Request request, std::unique_ptr<Completion> done) {
 }
 
 /// Hands the outcome over on this thread, or to the executor from here.
-[[gnu::no_sanitize("null")]] void AsyncCall::DeliverHere(const sigset_t& mask) {
+__attribute__((no_sanitize("null"))) void AsyncCall::DeliverHere(const sigset_t& mask) {
     const HostMask hosts(mask);
     if (m_core.loops().executor()) {
         try {
@@ -221,7 +221,7 @@ void AsyncCall::Follow(const Wait& wait) {
     WaitUntil(wait.until);
 }
 
-[[gnu::no_sanitize("null")]] void AsyncCall::HandOver(Doing what) {
+__attribute__((no_sanitize("null"))) void AsyncCall::HandOver(Doing what) {
     m_call->Preserve(); // the loop's memory is used for others meanwhile
     m_handedOverDue = m_call->due();
     WaitUntil(m_handedOverDue);
@@ -346,7 +346,7 @@ void AsyncCall::HandOverOutcome() {
 }
 
 /// Calls the host's function, once.
-[[gnu::no_sanitize("null")]] void AsyncCall::Deliver() {
+__attribute__((no_sanitize("null"))) void AsyncCall::Deliver() {
     if (m_doing.exchange(Doing::Over) != Doing::Delivering) {
         return; // an executor that threw after it had run it
     }

@@ -51,7 +51,7 @@ void Call::Cancel() noexcept {
 namespace {
 
 /// What the host's function throws stays with it.
-[[gnu::no_sanitize("null")]] void CompleteBy(Completion& done, Result outcome) {
+__attribute__((no_sanitize("null"))) void CompleteBy(Completion& done, Result outcome) {
     try {
         done.Complete(std::move(outcome));
     } catch (abi::__forced_unwind&) {

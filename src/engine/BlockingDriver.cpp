@@ -107,7 +107,7 @@ Result Run(Call& call, Waits& waits, const CancellationBlock& block, net::Time n
 } // namespace
 
 // What cancels a thread is caught by reference, and has no object. The sanitizer takes that for a mistake.
-[[gnu::no_sanitize("null")]] Result RunBlocking(Core& core, const Core::Visit& visit,
+__attribute__((no_sanitize("null"))) Result RunBlocking(Core& core, const Core::Visit& visit,
                                                 const ClientCore& client, const Request::Body& request) {
     // Cancelled is only what waits and what is the host's: nothing of ours is left half done.
     const CancellationBlock block;

@@ -205,7 +205,7 @@ bool Call::HandOverByHost() {
 }
 
 // What cancels a thread is caught by reference, and has no object. The sanitizer takes that for a mistake.
-[[gnu::no_sanitize("null")]] void Call::RunHost() {
+__attribute__((no_sanitize("null"))) void Call::RunHost() {
     const HostPiece piece = std::exchange(m_hostPiece, HostPiece::None);
     const Core::HostCode amid(m_core);
     if (piece == HostPiece::Source) {

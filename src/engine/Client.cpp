@@ -60,7 +60,7 @@ Result NotBegun() noexcept {
 } // namespace
 
 // What cancels a thread is caught by reference, and has no object. The sanitizer takes that for a mistake.
-[[gnu::no_sanitize("null")]] Result Client::Send(const Request& request) const {
+__attribute__((no_sanitize("null"))) Result Client::Send(const Request& request) const {
     try {
         // Code of the host that the call runs may destroy this object.
         const std::shared_ptr<Body> body = m_body;

@@ -30,7 +30,7 @@ void Sending::FailSource(FailureKind kind, const char* text) {
 
 /// @return what the source returns; negative, too, when it throws or was never there.
 // What cancels a thread is caught by reference, and has no object. The sanitizer takes that for a mistake.
-[[gnu::no_sanitize("null")]] std::ptrdiff_t Sending::AskSource() {
+__attribute__((no_sanitize("null"))) std::ptrdiff_t Sending::AskSource() {
     try {
         if (!m_opened) {
             m_opened = true;
