@@ -82,8 +82,7 @@ void TlsLayer::OfferSession() {
     }
     const SessionCache::SessionPtr session = m_sessions->Take(m_context->generation());
     if (session != nullptr) {
-        static_cast<void>(
-            SSL_set_session(m_ssl.get(), session.get())); // without it the handshake is a full one
+        m_offered = SSL_set_session(m_ssl.get(), session.get()) == 1; // without it the handshake is a full one
     }
 }
 
@@ -120,6 +119,9 @@ IoResult TlsLayer::Handshake() {
         if (failed.wants == Wants::Nothing) {
             m_writeEnd = failed;
             m_readEnd = failed;
+            if (m_offered) {
+                m_sessions->Clear(); // the others may be as bad, and would cost a call each
+            }
         }
         return failed;
     }

@@ -52,6 +52,7 @@ private:
     std::shared_ptr<SessionCache> m_sessions;
     SocketBio m_socket;
     SslPtr m_ssl;
+    bool m_offered = false;             ///< the handshake may resume a session
     bool m_done = false;                ///< the handshake is through
     bool m_buffered = false;            ///< more is there that the last Read() has not given
     std::optional<IoResult> m_readEnd;  ///< how reading ended; every later Read() has the same end
