@@ -32,6 +32,7 @@ class Peer {
 public:
     Peer(int fd, unsigned int number) : m_fd(fd), m_number(number) {}
 
+    int fd() const { return m_fd; }
     /// Which connection of the server it is, counted from 1.
     unsigned int number() const { return m_number; }
     /// What was received so far.
