@@ -3,6 +3,8 @@
 /// Cuts the bytes of an input into the pieces that a target wants.
 #pragma once
 
+#include <algorithm>
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -27,6 +29,14 @@ public:
         const std::string_view field = m_left.substr(0, end);
         m_left.remove_prefix(end == std::string_view::npos ? m_left.size() : end + 1);
         return std::string(field);
+    }
+    /// Takes so many bytes as the next two say, whatever is in them.
+    std::string Block() {
+        const std::size_t high = Byte();
+        const std::size_t size = std::min<std::size_t>(high * 256 + Byte(), m_left.size());
+        std::string block(m_left.substr(0, size));
+        m_left.remove_prefix(size);
+        return block;
     }
     /// Takes all that is left, whatever is in it.
     std::string Rest() {

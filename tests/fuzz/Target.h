@@ -20,6 +20,11 @@ void FuzzUnescape(std::string_view input);
 void FuzzServerBytes(std::string_view input);
 void FuzzAnswer(std::string_view input);
 void FuzzRequestBytes(std::string_view input);
+void FuzzCodedBody(std::string_view input);
+void FuzzRequestReadBack(std::string_view input);
+void FuzzTlsTexts(std::string_view input);
+void FuzzPlatformMaterial(std::string_view input);
+void FuzzBesideLibcurl(std::string_view input);
 
 /// A function and the name that it goes by: that of its corpus, too.
 struct FuzzTarget {
@@ -40,6 +45,11 @@ constexpr FuzzTarget FUZZ_TARGETS[] = {
     {"server-bytes", FuzzServerBytes},
     {"answer", FuzzAnswer},
     {"request-bytes", FuzzRequestBytes},
+    {"coded-body", FuzzCodedBody},
+    {"request-read-back", FuzzRequestReadBack},
+    {"tls-texts", FuzzTlsTexts},
+    {"platform-material", FuzzPlatformMaterial},
+    {"beside-libcurl", FuzzBesideLibcurl},
 };
 
 /// @return the function of this name; null when there is none.
