@@ -6,6 +6,7 @@
 #include <atomic>
 #include <future>
 #include <memory>
+#include <random>
 #include <string>
 #include <utility>
 
@@ -43,6 +44,8 @@ protected:
         return result.get();
     }
 
+    const unsigned m_seed = std::random_device()();
+    const ::testing::ScopedTrace m_trace{__FILE__, __LINE__, "seed " + std::to_string(m_seed)};
     std::unique_ptr<Engine> m_engine = std::make_unique<Engine>(EngineOptions().maxConnections(1, 2));
 
 private:
