@@ -8,7 +8,7 @@
 #include <string>
 
 #include "CallgrindProfile.h"
-#include "SystemCalls.h"
+#include "tests/support/SystemCalls.h"
 
 /// The same work by the library's two doors and by libcurl alone; each has a process and a server of its own.
 constexpr std::array WORK_NAMES{"floor-get",          "library-get",     "floor-post",
@@ -20,7 +20,7 @@ struct Cost {
     double allocations = 0;
     std::map<std::string, double> instructions; ///< By object; empty when they were not counted.
 
-    SystemCallsByName systemCalls; ///< Of the calling thread; empty when they were not counted.
+    httpclient::testing::SystemCallsByName systemCalls; ///< Of the calling thread; empty when they were not counted.
 
     double TotalInstructions() const;
     /// Of the objects whose file name begins so.

@@ -121,7 +121,7 @@ int Run(const std::string& self, const Options& options) {
     if (!instructions) {
         std::printf("valgrind is not there: instructions are not counted\n");
     }
-    const bool systemCalls = MayCountSystemCalls();
+    const bool systemCalls = httpclient::testing::MayWatchSystemCalls();
     if (!systemCalls) {
         std::printf("no child may be watched here: system calls are not counted\n");
     }
