@@ -20,6 +20,13 @@ struct KnownDifference {
 /// Each difference that is known. The documents list them.
 const std::vector<KnownDifference>& KnownDifferences();
 
+/// By which rule the engine refuses what libcurl takes. The documents list them.
+struct StricterRule {
+    httpclient::http1::GrammarError error;
+    const char* rule;
+};
+const std::vector<StricterRule>& StricterRules();
+
 /// Compares an answer that the engine took with what libcurl made of it.
 /// @param[out] known the difference that explains it; null when there is none. May be null.
 /// @return in words, how they differ; "" when they do not, or when the difference is known.

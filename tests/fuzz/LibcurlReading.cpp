@@ -97,7 +97,9 @@ FieldList FieldsOf(CURL* easy) {
     FieldList fields;
     curl_header* field = nullptr;
     while ((field = curl_easy_nextheader(easy, CURLH_HEADER, -1, field)) != nullptr) {
-        fields.emplace_back(field->name, field->value);
+        // Of an empty value libcurl leaves the line's CR.
+        const std::string value = field->value;
+        fields.emplace_back(field->name, value == "\r" ? "" : value);
     }
     return fields;
 }
