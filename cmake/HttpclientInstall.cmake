@@ -47,6 +47,8 @@ if(TARGET httpclient-send AND TARGET httpclient-demo)
                 "${PROJECT_SOURCE_DIR}/packaging/man/httpclient-demo.1"
     DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT tools)
 endif()
+install(FILES "${PROJECT_SOURCE_DIR}/packaging/alerts/httpclient.yml"
+  DESTINATION "${CMAKE_INSTALL_DATADIR}/httpclient/alerts" COMPONENT tools)
 
 # testing. What of the kit needs GoogleTest stays at home.
 if(TARGET httpclient_testing)

@@ -211,7 +211,7 @@ std::string DemoServer::Index() {
            "                 POST: invents a token; {\"domain\": service, \"jwt\": any text}\n";
 }
 
-DemoServer::DemoServer(const Place& place, std::shared_ptr<Tokens> tokens)
+DemoServer::DemoServer(const Place& place, std::shared_ptr<Tokens> tokens, const MorePages& more)
     : m_server(MakeServer(place.tlsDirectory)) {
     m_server->new_task_queue = [] { return new httplib::ThreadPool(THREADS); };
     m_server->set_keep_alive_max_count(REQUESTS_PER_CONNECTION);
@@ -223,6 +223,9 @@ DemoServer::DemoServer(const Place& place, std::shared_ptr<Tokens> tokens)
     m_port = Bind(*m_server, place);
     if (m_port <= 0) {
         throw std::runtime_error(fmt::format("cannot listen on {}:{}", place.address, place.port));
+    }
+    if (more) {
+        more(*m_server, m_port);
     }
     m_thread = std::thread([this] { m_server->listen_after_bind(); });
     while (!m_server->is_running()) { // it does not stop what has not begun

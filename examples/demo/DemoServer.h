@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <thread>
@@ -28,9 +29,14 @@ struct Place {
 /// destructor waits for those that are still open (for as long as the keep-alive time-out).
 class DemoServer {
 public:
+    /// Adds pages of its own to a server, which listens at a port by now and answers nobody yet.
+    using MorePages = std::function<void(httplib::Server& server, int port)>;
+
     /// @param tokens those that it gives out and accepts; servers may share them.
+    /// @param more pages beside those of the index; may be empty.
     /// @throw std::runtime_error when it cannot listen there.
-    explicit DemoServer(const Place& place = {}, std::shared_ptr<Tokens> tokens = std::make_shared<Tokens>());
+    explicit DemoServer(const Place& place = {}, std::shared_ptr<Tokens> tokens = std::make_shared<Tokens>(),
+                        const MorePages& more = {});
     ~DemoServer();
     DemoServer(const DemoServer&) = delete;
     DemoServer& operator=(const DemoServer&) = delete;

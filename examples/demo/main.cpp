@@ -2,11 +2,14 @@
 // The demonstration server as a program: something to send to.
 #include <csignal>
 #include <exception>
+#include <memory>
+#include <string>
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 #include "demo/DemoServer.h"
+#include "demo/Upstream.h"
 
 namespace {
 
@@ -43,13 +46,27 @@ int main(int argc, char** argv) {
            "HTTPS, for clients with a certificate, with server.cer, server_key.pem and trust.cer of this "
            "directory: the test-server that ovex-tls lays out")
         ->type_name("DIRECTORY");
+    std::string upstream;
+    app.add_option("--upstream", upstream,
+                   "a server that it calls itself: /upstream/PATH gets PATH of it, and /metrics says for "
+                   "Prometheus how the calls went")
+        ->type_name("ORIGIN");
     CLI11_PARSE(app, argc, argv);
 
     try {
         const EndOfProgram end;
-        const demo::DemoServer server(place);
+        demo::DemoServer::MorePages more;
+        if (!upstream.empty()) {
+            more = [&](httplib::Server& pages, int) { demo::AddUpstream(pages, upstream); };
+        }
+        const demo::DemoServer server(place, std::make_shared<demo::Tokens>(), more);
         fmt::print("{}://{}:{}\n{}", place.tlsDirectory.empty() ? "http" : "https", place.address,
                    server.Port(), demo::DemoServer::Index());
+        if (more) {
+            fmt::print("/upstream/PATH   gets PATH of {}\n"
+                       "/metrics         how those calls went, for Prometheus\n",
+                       upstream);
+        }
         std::fflush(stdout);
         end.Wait();
         return 0;

@@ -94,6 +94,12 @@ void DescribeStrict(CLI::App& app, Options& options) {
         ->needs(strict);
     app.add_flag("--timing", options.timing, "draw how long each phase took, on standard error")
         ->needs(strict);
+    app.add_flag("--trace", options.trace, "print each event of each call, on standard error")->needs(strict);
+    app.add_option("--metrics", options.metricsFile,
+                   "file for what the engine has counted in the end, as Prometheus reads it; - for standard "
+                   "output")
+        ->type_name("FILE")
+        ->needs(strict);
 }
 
 CLI::Validator AtLeastOne(unsigned int atMost) {

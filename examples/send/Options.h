@@ -33,6 +33,8 @@ struct Options {
     bool hasBody = false;
     std::string serverName; ///< "" for the target's host
     bool timing = false;
+    bool trace = false;      ///< each event of each call, on standard error
+    std::string metricsFile; ///< for what the engine has counted, "-" for standard output; "": none
 
     unsigned int repeat = 1;
     unsigned int threads = 1; ///< with async: requests under way at a time

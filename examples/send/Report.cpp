@@ -6,6 +6,7 @@
 #include <fmt/format.h>
 
 #include "send/Errors.h"
+#include "send/Histogram.h"
 
 namespace sender {
 namespace {
@@ -69,13 +70,6 @@ std::string DescribeWay(const Options& options) {
                          : fmt::format("on {} thread{}", options.threads, options.threads == 1 ? "" : "s");
 }
 
-void Write(const Outcome& outcome, bool withHead, std::ostream& out) {
-    if (withHead) {
-        out << outcome.head;
-    }
-    out << outcome.body << std::flush;
-}
-
 } // namespace
 
 ExitCode ExitCodeOf(const Outcome& outcome) {
@@ -118,29 +112,36 @@ std::string Describe(const Outcome& outcome, const Target& target) {
 std::string Describe(const LoadResult& result, const Options& options) {
     const size_t count = result.tally.times.size();
     const double seconds = Seconds(result.time);
-    return fmt::format(
-        "requests  {} in {:.2f} s {}: {:.1f} per second\n"
-        "status    {}\n"
-        "time      {}\n"
-        "bodies    {} bytes\n",
-        count, seconds, DescribeWay(options), seconds > 0 ? static_cast<double>(count) / seconds : 0.0,
-        DescribeStatuses(result.tally), DescribeTimes(Latencies(result.tally.times)), result.tally.bodyBytes);
+    return fmt::format("requests  {} in {:.2f} s {}: {:.1f} per second\n"
+                       "status    {}\n"
+                       "time      {}\n"
+                       "bodies    {} bytes\n",
+                       count, seconds, DescribeWay(options),
+                       seconds > 0 ? static_cast<double>(count) / seconds : 0.0,
+                       DescribeStatuses(result.tally), DescribeTimes(Latencies(result.tally.times)),
+                       result.tally.bodyBytes) +
+           DrawHistogram(result.tally.times);
 }
 
-void WriteAnswer(const Outcome& outcome, const Options& options, std::ostream& standardOutput) {
-    if (options.outputFile.empty()) {
-        Write(outcome, options.showHead, standardOutput);
+void WriteText(const std::string& text, const std::string& fileName, std::ostream& standardOutput) {
+    if (fileName.empty()) {
+        standardOutput << text << std::flush;
         if (!standardOutput) {
             throw OutputError("cannot write to standard output");
         }
         return;
     }
-    std::ofstream file(options.outputFile, std::ios::binary | std::ios::trunc);
-    Write(outcome, options.showHead, file);
+    std::ofstream file(fileName, std::ios::binary | std::ios::trunc);
+    file << text;
     file.close();
     if (!file) {
-        throw OutputError(fmt::format("cannot write \"{}\"", options.outputFile));
+        throw OutputError(fmt::format("cannot write \"{}\"", fileName));
     }
+}
+
+void WriteAnswer(const Outcome& outcome, const Options& options, std::ostream& standardOutput) {
+    WriteText(options.showHead ? outcome.head + outcome.body : outcome.body, options.outputFile,
+              standardOutput);
 }
 
 } // namespace sender

@@ -30,6 +30,10 @@ std::string Describe(const Outcome& outcome, const Target& target);
 /// Counts, rates and times, a few lines.
 std::string Describe(const LoadResult& result, const Options& options);
 
+/// Writes a text to a file, or to standard output where there is no name of one.
+/// @throw OutputError when it cannot be written in full.
+void WriteText(const std::string& text, const std::string& fileName, std::ostream& standardOutput);
+
 /// Writes the answer where the options want it.
 /// @param standardOutput for when they name no file.
 /// @throw OutputError when it cannot be written in full.

@@ -3,6 +3,8 @@
 
 #include <algorithm>
 #include <cctype>
+#include <iostream>
+#include <memory>
 #include <stdexcept>
 
 #include <fmt/format.h>
@@ -10,6 +12,8 @@
 #include <httpclient/Engine.h>
 
 #include "send/Errors.h"
+#include "send/Report.h"
+#include "send/Trace.h"
 
 namespace sender {
 namespace {
@@ -79,6 +83,18 @@ Outcome OutcomeOf(const httpclient::Failure& failure) {
     return outcome;
 }
 
+httpclient::EngineOptions EngineOptionsOf(const Options& options) {
+    httpclient::EngineOptions made;
+    if (options.threads > 1) {
+        // A connection for each thread, so that none waits for another's.
+        made.maxConnections(options.threads, CONNECTIONS_IN_ALL);
+    }
+    if (options.trace) {
+        made.observer(std::make_shared<TracePrinter>(std::cerr));
+    }
+    return made;
+}
+
 } // namespace
 
 httpclient::Request MakeStrictRequest(const Options& options) {
@@ -104,14 +120,17 @@ httpclient::Request MakeStrictRequest(const Options& options) {
 
 httpclient::Client MakeStrictClient(const Options& options) {
     try {
-        if (options.threads > 1) {
-            // A connection for each thread, so that none waits for another's.
-            httpclient::Engine::Configure(
-                httpclient::EngineOptions().maxConnections(options.threads, CONNECTIONS_IN_ALL));
-        }
+        httpclient::Engine::Configure(EngineOptionsOf(options));
         return httpclient::Client(ClientOptionsOf(options));
     } catch (const std::invalid_argument& problem) {
         throw UsageError(problem.what());
+    }
+}
+
+void WriteMetrics(const Options& options, std::ostream& standardOutput) {
+    if (!options.metricsFile.empty()) {
+        WriteText(httpclient::Engine::Shared().metricsText(),
+                  options.metricsFile == "-" ? "" : options.metricsFile, standardOutput);
     }
 }
 

@@ -3,6 +3,8 @@
 /// Sends through httpclient::Client: what --strict asks for.
 #pragma once
 
+#include <iosfwd>
+
 #include <httpclient/Client.h>
 
 #include "send/Options.h"
@@ -16,6 +18,10 @@ httpclient::Request MakeStrictRequest(const Options& options);
 /// @return a client set to the options' target, for all threads.
 /// @throw UsageError for what it refuses.
 httpclient::Client MakeStrictClient(const Options& options);
+
+/// Writes what the engine has counted where the options say, if they do.
+/// @throw OutputError when that cannot be written.
+void WriteMetrics(const Options& options, std::ostream& standardOutput);
 
 /// Sends a request on the calling thread.
 Outcome SendStrictly(const httpclient::Client& client, const httpclient::Request& request);

@@ -136,10 +136,13 @@ int RunStrictly(const Options& options) {
     const httpclient::Client client = MakeStrictClient(options);
     const SendOne send = [&] { return SendStrictly(client, request); };
     if (options.repeat > 1) {
-        return SendManyStrictly(options, send);
+        const int code = SendManyStrictly(options, send);
+        WriteMetrics(options, std::cout);
+        return code;
     }
     const Outcome outcome = send();
     Report(outcome, options);
+    WriteMetrics(options, std::cout);
     return ExitCodeOf(outcome);
 }
 

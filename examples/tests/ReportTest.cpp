@@ -73,7 +73,9 @@ TEST(Report, SumsUpARun) {
     EXPECT_EQ(Describe(result, options), "requests  4 in 2.00 s on 2 threads: 2.0 per second\n"
                                          "status    no answer: 1, 200: 2, 500: 1\n"
                                          "time      min 1.50 ms  p50 1.50  p90 1.50  p99 1.50  max 1.50\n"
-                                         "bodies    12 bytes\n");
+                                         "bodies    12 bytes\n"
+                                         "        2.048 ms         4 " +
+                                             std::string(50, '#') + "\n");
 }
 
 TEST(Report, SaysHowARunWasSent) {

@@ -188,3 +188,33 @@ TEST(Timing, BeginsEachBarWhereTheOneBeforeEnds) {
 TEST(Timing, OfNothingIsTheWholeAlone) {
     EXPECT_EQ(sender::DrawTiming({}, 0ns), "total           0.000 ms\n");
 }
+
+TEST_F(StrictSend, TracesEachEvent) {
+    const Ran ran = Send("/status/404", "--trace -q 2>&1");
+    EXPECT_THAT(ran.output, testing::MatchesRegex("start    GET http://127.0.0.1:[0-9]+/status/404\n"
+                                                  "attempt  1 after [0-9.]+ ms: status 404\n"
+                                                  "end      after [0-9.]+ ms: status 404\n"
+                                                  "This is a 404.\n"));
+}
+
+TEST_F(StrictSend, TracesWhyThereIsNoAnswer) {
+    const Ran ran = examples::Run(SEND_PROGRAM " --strict --trace -q http://127.0.0.1:1/ 2>&1");
+    EXPECT_THAT(ran.output, HasSubstr("\nattempt  1 after "));
+    EXPECT_THAT(ran.output, testing::ContainsRegex(
+                                "\nend      after [0-9.]+ ms: Connect in Connect: Connection refused\n"));
+}
+
+TEST_F(StrictSend, WritesWhatTheEngineHasCounted) {
+    EXPECT_THAT(Send("/status/200", "--metrics - -q").output,
+                HasSubstr("method=\"GET\",label=\"\",outcome=\"2xx\"} 1\n"));
+    EXPECT_THAT(Send("/status/200", "--metrics - --repeat 5 --threads 2").output,
+                HasSubstr("method=\"GET\",label=\"\",outcome=\"2xx\"} 5\n"));
+    EXPECT_EQ(Send("/status/200", "--metrics /nowhere/at/all -q 2>/dev/null").exitCode, 3);
+}
+
+TEST(StrictOptions, OfTraceAndMetricsNeedTheStrictRoad) {
+    EXPECT_TRUE(Parse({URL, "--trace"}).trace);
+    EXPECT_EQ(Parse({URL, "--metrics", "file"}).metricsFile, "file");
+    const std::vector<const char*> arguments = {"httpclient-send", URL, "--trace"};
+    EXPECT_THROW(sender::ParseOptions(3, arguments.data()), sender::UsageError);
+}

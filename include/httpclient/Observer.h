@@ -29,8 +29,9 @@ public:
 
     Method method() const noexcept;             ///< @return the request's method.
     const std::string& origin() const noexcept; ///< @return "https://host:port", as statistics name it.
-    std::string_view target() const noexcept;   ///< @return the path, without the query.
-    const std::string& label() const noexcept;  ///< @return Request::label().
+    /// @return the path, without the query; "(no path)" where the target is none, and will be refused.
+    std::string_view target() const noexcept;
+    const std::string& label() const noexcept; ///< @return Request::label().
     /// @return the number of the latest attempt, from 1; 0 where there was none.
     int attempt() const noexcept;
     /// @return the status of the attempt (Attempt) or of the call (End); 0 where there is no response.

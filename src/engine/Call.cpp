@@ -56,7 +56,9 @@ Call::~Call() {
 
 Wait Call::Step(net::Time now, Scratch scratch) {
     for (;;) {
-        TellAttempt();
+        if (m_attemptToTell) {
+            TellAttempt();
+        }
         if (m_state == State::Done) {
             return {};
         }

@@ -85,7 +85,7 @@ void Call::TellStart() {
     }
     m_seen = std::make_unique<CallView::Body>();
     m_seen->method = m_request.method;
-    m_seen->target = std::string_view(m_request.target).substr(0, m_request.target.find_first_of("?#"));
+    m_seen->target = PathOf(m_request.target);
     m_seen->origin = &m_client.text();
     m_seen->label = &m_request.label;
     m_seen->timings = &m_response.timings();
@@ -101,9 +101,7 @@ void Call::EndAttempt() noexcept {
 }
 
 void Call::TellAttempt() {
-    if (!std::exchange(m_attemptToTell, false)) {
-        return;
-    }
+    m_attemptToTell = false;
     const Fault* const fault = m_outcome ? &*m_outcome : m_retried ? &*m_retried : nullptr;
     m_response.internals().times.total = m_timedSince - m_begun;
     const Failure failure(fault != nullptr ? Describe(*fault, m_phase) : nullptr);

@@ -32,9 +32,9 @@ const char* DefaultText(FailureKind kind) {
     }
 }
 
-/// The path without its query, and without what could forge a line.
-std::string PathOf(const std::string& target) {
-    std::string path = target.substr(0, std::min(target.find_first_of("?#"), LONGEST_PATH));
+/// The path as a log has it, without what could forge a line.
+std::string LoggedPath(const std::string& target) {
+    std::string path(PathOf(target).substr(0, LONGEST_PATH));
     for (char& c : path) {
         if (c <= ' ' || c > '~') {
             c = '_';
@@ -62,6 +62,11 @@ std::string DescribeTimes(const Timings::Body& times) {
 }
 
 } // namespace
+
+std::string_view PathOf(std::string_view target) noexcept {
+    const bool isPath = !target.empty() && target.front() == '/';
+    return isPath ? target.substr(0, target.find_first_of("?#")) : std::string_view("(no path)");
+}
 
 std::string DescribeFailure(const Failure::Body& failure, const std::string& detail) {
     std::string text = ToString(failure.kind);
@@ -95,9 +100,9 @@ template <class Line> void Log(TraceLevel level, const Line& line) noexcept {
 void LogAnswer(const ClientCore& client, const Request::Body& request, const Response& response) noexcept {
     Log(TraceLevel::Progress, [&] {
         const Timings::Body& times = const_cast<Response&>(response).internals().times;
-        Trace<LogMessage::CallEnded>(ToString(request.method), client.text().c_str(),
-                                     PathOf(request.target).c_str(), response.status(), response.attempts(),
-                                     Milliseconds(times.total), DescribeTimes(times).c_str());
+        Trace<LogMessage::CallEnded>(
+            ToString(request.method), client.text().c_str(), LoggedPath(request.target).c_str(),
+            response.status(), response.attempts(), Milliseconds(times.total), DescribeTimes(times).c_str());
     });
 }
 
@@ -105,7 +110,7 @@ void LogFailure(const ClientCore& client, const Request::Body& request,
                 const Failure::Body& failure) noexcept {
     Log(TraceLevel::Error, [&] {
         Trace<LogMessage::CallFailed>(ToString(request.method), client.text().c_str(),
-                                      PathOf(request.target).c_str(), failure.message.c_str(),
+                                      LoggedPath(request.target).c_str(), failure.message.c_str(),
                                       failure.attempts, Milliseconds(failure.times.total),
                                       DescribeTimes(failure.times).c_str());
     });
@@ -114,7 +119,7 @@ void LogFailure(const ClientCore& client, const Request::Body& request,
 void LogExhaustion(const ClientCore& client, const Request::Body& request, Phase phase) noexcept {
     Log(TraceLevel::Error, [&] {
         Trace<LogMessage::CallFailedWithin>(ToString(request.method), client.text().c_str(),
-                                            PathOf(request.target).c_str(), ToString(phase),
+                                            LoggedPath(request.target).c_str(), ToString(phase),
                                             DefaultText(FailureKind::Internal));
     });
 }

@@ -4,12 +4,17 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "engine/ClientCore.h"
 #include "engine/Outcome.h"
 #include "engine/RequestBody.h"
 
 namespace httpclient::engine {
+
+/// @return the path of a target, without the query. Of what is no path, which a call refuses, nothing: it may be a URL
+///         with a password.
+std::string_view PathOf(std::string_view target) noexcept;
 
 /// @return the message of a failure: one line, without header values, bodies and queries.
 /// @param detail what is known beside kind, phase and code; may be empty.

@@ -1,14 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 // The programs and scripts that the documents show do what the documents say.
+#include <algorithm>
 #include <array>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <regex>
+#include <sstream>
 #include <string>
 
 #include <sys/types.h>
 
 #include <gtest/gtest.h>
+#include <json/json.h>
 
 #include <httpclient/testing/Environment.h>
 #include <httpclient/testing/FakeTokenService.h>
@@ -126,6 +130,42 @@ TEST(Example, OfTheStrictProfileTellsWhyItFailed) {
     EXPECT_EQ(ran.output, ""); // what it says goes to standard error
     ASSERT_EQ(server.requests().size(), 1U);
     EXPECT_EQ(server.requests()[0].Header("User-Agent"), "libhttpclient") << "over the engine";
+}
+
+TEST(Example, OfAnObserverPassesTheTraceOn) {
+    const LoopbackServer server(AnswerAll);
+    const std::string trace = "00-4bf92f3577b34da6a3ce929d0e0e4736-";
+    const std::string span = "00f067aa0ba902b7";
+    const examples::Ran ran =
+        examples::Run(Program("traceparent") + "http://" + server.authority() + " " + trace + span + "-01");
+    EXPECT_EQ(ran.output, "200\n");
+    ASSERT_EQ(server.requests().size(), 1U);
+    const std::string sent = server.requests()[0].Header("traceparent").value_or("");
+    EXPECT_TRUE(std::regex_match(sent, std::regex(trace + "[0-9a-f]{16}-01"))) << sent;
+    EXPECT_FALSE(Contains(sent, span)) << "the span is a new one";
+    EXPECT_EQ(examples::Run(Program("traceparent") + "http://" + server.authority()).output, "200\n");
+    EXPECT_EQ(server.requests()[1].Header("traceparent"), std::nullopt) << "there is none to pass on";
+}
+
+TEST(Example, OfAnObserverWritesAJsonLineForEachCall) {
+    const LoopbackServer server(AnswerAll);
+    const auto lineOf = [](const std::string& origin) {
+        const examples::Ran ran = examples::Run(Program("jsonlines") + origin);
+        EXPECT_EQ(std::count(ran.output.begin(), ran.output.end(), '\n'), 1) << ran.output;
+        Json::Value line;
+        std::istringstream(ran.output) >> line;
+        EXPECT_GT(line["milliseconds"].asDouble(), 0);
+        line.removeMember("milliseconds");
+        Json::StreamWriterBuilder format;
+        format["indentation"] = "";
+        return Json::writeString(format, line);
+    };
+    const std::string origin = "http://" + server.authority();
+    EXPECT_EQ(lineOf(origin), R"({"attempts":1,"method":"GET","origin":")" + origin +
+                                  R"(","path":"/orders/4711","route":"/orders/{id}","status":200})");
+    EXPECT_EQ(lineOf("http://127.0.0.1:1"),
+              R"({"attempts":1,"failure":"Connect","method":"GET","origin":"http://127.0.0.1:1",)"
+              R"("path":"/orders/4711","phase":"Connect","route":"/orders/{id}"})");
 }
 
 TEST(Example, OfGuardsKeepsThem) {

@@ -1,13 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 // The statistics as text: every name with its labels, escaped, in the order of the format.
-#include <algorithm>
-#include <fstream>
+#include <atomic>
+#include <cstdio>
 #include <regex>
 #include <set>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include <httpclient/testing/Environment.h>
+#include <httpclient/testing/Files.h>
 #include <httpclient/testing/LoopbackServer.h>
 
 #include "engine/Snapshot.h"
@@ -146,4 +148,25 @@ TEST_F(MetricsText, WritesNumbersInFull) {
     EXPECT_EQ(engine::MetricsNumber(60), "60");
     EXPECT_EQ(engine::MetricsNumber(1e15), "1000000000000000");
     EXPECT_EQ(engine::MetricsNumber(0.000000001), "0.000000001");
+}
+
+TEST_F(MetricsText, IsTakenByPrometheus) {
+#ifdef PROMTOOL
+    std::atomic<int> request{0};
+    kit::LoopbackServer server(
+        [&](const kit::RecordedRequest&) { return kit::Respond(request++ == 0 ? 503 : 200); });
+    const Client client = ClientOf(OptionsFor(server).retry(RetryPolicy().attempts(2).pauses(0ms, 0ms)));
+    for (const char* label : {"", "/orders/{id}", "a\\b\"c\nd", "\xFF\xC3", "\xE2\x82\xAC"}) {
+        ASSERT_TRUE(client.Send(Get().label(label)));
+    }
+    const kit::TemporaryDirectory directory;
+    const std::string told = (directory.path() / "told").string();
+    std::FILE* const tool = popen((PROMTOOL " check metrics >" + told + " 2>&1").c_str(), "w");
+    ASSERT_NE(tool, nullptr);
+    std::fputs(m_engine.metricsText().c_str(), tool);
+    EXPECT_EQ(pclose(tool), 0);
+    EXPECT_EQ(kit::ReadFile(told), "") << "it finds nothing to say";
+#else
+    GTEST_SKIP() << "promtool is not there (Debian's prometheus)";
+#endif
 }

@@ -73,7 +73,7 @@ TEST_F(ObserverTest, SeesNoAttemptWhereThereIsNone) {
     Observe();
     ASSERT_EQ(Told(ClientOf(OptionsFor("http://127.0.0.1:1")).Send(Get("no path"))),
               "InvalidRequest in Prepare");
-    EXPECT_EQ(m_witness->notes(), (Notes{"Start GET no path", "End 0: InvalidRequest in Prepare"}));
+    EXPECT_EQ(m_witness->notes(), (Notes{"Start GET (no path)", "End 0: InvalidRequest in Prepare"}));
 }
 
 TEST_F(ObserverTest, SeesFailures) {

@@ -11,6 +11,8 @@
 
 #include <gtest/gtest.h>
 
+#include <httpclient/Client.h>
+#include <httpclient/Engine.h>
 #include <httpclient/HttpClient.h>
 #include <httpclient/HttpRequest.h>
 #include <httpclient/HttpResponse.h>
@@ -72,6 +74,27 @@ TEST(TlsCleansing, ThePasswordIsNotInFreedMemory) {
     const FreedBlocks freed{PASSWORD};
     { const CHttpsConnection connection("127.0.0.1", 443); }
     EXPECT_EQ(Logged(), Lines{}) << "the password is had";
+    EXPECT_GT(freed.Count(), 10);
+    EXPECT_EQ(freed.Holding(), 0);
+}
+
+TEST(TlsCleansing, ThePasswordIsNotLeftBehindByACallOfTheEngineEither) {
+    const TlsSetting tls;
+    tls.root().Replace("manifest.json", Manifest(TlsSetting::Encrypted(Secret(PASSWORD))));
+    tls.root().Replace("server_key.pem", EncryptKey(tls.client().keyPem, Secret(PASSWORD)));
+    StartLog();
+    const TlsLoopbackServer server([](const RecordedRequest&) { return Respond(200); }, tls.Server());
+    const std::string password = Secret(PASSWORD);
+    const FreedBlocks freed{password.c_str()};
+    LiveBlocks live;
+    {
+        httpclient::Engine engine;
+        const httpclient::Client client(httpclient::ClientOptions(server.url("")), engine);
+        const httpclient::Result result = client.Send(httpclient::Request(httpclient::Method::Get, "/path"));
+        EXPECT_TRUE(result) << result.failure().message();
+        live.Stop();
+        EXPECT_EQ(live.Holding(password.c_str()), 0U) << "the connection needs it no more";
+    }
     EXPECT_GT(freed.Count(), 10);
     EXPECT_EQ(freed.Holding(), 0);
 }

@@ -1,0 +1,173 @@
+// SPDX-License-Identifier: Apache-2.0
+// What is wrong can be told by somebody who sees the metrics page and the log, and nothing else.
+#include <map>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <httpclient/testing/Certificates.h>
+#include <httpclient/testing/LoopbackServer.h>
+#include <httpclient/testing/RecordingTrace.h>
+#include <httpclient/testing/TlsLoopbackServer.h>
+
+#include "setting/EngineTest.h"
+
+namespace {
+
+/// A metrics page, read as it is written.
+class Page {
+public:
+    explicit Page(const std::string& text) {
+        std::istringstream lines(text);
+        for (std::string line; std::getline(lines, line);) {
+            if (line[0] != '#') {
+                m_samples[line.substr(0, line.rfind(' '))] = std::stod(line.substr(line.rfind(' ')));
+            }
+        }
+    }
+    /// @return the sum of the samples whose name and labels match.
+    double Sum(const std::string& name, const std::string& labels = ".*") const {
+        const std::regex wanted(name + "(\\{" + labels + "\\})?");
+        double sum = 0;
+        for (const auto& [sample, value] : m_samples) {
+            sum += std::regex_match(sample, wanted) ? value : 0;
+        }
+        return sum;
+    }
+    double Calls(const std::string& outcomes) const {
+        return Sum("httpclient_calls_total", ".*outcome=\"(" + outcomes + ")\"");
+    }
+
+private:
+    std::map<std::string, double> m_samples;
+};
+
+/// What the page says.
+std::string ByThePage(const std::string& text) {
+    const Page page(text);
+    if (page.Calls("Identity") > 0 ||
+        page.Sum("httpclient_token_exchanges_total", ".*outcome=\"[A-Z].*\"") > 0) {
+        return "tokens";
+    }
+    if (page.Calls("Tls") > 0) {
+        return "certificates";
+    }
+    if (page.Calls("Timeout|Overloaded") > 0) {
+        const bool waits = page.Sum("httpclient_lease_wait_seconds_sum") >
+                           page.Sum("httpclient_call_duration_seconds_sum") / 2;
+        return waits ? "full pool" : "slow server";
+    }
+    return page.Calls("5xx|Resolve|Connect|ConnectionLost|Protocol") > 0 ? "broken server" : "nothing";
+}
+
+/// What the log says: the first of these that stands in it.
+std::string ByTheLog(const std::string& text) {
+    const std::vector<std::pair<const char*, const char*>> signs = {
+        {"failed: Identity in Token", "tokens"},
+        {"failed: Tls in Handshake: .*expired", "certificates"},
+        {"failed: (Timeout|Overloaded) in Lease", "full pool"},
+        {"failed: Timeout in (Send|Head|Body)", "slow server"},
+        {"failed: (Resolve|Connect|ConnectionLost|Protocol) in|status 5[0-9][0-9]", "broken server"}};
+    for (const auto& [sign, meaning] : signs) {
+        if (std::regex_search(text, std::regex(sign))) {
+            return meaning;
+        }
+    }
+    return "nothing";
+}
+
+class Diagnosis : public EngineTest {
+protected:
+    explicit Diagnosis(EngineOptions options = {}) : EngineTest(std::move(options)) {
+        kit::TraceRecorder::Instance().Clear();
+    }
+    /// @return what page and log say, each for itself: "by the page: slow server, by the log: slow server".
+    std::string Told() const {
+        std::string log;
+        for (const kit::TracedMessage& message : kit::TraceRecorder::Instance().Messages()) {
+            log += message.body + "\n";
+        }
+        return "by the page: " + ByThePage(m_engine.metricsText()) + ", by the log: " + ByTheLog(log);
+    }
+    /// Calls of which some are answered, as in life.
+    void SendAll(const Client& client, int count = 5) {
+        for (int call = 0; call < count; ++call) {
+            static_cast<void>(client.Send(Get("/" + std::to_string(call))));
+        }
+    }
+};
+
+class DiagnosisOfOneConnection : public Diagnosis {
+protected:
+    DiagnosisOfOneConnection() : Diagnosis(EngineOptions().maxConnections(1, 100)) {}
+};
+
+} // namespace
+
+TEST_F(Diagnosis, OfAServiceThatIsWell) {
+    kit::LoopbackServer server(
+        [](const kit::RecordedRequest& request) { return kit::Respond(request.target == "/3" ? 404 : 200); });
+    SendAll(ClientOf(server));
+    EXPECT_EQ(Told(), "by the page: nothing, by the log: nothing");
+}
+
+TEST_F(Diagnosis, OfAServerThatAnswersWithErrors) {
+    kit::LoopbackServer server(
+        [](const kit::RecordedRequest& request) { return kit::Respond(request.target == "/3" ? 200 : 500); });
+    SendAll(ClientOf(server));
+    EXPECT_EQ(Told(), "by the page: broken server, by the log: broken server");
+}
+
+TEST_F(Diagnosis, OfAServerThatBreaksConnections) {
+    kit::LoopbackServer server([](const kit::RecordedRequest& request) {
+        return request.target == "/3" ? kit::Silence(kit::After::Reset) : kit::Respond(200);
+    });
+    SendAll(ClientOf(OptionsFor(server)));
+    const Client client = ClientOf(server);
+    static_cast<void>(client.Send(Post("body", "/3")));
+    EXPECT_EQ(Told(), "by the page: broken server, by the log: broken server");
+}
+
+TEST_F(Diagnosis, OfAServerThatRefusesConnections) {
+    SendAll(ClientOf(OptionsFor("http://127.0.0.1:1")));
+    EXPECT_EQ(Told(), "by the page: broken server, by the log: broken server");
+}
+
+TEST_F(Diagnosis, OfAServerThatIsSlow) {
+    kit::LoopbackServer server([](const kit::RecordedRequest& request) {
+        return request.target == "/3" ? kit::Silence(kit::After::Stall) : kit::Respond(200);
+    });
+    SendAll(ClientOf(OptionsFor(server).timeout(500ms)));
+    EXPECT_EQ(Told(), "by the page: slow server, by the log: slow server");
+}
+
+TEST_F(DiagnosisOfOneConnection, OfAPoolThatIsFull) {
+    kit::LoopbackServer server(
+        [](const kit::RecordedRequest&) { return kit::Delayed(kit::Respond(200), 500ms); });
+    const Client client = ClientOf(server);
+    std::vector<std::thread> calls;
+    calls.emplace_back([&] { EXPECT_TRUE(client.Send(Get())); });
+    ASSERT_TRUE(server.WaitForRequests(1));
+    for (int call = 0; call < 4; ++call) { // all of them in line, and none served in its time
+        calls.emplace_back([&] { EXPECT_FALSE(client.Send(Get().timeout(400ms))); });
+    }
+    for (std::thread& call : calls) {
+        call.join();
+    }
+    EXPECT_EQ(Told(), "by the page: full pool, by the log: full pool");
+}
+
+TEST_F(Diagnosis, OfACertificateThatHasExpired) {
+    const kit::CertificateAuthority authority;
+    kit::CertificateProfile profile;
+    profile.commonName = "127.0.0.1";
+    profile.addresses = {"127.0.0.1"};
+    profile.validity = kit::Validity::Expired;
+    kit::TlsOptions tls;
+    tls.identity = authority.Issue(profile);
+    kit::TlsLoopbackServer server(Always(), tls);
+    SendAll(ClientOf(OptionsFor(server).tls(TlsOptions().memory(authority.certificatePem()))));
+    EXPECT_EQ(Told(), "by the page: certificates, by the log: certificates");
+}
