@@ -27,6 +27,9 @@ struct FreeAddresses {
 };
 
 std::error_code ResolverError(int result, int number) {
+    if (result == EAI_MEMORY) {
+        return SystemError(ENOMEM);
+    }
     return result == EAI_SYSTEM ? SystemError(number) : std::error_code(result, ResolverCategory());
 }
 

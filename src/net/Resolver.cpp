@@ -67,8 +67,11 @@ struct Entry {
     std::vector<WakerPtr> Complete(AnswerPtr found, Time now, std::chrono::milliseconds lifetime) {
         underWay = false;
         if (found->error) {
+            // What this process was short of just now says nothing of the name.
+            const bool ofTheName = found->error != std::errc::not_enough_memory &&
+                                   found->error != std::errc::resource_unavailable_try_again;
             failure = std::move(found);
-            retryAt = now + FAILURE_LIFETIME;
+            retryAt = ofTheName ? now + FAILURE_LIFETIME : Time::min();
         } else {
             failure = nullptr;
             answer = std::move(found);

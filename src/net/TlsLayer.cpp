@@ -253,8 +253,10 @@ std::error_code TlsLayer::Cause() const {
     if (m_socket.readError != 0) {
         return SystemError(m_socket.readError);
     }
-    if (LastErrorIs(SSL_R_CERTIFICATE_VERIFY_FAILED)) {
-        return {static_cast<int>(SSL_get_verify_result(m_ssl.get())), CertificateCategory()};
+    const long verdict = SSL_get_verify_result(m_ssl.get());
+    if (LastErrorIs(SSL_R_CERTIFICATE_VERIFY_FAILED) &&
+        verdict != X509_V_OK) { // or it could not even be looked at
+        return {static_cast<int>(verdict), CertificateCategory()};
     }
     if (ERR_peek_error() != 0) {
         return TakeTlsError();

@@ -159,6 +159,13 @@ TEST_F(ResolverTest, SaysWhyANameIsNotFound) {
     EXPECT_STREQ(ResolverCategory().name(), "resolver");
 }
 
+TEST_F(ResolverTest, RemembersNoWantOfMemory) {
+    m_names.Fail("short.test", EAI_MEMORY);
+    EXPECT_EQ(Resolve("short.test")->error, std::errc::not_enough_memory);
+    m_names.Set("short.test", {"10.0.0.1"});
+    EXPECT_FALSE(Resolve("short.test")->error);
+}
+
 TEST_F(ResolverTest, RemembersAFailureForASecond) {
     m_names.Fail("late.test", EAI_AGAIN);
     Resolve("late.test");

@@ -13,6 +13,7 @@
 
 #include "net/Address.h"
 #include "net/Dial.h"
+#include "seam/NoVerification.h"
 #include "setting/TlsPair.h"
 
 using namespace httpclient::net;
@@ -55,6 +56,20 @@ TEST(Verification, TakesTheNameThatIsExpected) {
     EXPECT_FALSE(ShakeHands(Named({"db.test", "www.test"}), Expecting("www.test")));
     EXPECT_FALSE(ShakeHands(Named({"www.test"}), Expecting("WWW.Test")));
     EXPECT_FALSE(ShakeHands(Named({"www.test"}), Expecting("www.test."))) << "a fully qualified name";
+}
+
+TEST(Verification, ThatCannotBeginEndsTheHandshake) {
+    const PeerContext peer(LocalhostPeer());
+    TlsPair pair(peer, TrustingSettings());
+    IoResult result;
+    do {
+        pair.peer.Accept();
+        const NoVerification refused;
+        result = pair.channel.Handshake();
+    } while (result.wants != Wants::Nothing);
+    EXPECT_EQ(result.error, std::errc::not_enough_memory)
+        << "though OpenSSL finds no fault with the certificate";
+    EXPECT_EQ(pair.channel.Handshake().error, std::errc::not_enough_memory);
 }
 
 TEST(Verification, RefusesAnotherName) {

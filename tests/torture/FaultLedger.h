@@ -12,6 +12,8 @@ namespace fault_ledger {
 
 /// Counts a call. @return whether it is the one to fail.
 bool Refuses(Fault fault) noexcept;
+/// @return which of the errors that it may have the call that fails has, counted from 0.
+unsigned Variant() noexcept;
 /// Counts an allocation. @return whether it is the call to fail.
 /// @param caller who asks for the memory.
 bool RefusesMemory(const void* caller) noexcept;

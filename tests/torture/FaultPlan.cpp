@@ -26,6 +26,8 @@ std::atomic<std::size_t> g_asked{0};
 std::atomic<std::size_t> g_failing{0};
 std::array<std::atomic<Fault>, KEPT_KINDS> g_kinds{};
 std::atomic<MemoryOf> g_memory{MemoryOf::Everybody};
+std::atomic<Faults> g_about{RESOURCES};
+std::atomic<unsigned> g_variant{0};
 std::atomic<unsigned int> g_announced{0};     // threads that were started under the plan
 std::array<std::atomic<int>, 16> g_threads{}; // and those of them that have begun
 
@@ -164,13 +166,14 @@ private:
 const Code ACE_CODE("/libACE");
 const Code CRYPTO_CODE("/libcrypto");
 const Code SSL_CODE("/libssl");
+const Code LOADER_CODE("/ld-linux");
 
 } // namespace
 
 namespace fault_ledger {
 
 bool Refuses(Fault fault) noexcept {
-    if (!IsCounted()) {
+    if (!IsCounted() || (g_about & Only(fault)) == 0) {
         return false;
     }
     const std::size_t number = ++g_asked;
@@ -178,6 +181,10 @@ bool Refuses(Fault fault) noexcept {
         g_kinds[number - 1] = fault;
     }
     return number == g_failing;
+}
+
+unsigned Variant() noexcept {
+    return g_variant;
 }
 
 bool RefusesMemory(const void* caller) noexcept {
@@ -211,7 +218,8 @@ void Join(unsigned int plan) noexcept {
 }
 
 void NoteAllocated(const void* block, const void* caller) noexcept {
-    if (block != nullptr && IsCounted() && !CRYPTO_CODE.Holds(caller) && !SSL_CODE.Holds(caller)) {
+    const bool kept = CRYPTO_CODE.Holds(caller) || SSL_CODE.Holds(caller) || LOADER_CODE.Holds(caller);
+    if (block != nullptr && IsCounted() && !kept) {
         g_blocks.Add({block, caller});
     }
 }
@@ -223,14 +231,21 @@ bool NoteFreed(const void* block) noexcept {
 } // namespace fault_ledger
 
 const char* NameOf(Fault fault) {
-    static constexpr std::array<const char*, 7> NAMES{"memory",      "descriptor", "thread",    "curl handle",
-                                                      "curl option", "curl list",  "iconv_open"};
+    static constexpr std::array<const char*, 10> NAMES{
+        "memory",    "descriptor", "thread",  "curl handle",  "curl option",
+        "curl list", "iconv_open", "network", "interruption", "OpenSSL"};
     return NAMES.at(static_cast<std::size_t>(fault));
 }
 
-FaultPlan::FaultPlan(std::size_t failing, MemoryOf memory) {
-    g_blocks.Clear();
+FaultPlan::FaultPlan(std::size_t failing, MemoryOf memory) : FaultPlan(failing, RESOURCES, 0) {
     g_memory = memory;
+}
+
+FaultPlan::FaultPlan(std::size_t failing, Faults about, unsigned variant) {
+    g_blocks.Clear();
+    g_memory = MemoryOf::Everybody;
+    g_about = about;
+    g_variant = variant;
     g_announced = 0;
     for (std::atomic<int>& thread : g_threads) {
         thread = 0;
@@ -244,6 +259,10 @@ FaultPlan::FaultPlan(std::size_t failing, MemoryOf memory) {
 FaultPlan::~FaultPlan() {
     g_plan = 0;
     t_plan = 0;
+}
+
+void FaultPlan::Relent() const {
+    g_failing = 0;
 }
 
 std::size_t FaultPlan::Count() const {

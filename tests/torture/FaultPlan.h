@@ -16,7 +16,18 @@ enum class Fault : unsigned char {
     CurlOption, ///< curl_easy_setopt()
     CurlList,   ///< curl_slist_append()
     Iconv,      ///< iconv_open(), which libiconv_open() opens its two halves with
+    Network, ///< connect(), sendmsg(), recv(), poll(), epoll_ctl(), look-ups and the like say that something is wrong
+    Interruption, ///< those of them that wait are interrupted by a signal
+    OpenSsl,      ///< the functions of OpenSSL that the engine calls
 };
+
+/// Kinds of calls, together.
+using Faults = unsigned;
+constexpr Faults Only(Fault fault) {
+    return 1U << static_cast<unsigned>(fault);
+}
+/// What a process can run out of.
+constexpr Faults RESOURCES = Only(Fault::Network) - 1;
 
 /// @return a kind's name.
 const char* NameOf(Fault fault);
@@ -29,7 +40,7 @@ enum class MemoryOf {
 
 /// While it lives, counts the fallible calls of the thread that made it and of the threads which that
 /// one starts, and makes one fail. Other threads, those of the test servers above all, are left alone.
-/// One at a time.
+/// One at a time. Only the calls of the kinds that it is about count.
 ///
 /// Afterwards, and until the next one is made, it is known which of the memory that was allocated
 /// is still there.
@@ -37,10 +48,14 @@ class FaultPlan {
 public:
     /// @param failing which call fails, counted from 1; 0 for none.
     explicit FaultPlan(std::size_t failing = 0, MemoryOf memory = MemoryOf::Everybody);
+    /// @param about the kinds. @param variant which of the errors that a call may have, where it may have several.
+    FaultPlan(std::size_t failing, Faults about, unsigned variant);
     ~FaultPlan();
     FaultPlan(const FaultPlan&) = delete;
     FaultPlan& operator=(const FaultPlan&) = delete;
 
+    /// From now on nothing fails.
+    void Relent() const;
     /// How many there were, the failed one included.
     std::size_t Count() const;
     /// The kinds of the first calls (some ten thousand), in order.
@@ -50,7 +65,8 @@ public:
     /// they ended.
     static bool WaitForThreads();
     /// How many blocks are still there that were allocated under the last plan, by others than
-    /// OpenSSL, which loses some of its own when its memory fails. Always 0 under a sanitizer, which looks
+    /// OpenSSL, which loses some of its own when its memory fails, and the loader, which keeps that of ended threads
+    /// for others. Always 0 under a sanitizer, which looks
     /// for leaks by itself.
     static std::size_t LiveBlocks();
     /// How many of them ACE itself allocated.
