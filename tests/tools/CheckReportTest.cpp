@@ -27,10 +27,10 @@ TEST_F(CheckReportTest, EveryCheckReportsInItsPlace) {
         }
         EXPECT_NE(finding["message"].asString(), "");
     }
-    EXPECT_EQ(checks, (std::vector<std::string>{"user", "master-key", "tls-root", "tls-directory",
-                                                "tls-files", "manifest", "password", "trust", "certificate",
-                                                "key", "key-match", "chain", "dates", "identity-switch",
-                                                "service-urls", "jwt", "maintenance-address"}));
+    EXPECT_EQ(checks, (std::vector<std::string>{
+                          "user", "master-key", "tls-root", "tls-directory", "tls-files", "manifest",
+                          "password", "trust", "certificate", "key", "key-match", "chain", "dates",
+                          "server-names", "identity-switch", "service-urls", "jwt", "maintenance-address"}));
 }
 
 TEST_F(CheckReportTest, TextSaysTheSameAsJson) {

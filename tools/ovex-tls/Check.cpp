@@ -17,6 +17,7 @@ constexpr int MOST_WARN_DAYS = 36500;
 struct CheckOptions {
     std::string user;
     int warnDays = DEFAULT_WARN_DAYS;
+    std::vector<std::string> serverNames;
     bool json = false;
 };
 
@@ -54,6 +55,7 @@ int RunChecks(const CheckOptions& options) {
     }
     Inspection inspection;
     inspection.warnDays = options.warnDays;
+    inspection.serverNames = options.serverNames;
     for (const Check& check : AllChecks()) {
         inspection.report.Begin(check.name);
         try {
@@ -85,6 +87,10 @@ void AddCheck(CLI::App& app, int& exitCode) {
         ->type_name("N")
         ->check(CLI::Range(0, MOST_WARN_DAYS))
         ->capture_default_str();
+    command
+        ->add_option("--server-name", options->serverNames,
+                     "A host name or an address that clients know this process by; may come more than once")
+        ->type_name("NAME");
     command->add_flag("--json", options->json, "Write the report as JSON");
     command->callback([options, &exitCode] { exitCode = RunChecks(*options); });
 }

@@ -22,6 +22,7 @@ const std::vector<Check>& AllChecks() {
         {"key-match", CheckKeyMatch},
         {"chain", CheckChain},
         {"dates", CheckDates},
+        {"server-names", CheckServerNames},
         {"identity-switch", CheckSwitch},
         {"service-urls", CheckServiceUrls},
         {"jwt", CheckJwt},

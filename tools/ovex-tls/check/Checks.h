@@ -45,6 +45,9 @@ void CheckKeyMatch(Inspection& inspection);
 void CheckChain(Inspection& inspection);
 void CheckDates(Inspection& inspection);
 
+// NameChecks.cpp
+void CheckServerNames(Inspection& inspection);
+
 // IdentityChecks.cpp
 void CheckSwitch(Inspection& inspection);
 void CheckServiceUrls(Inspection& inspection);

@@ -12,7 +12,8 @@
 
 /// One run of the checks. They run in the order of their table; each fills in what later ones build upon.
 struct Inspection {
-    int warnDays = 0; ///< Warn of certificates that expire within so many days.
+    int warnDays = 0;                     ///< Warn of certificates that expire within so many days.
+    std::vector<std::string> serverNames; ///< Names that clients ask for when the process is their server.
     Report report;
 
     std::string root;       ///< The TLS root as a process writes it: "" or ending in "/".
