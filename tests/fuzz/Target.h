@@ -25,6 +25,7 @@ void FuzzRequestReadBack(std::string_view input);
 void FuzzTlsTexts(std::string_view input);
 void FuzzPlatformMaterial(std::string_view input);
 void FuzzBesideLibcurl(std::string_view input);
+void FuzzMetricsText(std::string_view input);
 
 /// A function and the name that it goes by: that of its corpus, too.
 struct FuzzTarget {
@@ -50,6 +51,7 @@ constexpr FuzzTarget FUZZ_TARGETS[] = {
     {"tls-texts", FuzzTlsTexts},
     {"platform-material", FuzzPlatformMaterial},
     {"beside-libcurl", FuzzBesideLibcurl},
+    {"metrics-text", FuzzMetricsText},
 };
 
 /// @return the function of this name; null when there is none.
