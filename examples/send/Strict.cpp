@@ -105,7 +105,7 @@ httpclient::Request MakeStrictRequest(const Options& options) {
 httpclient::Client MakeStrictClient(const Options& options) {
     try {
         if (options.threads > 1) {
-            // A connection for each thread, so that none waits for another's.
+            // A connection for each thread, or each call under way, so that none waits for another's.
             httpclient::Engine::Configure(
                 httpclient::EngineOptions().maxConnections(options.threads, CONNECTIONS_IN_ALL));
         }
@@ -115,9 +115,13 @@ httpclient::Client MakeStrictClient(const Options& options) {
     }
 }
 
-Outcome SendStrictly(const httpclient::Client& client, const httpclient::Request& request) {
-    httpclient::Result result = client.Send(request);
+Outcome OutcomeOf(httpclient::Result&& result) {
     return result ? OutcomeOf(*std::move(result)) : OutcomeOf(result.failure());
+}
+
+Outcome SendStrictly(const Options& options, const httpclient::Client& client,
+                     const httpclient::Request& request) {
+    return OutcomeOf(options.async ? client.SendAsync(request).get() : client.Send(request));
 }
 
 } // namespace sender

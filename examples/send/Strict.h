@@ -17,7 +17,11 @@ httpclient::Request MakeStrictRequest(const Options& options);
 /// @throw UsageError for what it refuses.
 httpclient::Client MakeStrictClient(const Options& options);
 
-/// Sends a request on the calling thread.
-Outcome SendStrictly(const httpclient::Client& client, const httpclient::Request& request);
+/// @return what the program knows of an outcome.
+Outcome OutcomeOf(httpclient::Result&& result);
+
+/// Sends a request on the calling thread, or asynchronously.
+Outcome SendStrictly(const Options& options, const httpclient::Client& client,
+                     const httpclient::Request& request);
 
 } // namespace sender
