@@ -2,6 +2,8 @@
 // What docs/host-guide.md shows of httpclient::Client, at work: client ORIGIN [PLACE AUTHORITIES CERTIFICATE KEY]
 #include <chrono>
 #include <fstream>
+#include <functional>
+#include <future>
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -53,6 +55,25 @@ std::optional<std::string> order(const std::string& number) {
 }
 // [end]
 
+// [async]
+void refresh(const std::string& number, std::function<void(std::string)> then) {
+    orders().Start(Request(Method::Get, "/orders").parameter("number", number),
+                   [then = std::move(then)](const Result& result) { // on a callback thread
+                       then(result ? result->body() : result.failure().message());
+                   }); // returns at once
+}
+// [end]
+
+// [loops]
+EngineOptions manyCalls() {
+    return EngineOptions()
+        .loops(2)                     // threads that move bytes
+        .callbackThreads(8)           // threads that run callbacks, sources and sinks
+        .maxConnections(2000, 10'000) // per origin, in all: so many calls are really under way
+        .maxWaiting(20'000);          // per origin: so many more wait for a connection, then Overloaded
+}
+// [end]
+
 // [download]
 bool download(const std::string& target,
               std::ostream& to) { // of any length: the body is never in memory as a whole
@@ -91,6 +112,10 @@ int main(int argc, char** argv) {
     if (argc > 5) {
         return callPartner(argv);
     }
+    std::promise<std::string> refreshed;
+    refresh("47/11", [&](std::string text) { refreshed.set_value(std::move(text)); });
+    std::cout << refreshed.get_future().get() << '\n';
+    const Engine another(manyCalls());
     std::ostringstream file;
     std::cout << order("47/11").value_or("none") << '\n';
     std::cout << (download("/long", file) ? file.str() : "no file") << '\n';

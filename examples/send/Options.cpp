@@ -13,9 +13,12 @@
 
 #include "send/Errors.h"
 #include "send/InFlight.h"
+#include "send/StrictLoad.h"
 
 namespace sender {
 namespace {
+
+constexpr unsigned int MOST_THREADS = 1000;
 
 constexpr const char* FOOTER = R"(An answer's body goes to standard output, a line about it to standard error.
 
@@ -23,8 +26,8 @@ Parameters of GET and DELETE travel in the URL, those of PUT and POST as the bod
 its own. Their values are in the character set that --charset names (GBK without one) and travel in UTF-8.
 
 https presents the platform's client certificate: the TLS files lie under the directory that SSL_ROOT names.
---async sends headers and parameters only. Its answers may come seconds late: the library looks after such a
-transfer from time to time.
+--async sends headers and parameters only, unless it is --strict. Its answers may come seconds late: the library
+looks after such a transfer from time to time. With --strict it sends all that can be sent, in time.
 
 --strict sends through httpclient::Client: any body, every parameter in the URL and in UTF-8, a header's name more
 than once, PATCH and OPTIONS; it says why there is no answer, and verifies the server's name. What breaks a rule is
@@ -40,7 +43,8 @@ Examples:
   httpclient-send http://127.0.0.1:8080/echo -p name=value -H "X-Trace: 1" -i
   httpclient-send http://127.0.0.1:8080/echo -X PUT -f body.json -H "Content-Type: application/json"
   httpclient-send http://127.0.0.1:8080/ --repeat 10000 --threads 4
-  httpclient-send http://127.0.0.1:8080/echo --strict --timing -d text)";
+  httpclient-send http://127.0.0.1:8080/echo --strict --timing -d text
+  httpclient-send http://127.0.0.1:8080/ --strict --async --repeat 100000 --threads 1000)";
 
 /// The command line as it is written, before anything is made of it.
 struct Raw {
@@ -121,11 +125,12 @@ void DescribeOutput(CLI::App& app, Options& options) {
     app.add_option(
            "-t,--threads", options.threads,
            "threads that share the repeats, each with its own client; with --async: requests under way at "
-           "a time")
+           "a time, 64 at most, with --strict 10000")
         ->type_name("N")
-        ->check(AtLeastOne(1000))
+        ->check(AtLeastOne(MOST_CALLS_IN_FLIGHT))
         ->capture_default_str();
-    auto* async = app.add_flag("-a,--async", options.async, "send asynchronously: a thread for each request");
+    auto* async = app.add_flag("-a,--async", options.async,
+                               "send asynchronously: a thread for each request; with --strict: one for all");
     app.add_flag("--insecure", options.insecure, "send over https asynchronously, which verifies nothing")
         ->needs(async);
 }
@@ -243,15 +248,15 @@ void CheckCanBeSent(const Options& options) {
 
 /// What the options can ask for and the strict road cannot do. What a request may hold is the engine's to say.
 void CheckCanBeSentStrictly(const Raw& raw, const Options& options) {
-    if (options.async) {
-        throw UsageError("--strict sends on the calling thread; leave --async out");
-    }
     if (!raw.charset.empty()) {
         throw UsageError(
             "--strict takes parameters in UTF-8; leave --charset out, or give an Accept-Charset header");
     }
     if (options.timing && options.repeat > 1) {
         throw UsageError("--timing draws the time of one request; leave --repeat out");
+    }
+    if (options.insecure) {
+        throw UsageError("--strict verifies every server; leave --insecure out");
     }
     if (options.connectTimeout == 0 || options.requestTimeout == 0) {
         throw UsageError("--strict has no endless time-outs; give at least 1 second");
@@ -304,6 +309,9 @@ Options Evaluate(const Raw& raw, Options options) {
     const bool hasBody = !raw.body.empty() || !raw.bodyFile.empty();
     options.hasBody = hasBody;
     options.threads = std::min(options.threads, options.repeat);
+    if (!options.async && options.threads > MOST_THREADS) {
+        throw UsageError(fmt::format("at most {} threads share the repeats", MOST_THREADS));
+    }
     const std::string verb = !raw.verb.empty() ? UpperCase(raw.verb) : hasBody ? "POST" : "GET";
     if (options.strict) {
         options.method = ParseMethod(verb);

@@ -86,7 +86,7 @@ Outcome OutcomeOf(const httpclient::Failure& failure) {
 httpclient::EngineOptions EngineOptionsOf(const Options& options) {
     httpclient::EngineOptions made;
     if (options.threads > 1) {
-        // A connection for each thread, so that none waits for another's.
+        // A connection for each thread, or each call under way, so that none waits for another's.
         made.maxConnections(options.threads, CONNECTIONS_IN_ALL);
     }
     if (options.trace) {
@@ -134,9 +134,13 @@ void WriteMetrics(const Options& options, std::ostream& standardOutput) {
     }
 }
 
-Outcome SendStrictly(const httpclient::Client& client, const httpclient::Request& request) {
-    httpclient::Result result = client.Send(request);
+Outcome OutcomeOf(httpclient::Result&& result) {
     return result ? OutcomeOf(*std::move(result)) : OutcomeOf(result.failure());
+}
+
+Outcome SendStrictly(const Options& options, const httpclient::Client& client,
+                     const httpclient::Request& request) {
+    return OutcomeOf(options.async ? client.SendAsync(request).get() : client.Send(request));
 }
 
 } // namespace sender

@@ -23,7 +23,11 @@ httpclient::Client MakeStrictClient(const Options& options);
 /// @throw OutputError when that cannot be written.
 void WriteMetrics(const Options& options, std::ostream& standardOutput);
 
-/// Sends a request on the calling thread.
-Outcome SendStrictly(const httpclient::Client& client, const httpclient::Request& request);
+/// @return what the program knows of an outcome.
+Outcome OutcomeOf(httpclient::Result&& result);
+
+/// Sends a request on the calling thread, or asynchronously.
+Outcome SendStrictly(const Options& options, const httpclient::Client& client,
+                     const httpclient::Request& request);
 
 } // namespace sender

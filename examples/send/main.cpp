@@ -28,6 +28,7 @@
 #include "send/RequestMaker.h"
 #include "send/Sender.h"
 #include "send/Strict.h"
+#include "send/StrictLoad.h"
 #include "send/Timing.h"
 
 namespace {
@@ -113,16 +114,19 @@ private:
     std::optional<Outcome> m_outcome;
 };
 
-int SendManyStrictly(const Options& options, const SendOne& send) {
+int SendManyStrictly(const Options& options, const httpclient::Client& client,
+                     const httpclient::Request& request) {
     FirstFailure failure;
+    const auto note = [&](const Outcome& outcome) { failure.Note(outcome); };
     const SendOne sendAndNote = [&] {
-        Outcome outcome = send();
-        failure.Note(outcome);
+        Outcome outcome = SendStrictly(options, client, request);
+        note(outcome);
         return outcome;
     };
     const int code = SendMany(options, [&](ProgressBar& progress) {
-        return SendOnThreads(
-            options, [&] { return sendAndNote; }, progress, g_stop);
+        return options.async ? SendInFlight(options, client, request, note, progress, g_stop)
+                             : SendOnThreads(
+                                   options, [&] { return sendAndNote; }, progress, g_stop);
     });
     if (!failure.Get()) {
         return code;
@@ -134,13 +138,13 @@ int SendManyStrictly(const Options& options, const SendOne& send) {
 int RunStrictly(const Options& options) {
     const httpclient::Request request = MakeStrictRequest(options);
     const httpclient::Client client = MakeStrictClient(options);
-    const SendOne send = [&] { return SendStrictly(client, request); };
     if (options.repeat > 1) {
-        const int code = SendManyStrictly(options, send);
+        AllowDescriptors();
+        const int code = SendManyStrictly(options, client, request);
         WriteMetrics(options, std::cout);
         return code;
     }
-    const Outcome outcome = send();
+    const Outcome outcome = SendStrictly(options, client, request);
     Report(outcome, options);
     WriteMetrics(options, std::cout);
     return ExitCodeOf(outcome);

@@ -52,6 +52,12 @@ protected:
         return examples::Run(SEND_PROGRAM " --strict " + Url(path) + " " + arguments);
     }
 
+    /// @return all that a terminal shows.
+    Ran OnTerminal(const std::string& path, const std::string& arguments) const {
+        return examples::Run("script -qec \"" SEND_PROGRAM " --strict " + Url(path) + " " + arguments +
+                             "\" /dev/null </dev/null");
+    }
+
 private:
     demo::DemoServer m_server;
 };
@@ -78,11 +84,18 @@ TEST(StrictOptions, TakeWhatTheOtherRoadWouldLeaveOut) {
 }
 
 TEST(StrictOptions, RefuseWhatMeansNothingHere) {
-    EXPECT_THAT(WhyRefused({URL, "--async"}), HasSubstr("leave --async out"));
     EXPECT_THAT(WhyRefused({URL, "--charset", "GBK"}), HasSubstr("in UTF-8"));
     EXPECT_THAT(WhyRefused({URL, "--timeout", "0"}), HasSubstr("at least 1 second"));
     EXPECT_THAT(WhyRefused({URL, "--connect-timeout", "0"}), HasSubstr("at least 1 second"));
     EXPECT_THAT(WhyRefused({URL, "--timing", "-n", "2"}), HasSubstr("leave --repeat out"));
+    EXPECT_THAT(WhyRefused({URL, "--async", "--insecure"}), HasSubstr("verifies every server"));
+}
+
+TEST(StrictOptions, LetTenThousandCallsBeUnderWayAndAThousandThreads) {
+    EXPECT_EQ(Parse({URL, "-a", "-n", "20000", "-t", "10000"}).threads, 10'000U);
+    EXPECT_THAT(WhyRefused({URL, "-a", "-n", "20000", "-t", "10001"}), HasSubstr("10001"));
+    EXPECT_EQ(Parse({URL, "-n", "20000", "-t", "1000"}).threads, 1000U);
+    EXPECT_THAT(WhyRefused({URL, "-n", "20000", "-t", "1001"}), HasSubstr("at most 1000 threads"));
 }
 
 TEST(StrictOptions, AreForTheStrictRoadOnly) {
@@ -162,6 +175,39 @@ TEST_F(StrictSend, RepeatsOnThreadsAndSumsUp) {
     EXPECT_THAT(ran.output, HasSubstr("status    200: 50\n"));
     EXPECT_THAT(ran.output, HasSubstr("bodies    500 bytes\n"));
     EXPECT_EQ(ran.exitCode, 0);
+}
+
+TEST_F(StrictSend, SendsAsynchronouslyWhateverItCanSend) {
+    const Ran ran = Send("/echo", "--async -X PUT -b session=42 -d body 2>/dev/null");
+    EXPECT_THAT(ran.output, StartsWith("PUT /echo\n"));
+    EXPECT_THAT(ran.output, HasSubstr("\nCookie: session=42\n"));
+    EXPECT_THAT(ran.output, EndsWith("\n\nbody"));
+    EXPECT_EQ(ran.exitCode, 0);
+}
+
+TEST_F(StrictSend, RepeatsAsynchronouslyAndSumsUp) {
+    const Ran ran = Send("/bytes/10", "--async --repeat 500 --threads 30 2>/dev/null");
+    EXPECT_THAT(ran.output, HasSubstr("requests  500 in "));
+    EXPECT_THAT(ran.output, HasSubstr(" asynchronously, 30 at a time: "));
+    EXPECT_THAT(ran.output, HasSubstr("status    200: 500\n"));
+    EXPECT_THAT(ran.output, HasSubstr("  p99 "));
+    EXPECT_THAT(ran.output, HasSubstr("bodies    5000 bytes\n"));
+    EXPECT_EQ(ran.exitCode, 0);
+}
+
+TEST_F(StrictSend, RepeatingAsynchronouslyDrawsABarOnATerminalAndWipesIt) {
+    const Ran ran = OnTerminal("/bytes/10", "--async --repeat 50 --threads 10");
+    EXPECT_THAT(ran.output, HasSubstr("] 100% 50/50"));
+    EXPECT_THAT(ran.output, HasSubstr("\r\033[Krequests  50 in "));
+    EXPECT_THAT(Send("/bytes/10", "-a -n 50 -t 10 2>&1 >/dev/null").output, "");
+}
+
+TEST_F(StrictSend, SaysWhyAnAsynchronousRepeatFailed) {
+    const Ran ran = examples::Run(SEND_PROGRAM " -s -a -n 20 -t 5 http://127.0.0.1:1/ 2>&1");
+    EXPECT_THAT(ran.output, HasSubstr("status    no answer: 20\n"));
+    EXPECT_THAT(ran.output, HasSubstr("no answer from http://127.0.0.1:1 after "));
+    EXPECT_THAT(ran.output, HasSubstr("Connect"));
+    EXPECT_EQ(ran.exitCode, 1);
 }
 
 TEST_F(StrictSend, DrawsALineForEachPhaseThatHappened) {
