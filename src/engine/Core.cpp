@@ -66,11 +66,15 @@ net::Time Core::Look(net::Time now) {
     return next;
 }
 
+/// A call that is refused is never counted: who waits for the others would see it, and be told of no end of it.
 Core::Visit::Visit(Core& core) noexcept : m_core(&core) {
-    if ((core.m_calls.fetch_add(1) & CLOSED) != 0) {
-        m_core = nullptr;
-        core.m_calls.fetch_sub(1);
-    }
+    std::uint64_t calls = core.m_calls.load(std::memory_order_relaxed);
+    do {
+        if ((calls & CLOSED) != 0) {
+            m_core = nullptr;
+            return;
+        }
+    } while (!core.m_calls.compare_exchange_weak(calls, calls + 1));
 }
 
 Core::Visit::~Visit() {

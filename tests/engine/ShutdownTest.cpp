@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include <httpclient/testing/Certificates.h>
 #include <httpclient/testing/Environment.h>
@@ -13,6 +14,8 @@
 #include <httpclient/testing/TlsLoopbackServer.h>
 
 #include "engine/Engines.h"
+#include "engine/Options.h"
+#include "engine/Statistics.h"
 #include "setting/DeafListener.h"
 #include "setting/EngineTest.h"
 #include "setting/NameService.h"
@@ -317,6 +320,29 @@ TEST_F(Shutdown, ComesAmidManyCallsOfManyThreads) {
         std::this_thread::sleep_for(std::chrono::milliseconds(round % 5));
         m_engine->Shutdown(std::chrono::milliseconds(round % 3));
         ended = true;
+        for (std::thread& thread : threads) {
+            thread.join();
+        }
+    }
+}
+
+TEST(EngineEnds, AreNotHeldUpByTheCallsThatTheyRefuse) {
+    for (int round = 0; round < 200; ++round) {
+        engine::Core core(EngineOptions().internals(), std::make_shared<engine::Statistics>());
+        std::atomic<bool> begun{false};
+        std::atomic<bool> over{false};
+        std::vector<std::thread> threads;
+        for (int i = 0; i < 2; ++i) {
+            threads.emplace_back([&] {
+                while (!over) {
+                    const engine::Core::Visit visit(core);
+                    begun = true;
+                }
+            });
+        }
+        EXPECT_TRUE(Becomes([&] { return begun.load(); }));
+        EXPECT_TRUE(core.Shutdown(LONG));
+        over = true;
         for (std::thread& thread : threads) {
             thread.join();
         }
