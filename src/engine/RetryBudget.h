@@ -17,7 +17,7 @@ class RetryBudget {
 public:
     /// @param share what a call adds; 0: there is never anything in it.
     explicit RetryBudget(double share)
-        : m_share(static_cast<std::int64_t>(std::min(share, MOST) * UNIT)), m_left(m_share == 0 ? 0 : FULL) {}
+        : m_share(static_cast<std::int64_t>(std::min(share, MOST) * UNIT)), m_left(share > 0 ? FULL : 0) {}
 
     void CountCall() noexcept {
         if (m_share == 0 || m_left.load(std::memory_order_relaxed) >= FULL) {

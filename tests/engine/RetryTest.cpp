@@ -63,6 +63,13 @@ TEST(RetryBudget, NeverHoldsMoreThanTen) {
     }
 }
 
+TEST(RetryBudget, OfTheSmallestShareIsFullAtTheStartToo) {
+    RetryBudget budget(1e-300);
+    EXPECT_EQ(TakeAll(budget), 10);
+    budget.CountCall();
+    EXPECT_FALSE(budget.Take());
+}
+
 TEST(RetryBudget, OfNoShareIsAlwaysEmpty) {
     RetryBudget budget(0);
     budget.CountCall();
