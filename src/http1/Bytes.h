@@ -96,6 +96,16 @@ inline bool EqualsIgnoringCase(std::string_view text, std::string_view lower) no
     return true;
 }
 
+/// @return whether a CR stands without its LF. One at the very end may still get it.
+inline bool HasBareCr(std::string_view text) noexcept {
+    for (std::size_t at = text.find('\r'); at < text.size() - 1; at = text.find('\r', at + 1)) {
+        if (text[at + 1] != '\n') {
+            return true;
+        }
+    }
+    return false;
+}
+
 /// @return the text without the blanks around it.
 inline std::string_view Trimmed(std::string_view text) noexcept {
     while (!text.empty() && IsBlank(text.front())) {

@@ -85,7 +85,11 @@ HeadCollector::Outcome HeadCollector::Feed(std::string& text, const char* data, 
         }
     }
     const auto consumed = static_cast<std::size_t>(end - data);
+    const std::size_t known = text.empty() ? 0 : text.size() - 1; // its CR may have got no LF now
     text.append(data, consumed);
+    if (HasBareCr(std::string_view(text).substr(known))) {
+        return {0, false, GrammarError::BadLineBreak};
+    }
     return {consumed, false, text.size() == limit ? GrammarError::HeadTooLarge : GrammarError{}};
 }
 

@@ -11,7 +11,7 @@
 namespace httpclient::http1 {
 
 /// Finds the end of a head that comes in pieces, and refuses at once what can be no head: another protocol, a bare
-/// LF, blanks before the first field, too many bytes.
+/// CR or LF, blanks before the first field, too many bytes.
 class HeadCollector {
 public:
     struct Outcome {

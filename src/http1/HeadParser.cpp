@@ -28,17 +28,17 @@ public:
         const std::string& text = m_head.Text();
         beast::error_code failure;
         const std::size_t parsed = put(boost::asio::const_buffer(text.data(), text.size()), failure);
-        if (m_error != GrammarError{}) {
-            return m_error;
-        }
         if (failure) {
-            return Translate(failure);
+            return HasBareCr(text) ? GrammarError::BadLineBreak : Translate(failure);
         }
         return parsed == text.size() && is_done() ? m_facts.Check() : GrammarError::BadField;
     }
 
 private:
     GrammarError Translate(const beast::error_code& failure) const {
+        if (m_error != GrammarError{}) {
+            return m_error;
+        }
         switch (static_cast<error>(failure.value())) {
         case error::bad_line_ending:
             return GrammarError::BadLineBreak;

@@ -69,9 +69,11 @@ Answers BadFields() {
         Bad("CR alone in a value", "A: b\rC: d", E::BadLineBreak),
         Bad("CR alone at the end of a value", "A: b\r\r\nC: d", E::BadLineBreak),
         Bad("CR alone at the beginning of a line", "A: b\r\n\rC: d", E::BadLineBreak),
-        Bad("CR alone in a name", "A\rB: c"),
+        Bad("CR alone in a name", "A\rB: c", E::BadLineBreak),
         Answer("LF alone as the empty line", NO_CONTENT + "A: b\r\n\n").Fails(E::BadLineBreak),
         Answer("CR twice before the last LF", NO_CONTENT + "A: b\r\n\r\r\n\r\n").Fails(E::BadLineBreak),
+        Answer("CR alone in a head that does not end", NO_CONTENT + "A: b\rC: d\r\nE: f")
+            .Fails(E::BadLineBreak),
         Answer("a head that ends amid a field", NO_CONTENT + "A: b\r\nC: ").Fails(E::EndedEarly),
         Answer("a head without its empty line", NO_CONTENT + "A: b\r\n").Fails(E::EndedEarly),
     };

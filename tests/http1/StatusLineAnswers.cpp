@@ -62,6 +62,9 @@ Answers StatusLineAnswers() {
         Answer("LF alone after the status line", "HTTP/1.1 204 No\nA: b\r\n\r\n").Fails(E::BadLineBreak),
         Answer("LF alone at each line", "HTTP/1.1 204 No\nA: b\n\n").Fails(E::BadLineBreak),
 
+        Answer("CR alone at each line", "HTTP/1.1 204 No\rA: b\r\r").Fails(E::BadLineBreak),
+        Answer("CR alone in half a status line", "HTTP/1.1 204 N\ro").Fails(E::BadLineBreak),
+
         Answer("nothing", "").Fails(E::EndedEarly),
         Answer("one byte", "H").Fails(E::EndedEarly),
         Answer("half a status line", "HTTP/1.1 20").Fails(E::EndedEarly),
