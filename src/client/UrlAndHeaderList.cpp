@@ -11,14 +11,12 @@
 #include "client/HttpClientImp.h"
 #include "client/UrlHost.h"
 #include "identity/HttpSiaToken.h"
+#include "identity/TokenTexts.h"
 #include "support/Cleansing.h"
 #include "support/CurlOwners.h"
 #include "support/Trace.h"
 
 namespace {
-
-const std::string& TOKEN_HEADER =
-    *new std::string("x-access-token"); // never destroyed: workers may outlive main()
 
 /// A header list as it grows.
 class HeaderLines {
@@ -68,7 +66,7 @@ curl_slist* CHttpClientImp::AppendSlist(const CHttpRequest& request) const {
         Trace<LogMessage::TokenMissing>();
     }
     if (!token.empty()) {
-        head[TOKEN_HEADER] = std::move(token); // replaces one of the caller's
+        head[g_strTokenHeader] = std::move(token); // replaces one of the caller's
     }
     HeaderLines lines;
     for (const auto& [name, value] : head) {

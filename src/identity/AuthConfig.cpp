@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-// The identity's configuration: which URL paths belong to which service, and the process's JWT. The text of the JWT is
-// never logged, nor is the directory that it lies in.
-#include <string_view>
-
+// The identity's configuration: its two files, and what is asked of them. The text of the JWT is never logged, nor is the
+// directory that it lies in.
 #include <json/value.h>
 
 #include <ovexcommon/OvexCommonUtils.h>
 
 #include "identity/HttpSiaToken.h"
+#include "identity/ServiceMatch.h"
 #include "support/JsonFile.h"
 #include "support/Trace.h"
 
@@ -19,30 +18,6 @@ const std::string& AUTH_CONF_DIR = *new std::string("/etc/authconf/jwt/");
 /// @return the full path of a file: the value of APP_ROOT, the directory, the name, joined as they are.
 std::string AuthConfigPath(const std::string& fileName) {
     return OvexCommonUtils::Ovexgetenv("APP_ROOT") + AUTH_CONF_DIR + fileName;
-}
-
-/// Removes one "/" from the end, if there is one.
-void StripSlash(std::string_view& text) {
-    if (!text.empty() && text.back() == '/') {
-        text.remove_suffix(1);
-    }
-}
-
-/// Matches a pattern without "*". Deliberate: the path loses one final "/" and stays so for later patterns.
-bool MatchesExactly(std::string_view pattern, std::string_view& path) {
-    StripSlash(path);
-    StripSlash(pattern);
-    return path == pattern;
-}
-
-/// Matches a pattern with "*" at the given position; what follows the "*" is ignored.
-bool MatchesPrefix(const std::string& pattern, std::string::size_type star, std::string_view path) {
-    return path.substr(0, star) == std::string_view(pattern).substr(0, star);
-}
-
-bool Matches(const std::string& pattern, std::string_view& path) {
-    const std::string::size_type star = pattern.find('*');
-    return star == std::string::npos ? MatchesExactly(pattern, path) : MatchesPrefix(pattern, star, path);
 }
 
 } // namespace
@@ -65,19 +40,8 @@ int CHttpSiaToken::LoadServiceUrlConf() {
 }
 
 std::string CHttpSiaToken::GetServiceNameByUrl(const std::string& url, bool bSiaAccess) {
-    if (bSiaAccess) {
-        return "ServiceIdentityAccessService";
-    }
-    if (url.empty() || m_mapServiceUrl.empty()) {
-        return "";
-    }
-    std::string_view path = std::string_view(url).substr(0, url.find('?'));
-    for (const auto& [pattern, service] : m_mapServiceUrl) {
-        if (Matches(pattern, path)) {
-            return service;
-        }
-    }
-    return "";
+    const std::string* service = FindService(m_mapServiceUrl, url, bSiaAccess);
+    return service != nullptr ? *service : std::string();
 }
 
 int CHttpSiaToken::LoadJWTFile() {

@@ -9,6 +9,7 @@
 
 #include <ovexcommon/OvexCommonUtils.h>
 
+#include "identity/ServiceMatch.h"
 #include "support/Cleansing.h"
 #include "support/Published.h"
 #include "support/Trace.h"
@@ -55,7 +56,7 @@ int CHttpSiaToken::GetSiaToken(const std::string& url, std::string& token, bool 
         return 0;
     }
     // The exchange's own request travels this way, too, and must not ask for a token.
-    if (url.find(g_strSiaTokenPath) != std::string::npos) {
+    if (GoesToExchange(url)) {
         return 0;
     }
     const std::string service = GetServiceNameByUrl(url, bSiaAccess);

@@ -12,9 +12,6 @@
 
 #include <httpclient/Export.h>
 
-/// The path of the token exchange at the token service.
-extern const std::string& g_strSiaTokenPath;
-
 /// A token, and the moment from which it is no longer used.
 struct HTTPCLIENT_EXPORT SiaToken {
     std::string token;
@@ -67,6 +64,14 @@ public:
     int LoadJWTFile();
     /// @return the JWT; "" when none is loaded.
     std::string GetJwt() const;
+
+    /// @cond INTERNAL
+    /// What the second road asks of the configuration, too; not exported.
+    [[gnu::visibility("hidden")]] bool isOn() const noexcept { return m_bServiceIdentity; }
+    [[gnu::visibility("hidden")]] const std::map<std::string, std::string>& serviceUrls() const noexcept {
+        return m_mapServiceUrl;
+    }
+    /// @endcond
 
 private:
     CHttpSiaToken() = default;

@@ -1,25 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "identity/MaintenanceService.h"
 
-#include <string>
-
-#include <ovexcommon/SysConfReader.h>
-
 #include <httpclient/HttpClient.h>
 
-#include "support/Cancellation.h"
-
-namespace {
-
-constexpr int MAINTENANCE_PORT = 32018;
-
-/// The platform may read a file for it, which a cancellation would not leave whole.
-std::string MaintenanceAddress() {
-    const CancellationBlock block;
-    return Ovexcommon::SysConfReader::Instance()->getMaintenanceIPAddress();
-}
-
-} // namespace
+#include "identity/MaintenanceAddress.h"
 
 void PointAtMaintenance(CHttpClient& client) {
     client.setDomain(MaintenanceAddress());
