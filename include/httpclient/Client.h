@@ -114,6 +114,12 @@ private:
     std::unique_ptr<Body> m_body; ///< Null: moved from, and as good as new.
 };
 
+/// As whom a client calls.
+enum class Identity {
+    None,    ///< As nobody.
+    Platform ///< As the process: requests carry the service tokens that its configuration names.
+};
+
 /// What a client is made with.
 ///
 /// What is wrong (a bad origin, a time-out of 0 or less) throws std::invalid_argument where the client is made.
@@ -151,6 +157,19 @@ public:
     /// Sets when a call is sent again. Default: never.
     ClientOptions& retry(RetryPolicy policy);
     RetryPolicy retry() const; ///< @return what was set.
+    /// Sets as whom the client calls. Default Identity::None.
+    ///
+    /// Identity::Platform: where service identity is switched on, a request whose path belongs to a configured service
+    /// carries that service's token in the header "x-access-token", instead of one that the host gave. An engine keeps
+    /// a token for twelve hours and renews it an hour before. A call without one waits for it within its own time-out,
+    /// in Phase::Token; an exchange takes 30 s at most, whoever waits for it, and its failure is remembered for a
+    /// second. A 403 drops the token, and the request is sent once more with another; that attempt is the outcome.
+    ///
+    /// FailureKind::Identity, and nothing is sent: there is no token to be had, or the origin is plain HTTP and the
+    /// place to connect to is not of this host: an address of the loopback, "localhost" that leads to one, or a Unix
+    /// socket. The configuration is read once per process, when the first such client is made.
+    ClientOptions& identity(Identity who);
+    Identity identity() const; ///< @return what was set.
     /// Asks for gzip and deflate, and undoes them. Default false.
     ClientOptions& decompress(bool on);
     bool decompress() const; ///< @return what was set.

@@ -79,9 +79,7 @@ private:
     const CancellationBlock& m_block;
 };
 
-Result Run(Call& call, Waits& waits, const CancellationBlock& block, net::Time now) {
-    char memory[SCRATCH];
-    const Scratch scratch{memory, sizeof(memory)};
+Result Drive(Call& call, Waits& waits, const CancellationBlock& block, net::Time now, Scratch scratch) {
     for (;;) {
         const Wait wait = call.Step(now, scratch);
         switch (wait.what) {
@@ -104,29 +102,44 @@ Result Run(Call& call, Waits& waits, const CancellationBlock& block, net::Time n
     }
 }
 
-} // namespace
+/// Whose call it is.
+enum class Caller { Host, Engine };
 
 // What cancels a thread is caught by reference, and has no object. The sanitizer takes that for a mistake.
-__attribute__((no_sanitize("null"))) Result RunBlocking(Core& core, const Core::Visit& visit,
-                                                const ClientCore& client, const Request::Body& request) {
+__attribute__((no_sanitize("null"))) Result Run(Core& core, Caller caller, bool open,
+                                                const ClientCore& client, const Request::Body& request,
+                                                Scratch scratch) {
     // Cancelled is only what waits and what is the host's: nothing of ours is left half done.
     const CancellationBlock block;
     const net::Time now = net::Clock::now();
     Call call(core, client, request, OwnParker(), now);
-    if (!visit.entered()) {
+    if (!open) {
         call.End(FailureKind::Shutdown, now);
     }
     Waits waits(core, block);
     std::error_code code;
     try {
-        call.TellStart();
-        return Run(call, waits, block, now);
+        if (caller == Caller::Host) {
+            call.TellStart();
+        }
+        return Drive(call, waits, block, now, scratch);
     } catch (abi::__forced_unwind&) {
         throw; // the thread is cancelled
     } catch (...) {
         code = CodeOfCaught();
     }
     return call.TakeExhausted(code);
+}
+
+} // namespace
+
+Result RunBlocking(Core& core, bool open, const ClientCore& client, const Request::Body& request) {
+    char memory[SCRATCH];
+    return Run(core, Caller::Host, open, client, request, {memory, sizeof(memory)});
+}
+
+Result RunOwn(Core& core, const ClientCore& client, const Request::Body& request, Scratch scratch) {
+    return Run(core, Caller::Engine, true, client, request, scratch);
 }
 
 } // namespace httpclient::engine

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// A call from its beginning to its connection, and its outcome. The exchange over the connection is in CallExchange.cpp.
+// A call from its beginning to its connection, and its outcome. The exchange over the connection is in CallExchange.cpp,
+// what concerns its token in CallIdentity.cpp.
 #include "engine/Call.h"
 
 #include <algorithm>
@@ -9,7 +10,10 @@
 
 #include "engine/Deadline.h"
 #include "engine/RetryAfter.h"
+#include "engine/identity/Configured.h"
 #include "http1/GrammarError.h"
+#include "identity/TokenTexts.h"
+#include "support/Cleansing.h"
 
 namespace httpclient::engine {
 
@@ -44,6 +48,9 @@ Call::~Call() {
     }
     if (m_state != State::Begin && !m_counted) {
         CountEnd(Ending::Of(FailureKind::Cancelled), Waited()); // its thread has ended
+    }
+    if (m_service != nullptr || m_request.door.secret) {
+        Cleanse(m_head);
     }
 }
 
@@ -83,6 +90,8 @@ Wait Call::Dispatch(net::Time now, Scratch scratch) {
         return TimeOut(now);
     }
     switch (m_state) {
+    case State::Token:
+        return LookForToken(now);
     case State::Ask:
         return Ask(now);
     case State::InLine:
@@ -94,7 +103,7 @@ Wait Call::Dispatch(net::Time now, Scratch scratch) {
     case State::Pause:
         if (now >= m_pauseEnd) {
             m_state = State::Ask;
-            return {};
+            return m_service != nullptr && m_tokenGeneration == 0 ? AskForToken(now) : Wait{};
         }
         return {Wait::For::Time, {}, m_pauseEnd};
     case State::Begin:
@@ -118,11 +127,29 @@ Wait Call::Begin(net::Time now) {
     if (m_request.timeout && m_request.timeout->count() <= 0) {
         return Fail({FailureKind::InvalidRequest, {}, "the time-out of the request must be above 0"}, now);
     }
-    const Request::Body::Door& door = m_request.door;
-    if (door.refusal != nullptr) {
-        return Fail({FailureKind::InvalidRequest, {}, door.refusal}, now);
+    if (m_request.door.refusal != nullptr) {
+        return Fail({FailureKind::InvalidRequest, {}, m_request.door.refusal}, now);
     }
     m_to = m_client.DestinationIn(m_core);
+    std::shared_ptr<const Token> token;
+    if (m_client.options().identity == Identity::Platform) {
+        m_service = ServiceOf(m_request.target, m_client.options().identityAccess);
+        token = m_service != nullptr ? m_core.tokens().Find(*m_service, now) : nullptr;
+    }
+    if (const std::error_code error = WriteHead(token.get())) {
+        return Fail({FailureKind::InvalidRequest, error, {}}, now);
+    }
+    m_state = State::Ask;
+    now = net::Clock::now();
+    if (now >= Due()) {
+        return TimeOut(now); // it may have waited long for its loop
+    }
+    return m_service != nullptr && (!token || !MayCarryToken()) ? AskForToken(now) : Ask(now);
+}
+
+/// Writes the request's head, with a token if there is one.
+std::error_code Call::WriteHead(const Token* token) {
+    const Request::Body::Door& door = m_request.door;
     http1::RequestHead head;
     head.method = m_request.method;
     head.target = m_request.target;
@@ -135,13 +162,14 @@ Wait Call::Begin(net::Time now) {
     }
     head.acceptCodings = m_client.options().decompress;
     head.framing = m_request.Framing();
-    m_head.reserve(USUAL_HEAD);
-    if (const std::error_code error = http1::WriteRequestHead(head, m_head)) {
-        return Fail({FailureKind::InvalidRequest, error, {}}, now);
+    std::size_t size = USUAL_HEAD;
+    if (token != nullptr) {
+        head.credential = {g_strTokenHeader, token->text()};
+        size += token->text().size();
+        m_tokenGeneration = token->generation();
     }
-    m_state = State::Ask;
-    now = net::Clock::now();
-    return now >= Due() ? TimeOut(now) : Ask(now); // it may have waited long for its loop
+    m_head.reserve(size);
+    return http1::WriteRequestHead(head, m_head);
 }
 
 Wait Call::Ask(net::Time now) {
@@ -299,7 +327,7 @@ bool Call::PolicyRetries(FailureKind kind) const noexcept {
 /// Decides whether the request is sent once more, and when. @return whether it is: then it will be.
 bool Call::PlanRetry(Ending of, std::optional<std::chrono::seconds> retryAfter, net::Time now) {
     const RetryPolicy::Body& policy = m_client.options().retry.internals();
-    if (m_attempts >= policy.attempts || m_handedOver || m_core.ended()) {
+    if (m_tokenRefused || m_attempts >= policy.attempts || m_handedOver || m_core.ended()) {
         return false;
     }
     const std::chrono::nanoseconds longest = Bounded(policy.pauses.second);
@@ -326,8 +354,12 @@ bool Call::PlanRetryOfStatus(net::Time now) {
         return false;
     }
     const std::optional<std::string_view> after = head.find("Retry-After");
-    return PlanRetry(Ending::OfStatus(head.status),
-                     after ? ParseRetryAfter(*after, std::time(nullptr)) : std::nullopt, now);
+    if (!PlanRetry(Ending::OfStatus(head.status),
+                   after ? ParseRetryAfter(*after, std::time(nullptr)) : std::nullopt, now)) {
+        return false;
+    }
+    m_attemptDeadline = m_pauseEnd; // the answer is read to its end during the pause, or not at all
+    return true;
 }
 
 Wait Call::SendAgain() {
@@ -374,6 +406,7 @@ void Call::LeavePool(net::Time now, CloseReason reason) {
         Abandon();
         return;
     }
+    m_core.tokens().Leave(m_tokenTicket);
     if (m_to) {
         m_core.keeper().NeededAt(m_core.pool().Leave(*m_to, m_ticket, now));
         EndDialTurn();

@@ -68,11 +68,19 @@ public:
     Result TakeExhausted(std::error_code code);
 
 private:
-    enum class State { Begin, Ask, InLine, Dialling, Exchanging, Pause, Done };
+    enum class State { Begin, Token, Ask, InLine, Dialling, Exchanging, Pause, Done };
     enum class HostPiece { None, Source, Head, Piece };
 
     Wait Dispatch(net::Time now, Scratch scratch);
     Wait Begin(net::Time now);
+    std::error_code WriteHead(const Token* token);
+    bool MayCarryToken() const noexcept;
+    bool MayCarryTokenOver(const Connection& connection) const noexcept;
+    Wait FailFarAway(net::Time now);
+    Wait AskForToken(net::Time now);
+    Wait LookForToken(net::Time now);
+    Wait TokenGranted(TokenStore::Answer answer, net::Time now);
+    bool DropRefusedToken(net::Time now);
     Wait Ask(net::Time now);
     Wait LookInLine(net::Time now);
     Wait Granted(Pool::Answer answer, net::Time now);
@@ -152,6 +160,11 @@ private:
     bool m_attemptToTell = false;   ///< it is over, and the observer is not told yet
     std::optional<Fault> m_retried; ///< of the attempt to be told of, where another follows
     bool m_counted = false;
+
+    const std::string* m_service = nullptr; ///< whose token the request carries; null: none
+    TokenStore::Ticket m_tokenTicket;
+    std::uint64_t m_tokenGeneration = 0; ///< of the token in the head; 0: there is none
+    bool m_tokenRefused = false;         ///< by a 403: the second try is the outcome
 
     std::string m_head; ///< of the request, as bytes
     Ticket m_ticket;

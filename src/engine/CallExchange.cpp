@@ -28,6 +28,9 @@ Wait WaitForIo(int fd, bool read, bool write) {
 } // namespace
 
 Wait Call::BeginExchange(std::unique_ptr<Connection> connection, net::Time now) {
+    if (!MayCarryTokenOver(*connection)) {
+        return FailFarAway(now);
+    }
     Response::Body& answer = m_response.internals();
     answer.head = http1::ResponseHead();
     answer.content.clear();
@@ -164,10 +167,7 @@ Fault& Call::WorseFault() noexcept {
 bool Call::SeeHead(net::Time now, Wait& wait) {
     m_headSeen = true;
     m_phase = Phase::Body;
-    m_draining = PlanRetryOfStatus(now);
-    if (m_draining) {
-        m_attemptDeadline = m_pauseEnd; // it is read to its end during the pause, or not at all
-    }
+    m_draining = DropRefusedToken(now) || PlanRetryOfStatus(now);
     if (!m_draining && m_request.seen) {
         wait = Host(HostPiece::Head);
         return true;

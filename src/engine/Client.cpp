@@ -37,7 +37,7 @@ Result Run(Client::Body& client, const Request::Body& request) {
         engine::Core& core = client.engine->core();
         const engine::Core::Visit visit(core);
         if (visit.entered() || !core.retired()) {
-            return engine::RunBlocking(core, visit, client.client, request);
+            return engine::RunBlocking(core, visit.entered(), client.client, request);
         }
         // The engine began another life just now.
     }

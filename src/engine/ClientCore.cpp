@@ -5,6 +5,7 @@
 
 #include <openssl/evp.h>
 
+#include "engine/identity/Configured.h"
 #include "net/OpenSsl.h"
 
 namespace httpclient::engine {
@@ -58,6 +59,9 @@ ClientCore::ClientCore(const ClientOptions::Body& options)
     CheckServerName(tls.name);
     if (tls.from == net::TlsSettings::From::Memory) {
         MakeMaterial()->CheckTexts();
+    }
+    if (m_options.identity == Identity::Platform) {
+        ReadIdentity(); // here, since no loop may read files
     }
 }
 

@@ -91,6 +91,15 @@ RetryPolicy ClientOptions::retry() const {
     return internals().retry;
 }
 
+ClientOptions& ClientOptions::identity(Identity value) {
+    Own().identity = value;
+    return *this;
+}
+
+Identity ClientOptions::identity() const {
+    return internals().identity;
+}
+
 ClientOptions& ClientOptions::decompress(bool value) {
     Own().decompress = value;
     return *this;

@@ -44,7 +44,8 @@ PoolLimits LimitsOf(const EngineOptions::Body& options) {
 Core::Core(const EngineOptions::Body& options, std::shared_ptr<Statistics> counts)
     : m_statistics(std::move(counts)), m_observer(options.observer), m_epoch(ForkEpoch()), m_end(MakeEvent()),
       m_pool(LimitsOf(options)), m_resolver(options.nameLifetime),
-      m_keeper([this](net::Time now) { return Look(now); }), m_loops(std::make_unique<Loops>(options)) {}
+      m_keeper([this](net::Time now) { return Look(now); }), m_tokens(*this),
+      m_loops(std::make_unique<Loops>(options)) {}
 
 Core::~Core() {
     Shutdown(std::chrono::milliseconds(0));
@@ -54,9 +55,9 @@ bool Core::forked() const noexcept {
     return m_epoch != ForkEpoch();
 }
 
-/// What the keeper does: closes what is due, and looks for changed files.
+/// What the keeper does: closes what is due, renews tokens, and looks for changed files.
 net::Time Core::Look(net::Time now) {
-    net::Time next = m_pool.Sweep(now);
+    net::Time next = std::min(m_pool.Sweep(now), m_tokens.Renew(now));
     for (const auto& destination : m_pool.WithMaterial()) {
         if (destination->material->Refresh(now)) {
             m_pool.CloseIdleOf(*destination); // made with what is no longer in use
@@ -160,6 +161,7 @@ bool Core::Shutdown(std::chrono::milliseconds grace) {
     EndCalls();
     m_pool.Close(); // ends those that wait in line
     WaitForCalls(net::Time::max());
+    m_tokens.Stop();
     m_pool.Close(); // what they gave back
     m_keeper.Stop();
     m_loops->Stop(HostCode::CallsOn(*this) == 0);

@@ -18,6 +18,7 @@
 #include "engine/Parker.h"
 #include "engine/Pool.h"
 #include "engine/Statistics.h"
+#include "engine/identity/TokenStore.h"
 #include "net/Descriptor.h"
 #include "net/Resolver.h"
 
@@ -84,6 +85,7 @@ public:
     Pool& pool() noexcept { return m_pool; }
     net::Resolver& resolver() noexcept { return m_resolver; }
     Keeper& keeper() noexcept { return m_keeper; }
+    TokenStore& tokens() noexcept { return m_tokens; }
     Loops& loops() noexcept { return *m_loops; }
     Statistics& statistics() noexcept { return *m_statistics; }
     const std::shared_ptr<Statistics>& sharedStatistics() const noexcept { return m_statistics; }
@@ -123,6 +125,7 @@ private:
     Pool m_pool;
     net::Resolver m_resolver;
     Keeper m_keeper;
+    TokenStore m_tokens;
     const std::unique_ptr<Loops> m_loops;
 
     std::atomic<std::uint64_t> m_calls{0}; ///< under way; the highest bit says that none may begin

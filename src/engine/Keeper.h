@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 /// @file
-/// The thread that looks after what waits: idle connections, files of TLS material.
+/// The thread that looks after what waits: idle connections, service tokens, files of TLS material.
 #pragma once
 
 #include <atomic>

@@ -44,6 +44,9 @@ public:
     std::string connectTo;
     TlsOptions tls;
     RetryPolicy retry;
+    Identity identity = Identity::None;
+    bool identityAccess =
+        false; ///< the access service's token for every request: CHttpClient::EnableSiaAccess()
     bool decompress = false;
     std::uint64_t maxBody = 64UL * 1024 * 1024;
     std::size_t maxHead = 64UL * 1024;

@@ -11,7 +11,7 @@ namespace httpclient::engine {
 Destination::Destination(std::string uniqueKey, Origin serves, Place connectsTo,
                          std::shared_ptr<net::TlsMaterial> tls, std::shared_ptr<OriginCounts> counted)
     : key(std::move(uniqueKey)), origin(std::move(serves)), place(std::move(connectsTo)), text(origin.Text()),
-      authority(origin.Authority()), material(std::move(tls)),
+      authority(origin.Authority()), material(std::move(tls)), nearness(NearnessOf(place)),
       sessions(material ? std::make_shared<net::SessionCache>() : nullptr), counts(std::move(counted)) {}
 
 Pool::Pool(const PoolLimits& limits) : m_limits(limits) {

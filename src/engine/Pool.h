@@ -17,6 +17,7 @@
 
 #include "engine/Address.h"
 #include "engine/Connection.h"
+#include "engine/identity/Loopback.h"
 #include "net/TlsMaterial.h"
 #include "support/Waker.h"
 
@@ -61,6 +62,7 @@ public:
     const std::string text;                            ///< of the origin, as logs name it
     const std::string authority;                       ///< the value of Host
     const std::shared_ptr<net::TlsMaterial> material;  ///< null: plain
+    const Nearness nearness;                           ///< of the place
     const std::shared_ptr<net::SessionCache> sessions; ///< null: plain
     const std::shared_ptr<OriginCounts> counts;        ///< of the origin, which several destinations may have
 

@@ -71,7 +71,13 @@ bool MayGoOut(const Field& field, Survey& survey) noexcept {
     }
 }
 
-GrammarError CheckFields(const std::vector<Field>* fields, Survey& survey) noexcept {
+/// @return whether a credential goes out instead of a field.
+bool IsReplaced(const Field& field, const Credential& credential) noexcept {
+    return !credential.value.empty() && EqualsIgnoringCase(field.first, credential.name);
+}
+
+GrammarError CheckFields(const std::vector<Field>* fields, const Credential& credential,
+                         Survey& survey) noexcept {
     if (fields == nullptr) {
         return {};
     }
@@ -84,6 +90,9 @@ GrammarError CheckFields(const std::vector<Field>* fields, Survey& survey) noexc
         }
         if (!MayGoOut(field, survey)) {
             return GrammarError::ForbiddenField;
+        }
+        if (IsReplaced(field, credential)) {
+            continue;
         }
         survey.size += field.first.size() + (field.second.empty() ? 1 : SEPARATOR.size()) +
                        field.second.size() + LINE_END.size();
@@ -115,8 +124,8 @@ GrammarError Check(const RequestHead& head, Survey& survey) noexcept {
     if (!AllAre(head.host, TargetByte) || !IsFieldValue(head.userAgent) || !IsFieldValue(head.contentType)) {
         return GrammarError::BadFieldValue;
     }
-    const GrammarError error = CheckFields(head.fields, survey);
-    return error == GrammarError{} ? CheckFields(head.added, survey) : error;
+    const GrammarError error = CheckFields(head.fields, head.credential, survey);
+    return error == GrammarError{} ? CheckFields(head.added, head.credential, survey) : error;
 }
 
 /// The line that tells how the body ends; "" when there is none.
@@ -151,11 +160,14 @@ public:
         m_to += text.copy(m_to, text.size());
         return *this;
     }
-    void Fields(const std::vector<Field>* fields) noexcept {
+    void Fields(const std::vector<Field>* fields, const Credential& credential) noexcept {
         if (fields == nullptr) {
             return;
         }
         for (const Field& field : *fields) {
+            if (IsReplaced(field, credential)) {
+                continue;
+            }
             // Without the blank where there is no value: none is left at the end of the line.
             *this << field.first << (field.second.empty() ? SEPARATOR.substr(0, 1) : SEPARATOR)
                   << field.second << LINE_END;
@@ -172,6 +184,10 @@ std::size_t SizeOf(const RequestHead& head, const Survey& survey, std::string_vi
                        LINE_END.size() + survey.size + framing.size() + LINE_END.size();
     size += survey.userAgent ? USER_AGENT.size() + head.userAgent.size() + LINE_END.size() : 0;
     size += survey.acceptCodings ? ACCEPT_CODINGS.size() : 0;
+    const Credential& credential = head.credential;
+    size += !credential.value.empty()
+                ? credential.name.size() + SEPARATOR.size() + credential.value.size() + LINE_END.size()
+                : 0;
     size += survey.contentType ? CONTENT_TYPE.size() + head.contentType.size() + LINE_END.size() : 0;
     return size;
 }
@@ -231,8 +247,11 @@ std::error_code WriteRequestHead(const RequestHead& head, std::string& out) {
     if (survey.contentType) {
         writer << CONTENT_TYPE << head.contentType << LINE_END;
     }
-    writer.Fields(head.fields);
-    writer.Fields(head.added);
+    writer.Fields(head.fields, head.credential);
+    writer.Fields(head.added, head.credential);
+    if (!head.credential.value.empty()) {
+        writer << head.credential.name << SEPARATOR << head.credential.value << LINE_END;
+    }
     writer << framing.text() << LINE_END;
     return {};
 }

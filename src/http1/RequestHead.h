@@ -26,13 +26,20 @@ struct BodyFraming {
     std::uint64_t length = 0;
 };
 
+/// A field of the engine's that nobody else may set.
+struct Credential {
+    std::string_view name;  ///< in lower case
+    std::string_view value; ///< fit for a field, which is not checked again; empty: there is none
+};
+
 /// What a request's head is written from. All views live as long as the call of WriteRequestHead().
 struct RequestHead {
     Method method = Method::Get;
     std::string_view target;                    ///< path and query as the host gave them, parameters included
     std::string_view host;                      ///< the value of Host
     const std::vector<Field>* fields = nullptr; ///< the host's, in order
-    const std::vector<Field>* added = nullptr;  ///< the engine's own beside them (token, trace); may be null
+    const std::vector<Field>* added = nullptr;  ///< the engine's own beside them (trace); may be null
+    Credential credential;                      ///< goes out in the place of all fields of its name
     std::string_view contentType;               ///< of the body; empty: none
     std::string_view userAgent;                 ///< default of ours; empty: none
     bool acceptCodings = false;                 ///< Accept-Encoding: gzip, deflate
@@ -42,7 +49,7 @@ struct RequestHead {
 /// Writes a head, with the empty line that ends it.
 ///
 /// Order: request line, Host, the defaults that the host did not replace (User-Agent, Accept-Encoding,
-/// Content-Type), the host's fields in their order, those added, the framing. A name of a default that stands
+/// Content-Type), the host's fields in their order, those added, the credential, the framing. A name of a default that stands
 /// among the host's fields, in any case, keeps ours out.
 /// @param head what to write.
 /// @param[out] out is cleared and written; it keeps its memory. Undefined after an error.
