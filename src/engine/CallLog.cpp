@@ -53,8 +53,9 @@ std::string DescribeTimes(const Timings::Body& times) {
     std::array<char, 64> piece{};
     for (std::size_t index = 0; index < Timings::Body::PHASES; ++index) {
         if (times.phases[index].count() > 0) {
-            std::snprintf(piece.data(), piece.size(), ", %s %.3f ms", ToString(static_cast<Phase>(index)),
-                          Milliseconds(times.phases[index]));
+            static_cast<void>(std::snprintf(piece.data(), piece.size(), ", %s %.3f ms",
+                                            ToString(static_cast<Phase>(index)),
+                                            Milliseconds(times.phases[index])));
             text += piece.data();
         }
     }

@@ -61,7 +61,7 @@ void Jobs::Start() {
 bool Jobs::StartOne(const std::shared_ptr<State>& state) noexcept {
     try {
         const SignalBlock block;
-        std::thread(&Jobs::Run, state).detach(); // it owns what it touches
+        std::thread(&Jobs::Run, state).detach(); // it has a pointer of its own
         ++state->threads;
         return true;
     } catch (const std::exception&) {
@@ -74,8 +74,9 @@ bool Jobs::Add(std::shared_ptr<Job> job) noexcept {
     if (m_state->threads == 0 && !StartOne(m_state)) {
         return false;
     }
-    m_state->queue.push_back(*job);
-    job->m_self = job;
+    Job& added = *job;
+    m_state->queue.push_back(added);
+    added.m_self = std::move(job);
     m_state->changed.NotifyOne();
     return true;
 }
@@ -91,7 +92,7 @@ bool Jobs::Withdraw(Job& job) noexcept {
     return true;
 }
 
-void Jobs::Run(std::shared_ptr<State> state) {
+void Jobs::Run(const std::shared_ptr<State>& state) {
     t_queue = state.get();
     /// A job may end its thread; the count stays right, and another thread takes its place.
     struct Leaving {

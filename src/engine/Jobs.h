@@ -60,7 +60,7 @@ public:
 private:
     struct State;
     static bool StartOne(const std::shared_ptr<State>& state) noexcept;
-    static void Run(std::shared_ptr<State> state);
+    static void Run(const std::shared_ptr<State>& state);
 
     const std::shared_ptr<State> m_state; ///< shared with the threads, which may outlive this object
 };
