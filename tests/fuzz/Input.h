@@ -33,7 +33,8 @@ public:
     /// Takes so many bytes as the next two say, whatever is in them.
     std::string Block() {
         const std::size_t high = Byte();
-        const std::size_t size = std::min<std::size_t>(high * 256 + Byte(), m_left.size());
+        const std::size_t low = Byte();
+        const std::size_t size = std::min(high * 256 + low, m_left.size());
         std::string block(m_left.substr(0, size));
         m_left.remove_prefix(size);
         return block;

@@ -198,6 +198,16 @@ bool MisleadsParser(const std::vector<Field>& fields) {
     });
 }
 
+/// Fields of one name stay in their order; which names go first is left open.
+std::vector<Field> ByName(std::vector<Field> fields) {
+    std::stable_sort(fields.begin(), fields.end(), [](const Field& one, const Field& other) {
+        return std::lexicographical_compare(
+            one.first.begin(), one.first.end(), other.first.begin(), other.first.end(),
+            [](unsigned char a, unsigned char b) { return std::tolower(a) < std::tolower(b); });
+    });
+    return fields;
+}
+
 void RequireAskedFor(const Seen& seen, const Request::Body& asked, const http1::RequestHead& head,
                      const std::string& body) {
     Require(seen.method == http1::NameOf(asked.method), "the method");
@@ -205,15 +215,18 @@ void RequireAskedFor(const Seen& seen, const Request::Body& asked, const http1::
     Require(seen.body == body, "the body");
     Require(!seen.fields.empty() && seen.fields.front() == Field("Host", std::string(head.host)),
             "the host first");
-    auto own = asked.fields.begin();
-    for (const Field& field : seen.fields) {
-        if (own != asked.fields.end() && field == *own) {
+    // Beast puts fields of one name beside each other.
+    const std::vector<Field> fields = ByName(seen.fields);
+    const std::vector<Field> hosts = ByName(asked.fields);
+    auto own = hosts.begin();
+    for (const Field& field : fields) {
+        if (own != hosts.end() && field == *own) {
             ++own;
         } else {
             Require(IsOurs(field.first), "no field that nobody asked for");
         }
     }
-    Require(own == asked.fields.end(), "the host's fields, all of them, in order");
+    Require(own == hosts.end(), "the host's fields, all of them, those of one name in order");
     Require(Count(seen.fields, "Host") == 1, "one host");
     Require(Count(seen.fields, "Content-Length") + Count(seen.fields, "Transfer-Encoding") <= 1,
             "one framing");
