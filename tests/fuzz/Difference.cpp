@@ -62,9 +62,10 @@ bool IsFolded(const LibcurlReading& /*libcurl*/, const Answer& answer, const Rea
     if (unfolded.bytes == answer.bytes) {
         return false;
     }
-    const LibcurlReading again = ReadByLibcurl(unfolded);
-    return again.answered && again.status == engine.status && again.body == engine.body &&
-           EqualButForBlanks(again.fields, engine.fields);
+    const Reading reading = Deliver(unfolded, Whole(), Taking::Kept);
+    return reading.error == GrammarError{} && reading.status == engine.status &&
+           reading.body == engine.body && EqualButForBlanks(reading.fields, engine.fields) &&
+           DifferenceFrom(ReadByLibcurl(unfolded), unfolded, reading).empty();
 }
 
 /// libcurl takes sixteen digits at most.
