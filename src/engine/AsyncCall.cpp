@@ -329,6 +329,7 @@ void AsyncCall::HandOverOutcome() {
         m_visit.reset();
         return Deliver();
     }
+    m_visit->Over();
     if (!loops.executor() && loops.JobsFor(false).Add(self)) {
         m_visit.reset(); // last: callback threads end when no call is under way and nothing is queued
         return;

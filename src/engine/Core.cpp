@@ -19,6 +19,7 @@ namespace httpclient::engine {
 namespace {
 
 constexpr std::uint64_t CLOSED = std::uint64_t{1} << 63;
+constexpr std::uint64_t OVER = std::uint64_t{1} << 32; ///< one call that is
 constexpr auto LOOK_AGAIN =
     std::chrono::milliseconds(10); ///< for calls on other threads, where nothing tells
 constexpr auto MATERIAL_INTERVAL = std::chrono::seconds(1);
@@ -78,11 +79,18 @@ Core::Visit::Visit(Core& core) noexcept : m_core(&core) {
     } while (!core.m_calls.compare_exchange_weak(calls, calls + 1));
 }
 
+void Core::Visit::Over() noexcept {
+    if (m_core != nullptr) {
+        m_over = true;
+        m_core->m_calls.fetch_add(OVER - 1);
+    }
+}
+
 Core::Visit::~Visit() {
     if (m_core == nullptr || m_core->forked()) {
         return;
     }
-    if ((m_core->m_calls.fetch_sub(1) & CLOSED) != 0) {
+    if ((m_core->m_calls.fetch_sub(m_over ? OVER : 1) & CLOSED) != 0) {
         const std::lock_guard<std::mutex> lock(m_core->m_lock);
         m_core->m_left.NotifyAll();
     }
@@ -139,7 +147,7 @@ bool Core::WaitForCalls(net::Time until) {
         }
     }
     m_waitThemselves -= own;
-    return left;
+    return left || m_calls.load() % OVER <= own;
 }
 
 void Core::EndCalls() {

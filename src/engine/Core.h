@@ -48,9 +48,13 @@ public:
         Visit& operator=(const Visit&) = delete;
         /// @return whether the call may begin: the engine is not shut down.
         bool entered() const noexcept { return m_core != nullptr; }
+        /// The call has its outcome, which the host may learn of at any moment: no grace is used up for what is left of
+        /// the call, though it is waited for.
+        void Over() noexcept;
 
     private:
         Core* m_core;
+        bool m_over = false;
     };
 
     /// While it lives, the end of the engine wakes this thread's place to wait, too.
@@ -128,7 +132,9 @@ private:
     TokenStore m_tokens;
     const std::unique_ptr<Loops> m_loops;
 
-    std::atomic<std::uint64_t> m_calls{0}; ///< under way; the highest bit says that none may begin
+    /// Those under way in the lower half, those that are over but for their end in the upper one, whose highest bit says
+    /// that none may begin.
+    std::atomic<std::uint64_t> m_calls{0};
     std::mutex m_lock;
     MonotonicCondition m_left;          ///< a call under way has ended, or waits itself
     std::uint64_t m_waitThemselves = 0; ///< calls whose host code waits for the others

@@ -117,6 +117,20 @@ TEST_P(CallbackTest, MayShutTheEngineDown) {
     EXPECT_EQ(Told(client.Send(Get())), "Shutdown in Prepare");
 }
 
+TEST_P(CallbackTest, IsNoCallAnyMoreWhenItShutsTheEngineDown) {
+    kit::LoopbackServer server(Always());
+    for (int round = 0; round < 20; ++round) {
+        Remake(GetParam().Options());
+        ++m_started;
+        ClientOf(server).Start(Get(), [this, ends = m_ends.Of()](Result result) {
+            EXPECT_TRUE(m_engine->Shutdown(0ms)) << "nothing was under way that could have been ended";
+            ends(std::move(result));
+        });
+        EXPECT_TRUE(m_ends.Wait(m_started));
+    }
+    EXPECT_EQ(m_ends.CountOf("200 answer"), 20U);
+}
+
 TEST_P(CallbackTest, MayShutTheEngineDownWithOthersUnderWay) {
     kit::LoopbackServer server(Always());
     ScriptedServer silent([](Peer& peer) { peer.ExpectEnd(); });

@@ -18,7 +18,7 @@ namespace {
 constexpr std::size_t MOST_SURPRISES = 20;
 constexpr std::chrono::milliseconds DEAF_FOR{300};
 constexpr std::size_t CANCELLED_LATER = 8; ///< a call is cancelled when so many others are to be
-constexpr std::uint64_t UPLOAD = 1UL << 20;
+constexpr std::uint64_t UPLOAD = 512UL * 1024;
 
 bool Echoes(const Result& outcome, const std::string& target) {
     return outcome && outcome->status() == 200 && outcome->body() == target;
@@ -64,8 +64,9 @@ Request GetSink(const std::string& target) {
         [left = BIG](std::string_view piece) mutable { return (left -= piece.size()) <= BIG; });
 }
 
+/// With a time-out for a busy machine.
 ClientOptions OptionsFor(const std::string& origin) {
-    return ClientOptions(origin).timeout(20s).connectTimeout(10s).retry(
+    return ClientOptions(origin).timeout(60s).connectTimeout(10s).retry(
         RetryPolicy().attempts(3).pauses(1ms, 20ms).budget(1));
 }
 

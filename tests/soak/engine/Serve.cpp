@@ -24,6 +24,8 @@
 
 namespace {
 
+constexpr std::size_t MOST_READ = 256UL * 1024;
+
 event_base* g_base = nullptr;
 
 /// One connection, which owns itself.
@@ -31,6 +33,8 @@ class Conversation {
 public:
     explicit Conversation(evutil_socket_t fd)
         : m_stream(bufferevent_socket_new(g_base, fd, BEV_OPT_CLOSE_ON_FREE)), m_timer(nullptr) {
+        // A long body in few turns: on a busy machine each may take a tenth of a second.
+        bufferevent_set_max_single_read(m_stream, MOST_READ);
         bufferevent_setcb(m_stream, &OnRead, &OnWritten, &OnEnd, this);
         bufferevent_enable(m_stream, EV_READ | EV_WRITE);
     }
