@@ -13,6 +13,7 @@
 #include <vector>
 
 #include <malloc.h>
+#include <sys/resource.h>
 
 #include <httpclient/testing/RecordingTrace.h>
 #include <httpclient/testing/ResourceListener.h>
@@ -28,6 +29,15 @@ namespace {
 /// @return how many: the number of the short form, or of the long one.
 std::size_t Of(std::size_t few, std::size_t many) {
     return std::getenv("SCALE_ALL") != nullptr ? many : few;
+}
+
+/// @return how many descriptors this process, and each that it starts, may have: as many as the system lets it.
+std::size_t Descriptors() {
+    rlimit limit{};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    limit.rlim_cur = limit.rlim_max;
+    setrlimit(RLIMIT_NOFILE, &limit);
+    return limit.rlim_max;
 }
 
 std::size_t Heap() {
@@ -106,7 +116,7 @@ TEST_F(Scale, OfOriginsOneAfterTheOtherLeavesMemoryFlat) {
 }
 
 TEST_F(Scale, OfConnectionsAtOnceIsCarriedByOneLoop) {
-    const std::size_t count = Of(400, 9'900); // and the server has as many descriptors
+    const std::size_t count = std::min(Of(400, 10'000), Descriptors() - 200);
     const ChildServer server(count);
     Engine engine(EngineOptions().maxConnections(count, count));
     const Client client = ClientOf(server, engine);
