@@ -19,9 +19,8 @@ std::unique_ptr<CHttpRequest> NewRequest(HTTPOPERATIONTYPE verb, const std::stri
 
 } // namespace
 
-Orders::Orders(const std::string& host, int port, bool ssl)
-    : m_client(HttpClientWrap::MakeClientPtr(host, CONNECT_SECONDS, REQUEST_SECONDS, port, ssl)), m_ssl(ssl) {
-}
+Orders::Orders(const std::string& host, int port, bool ssl, unsigned int seconds)
+    : m_client(HttpClientWrap::MakeClientPtr(host, CONNECT_SECONDS, seconds, port, ssl)), m_ssl(ssl) {}
 
 Orders::Outcome Orders::Send(const CHttpRequest& request, CHttpResponse& response) {
     const int status = m_client->synSendRequest(request, response, m_ssl);

@@ -27,7 +27,7 @@ protected:
         m_request.setVerb(HTTPOPERATION_GET);
         m_request.setUrlPath("/orders");
     }
-    ~StrictIdentity() override { CHttpConnectionMgr::Finalize(); }
+    ~StrictIdentity() override { ClosePool(); }
 
     int Send() { return m_client.synSendRequest(m_request, m_response, false); }
     Tokens Seen() const {
