@@ -28,23 +28,16 @@ httpclient::Result NotBegun(const std::string& reason) {
 }
 
 /// Hands the outcome of an asynchronous send to the caller's function.
-class HandOver {
-public:
-    using Callback = void (*)(const CHttpResponse&);
-
-    /// Takes the memory for the response. @throw std::bad_alloc
-    explicit HandOver(Callback callback)
-        : m_callback(callback), m_response(std::make_shared<CHttpResponse>()) {}
+struct HandOver {
+    void (*callback)(const CHttpResponse&);
+    std::shared_ptr<CHttpResponse>
+        response; ///< made before the call begins, which must not fail for want of it
 
     /// @throw what the caller's function throws
     void operator()(httpclient::Result outcome) const {
-        m_response->setStatusCode(FillResponse(*m_response, std::move(outcome)));
-        m_callback(*m_response);
+        response->setStatusCode(FillResponse(*response, std::move(outcome)));
+        callback(*response);
     }
-
-private:
-    Callback m_callback;
-    std::shared_ptr<CHttpResponse> m_response;
 };
 
 } // namespace
@@ -73,12 +66,12 @@ int ProfiledClient::SynSendStrictly(const CHttpRequest& request, CHttpResponse& 
 void ProfiledClient::AsynSendStrictly(const CHttpRequest& request, void (*callback)(const CHttpResponse&),
                                       bool bSSL) const {
     std::string reason;
-    std::optional<HandOver> handOver;
+    std::shared_ptr<CHttpResponse> response;
     bool begun = false;
     static_cast<void>(Contained([&] {
-        handOver.emplace(callback);
+        response = std::make_shared<CHttpResponse>();
         if (const httpclient::Client* client = ClientOrReason(bSSL, reason)) {
-            client->Start(StrictRequest::From(request, m_nRequestTimeout), *handOver);
+            client->Start(StrictRequest::From(request, m_nRequestTimeout), HandOver{callback, response});
             begun = true;
         }
     }));
@@ -88,9 +81,9 @@ void ProfiledClient::AsynSendStrictly(const CHttpRequest& request, void (*callba
     httpclient::Result refused = NotBegun(reason);
     // What the caller's function throws stays with it.
     static_cast<void>(Contained([&] {
-        if (!handOver) {
-            handOver.emplace(callback);
+        if (!response) {
+            response = std::make_shared<CHttpResponse>();
         }
-        (*handOver)(std::move(refused));
+        HandOver{callback, response}(std::move(refused));
     }));
 }
