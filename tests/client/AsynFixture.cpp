@@ -87,7 +87,7 @@ AsynTest::~AsynTest() {
     EXPECT_TRUE(WaitUntilAllAreBack());
 }
 
-Outcome AsynTest::Send(CHttpClientImp& client, const CHttpRequest& request, bool bSSL) {
+Outcome AsynTest::Send(CHttpClient& client, const CHttpRequest& request, bool bSSL) {
     const std::size_t before = Outcomes::All().size();
     client.asynSendRequest(request, &Outcomes::Callback, bSSL);
     EXPECT_TRUE(Outcomes::WaitFor(before + 1));

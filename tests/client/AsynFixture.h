@@ -11,7 +11,6 @@
 #include <signal.h>
 
 #include "ClientFixture.h"
-#include "client/HttpClientImp.h"
 #include "interpose/Select.h"
 
 /// What one call of the caller's function was given, and where it ran.
@@ -45,7 +44,7 @@ protected:
     ~AsynTest() override;
 
     /// Sends, and waits for the outcome and for the connection to be back.
-    Outcome Send(CHttpClientImp& client, const CHttpRequest& request, bool bSSL = false);
+    Outcome Send(CHttpClient& client, const CHttpRequest& request, bool bSSL = false);
 
     httpclient::testing::HeldSelect m_select;
 };

@@ -48,7 +48,7 @@ protected:
     }
 
     LoopbackServer m_server{AnswerAll("answer")};
-    CHttpClientImp m_client;
+    CHttpClient m_client;
 };
 
 } // namespace
@@ -116,7 +116,7 @@ TEST_F(AsynSendOutcome, MayStartAProgramThatTakesSignals) {
 
 TEST_F(AsynSendOutcome, OfAnEmptyDomainComesOnTheCallersThreadBeforeTheMessage) {
     static std::size_t messagesAtCallback;
-    m_client.m_strDomain.clear();
+    ImpOf(m_client).m_strDomain.clear();
     m_client.asynSendRequest(
         *MakeRequest(HTTPOPERATION_GET),
         [](const CHttpResponse& response) {
@@ -345,7 +345,7 @@ TEST_F(AsynSendOutcome, OfACallbackThatThrowsHurtsNothing) {
 }
 
 TEST_F(AsynSendOutcome, OfACallbackThatThrowsOnTheCallersThreadStaysThere) {
-    m_client.m_strDomain.clear();
+    ImpOf(m_client).m_strDomain.clear();
     EXPECT_NO_THROW(m_client.asynSendRequest(
         *MakeRequest(HTTPOPERATION_GET), [](const CHttpResponse&) { throw 1; }, false));
 }
@@ -472,7 +472,7 @@ TEST_F(AsynSendOutcome, ComesExactlyOnceWhicheverAllocationOfTheWorkerFails) {
 TEST_F(AsynSendOutcome, OfMemoryThatRunsOutIsMinusOneAndIsLogged) {
     TraceRecorder::Instance().SetLowestLevel(5);
     const auto request = MakeRequest(HTTPOPERATION_GET);
-    CHttpClientImp client; // of an address that the pool has no connection for
+    CHttpClient client; // of an address that the pool has no connection for
     client.setPort(RefusingPort());
     client.setDomain(""); // refused with a message: the log itself allocates when it is first asked
     TraceRecorder::Instance().Clear();

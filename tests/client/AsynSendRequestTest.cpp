@@ -52,7 +52,7 @@ protected:
     }
 
     /// @return the calls into libcurl, with the passes of the wait loop after the first left out.
-    Lines CallsOf(CHttpClientImp& client, const CHttpRequest& request, bool bSSL) {
+    Lines CallsOf(CHttpClient& client, const CHttpRequest& request, bool bSSL) {
         NextConnection(m_server, true); // so that making it is no part of the list
         const CurlRecorder recorder;
         Send(client, request, bSSL);
@@ -74,7 +74,7 @@ protected:
     }
 
     LoopbackServer m_server{AnswerAll("answer")};
-    CHttpClientImp m_client;
+    CHttpClient m_client;
 };
 
 } // namespace
@@ -89,7 +89,7 @@ TEST_F(AsynSendRequest, AsksOfLibcurlWhatTheTranscriptSays) {
         if (row.parameter != nullptr) {
             request->addParam("k", row.parameter);
         }
-        CHttpClientImp client;
+        CHttpClient client;
         PointAt(client, m_server);
         if (row.bTimeouts) {
             client.setConnectTimeout(11);

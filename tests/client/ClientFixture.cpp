@@ -28,6 +28,17 @@ std::vector<std::string> OwnMessages(int lowestLevel) {
     return texts;
 }
 
+void ExpectLogged(const std::vector<std::string>& messages, const std::vector<std::string>& expected) {
+    if (CHttpClient().getTransferProfile() == HTTPTRANSFERPROFILE_COMPATIBLE) {
+        EXPECT_EQ(messages, expected);
+        return;
+    }
+    EXPECT_FALSE(messages.empty());
+    for (const std::string& message : messages) {
+        EXPECT_EQ(message.substr(4, 10), "HTTP call ") << message;
+    }
+}
+
 std::unique_ptr<CHttpRequest> MakeRequest(HTTPOPERATIONTYPE verb, const std::string& path) {
     auto request = std::make_unique<CHttpRequest>();
     request->setVerb(verb);

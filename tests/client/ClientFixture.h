@@ -10,10 +10,13 @@
 
 #include <gtest/gtest.h>
 
+#include <httpclient/HttpClient.h>
 #include <httpclient/HttpOperationType.h>
 #include <httpclient/HttpRequest.h>
 #include <httpclient/HttpResponse.h>
 #include <httpclient/testing/LoopbackServer.h>
+
+#include "client/HttpClientImp.h"
 
 class CHttpConnection;
 
@@ -28,10 +31,19 @@ protected:
 ///         level and above.
 std::vector<std::string> OwnMessages(int lowestLevel);
 
+/// Compares what the first road logs. Under the STRICT profile there are lines of the engine's instead, whatever
+/// they say.
+void ExpectLogged(const std::vector<std::string>& messages, const std::vector<std::string>& expected);
+
 /// Points a client, or a client's implementation, at a server.
 template <class Client> void PointAt(Client& client, const httpclient::testing::LoopbackServer& server) {
     client.setDomain(server.address());
     client.setPort(server.port());
+}
+
+/// @return a client's implementation, for what no operation tells.
+inline CHttpClientImp& ImpOf(CHttpClient& client) {
+    return static_cast<CHttpClientImp&>(*client.m_pImp);
 }
 
 /// @return a request.

@@ -11,7 +11,6 @@
 #include "ClientFixture.h"
 #include "CurlTranscript.h"
 #include "GoldenFile.h"
-#include "client/HttpClientImp.h"
 #include "interpose/CurlRecorder.h"
 #include "pool/HttpConnection.h"
 
@@ -36,7 +35,7 @@ protected:
     }
 
     LoopbackServer m_server{AnswerAll("answer")};
-    CHttpClientImp m_client;
+    CHttpClient m_client;
 };
 
 } // namespace

@@ -10,7 +10,6 @@
 
 #include "ClientFixture.h"
 #include "Verbs.h"
-#include "client/HttpClientImp.h"
 #include "interpose/CurlRecorder.h"
 #include "message/HttpRequestImp.h"
 
@@ -60,7 +59,7 @@ protected:
 
     /// Expects that the connection is back and that the next send works on it.
     void ExpectRecovery(const CHttpConnection* conn) {
-        EXPECT_EQ(m_client.m_curl, nullptr);
+        EXPECT_EQ(ImpOf(m_client).m_curl, nullptr);
         EXPECT_EQ(NextConnection(m_server), conn);
         EXPECT_EQ(PooledConnections(m_server), 1U);
         CHttpResponse response;
@@ -69,14 +68,14 @@ protected:
     }
 
     LoopbackServer m_server{AnswerAll("answer")};
-    CHttpClientImp m_client;
+    CHttpClient m_client;
     UntouchedResponse m_response;
 };
 
 } // namespace
 
 TEST_F(SynSendFailure, OfAnEmptyDomainNeedsNoConnection) {
-    m_client.m_strDomain.clear();
+    ImpOf(m_client).m_strDomain.clear();
     const auto request = MakeRequest(HTTPOPERATION_GET);
     const CurlRecorder recorder;
     EXPECT_EQ(Send(*request), -1);
@@ -117,7 +116,7 @@ TEST_F(SynSendFailure, OfATransferIsLoggedByTheTransferAlone) {
         messages.erase(messages.begin(), messages.begin() + static_cast<std::ptrdiff_t>(before));
         EXPECT_EQ(messages, TransferMessages(verb.type, CURLE_COULDNT_CONNECT));
         m_response.ExpectUntouched();
-        EXPECT_EQ(m_client.m_curl, nullptr);
+        EXPECT_EQ(ImpOf(m_client).m_curl, nullptr);
     }
 }
 
@@ -137,7 +136,7 @@ TEST_F(SynSendFailure, GivesTheConnectionBackWhateverLibcurlsResult) {
         CurlRecorder recorder;
         recorder.Force(CurlCall::EasyPerform, CURLE_OPERATION_TIMEDOUT);
         EXPECT_EQ(Send(*MakeRequest(verb.type)), -1);
-        EXPECT_EQ(m_client.m_curl, nullptr);
+        EXPECT_EQ(ImpOf(m_client).m_curl, nullptr);
         EXPECT_EQ(NextConnection(m_server), conn);
     }
     m_response.ExpectUntouched();
@@ -180,7 +179,7 @@ TEST_F(SynSendFailure, LeavesNothingBehindWhenItSucceedsEither) {
     for (const Verb& verb : VERBS) {
         CHttpResponse response;
         EXPECT_EQ(m_client.synSendRequest(*MakeRequest(verb.type), response, false), 200);
-        EXPECT_EQ(m_client.m_curl, nullptr);
+        EXPECT_EQ(ImpOf(m_client).m_curl, nullptr);
         EXPECT_EQ(NextConnection(m_server), conn);
     }
     EXPECT_EQ(PooledConnections(m_server), 1U);

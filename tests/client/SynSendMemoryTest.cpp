@@ -7,7 +7,6 @@
 #include <httpclient/testing/RecordingTrace.h>
 
 #include "ClientFixture.h"
-#include "client/HttpClientImp.h"
 #include "interpose/Allocations.h"
 
 using namespace httpclient::testing;
@@ -52,7 +51,7 @@ protected:
             m_told += OwnMessages(5).empty() ? 0 : 1;
         }
         TraceRecorder::Instance().Clear();
-        EXPECT_EQ(m_client.m_curl, nullptr) << failing;
+        EXPECT_EQ(ImpOf(m_client).m_curl, nullptr) << failing;
         EXPECT_EQ(NextConnection(m_server), m_conn) << failing;
         return count >= failing;
     }
@@ -71,7 +70,7 @@ protected:
     }
 
     LoopbackServer m_server{AnswerAll("an answer that is longer than a short string")};
-    CHttpClientImp m_client;
+    CHttpClient m_client;
     const CHttpConnection* m_conn = nullptr;
     int m_failed = 0; ///< How many of the sends answered -1.
     int m_told = 0;   ///< How many of those said so in the log.
@@ -124,7 +123,7 @@ TEST_F(SynSendMemory, ExhaustedWhileAConnectionIsMadeIsSurvived) {
         LoopbackServer server(AnswerAll("answer"));
         CHttpConnectionMgr::Finalize();
         CHttpConnectionMgr::Instance();
-        CHttpClientImp client;
+        CHttpClient client;
         PointAt(client, server);
         UntouchedResponse response;
         int result = 0;
@@ -134,7 +133,7 @@ TEST_F(SynSendMemory, ExhaustedWhileAConnectionIsMadeIsSurvived) {
             result = client.synSendRequest(*request, response.get(), false);
             failed = counted.Count() >= failing;
         }
-        EXPECT_EQ(client.m_curl, nullptr) << failing;
+        EXPECT_EQ(ImpOf(client).m_curl, nullptr) << failing;
         EXPECT_LE(PooledConnections(server), 1U);
         CHttpResponse next;
         EXPECT_EQ(client.synSendRequest(*request, next, false), 200) << failing;

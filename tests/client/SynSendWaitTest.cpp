@@ -8,7 +8,6 @@
 #include <httpclient/HttpConnectionMgr.h>
 
 #include "ClientFixture.h"
-#include "client/HttpClientImp.h"
 #include "interpose/CurlRecorder.h"
 #include "interpose/LentConnections.h"
 #include "interpose/Sleep.h"
@@ -66,7 +65,7 @@ protected:
     }
 
     LoopbackServer m_server{AnswerAll("answer")};
-    CHttpClientImp m_client;
+    CHttpClient m_client;
     std::vector<CHttpConnection*> m_lent;
     std::unique_ptr<CHttpRequest> m_request = MakeRequest(HTTPOPERATION_GET);
     UntouchedResponse m_response;
@@ -93,7 +92,7 @@ TEST_F(SynSendWait, GivesUpAfterAHundredTriesThreeSecondsApart) {
     expected.push_back(GIVEN_UP);
     EXPECT_EQ(OwnMessages(0), expected);
     m_response.ExpectUntouched();
-    EXPECT_EQ(m_client.m_curl, nullptr);
+    EXPECT_EQ(ImpOf(m_client).m_curl, nullptr);
     EXPECT_EQ(m_server.connectionsAccepted(), 0U);
 }
 
@@ -135,7 +134,7 @@ TEST_F(SynSendWait, HappensAlsoWhenThereAreTooManyAddresses) {
         others.push_back(Pool().GetConn("host" + std::to_string(i), 80, false));
         ASSERT_NE(others.back(), nullptr);
     }
-    CHttpClientImp client;
+    CHttpClient client;
     client.setDomain("one-too-many");
     const HeldSleep sleep;
     EXPECT_EQ(client.synSendRequest(*m_request, m_response.get(), false), -1);
@@ -155,16 +154,16 @@ TEST_F(SynSendWait, AsksLibcurlForNothing) {
 
 TEST_F(SynSendWait, PointsTheClientAtTheHandleThatItGot) {
     GiveOneBack();
-    CHttpConnection* conn = m_client.GetHttpConnection(false);
+    CHttpConnection* conn = ImpOf(m_client).GetHttpConnection(false);
     ASSERT_NE(conn, nullptr);
-    EXPECT_EQ(m_client.m_curl, conn->GetCurl());
+    EXPECT_EQ(ImpOf(m_client).m_curl, conn->GetCurl());
     EXPECT_FALSE(conn->IsIdle());
-    m_client.m_curl = nullptr;
+    ImpOf(m_client).m_curl = nullptr;
     Pool().ReleaseConn(conn);
 }
 
 TEST_F(SynSendWait, LeavesTheClientWithoutAHandleWhenItFails) {
     const HeldSleep sleep;
-    EXPECT_EQ(m_client.GetHttpConnection(false), nullptr);
-    EXPECT_EQ(m_client.m_curl, nullptr);
+    EXPECT_EQ(ImpOf(m_client).GetHttpConnection(false), nullptr);
+    EXPECT_EQ(ImpOf(m_client).m_curl, nullptr);
 }

@@ -31,6 +31,7 @@ void ClosePool() {
     pool->SetRlsTime(std::numeric_limits<std::int64_t>::min());
     pool->handle_timeout(ACE_Time_Value::zero,
                          nullptr); // takes TLS connections, too, which Finalize() leaves
+    pool->SetRlsTime(30);          // or the shared engine would keep no connection in later tests
     CHttpConnectionMgr::Finalize();
 }
 
