@@ -187,6 +187,7 @@ public:
     /// @cond INTERNAL
     class Body;
     [[gnu::visibility("hidden")]] const Body& internals() const;
+    [[gnu::visibility("hidden")]] ClientOptions& identityAccess(bool on);
     /// @endcond
 
 private:

@@ -34,6 +34,7 @@ httpclient::ClientOptions ProfiledClient::Options(bool tls) const {
     options.connectTimeout(m_nConnectTimeout == 0 ? DEFAULT_CONNECT_TIMEOUT
                                                   : std::chrono::seconds(m_nConnectTimeout));
     options.maxBody(MAX_BODY).maxHead(MAX_HEAD);
+    options.identity(httpclient::Identity::Platform).identityAccess(m_bSiaAccess);
     httpclient::TlsOptions verification;
     if (m_serverName == ANY_NAME) {
         verification.verifyHost(false);

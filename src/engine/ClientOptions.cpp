@@ -96,6 +96,11 @@ ClientOptions& ClientOptions::identity(Identity value) {
     return *this;
 }
 
+ClientOptions& ClientOptions::identityAccess(bool value) {
+    Own().identityAccess = value;
+    return *this;
+}
+
 Identity ClientOptions::identity() const {
     return internals().identity;
 }

@@ -1,0 +1,111 @@
+// SPDX-License-Identifier: Apache-2.0
+// Service identity under the STRICT profile: the rows of its table about tokens.
+#include <string>
+#include <vector>
+
+#include <httpclient/HttpClient.h>
+#include <httpclient/HttpConnectionMgr.h>
+#include <httpclient/HttpRequest.h>
+#include <httpclient/HttpResponse.h>
+#include <httpclient/Result.h>
+
+#include "ExchangeTest.h"
+
+using namespace httpclient::testing;
+
+namespace {
+
+using Tokens = std::vector<std::string>;
+
+class StrictIdentity : public ExchangeTest {
+protected:
+    StrictIdentity() {
+        CHttpConnectionMgr::Finalize(); // another life of the shared engine, without tokens
+        m_client.setTransferProfile(HTTPTRANSFERPROFILE_STRICT);
+        m_client.setDomain(m_server.address());
+        m_client.setPort(m_server.port());
+        m_request.setVerb(HTTPOPERATION_GET);
+        m_request.setUrlPath("/orders");
+    }
+    ~StrictIdentity() override { ClosePool(); }
+
+    int Send() { return m_client.synSendRequest(m_request, m_response, false); }
+    Tokens Seen() const {
+        Tokens tokens;
+        for (const RecordedRequest& request : m_server.requests()) {
+            tokens.push_back(request.Header("x-access-token").value_or("none"));
+        }
+        return tokens;
+    }
+
+    ReplyScript m_script;
+    LoopbackServer m_server{m_script};
+    CHttpClient m_client;
+    CHttpRequest m_request;
+    CHttpResponse m_response;
+};
+
+} // namespace
+
+TEST_F(StrictIdentity, SendsTheTokenOfThePathsServiceAfterOneExchange) {
+    m_script.Add(Respond(200, {}, "one"));
+    m_script.Add(Respond(200, {}, "two"));
+    EXPECT_EQ(Send(), 200);
+    EXPECT_EQ(Send(), 200);
+    EXPECT_EQ(Seen(), (Tokens{Nth("orders", 1), Nth("orders", 1)}));
+    EXPECT_EQ(m_service.exchangesFor("orders"), 1U);
+}
+
+TEST_F(StrictIdentity, SendsNoneWhereThePathBelongsToNoService) {
+    m_script.Add(Respond(200));
+    m_request.setUrlPath("/elsewhere");
+    EXPECT_EQ(Send(), 200);
+    EXPECT_EQ(Seen(), Tokens{"none"});
+}
+
+TEST_F(StrictIdentity, HasAfterA403TheSecondAnswerAlone) {
+    m_script.Add(Respond(403, {}, "refused"));
+    m_script.Add(Respond(200, {}, "granted"));
+    EXPECT_EQ(Send(), 200);
+    EXPECT_EQ(m_response.getResponseBody(), "granted");
+    EXPECT_EQ(m_response.getResponseHead(), "HTTP/1.1 200 OK\r\nContent-Length: 7\r\n\r\n");
+    EXPECT_EQ(Seen(), (Tokens{Nth("orders", 1), Nth("orders", 2)}));
+}
+
+TEST_F(StrictIdentity, HasEveryRequestAskForTheAccessServicesToken) {
+    m_script.Add(Respond(200));
+    m_script.Add(Respond(200));
+    m_request.setUrlPath("/elsewhere");
+    EXPECT_EQ(Send(), 200);
+    m_client.EnableSiaAccess();
+    EXPECT_EQ(Send(), 200) << "the client of the engine is another one then";
+    EXPECT_EQ(Seen(), (Tokens{"none", Nth(ACCESS, 1)}));
+}
+
+TEST_F(StrictIdentity, FailsWithoutASendWhereNoTokenIsToBeHad) {
+    m_service.AnswerWith(Respond(500));
+    EXPECT_EQ(Send(), -1);
+    ASSERT_NE(m_response.getFailure(), nullptr);
+    EXPECT_EQ(m_response.getFailure()->kind(), httpclient::FailureKind::Identity);
+    EXPECT_EQ(m_response.getFailure()->phase(), httpclient::Phase::Token);
+    EXPECT_TRUE(Seen().empty());
+}
+
+TEST_F(StrictIdentity, NeverSendsATokenOverPlainHttpToAnotherHost) {
+    m_client.setDomain("192.0.2.1"); // of no host (RFC 5737): nothing is connected
+    EXPECT_EQ(Send(), -1);
+    ASSERT_NE(m_response.getFailure(), nullptr);
+    EXPECT_EQ(m_response.getFailure()->kind(), httpclient::FailureKind::Identity);
+    EXPECT_EQ(m_response.getFailure()->attempts(), 0);
+}
+
+TEST_F(StrictIdentity, LeavesTheFirstRoadsExchangeToLibcurl) {
+    m_script.Add(Respond(200));
+    CHttpClient::setDefaultTransferProfile(HTTPTRANSFERPROFILE_STRICT);
+    m_client.setTransferProfile(HTTPTRANSFERPROFILE_COMPATIBLE);
+    EXPECT_EQ(Send(), 200);
+    CHttpClient::setDefaultTransferProfile(HTTPTRANSFERPROFILE_COMPATIBLE);
+    EXPECT_EQ(Seen(), Tokens{Nth("orders", 1)});
+    ASSERT_FALSE(m_service.server().requests().empty());
+    EXPECT_FALSE(m_service.server().requests().back().Header("User-Agent")) << "not the engine's";
+}
