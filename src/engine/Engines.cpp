@@ -95,10 +95,17 @@ void Engine::Body::SetIdleTimeout(std::chrono::milliseconds most) {
     }
 }
 
+// No static of the function: a child that was forked while another thread initialises it would wait for that for ever.
 const std::shared_ptr<Engine::Body>& Engine::Body::Shared() {
-    static const std::shared_ptr<Body>& shared =
-        *new std::shared_ptr<Body>(std::make_shared<Body>(EngineOptions()));
-    return shared;
+    static std::atomic<const std::shared_ptr<Body>*> published{nullptr};
+    const std::shared_ptr<Body>* shared = published.load(std::memory_order_acquire);
+    if (shared == nullptr) {
+        auto made = std::make_unique<const std::shared_ptr<Body>>(std::make_shared<Body>(EngineOptions()));
+        if (published.compare_exchange_strong(shared, made.get(), std::memory_order_acq_rel)) {
+            shared = made.release();
+        }
+    }
+    return *shared;
 }
 
 } // namespace httpclient

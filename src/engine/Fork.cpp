@@ -10,6 +10,7 @@ namespace httpclient::engine {
 namespace {
 
 std::atomic<std::uint64_t> g_epoch{1};
+std::atomic<bool> g_watched{false};
 
 void CountFork() {
     g_epoch.fetch_add(1, std::memory_order_relaxed);
@@ -17,8 +18,12 @@ void CountFork() {
 
 } // namespace
 
+// No static of the function: a child that was forked while another thread initialises it would wait for that for ever.
+// Two threads may both have forks counted. Then each counts twice, which is as good.
 std::uint64_t ForkEpoch() noexcept {
-    [[maybe_unused]] static const int watched = pthread_atfork(nullptr, nullptr, &CountFork);
+    if (!g_watched.load(std::memory_order_acquire) && pthread_atfork(nullptr, nullptr, &CountFork) == 0) {
+        g_watched.store(true, std::memory_order_release);
+    }
     return g_epoch.load(std::memory_order_relaxed);
 }
 
