@@ -50,7 +50,7 @@ Call::~Call() {
         CountEnd(Ending::Of(FailureKind::Cancelled), Waited()); // its thread has ended
     }
     if (m_service != nullptr || m_request.door.secret) {
-        Cleanse(m_head);
+        memset_s(m_head.data(), m_head.size(), 0, m_head.size()); // beyond it nothing was ever written
     }
 }
 

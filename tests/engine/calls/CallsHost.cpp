@@ -71,10 +71,9 @@ bool BetweenOnLoop(const Client& client, const Request& request) {
     }
     usleep(20000); // the loop is at rest
     Mark();
-    std::future<Result> future = client.SendAsync(request);
-    usleep(50000); // the loop alone works
+    const Result result = client.SendAsync(request).get();
     Mark();
-    return Answered(future.get());
+    return Answered(result);
 }
 
 Request Upload() {
