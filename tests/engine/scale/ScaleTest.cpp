@@ -18,9 +18,9 @@
 #include <httpclient/testing/RecordingTrace.h>
 #include <httpclient/testing/ResourceListener.h>
 
+#include "interpose/SteadyClock.h"
 #include "loop/Ends.h"
 #include "scale/ChildServer.h"
-#include "scale/FastClock.h"
 #include "setting/EngineTest.h"
 #include "tests/support/ResourceLimit.h"
 
@@ -214,13 +214,12 @@ TEST_F(Scale, OfThreadsAndALoopOnOnePoolAnswersAll) {
 
 TEST_F(Scale, OfADayOfCallsLeavesMemoryFlatAndRenewsConnections) {
     const ChildServer server;
-    const FastClock clock;
     Engine engine;
     const Client client(ClientOptions("http://localhost:" + std::to_string(server.port())), engine);
     const std::size_t seconds = Of(3600, 24UL * 3600);
     std::vector<std::size_t> highest(5);
     for (std::size_t second = 0; second < seconds; ++second) {
-        FastClock::Advance(1s);
+        kit::AdvanceSteadyClock(1s);
         ASSERT_EQ(Told(client.Send(Get())), "200 answer") << second;
         kit::TraceRecorder::Instance().Clear();
         std::size_t& most = highest.at(second * highest.size() / seconds);
