@@ -10,17 +10,19 @@
 #include "CallgrindProfile.h"
 #include "tests/support/SystemCalls.h"
 
-/// The same work by the library's two doors and by libcurl alone; each has a process and a server of its own.
-constexpr std::array WORK_NAMES{"floor-get",          "library-get",     "floor-post",
-                                "library-post",       "floor-get-token", "library-get-token",
-                                "library-get-pooled", "client-get",      "client-post"};
+/// The same work by the library's two roads, by the STRICT door to the second, and by libcurl alone; each has a process
+/// and a server of its own.
+constexpr std::array WORK_NAMES{"floor-get",       "library-get",       "floor-post",         "library-post",
+                                "floor-get-token", "library-get-token", "library-get-pooled", "client-get",
+                                "client-post",     "strict-get",        "strict-post"};
 
 /// What one request of a kind of work costs.
 struct Cost {
     double allocations = 0;
     std::map<std::string, double> instructions; ///< By object; empty when they were not counted.
 
-    httpclient::testing::SystemCallsByName systemCalls; ///< Of the calling thread; empty when they were not counted.
+    httpclient::testing::SystemCallsByName
+        systemCalls; ///< Of the calling thread; empty when they were not counted.
 
     double TotalInstructions() const;
     /// Of the objects whose file name begins so.

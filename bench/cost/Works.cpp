@@ -40,8 +40,10 @@ SendOne FloorPost(std::uint16_t port) {
     return [loop, body] { return loop->Post(*body); };
 }
 
-SendOne Library(std::uint16_t port, HTTPOPERATIONTYPE verb, const char* path, const std::string& body) {
+SendOne Library(std::uint16_t port, HTTPOPERATIONTYPE verb, const char* path, const std::string& body,
+                HTTPTRANSFERPROFILE profile = HTTPTRANSFERPROFILE_COMPATIBLE) {
     auto client = std::make_shared<CHttpClient>();
+    client->setTransferProfile(profile);
     client->setPort(port);
     auto request = std::make_shared<CHttpRequest>();
     request->setVerb(verb);
@@ -64,6 +66,14 @@ SendOne LibraryPost(std::uint16_t port) {
 SendOne LibraryGetWithToken(std::uint16_t port) {
     CacheToken("/1*");
     return Library(port, HTTPOPERATION_GET, PATH, "");
+}
+
+SendOne StrictGet(std::uint16_t port) {
+    return Library(port, HTTPOPERATION_GET, PATH, "", HTTPTRANSFERPROFILE_STRICT);
+}
+
+SendOne StrictPost(std::uint16_t port) {
+    return Library(port, HTTPOPERATION_POST, PATH, std::string(POST_BYTES, 'b'), HTTPTRANSFERPROFILE_STRICT);
 }
 
 SendOne Client(std::uint16_t port, httpclient::Request request) {
@@ -125,6 +135,8 @@ SendOne MakeWork(const std::string& name, std::uint16_t port) {
         {"library-get-token", &LibraryGetWithToken},
         {"library-get-pooled", &LibraryGetBesidePooled},
         {"client-get", &ClientGet},
-        {"client-post", &ClientPost}};
+        {"client-post", &ClientPost},
+        {"strict-get", &StrictGet},
+        {"strict-post", &StrictPost}};
     return makers.at(name)(port);
 }

@@ -106,11 +106,14 @@ Measures Measure(const CostByWork& costs) {
     const Cost besidePool = Difference(costs.at("library-get-pooled"), costs.at("library-get"));
     measures["pooled.own-instructions"] = besidePool.InstructionsOf(OWN);
     measures["pooled.allocations"] = besidePool.allocations;
-    for (const char* work : {"get", "post"}) {
-        const std::string name = std::string("client-") + work;
-        AddMeasures(name, costs.at(name), costs.at(std::string("floor-") + work), measures);
-        measures[name + ".instructions"] = costs.at(name).TotalInstructions();
-        measures[name + ".system-calls"] = costs.at(name).TotalSystemCalls();
+    for (const std::string work : {"get", "post"}) {
+        for (const std::string& name : {"client-" + work, "strict-" + work}) {
+            AddMeasures(name, costs.at(name), costs.at("floor-" + work), measures);
+            measures[name + ".instructions"] = costs.at(name).TotalInstructions();
+            measures[name + ".system-calls"] = costs.at(name).TotalSystemCalls();
+        }
+        measures["strict-" + work + ".instructions-to-client"] =
+            costs.at("strict-" + work).TotalInstructions() / costs.at("client-" + work).TotalInstructions();
     }
     measures["token.allocations"] = added.allocations - line.allocations;
     return measures;
