@@ -126,9 +126,11 @@ TEST_F(OutcomeTest, ADeadlineIsKeptToWithManyOthersAround) {
         EXPECT_TRUE(m_ends.Wait(CALLS));
     });
     EXPECT_LT(taken, 350ms + TOLERANCE);
-    EXPECT_EQ(m_ends.CountOf("Timeout in Head") + m_ends.CountOf("Timeout in Send") +
-                  m_ends.CountOf("Timeout in Connect") + m_ends.CountOf("Timeout in Resolve"),
-              CALLS);
+    std::size_t timedOut = 0; // on a busy machine some have not come far by then
+    for (const char* phase : {"Prepare", "Lease", "Resolve", "Connect", "Send", "Head"}) {
+        timedOut += m_ends.CountOf(std::string("Timeout in ") + phase);
+    }
+    EXPECT_EQ(timedOut, CALLS);
 }
 
 TEST_F(OutcomeTest, ALineThatIsFullRefusesAtOnce) {
