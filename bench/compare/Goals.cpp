@@ -6,6 +6,7 @@
 namespace {
 
 constexpr const char* DOOR = "libhttpclient, Client";
+constexpr const char* STRICT = "libhttpclient, STRICT";
 constexpr const char* CURL = "libcurl, minimal loop";
 constexpr const char* BEAST = "Boost.Beast";
 
@@ -27,6 +28,14 @@ const std::vector<Goal>& AllGoals() {
         {"connect-tls-resumed", DOOR, BEAST, 0.60, 0.60},
         {"get-1m", DOOR, CURL, 0.50, 0.50},
         {"get-1m", DOOR, BEAST, 0.70, 0.70},
+        {"get", STRICT, DOOR, 1.10, 1.10},
+        {"get-8", STRICT, DOOR, 1.10, 1.10},
+        {"post", STRICT, DOOR, 1.10, 1.10},
+        {"token", STRICT, DOOR, 1.10, 1.10},
+        {"tls", STRICT, DOOR, 1.10, 1.10},
+        {"connect", STRICT, DOOR, 1.10, 1.10},
+        {"connect-tls-resumed", STRICT, DOOR, 1.10, 1.10},
+        {"get-1m", STRICT, DOOR, 1.10, 1.10},
     };
     return goals;
 }

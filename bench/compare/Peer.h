@@ -48,5 +48,5 @@ struct PeerKind {
     std::unique_ptr<Peer> (*make)(const Target& target);
 };
 
-/// Those that were built: the floor first, then the library's two doors, the limit, then the others whose packages were there.
+/// Those that were built: the floor first, then the library's doors, the limit, then the others whose packages were there.
 const std::vector<PeerKind>& AllPeers();

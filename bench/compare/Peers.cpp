@@ -3,6 +3,7 @@
 
 std::unique_ptr<Peer> MakeFloor(const Target& target);
 std::unique_ptr<Peer> MakeLibrary(const Target& target);
+std::unique_ptr<Peer> MakeStrict(const Target& target);
 std::unique_ptr<Peer> MakeClient(const Target& target);
 std::unique_ptr<Peer> MakeSocket(const Target& target);
 std::unique_ptr<Peer> MakeMinimal(const Target& target);
@@ -18,6 +19,7 @@ const std::vector<PeerKind>& AllPeers() {
     static const std::vector<PeerKind> peers{
         {"floor", &MakeFloor},
         {"libhttpclient", &MakeLibrary},
+        {"libhttpclient, STRICT", &MakeStrict},
         {"libhttpclient, Client", &MakeClient},
         {"bare socket", &MakeSocket},
         {"libcurl, minimal loop", &MakeMinimal},

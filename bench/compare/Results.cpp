@@ -78,8 +78,9 @@ std::string JsonObject(const WorkResults& work, const Reached& reached) {
 
 std::string Row(const std::string& work, const Reached& reached) {
     const auto& [goal, cpu, p50] = reached;
-    return Text("| %s | %s | %.2f of %.2f | %.2f of %.2f | %s\n", work.c_str(), goal.to.c_str(), cpu,
-                goal.cpu, p50, goal.p50, Missed(reached) ? "missed |" : "|");
+    return Text("| %s | %s | %s | ", work.c_str(), goal.contestant.c_str(), goal.to.c_str()) +
+           Text("%.2f of %.2f | %.2f of %.2f | %s\n", cpu, goal.cpu, p50, goal.p50,
+                Missed(reached) ? "missed |" : "|");
 }
 
 } // namespace
@@ -125,9 +126,9 @@ std::string AsTable(const std::vector<WorkResults>& works) {
         }
     }
     if (!goals.empty()) {
-        table += "\n## The new door to its goals\n\n"
-                 "| | to | CPU | p50 | |\n"
-                 "|---|---|---|---|---|\n" +
+        table += "\n## Goals\n\n"
+                 "| | of | to | CPU | p50 | |\n"
+                 "|---|---|---|---|---|---|\n" +
                  goals;
     }
     return table;

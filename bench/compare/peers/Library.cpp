@@ -11,16 +11,22 @@ namespace {
 
 class Library : public Peer {
 public:
-    explicit Library(const Target& target) : m_target(target) {
+    Library(const Target& target, HTTPTRANSFERPROFILE profile) : m_target(target) {
         // The pool would lend the connection of the last round, while all others begin with a new one: one
         // that has lived longer costs the kernel more.
         CHttpConnectionMgr::Finalize();
+        m_client.setTransferProfile(profile);
+        m_client.setServerName("*"); // looked at under STRICT only
         m_client.setPort(target.port);
         m_client.setScheme(target.tls ? "https" : "http");
         m_request.setVerb(target.body.empty() ? HTTPOPERATION_GET : HTTPOPERATION_POST);
         m_request.setUrlPath(target.path);
         m_request.setContent(target.body);
-        SwitchIdentity(!target.token.empty());
+        SwitchIdentity(!target.token.empty() && profile == HTTPTRANSFERPROFILE_COMPATIBLE);
+        if (!target.token.empty() && profile == HTTPTRANSFERPROFILE_STRICT) {
+            m_request.addRequestHeadEntry("x-access-token",
+                                          target.token); // as the others; its store is the engine's
+        }
     }
     bool Send() override {
         CHttpResponse response;
@@ -37,5 +43,9 @@ private:
 } // namespace
 
 std::unique_ptr<Peer> MakeLibrary(const Target& target) {
-    return std::make_unique<Library>(target);
+    return std::make_unique<Library>(target, HTTPTRANSFERPROFILE_COMPATIBLE);
+}
+
+std::unique_ptr<Peer> MakeStrict(const Target& target) {
+    return std::make_unique<Library>(target, HTTPTRANSFERPROFILE_STRICT);
 }
