@@ -135,6 +135,7 @@ __attribute__((no_sanitize("null"))) Result Run(Core& core, Caller caller, bool 
 
 Result RunBlocking(Core& core, bool open, const ClientCore& client, const Request::Body& request) {
     char memory[SCRATCH];
+    // cppcheck-suppress legacyUninitvar ; filled before it is read
     return Run(core, Caller::Host, open, client, request, {memory, sizeof(memory)});
 }
 

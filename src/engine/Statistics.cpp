@@ -8,7 +8,7 @@ namespace httpclient::engine {
 const char* ToString(HostCodeKind kind) noexcept {
     static constexpr std::array<const char*, HOST_CODE_KINDS> KINDS{"callback", "observer", "executor",
                                                                     "source", "sink"};
-    return KINDS[static_cast<std::size_t>(kind)];
+    return KINDS[static_cast<std::size_t>(kind)]; // cppcheck-suppress CastIntegerToAddressAtReturn
 }
 
 const char* Statistics::NameOfExchange(std::size_t index) noexcept {

@@ -82,7 +82,8 @@ void TlsLayer::OfferSession() {
     }
     const SessionCache::SessionPtr session = m_sessions->Take(m_context->generation());
     if (session != nullptr) {
-        m_offered = SSL_set_session(m_ssl.get(), session.get()) == 1; // without it the handshake is a full one
+        m_offered =
+            SSL_set_session(m_ssl.get(), session.get()) == 1; // without it the handshake is a full one
     }
 }
 

@@ -128,6 +128,7 @@ void TokenStore::Begin(Service& service, Lock& lock) noexcept {
 /// What the thread of an exchange does.
 void TokenStore::Exchange(Service& service) noexcept {
     TokenOutcome outcome;
+    // cppcheck-suppress throwInNoexceptFunction ; only the end of the thread gets out, and nobody ends this one
     if (!Contained([&] { outcome = AskTokenService(m_core, *service.name); })) {
         outcome.refusal = WithoutMemory();
     }

