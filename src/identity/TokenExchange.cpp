@@ -8,6 +8,7 @@
 #include "identity/MaintenanceService.h"
 #include "identity/TokenTexts.h"
 #include "support/Cancellation.h"
+#include "support/Cleansing.h"
 #include "support/Trace.h"
 
 namespace {
@@ -33,7 +34,8 @@ int Send(const std::string& service, const std::string& jwt, CHttpResponse& resp
 } // namespace
 
 int CHttpSiaToken::RequestSiaToken(const std::string& service, SiaToken& out) {
-    const std::string jwt = GetJwt();
+    std::string jwt = GetJwt();
+    const Cleansing cleansing(jwt);
     if (jwt.empty()) {
         return -1;
     }
