@@ -84,22 +84,34 @@ void SetBuffers(SSL_CTX* context) {
     SSL_CTX_set_default_read_buffer_len(context, READ_BUFFER);
 }
 
-void LoadAuthorities(SSL_CTX* context, const TlsTexts& texts) {
-    if (texts.authorities.label.empty()) {
-        Require(SSL_CTX_set_default_verify_paths(context) == 1, ITSELF);
-        return;
-    }
-    X509_STORE* const store = SSL_CTX_get_cert_store(context);
-    const BioPtr bio = ReadingBio(texts.authorities);
+void AddAuthorities(X509_STORE* store, const PemText& pem) {
+    const BioPtr bio = ReadingBio(pem);
     bool first = true;
-    while (const CertificatePtr authority = NextCertificate(bio.get(), texts.authorities, first)) {
-        Require(X509_STORE_add_cert(store, authority.get()) == 1, texts.authorities.label);
+    while (const CertificatePtr authority = NextCertificate(bio.get(), pem, first)) {
+        Require(X509_STORE_add_cert(store, authority.get()) == 1, pem.label);
         first = false;
     }
-    if (!texts.authoritiesDirectory.empty()) {
-        Require(X509_STORE_load_path(store, texts.authoritiesDirectory.c_str()) == 1,
-                texts.authoritiesDirectory);
+}
+
+/// Nobody named them: one that is wrong does not spoil the others.
+void AddFoundAuthorities(X509_STORE* store, const PemText& pem) {
+    try {
+        AddAuthorities(store, pem);
+    } catch (const WrongMaterial&) {
+        return;
     }
+}
+
+/// OpenSSL is given no place to look in by itself: it would read files amid a handshake, on an event loop.
+void LoadAuthorities(SSL_CTX* context, const TlsTexts& texts) {
+    X509_STORE* const store = SSL_CTX_get_cert_store(context);
+    for (const PemText& found : texts.foundAuthorities) {
+        AddFoundAuthorities(store, found);
+    }
+    if (texts.authorities.label.empty()) {
+        return;
+    }
+    AddAuthorities(store, texts.authorities);
     // As on the first road: who names an intermediate authority trusts it.
     Require(X509_STORE_set_flags(store, X509_V_FLAG_PARTIAL_CHAIN) == 1, ITSELF);
 }

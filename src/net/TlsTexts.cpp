@@ -6,10 +6,12 @@
 #include <ctime>
 #include <exception>
 #include <new>
+#include <utility>
 
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "net/AuthorityFiles.h"
 #include "net/Descriptor.h"
 #include "net/OpenSsl.h"
 #include "net/Socket.h"
@@ -29,6 +31,7 @@ struct PlatformPaths {
     std::string root = platform_tls::Root();
     std::string manifest = platform_tls::ManifestPath(root);
     std::string authorities = platform_tls::AuthoritiesFile(root);
+    std::string authoritiesDirectory = platform_tls::AuthoritiesDirectory(root);
     std::string certificate = platform_tls::CertificateFile(root);
     std::string key = platform_tls::KeyFile(root);
 };
@@ -37,8 +40,16 @@ std::vector<std::string> PathsOf(const TlsSettings& settings) {
     std::vector<std::string> paths;
     if (settings.from == TlsSettings::From::Platform) {
         const PlatformPaths platform;
-        paths = {platform.authorities, platform.certificate, platform.key, platform.manifest};
+        std::error_code unseen; // what cannot be listed now is listed later, and that is a change
+        paths = HashedFiles(platform.authoritiesDirectory, unseen);
+        paths.insert(paths.end(),
+                     {platform.authorities, platform.certificate, platform.key, platform.manifest});
     } else if (settings.from == TlsSettings::From::Files) {
+        if (settings.authorities.empty()) {
+            SystemAuthorities system;
+            paths = std::move(system.directories);
+            paths.push_back(std::move(system.file));
+        }
         for (const std::string* path : {&settings.authorities, &settings.certificate, &settings.key}) {
             if (!path->empty()) {
                 paths.push_back(*path);
@@ -79,29 +90,31 @@ bool Same(const FileStamp& one, const FileStamp& other) {
     throw WrongMaterial(path, SystemError(number));
 }
 
-void CheckFile(const std::string& path, const struct stat& seen) {
+/// @return why something is not to be read; 0: it is.
+int WhyNotRead(const struct stat& seen) {
     if (S_ISDIR(seen.st_mode)) {
-        Refuse(path, EISDIR);
+        return EISDIR;
     }
     if (!S_ISREG(seen.st_mode)) {
-        Refuse(path, EINVAL);
+        return EINVAL;
     }
-    if (seen.st_size > MAX_FILE) {
-        Refuse(path, EFBIG);
-    }
+    return seen.st_size > MAX_FILE ? EFBIG : 0;
 }
 
 /// Reads a file. No copy of it is left elsewhere, because the text has its length from the start.
-void ReadFile(const std::string& path, PemText& pem) {
+/// @return an error of the system; 0: none.
+int TryRead(const std::string& path, PemText& pem) {
     pem.label = path;
     // Without O_NONBLOCK a pipe of that name would be waited for.
     const Descriptor file(
         Uninterrupted([&] { return open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY); }));
     struct stat seen {};
     if (!file || fstat(file.get(), &seen) != 0) {
-        Refuse(path, errno);
+        return errno;
     }
-    CheckFile(path, seen);
+    if (const int number = WhyNotRead(seen); number != 0) {
+        return number;
+    }
     std::string& text = pem.text;
     text.resize(static_cast<std::size_t>(seen.st_size));
     std::size_t filled = 0;
@@ -109,7 +122,7 @@ void ReadFile(const std::string& path, PemText& pem) {
         const ssize_t count =
             Uninterrupted([&] { return read(file.get(), &text[filled], text.size() - filled); });
         if (count < 0) {
-            Refuse(path, errno);
+            return errno;
         }
         if (count == 0) {
             break;
@@ -117,10 +130,54 @@ void ReadFile(const std::string& path, PemText& pem) {
         filled += static_cast<std::size_t>(count);
     }
     text.resize(filled);
+    return 0;
+}
+
+void ReadFile(const std::string& path, PemText& pem) {
+    if (const int number = TryRead(path, pem); number != 0) {
+        Refuse(path, number);
+    }
+}
+
+/// What is found and cannot be read is passed over, unless only the process lacks something: the rest would be taken
+/// for all there is until the files change.
+void PassOver(const std::string& path, int number) {
+    if (number == ENOMEM || number == EMFILE || number == ENFILE) {
+        Refuse(path, number);
+    }
+}
+
+void ReadFound(const std::string& path, TlsTexts& texts) {
+    PemText found;
+    if (const int number = TryRead(path, found); number != 0) {
+        return PassOver(path, number);
+    }
+    texts.foundAuthorities.push_back(std::move(found));
+}
+
+void ReadDirectory(const std::string& directory, TlsTexts& texts) {
+    std::error_code error;
+    const std::vector<std::string> files = HashedFiles(directory, error);
+    if (error) {
+        PassOver(directory, error.value());
+    }
+    for (const std::string& file : files) {
+        ReadFound(file, texts);
+    }
+}
+
+void ReadSystemAuthorities(TlsTexts& texts) {
+    const SystemAuthorities system;
+    ReadFound(system.file, texts);
+    for (const std::string& directory : system.directories) {
+        ReadDirectory(directory, texts);
+    }
 }
 
 void ReadFiles(const TlsSettings& settings, TlsTexts& texts) {
-    if (!settings.authorities.empty()) {
+    if (settings.authorities.empty()) {
+        ReadSystemAuthorities(texts);
+    } else {
         ReadFile(settings.authorities, texts.authorities);
     }
     if (!settings.certificate.empty()) {
@@ -145,7 +202,7 @@ void ReadManifest(const std::string& manifest, std::string& cipherText) {
 void ReadPlatform(TlsTexts& texts) {
     const PlatformPaths paths;
     ReadFile(paths.authorities, texts.authorities);
-    texts.authoritiesDirectory = platform_tls::AuthoritiesDirectory(paths.root);
+    ReadDirectory(paths.authoritiesDirectory, texts);
     ReadFile(paths.certificate, texts.certificate);
     ReadFile(paths.key, texts.key);
     ReadManifest(paths.manifest, texts.cipherText);
@@ -169,11 +226,17 @@ TlsTexts::~TlsTexts() {
 TlsDigest DigestOf(const TlsTexts& texts) {
     const DigestPtr digest(EVP_MD_CTX_new());
     bool success = digest != nullptr && EVP_DigestInit_ex(digest.get(), EVP_sha256(), nullptr) == 1;
-    for (const std::string* text : {&texts.authorities.text, &texts.certificate.text, &texts.key.text,
-                                    &texts.authoritiesDirectory, &texts.cipherText}) {
-        const std::size_t size = text->size(); // where one text ends and the next begins counts, too
+    const auto add = [&](const std::string& text) {
+        const std::size_t size = text.size(); // where one text ends and the next begins counts, too
         success = success && EVP_DigestUpdate(digest.get(), &size, sizeof size) == 1 &&
-                  EVP_DigestUpdate(digest.get(), text->data(), size) == 1;
+                  EVP_DigestUpdate(digest.get(), text.data(), size) == 1;
+    };
+    for (const std::string* text :
+         {&texts.authorities.text, &texts.certificate.text, &texts.key.text, &texts.cipherText}) {
+        add(*text);
+    }
+    for (const PemText& found : texts.foundAuthorities) {
+        add(found.text);
     }
     TlsDigest result{};
     if (!success || EVP_DigestFinal_ex(digest.get(), result.data(), nullptr) != 1) {
@@ -206,6 +269,9 @@ void ReadTexts(const TlsSettings& settings, TlsTexts& texts) {
         ReadFiles(settings, texts);
         return;
     case TlsSettings::From::Memory:
+        if (settings.authorities.empty()) {
+            ReadSystemAuthorities(texts);
+        }
         Assign(texts.authorities, settings.authorities, "authorities");
         Assign(texts.certificate, settings.certificate, "certificate");
         Assign(texts.key, settings.key, "key");

@@ -41,11 +41,12 @@ struct TlsTexts {
     TlsTexts(const TlsTexts&) = delete;
     TlsTexts& operator=(const TlsTexts&) = delete;
 
-    PemText authorities;              ///< without a label: the system's
-    PemText certificate;              ///< without a label: none
-    PemText key;                      ///< without a label: it stands in the certificate's text
-    std::string authoritiesDirectory; ///< besides: a directory of hashed names; empty: none
-    std::string cipherText;           ///< the platform's encrypted key password
+    PemText authorities; ///< without a label: none but those found
+    std::vector<PemText>
+        foundAuthorities;   ///< besides: the system's, or those of a directory; some may be wrong
+    PemText certificate;    ///< without a label: none
+    PemText key;            ///< without a label: it stands in the certificate's text
+    std::string cipherText; ///< the platform's encrypted key password
 };
 
 using TlsDigest = std::array<unsigned char, 32>;
@@ -63,10 +64,11 @@ struct FileStamp {
     timespec changed{};
 };
 
-/// The files of a set of material, all of them, at one moment.
+/// The files of a set of material at one moment: all of them, but of the system's authorities, which are hundreds, the
+/// directories.
 class FileStamps {
 public:
-    /// Looks. Memory has no files.
+    /// Looks. Material of memory is not looked after: it has no files.
     explicit FileStamps(const TlsSettings& settings);
     FileStamps() = default;
 

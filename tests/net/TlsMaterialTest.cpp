@@ -29,6 +29,8 @@
 
 #include "seam/FrozenStamps.h"
 #include "setting/TlsPair.h"
+#include "tests/support/HashedName.h"
+#include "tests/support/ResourceLimit.h"
 
 using namespace httpclient::net;
 using namespace httpclient::testing;
@@ -94,6 +96,13 @@ public:
     void Wake() noexcept override { ++count; }
     std::atomic<int> count{0};
 };
+
+/// Whether a server with a certificate of our CA is believed.
+bool Trusts(const std::shared_ptr<const TlsContext>& context) {
+    const PeerContext peer(LocalhostPeer());
+    TlsPair pair(peer, context);
+    return !pair.Handshake().error;
+}
 
 /// The subject of the certificate that a server sees.
 std::string SubjectSeen(const std::shared_ptr<const TlsContext>& context) {
@@ -627,17 +636,127 @@ TEST_F(PlatformMaterial, SaysWhichFileIsMissing) {
 TEST_F(PlatformMaterial, TrustsTheDirectoryOfTheAuthoritiesAsWell) {
     // By the hash of its subject, as tools for certificates lay it.
     m_root.Replace("trust.cer", Certificates::Instance().foreign.certificatePem());
-    const auto certificate = [] {
-        BIO* const bio = BIO_new_mem_buf(Certificates::Instance().ca.certificatePem().data(), -1);
-        X509* const read = PEM_read_bio_X509(bio, nullptr, nullptr, nullptr);
-        BIO_free(bio);
-        return CertificatePtr(read);
-    }();
-    char name[16];
-    std::snprintf(name, sizeof name, "%08lx.0", X509_subject_name_hash(certificate.get()));
+    const std::string name = HashedName(Certificates::Instance().ca.certificatePem());
     m_root.Replace(name, Certificates::Instance().ca.certificatePem());
     TlsMaterial material(Settings());
-    const PeerContext peer(LocalhostPeer());
-    TlsPair pair(peer, Current(material));
-    EXPECT_FALSE(pair.Handshake().error);
+    EXPECT_TRUE(Trusts(Current(material)));
+}
+
+TEST_F(PlatformMaterial, IsNewWhenTheDirectoryOfTheAuthoritiesIs) {
+    m_root.Replace("trust.cer", Certificates::Instance().foreign.certificatePem());
+    TlsMaterial material(Settings());
+    EXPECT_FALSE(Trusts(Current(material)));
+    const std::string name = HashedName(Certificates::Instance().ca.certificatePem());
+    m_root.Replace("notes.txt", "no certificate, and nobody looks for one");
+    EXPECT_FALSE(material.Refresh(m_now + 1s));
+    m_root.Replace(name, Certificates::Instance().ca.certificatePem());
+    EXPECT_TRUE(material.Refresh(m_now + 2s));
+    EXPECT_TRUE(Trusts(material.InUse()));
+    m_root.Replace(name, "no certificate");
+    EXPECT_TRUE(material.Refresh(m_now + 3s));
+    EXPECT_FALSE(Trusts(material.InUse())) << "what is wrong there is passed over";
+    EXPECT_TRUE(Errors().empty());
+}
+
+namespace {
+
+/// Settings without authorities, and a system of the test's own.
+class SystemsAuthorities : public ::testing::Test {
+protected:
+    static TlsSettings Settings(TlsSettings::From from) {
+        TlsSettings settings;
+        settings.from = from;
+        settings.name = "localhost";
+        return settings;
+    }
+    std::string Path(const std::string& name) const { return m_directory.path() / name; }
+    std::shared_ptr<const TlsContext> Current(TlsMaterial& material) {
+        return material.Current(m_now, m_error, m_message);
+    }
+
+    const std::string m_pem = Certificates::Instance().ca.certificatePem();
+    const TemporaryDirectory m_directory;
+    const ScopedEnvironment m_file{"SSL_CERT_FILE", Path("bundle.pem")};
+    const ScopedEnvironment m_directories{"SSL_CERT_DIR", Path("none") + "::" + m_directory.path().string()};
+    Time m_now = Clock::now() + 1000h; // later than any clock that is read meanwhile
+    std::error_code m_error;
+    std::string m_message;
+};
+
+} // namespace
+
+TEST_F(SystemsAuthorities, AreThoseOfItsFile) {
+    m_directory.Write("bundle.pem", Certificates::Instance().foreign.certificatePem() + m_pem);
+    for (const auto from : {TlsSettings::From::Files, TlsSettings::From::Memory}) {
+        TlsMaterial material(Settings(from));
+        EXPECT_TRUE(Trusts(Current(material))) << m_message;
+    }
+}
+
+TEST_F(SystemsAuthorities, AreThoseOfItsDirectoriesAsWell) {
+    m_directory.Write("bundle.pem", Certificates::Instance().foreign.certificatePem());
+    m_directory.Write(HashedName(m_pem), m_pem);
+    for (const auto from : {TlsSettings::From::Files, TlsSettings::From::Memory}) {
+        TlsMaterial material(Settings(from));
+        EXPECT_TRUE(Trusts(Current(material))) << m_message;
+    }
+}
+
+TEST_F(SystemsAuthorities, MayBeNone) {
+    TlsMaterial material(Settings(TlsSettings::From::Files));
+    const auto context = Current(material);
+    ASSERT_NE(context, nullptr) << m_message;
+    EXPECT_FALSE(Trusts(context));
+}
+
+TEST_F(SystemsAuthorities, AreOnlyThoseUnderHashedNames) {
+    for (const char* name :
+         {"ca.pem", "0123456.0", "012345678.0", "0123456A.0", "01234567.r0", "01234567."}) {
+        m_directory.Write(name, m_pem);
+    }
+    TlsMaterial material(Settings(TlsSettings::From::Files));
+    EXPECT_FALSE(Trusts(Current(material)));
+    m_directory.Write("01234567.10", m_pem);
+    EXPECT_TRUE(material.Refresh(m_now + 1s));
+    EXPECT_TRUE(Trusts(material.InUse()));
+}
+
+TEST_F(SystemsAuthorities, ThatAreWrongArePassedOver) {
+    m_directory.Write("bundle.pem", "no certificate");
+    m_directory.Write("00000000.0", "no certificate");
+    m_directory.Write("00000000.1", m_pem + "-----BEGIN CERTIFICATE-----\nAAAA\n-----END CERTIFICATE-----\n");
+    std::filesystem::create_directory(Path("00000000.2"));
+    std::filesystem::create_symlink(Path("nowhere"), Path("00000000.3"));
+    TlsMaterial material(Settings(TlsSettings::From::Files));
+    const auto context = Current(material);
+    ASSERT_NE(context, nullptr) << m_message;
+    EXPECT_TRUE(Trusts(context));
+    EXPECT_EQ(ERR_peek_error(), 0U);
+}
+
+TEST_F(SystemsAuthorities, ArePickedUpWhenTheyChange) {
+    TlsMaterial material(Settings(TlsSettings::From::Files));
+    EXPECT_FALSE(Trusts(Current(material)));
+    m_directory.Write("bundle.pem", m_pem);
+    EXPECT_TRUE(material.Refresh(m_now + 1s));
+    EXPECT_TRUE(Trusts(material.InUse()));
+    std::filesystem::remove(Path("bundle.pem"));
+    EXPECT_TRUE(material.Refresh(m_now + 2s));
+    EXPECT_FALSE(Trusts(material.InUse()));
+    m_directory.Write(HashedName(m_pem), m_pem);
+    EXPECT_TRUE(material.Refresh(m_now + 3s));
+    EXPECT_TRUE(Trusts(material.InUse()));
+    EXPECT_FALSE(material.Refresh(m_now + 4s));
+}
+
+TEST_F(SystemsAuthorities, AreNotTakenForNoneWhereDescriptorsAreUsedUp) {
+    m_directory.Write("bundle.pem", m_pem);
+    TlsMaterial material(Settings(TlsSettings::From::Files));
+    {
+        const ResourceLimit none(RLIMIT_NOFILE, 0);
+        EXPECT_EQ(Current(material), nullptr);
+        EXPECT_EQ(m_error, std::errc::too_many_files_open);
+    }
+    m_now += 1s;
+    EXPECT_TRUE(Trusts(Current(material)));
 }

@@ -45,9 +45,6 @@ SSL_CTX* SSL_CTX_new(const SSL_METHOD* m) {
 int SSL_CTX_set_alpn_protos(SSL_CTX* c, const unsigned char* p, unsigned n) {
     return Hold("SSL_CTX_set_alpn_protos", 1, c, p, n);
 }
-int SSL_CTX_set_default_verify_paths(SSL_CTX* c) {
-    return Hold("SSL_CTX_set_default_verify_paths", 0, c);
-}
 int SSL_CTX_set_purpose(SSL_CTX* c, int p) {
     return Hold("SSL_CTX_set_purpose", 0, c, p);
 }

@@ -9,11 +9,13 @@
 #include <httpclient/testing/Files.h>
 #include <httpclient/testing/ResourceListener.h>
 #include <httpclient/testing/TlsLoopbackServer.h>
+#include <httpclient/testing/TlsRoot.h>
 
 #include "interpose/Allocations.h"
 #include "loop/AsyncTest.h"
 #include "loop/Steps.h"
 #include "setting/DeafListener.h"
+#include "tests/support/HashedName.h"
 
 namespace {
 
@@ -110,9 +112,22 @@ TEST_F(MaterialTest, FilesAreReadElsewhere) {
 }
 
 TEST_F(MaterialTest, TheSystemsAuthoritiesAreReadElsewhere) {
-    const auto [elsewhere, onLoop] =
-        OpenedBy(OptionsFor(m_server).tls(TlsOptions().files("")), "Tls in Handshake");
+    const kit::TemporaryDirectory directory;
+    directory.Write(HashedName(m_authority.certificatePem()), m_authority.certificatePem());
+    const kit::ScopedEnvironment place("SSL_CERT_DIR", directory.path());
+    const auto [elsewhere, onLoop] = OpenedBy(OptionsFor(m_server).tls(TlsOptions().files("")), "200 answer");
     EXPECT_EQ(onLoop, 0);
+    EXPECT_GE(elsewhere, 1);
+}
+
+TEST_F(MaterialTest, ThePlatformsDirectoryOfAuthoritiesIsReadElsewhere) {
+    const kit::CertificateAuthority another("Another CA");
+    const kit::TlsRoot root(another.certificatePem(), another.IssueClient(), "", "");
+    root.Replace(HashedName(m_authority.certificatePem()), m_authority.certificatePem());
+    const kit::ScopedEnvironment place("SSL_ROOT", root.path());
+    const auto [elsewhere, onLoop] = OpenedBy(OptionsFor(m_server), "200 answer");
+    EXPECT_EQ(onLoop, 0);
+    EXPECT_GE(elsewhere, 1);
 }
 
 TEST_F(MaterialTest, ADeadlinePassesWhileAPasswordIsAskedFor) {
