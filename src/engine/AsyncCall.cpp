@@ -248,7 +248,7 @@ void AsyncCall::HandToExecutor(const std::function<void()>& run) {
     RunExecutor(run);
 }
 
-[[gnu::no_sanitize("null")]] void AsyncCall::RunExecutor(const std::function<void()>& run) {
+__attribute__((no_sanitize("null"))) void AsyncCall::RunExecutor(const std::function<void()>& run) {
     try {
         m_core.loops().executor()(run);
     } catch (abi::__forced_unwind&) {
@@ -299,7 +299,7 @@ void AsyncCall::RunPiece(Doing what) {
     giveBack.whole = true;
 }
 
-[[gnu::no_sanitize("null")]] Result AsyncCall::Outcome() {
+__attribute__((no_sanitize("null"))) Result AsyncCall::Outcome() {
     std::error_code code;
     try {
         return m_call->Take();
