@@ -2,9 +2,12 @@
 #include "net/AuthorityFiles.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
-#include <filesystem>
+#include <memory>
 #include <string_view>
+
+#include <dirent.h>
 
 #include <openssl/x509.h>
 
@@ -39,19 +42,40 @@ bool IsHashed(std::string_view name) {
            name.find_first_not_of("0123456789", HASH_DIGITS + 1) == std::string_view::npos;
 }
 
+struct DirectoryEnd {
+    void operator()(DIR* directory) const { closedir(directory); }
+};
+
+/// @return the name of the next entry; null at the end, or where there is an error.
+const char* NextName(DIR* directory, std::error_code& error) {
+    errno = 0;
+    const dirent* const entry = readdir(directory);
+    if (entry == nullptr) {
+        error.assign(errno, std::system_category());
+        return nullptr;
+    }
+    return entry->d_name;
+}
+
 } // namespace
 
 SystemAuthorities::SystemAuthorities()
     : file(Setting(X509_get_default_cert_file_env(), X509_get_default_cert_file())),
       directories(Split(Setting(X509_get_default_cert_dir_env(), X509_get_default_cert_dir()))) {}
 
+// Not by the standard library's iterator: where there is no memory for a name, it ends the process.
 std::vector<std::string> HashedFiles(const std::string& directory, std::error_code& error) {
     std::vector<std::string> files;
-    const std::filesystem::directory_iterator end;
-    for (std::filesystem::directory_iterator entry(directory, error); !error && entry != end;
-         entry.increment(error)) {
-        if (IsHashed(entry->path().filename().native())) {
-            files.push_back(entry->path().native());
+    const std::unique_ptr<DIR, DirectoryEnd> entries(opendir(directory.c_str()));
+    if (!entries) {
+        error.assign(errno, std::system_category());
+        return files;
+    }
+    const std::string beginning = !directory.empty() && directory.back() == '/' ? directory : directory + '/';
+    error.clear();
+    while (const char* const name = NextName(entries.get(), error)) {
+        if (IsHashed(name)) {
+            files.push_back(beginning + name);
         }
     }
     std::sort(files.begin(), files.end());

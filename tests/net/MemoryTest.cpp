@@ -7,13 +7,17 @@
 #include <string>
 #include <system_error>
 #include <type_traits>
+#include <vector>
 
 #include <malloc.h>
 
 #include <gtest/gtest.h>
 
+#include <httpclient/testing/Environment.h>
+
 #include "interpose/Allocations.h"
 #include "net/Address.h"
+#include "net/AuthorityFiles.h"
 #include "net/Dial.h"
 #include "net/Resolver.h"
 #include "seam/NameService.h"
@@ -78,6 +82,19 @@ TYPED_TEST(Memory, RefusedWhileMaterialIsReadIsSaid) {
             EXPECT_NE(material.InUse(), nullptr);
         },
         std::is_same_v<TypeParam, CountedMalloc> ? 11 : 1); // each one would take too long
+}
+
+TYPED_TEST(Memory, RefusedWhileADirectoryIsReadIsSaid) {
+    const httpclient::testing::TemporaryDirectory directory;
+    directory.Write("a-file-whose-name-is-longer-than-a-short-text", "");
+    directory.Write("2e5ac55d.0", "");
+    directory.Write("2e5ac55d.1", "");
+    RefuseEach<TypeParam>([&directory] {
+        std::error_code error;
+        const std::vector<std::string> files = HashedFiles(directory.path(), error);
+        EXPECT_EQ(files.size(), error ? 0U : 2U) << error.message();
+        EXPECT_TRUE(!error || error == std::errc::not_enough_memory) << error.message();
+    });
 }
 
 TYPED_TEST(Memory, RefusedWhileTlsBeginsIsSaid) {
