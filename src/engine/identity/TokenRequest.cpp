@@ -49,8 +49,33 @@ ClientOptions::Body OptionsOfExchange() {
     return options;
 }
 
-/// @return the token of an answer's body, or why there is none.
-TokenOutcome Read(int status, const std::string& body) {
+/// @return how the exchange's call ended.
+TokenOutcome ReadResult(Result result) {
+    if (!result) {
+        const Failure& failure = result.failure();
+        TokenOutcome outcome = ReadTokenAnswer(-1, std::string()); // logs it as the first road does
+        outcome.refusal = TokenRefusal{failure.kind(), failure.code(), 0, nullptr};
+        return outcome;
+    }
+    std::string& body = result->internals().content;
+    const Cleansing cleansing(body);
+    return ReadTokenAnswer(result->status(), body);
+}
+
+} // namespace
+
+std::string TokenRefusal::Describe() const {
+    if (status > 0) {
+        return "the token service answered with status " + std::to_string(status);
+    }
+    if (what != nullptr) {
+        return what;
+    }
+    std::string text = std::string("the token service could not be asked, ") + ToString(cause);
+    return code ? text + ", " + code.message() : text;
+}
+
+TokenOutcome ReadTokenAnswer(int status, const std::string& body) {
     TokenOutcome outcome;
     const auto read = [&] {
         std::time_t end = 0; // by the local clock; the engine reckons with the monotonic one
@@ -66,32 +91,6 @@ TokenOutcome Read(int status, const std::string& body) {
         outcome.refusal.what = "the token service gave no usable token";
     }
     return outcome;
-}
-
-/// @return how the exchange's call ended.
-TokenOutcome ReadResult(Result result) {
-    if (!result) {
-        const Failure& failure = result.failure();
-        TokenOutcome outcome = Read(-1, std::string()); // logs it as the first road does
-        outcome.refusal = TokenRefusal{failure.kind(), failure.code(), 0, nullptr};
-        return outcome;
-    }
-    std::string& body = result->internals().content;
-    const Cleansing cleansing(body);
-    return Read(result->status(), body);
-}
-
-} // namespace
-
-std::string TokenRefusal::Describe() const {
-    if (status > 0) {
-        return "the token service answered with status " + std::to_string(status);
-    }
-    if (what != nullptr) {
-        return what;
-    }
-    std::string text = std::string("the token service could not be asked, ") + ToString(cause);
-    return code ? text + ", " + code.message() : text;
 }
 
 TokenOutcome AskTokenService(Core& core, const std::string& service) {

@@ -36,6 +36,10 @@ constexpr std::chrono::milliseconds EXCHANGE_TIMEOUT{30'000};
 /// How long its connection may take to be made.
 constexpr std::chrono::milliseconds EXCHANGE_CONNECT_TIMEOUT{10'000};
 
+/// Takes the token out of the answer of an exchange, and logs how it went, as the first road does.
+/// @param status of the answer; below 0: there was none. @return the token, or why there is none. @throw std::bad_alloc
+TokenOutcome ReadTokenAnswer(int status, const std::string& body);
+
 /// Exchanges the process's JWT for a service's token: a call of the engine's own, on this thread. It waits as long as
 /// EXCHANGE_TIMEOUT, and is ended with the engine. What it received and sent is wiped.
 /// @throw std::bad_alloc

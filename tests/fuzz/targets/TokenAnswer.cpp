@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the token service answers. The send is held: any status and any body come back at once.
+// What the token service answers, read by either road. The first road's send is held: any status and any body come back
+// at once.
+#include <algorithm>
 #include <cstring>
 
 #include <dlfcn.h>
@@ -12,6 +14,7 @@
 #include "../Surroundings.h"
 #include "../Target.h"
 #include "Identity.h"
+#include "engine/identity/TokenRequest.h"
 
 namespace {
 
@@ -49,6 +52,36 @@ void RequireOutcome(int result, const SiaToken& token, const Answer& answer) {
     Require(token.token == "former" && token.expire_at == 1, "a failure leaves the record alone");
 }
 
+bool IsBlank(char c) {
+    return c == ' ' || c == '\t';
+}
+
+/// @return whether a header line can carry a text as its value: RFC 9110, 5.5, written out.
+bool FitsHeaderLine(const std::string& text) {
+    const bool printable = std::all_of(text.begin(), text.end(), [](char c) {
+        const auto byte = static_cast<unsigned char>(c);
+        return IsBlank(c) || (byte > 0x20 && byte != 0x7f);
+    });
+    return printable && !text.empty() && !IsBlank(text.front()) && !IsBlank(text.back());
+}
+
+/// The engine has the first road's token where a request can carry it, and no other.
+/// @param result of the first road, with its token.
+void RequireSameOfEngine(int result, const std::string& token, const Answer& answer) {
+    StartLog();
+    const httpclient::engine::TokenOutcome outcome =
+        httpclient::engine::ReadTokenAnswer(answer.status, answer.body);
+    Require(Logged().size() == 1, "one message of the engine tells the outcome");
+    if (result == 0 && FitsHeaderLine(token)) {
+        Require(outcome.token == token, "the engine has the token that the first road has");
+        return;
+    }
+    Require(outcome.token.empty(), "the engine takes no other token");
+    Require(outcome.refusal.cause == httpclient::FailureKind::Identity &&
+                outcome.refusal.status == (answer.status == 200 ? 0 : answer.status),
+            "the engine says why it has none");
+}
+
 } // namespace
 
 // Stands before the library's own.
@@ -78,4 +111,5 @@ void FuzzTokenAnswer(std::string_view input) {
     const int result = identity->RequestSiaToken("service", token);
     g_answer = nullptr;
     RequireOutcome(result, token, answer);
+    RequireSameOfEngine(result, token.token, answer);
 }
