@@ -12,18 +12,6 @@
 
 namespace {
 
-/// @return what a result says.
-Ended EndOf(const Result& result) {
-    const WithoutFaults exempt;
-    Ended ended;
-    ended.told = Told(result);
-    if (!result) {
-        ended.sent = result.failure().requestSent();
-        ended.code = result.failure().code();
-    }
-    return ended;
-}
-
 /// Calls over one engine that lasts, with one slot.
 template <class Base> class Sends : public Base {
 protected:

@@ -36,13 +36,16 @@ struct Scenario {
     std::function<void()>
         next; ///< afterwards; has to work. Where an engine ends, its threads have to be waited for
     std::string wanted = "200 answer";
-    std::string kind; ///< of a failure that may come of it in any case, besides; empty: none
+    std::string kind;      ///< of a failure that may come of it in any case, besides; empty: none
+    std::string refused;   ///< of a failure that may come where something is refused, besides; empty: none
+    std::size_t lines = 1; ///< in the log at most, where it failed otherwise
+    std::size_t kept = 0;  ///< blocks of memory at most that are kept on purpose each time
 };
 
 /// Calls under torture: each of their calls for memory, descriptors and threads fails once, each that makes or uses a
 /// connection fails once with each of its errors and is interrupted once, and each into OpenSSL fails once.
 ///
-/// After each: one outcome, an answer or what was refused; at most one line in the log; nothing leaks; no waiting for a
+/// After each: one outcome, an answer or what was refused; as a rule one line in the log at most; nothing leaks; no waiting for a
 /// deadline; the only slot of the pool is free for the next call, which works.
 ///
 /// Of many calls some fail, others in each run; with TORTURE_ALL in the environment all do.
@@ -69,6 +72,9 @@ private:
     std::size_t m_seen = 0;  ///< requests in all
     std::size_t m_lines = 0; ///< in the log
 };
+
+/// @return what a result says.
+Ended EndOf(const Result& result);
 
 /// @return options of a client that goes to a server by its name, and tries again where the name is not known: that
 ///         is remembered for a second.
