@@ -43,8 +43,10 @@ std::shared_ptr<const Token> TokenStore::Find(const std::string& service, net::T
 }
 
 TokenStore::Service& TokenStore::Of(const std::string& service) {
-    const auto entry = m_services.try_emplace(service).first;
-    entry->second.name = &entry->first;
+    const auto [entry, isNew] = m_services.try_emplace(service);
+    if (isNew) {
+        entry->second.name = &entry->first; // once: exchanges read it without the lock
+    }
     return entry->second;
 }
 
