@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // A server refuses the token: it is dropped, and the request sent once more.
 #include <atomic>
+#include <memory>
 #include <string>
 
 #include "identity/TokenTest.h"
@@ -133,10 +134,10 @@ TEST_F(TokenRefused, IsFollowedByAnotherConnectionWhereTheAnswerDoesNotEnd) {
 TEST_F(TokenRefused, WithoutAnotherIsAFailureAndNothingMoreIsSent) {
     kit::LoopbackServer server(RefuseUntil(2));
     const Client client = ClientOf(server);
-    std::atomic<int> count{0};
-    m_service.AnswerWith([&](const kit::RecordedRequest&) {
-        return ++count == 1 ? kit::Respond(200, {}, R"({"token": ")" + Nth("orders", 1) + "\"}")
-                            : kit::Respond(503);
+    const auto count = std::make_shared<std::atomic<int>>(0); // the service keeps it beyond this test's end
+    m_service.AnswerWith([count](const kit::RecordedRequest&) {
+        return ++*count == 1 ? kit::Respond(200, {}, R"({"token": ")" + Nth("orders", 1) + "\"}")
+                             : kit::Respond(503);
     });
     EXPECT_EQ(ToldFully(client.Send(Get("/orders"))), "Identity in Token, sent, retryable, attempts 1");
     EXPECT_EQ(Seen(server), Tokens{Nth("orders", 1)});
