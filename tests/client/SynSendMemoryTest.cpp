@@ -93,17 +93,24 @@ TEST_F(SynSendMemory, ExhaustedAnywhereInAPostIsSurvivedAndToldOf) {
 TEST_F(SynSendMemory, ExhaustedWhileTheResponseIsFilledLeavesItAsItWas) {
     TraceRecorder::Instance().SetLowestLevel(5);
     const auto request = MakeRequest(HTTPOPERATION_GET);
-    std::size_t allocations = 0;
-    for (const bool counting : {true, false}) {
-        UntouchedResponse response;
-        const CountedNew counted(counting ? 0 : allocations); // the last one is the response's
+    const auto send = [&](UntouchedResponse& response, std::size_t failing, std::size_t& allocations) {
+        const CountedNew counted(failing);
         const int result = m_client.synSendRequest(*request, response.get(), false);
         allocations = counted.Count();
-        EXPECT_EQ(result, counting ? 200 : -1);
-        if (!counting) {
-            response.ExpectUntouched();
-        }
+        return result;
+    };
+    std::size_t allocations = 0;
+    // The first send may make what is made once in a process, the log's client for one, unless the pool's thread was
+    // faster. The second needs what any other needs.
+    for (int i = 0; i < 2; ++i) {
+        UntouchedResponse filled;
+        ASSERT_EQ(send(filled, 0, allocations), 200);
     }
+    UntouchedResponse response;
+    std::size_t asked = 0;
+    EXPECT_EQ(send(response, allocations, asked), -1) << "the last one is the response's";
+    EXPECT_GE(asked, allocations);
+    response.ExpectUntouched();
     EXPECT_EQ(OwnMessages(5), std::vector<std::string>{"[5] HTTP synSendRequest catch an exception."});
 }
 
