@@ -6,7 +6,9 @@
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
 #include <mutex>
+#include <string_view>
 
 #include <malloc.h>
 
@@ -16,7 +18,7 @@ namespace httpclient::testing {
 
 namespace {
 
-constexpr std::size_t PART = 16; // of a text that is looked for
+constexpr std::size_t PART = 15; // of a text that is looked for
 
 std::array<std::atomic<const char*>, 4> g_lookedFor{};
 std::atomic<bool> g_looking{false};
@@ -29,9 +31,13 @@ std::array<void*, 8192> g_live{};
 std::size_t g_liveCount = 0;
 std::atomic<bool> g_anyLive{false};
 thread_local bool t_noting = false;
+constexpr std::size_t NONE_REFUSED = std::numeric_limits<std::size_t>::max();
+thread_local std::size_t t_refused = NONE_REFUSED; // from this size up
 
+/// The first character is not looked for: a string that is cleared, or moved from, loses it and no other.
 bool Holds(void* block, const char* text) {
-    return memmem(block, malloc_usable_size(block), text, std::min(PART, std::strlen(text))) != nullptr;
+    const std::string_view part = std::string_view(text).substr(1, PART);
+    return memmem(block, malloc_usable_size(block), part.data(), part.size()) != nullptr;
 }
 
 void Note(void* block) {
@@ -66,6 +72,9 @@ void Inspect(void* block) {
 
 // calloc, so that looking at a block's unwritten end is well defined.
 void* heap::Take(std::size_t size, std::size_t alignment, const void* /*caller*/) noexcept {
+    if (size >= t_refused) {
+        return nullptr;
+    }
     void* const block =
         alignment <= __STDCPP_DEFAULT_NEW_ALIGNMENT__ ? std::calloc(1, size) : FromMalloc(size, alignment);
     if (block != nullptr && t_noting) {
@@ -106,6 +115,14 @@ int FreedBlocks::Count() const {
 
 int FreedBlocks::Holding() const {
     return g_freedHolding;
+}
+
+RefusedBlocks::RefusedBlocks(std::size_t size) {
+    t_refused = size;
+}
+
+RefusedBlocks::~RefusedBlocks() {
+    t_refused = NONE_REFUSED;
 }
 
 LiveBlocks::LiveBlocks() {

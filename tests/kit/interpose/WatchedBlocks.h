@@ -23,6 +23,16 @@ public:
     int Holding() const;
 };
 
+/// While it lives, operator new has no memory for large blocks that this thread asks for. One at a time.
+class RefusedBlocks {
+public:
+    /// @param size the smallest that is refused.
+    explicit RefusedBlocks(std::size_t size);
+    ~RefusedBlocks();
+    RefusedBlocks(const RefusedBlocks&) = delete;
+    RefusedBlocks& operator=(const RefusedBlocks&) = delete;
+};
+
 /// Notes the blocks that this thread gets from operator new, until they are given back. One at a time.
 class LiveBlocks {
 public:

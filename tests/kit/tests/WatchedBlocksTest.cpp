@@ -31,6 +31,7 @@ protected:
 
 using FreedBlocksTest = WatchedBlocks;
 using LiveBlocksTest = WatchedBlocks;
+using RefusedBlocksTest = WatchedBlocks;
 
 } // namespace
 
@@ -57,6 +58,15 @@ TEST_F(FreedBlocksTest, TellOfTheBeginningOfATextToo) {
     EXPECT_GE(freed.Holding(), 1);
 }
 
+TEST_F(FreedBlocksTest, TellOfATextThatWasOnlyCleared) {
+    const FreedBlocks freed{SECRET};
+    {
+        std::string leaking(SECRET);
+        leaking.clear();
+    }
+    EXPECT_EQ(freed.Holding(), 1);
+}
+
 TEST_F(FreedBlocksTest, SayNothingOfWhatWasWiped) {
     const FreedBlocks freed{SECRET};
     {
@@ -77,6 +87,17 @@ TEST_F(LiveBlocksTest, AreThoseThatHaveNotBeenGivenBack) {
     EXPECT_EQ(live.Holding(OTHER), 0U);
     kept.reset();
     EXPECT_EQ(live.Count(), 0U);
+}
+
+TEST_F(RefusedBlocksTest, AreThoseOfTheSizeAndAboveWhileItLives) {
+    {
+        const RefusedBlocks refused(1000);
+        EXPECT_THROW(::operator delete(::operator new(1001)), std::bad_alloc);
+        EXPECT_THROW(::operator delete(::operator new(1000)), std::bad_alloc);
+        ::operator delete(::operator new(999));
+        std::thread([] { ::operator delete(::operator new(1000)); }).join();
+    }
+    ::operator delete(::operator new(1000));
 }
 
 TEST_F(LiveBlocksTest, AreThoseOfTheirThreadAlone) {
