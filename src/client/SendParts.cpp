@@ -7,17 +7,20 @@
 
 #include "support/Cleansing.h"
 
+// By way of another constructor, so that what has been read is wiped when memory runs out for the rest.
 SendParts::SendParts(const CHttpRequest& request, std::string urlWithoutParameters, OwnBody ownBody)
-    : verb(request.getVerb()), url(std::move(urlWithoutParameters)) {
+    : SendParts(request.getVerb(), std::move(urlWithoutParameters)) {
     PlaceParameters(request);
     acceptEncoding = request.getAcceptEncoding();
     cookie = request.getCustomCookieParam();
-    // The body comes last: nothing that fails after it would leave a part of it behind.
     std::string body = ownBody == OwnBody::Sent ? request.getContent() : "";
     if (!body.empty()) {
         content = std::move(body);
     }
 }
+
+SendParts::SendParts(HTTPOPERATIONTYPE requestVerb, std::string&& urlWithoutParameters)
+    : verb(requestVerb), url(std::move(urlWithoutParameters)) {}
 
 SendParts::~SendParts() {
     Cleanse(content);

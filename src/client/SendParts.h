@@ -33,5 +33,6 @@ struct SendParts {
     std::string acceptEncoding;
 
 private:
+    SendParts(HTTPOPERATIONTYPE requestVerb, std::string&& urlWithoutParameters);
     void PlaceParameters(const CHttpRequest& request);
 };

@@ -5,6 +5,7 @@
 
 #include <ovexcommon/JsonReader.h>
 
+#include "support/Cleansing.h"
 #include "support/Trace.h"
 
 // Never destroyed, so that threads that outlive main() may still use them.
@@ -25,7 +26,9 @@ bool ReadExchangeAnswer(int status, const std::string& body, std::string& token,
         Trace<LogMessage::TokenRefused>(status);
         return false;
     }
-    token = answer["token"].asString();
+    std::string obtained = answer["token"].asString();
+    Cleanse(token); // a former one would be given back with the text that it changes places with
+    token = std::move(obtained);
     end = time(nullptr) + TOKEN_LIFE_SECONDS;
     // Through an int: the text's %d is fixed.
     Trace<LogMessage::TokenObtained>(static_cast<int>(token.size()), static_cast<int>(end));

@@ -2,6 +2,7 @@
 #include "message/HttpRequestImp.h"
 
 #include "message/NamedEntries.h"
+#include "support/Cleansing.h"
 
 namespace {
 
@@ -62,7 +63,16 @@ unsigned int CHttpRequestImp::getRequestHeadEntryNums() const {
 }
 
 std::map<std::string, std::string> CHttpRequestImp::getRequestHead() const {
-    return m_mapHeadEntry;
+    std::map<std::string, std::string> head;
+    try {
+        for (const auto& entry : m_mapHeadEntry) {
+            head.emplace_hint(head.end(), entry);
+        }
+    } catch (const std::bad_alloc&) {
+        Cleanse(head); // a host may authorize itself with what stands there
+        throw;
+    }
+    return head;
 }
 
 void CHttpRequestImp::setCustomCookieParam(const std::string& cookie) {

@@ -34,6 +34,7 @@ namespace {
 // Long enough to live on the heap.
 constexpr const char* PASSWORD = "of-the-password-which-is-long";
 constexpr const char* BODY = "a-body-that-nobody-else-may-read";
+constexpr std::size_t LARGE = 1'000'000;
 constexpr const char* JWT = "the-credential-of-the-process";
 constexpr const char* FIRST_TOKEN = "1st-token-of-the-service-named-orders";
 constexpr const char* SECOND_TOKEN = "2nd-token-of-the-service-named-orders";
@@ -64,6 +65,22 @@ protected:
     const TlsSetting m_tls;
     FakeTokenService m_service{m_tls.Server(), m_address};
 };
+
+/// Sends a request that holds BODY and a text that there is no memory for.
+void ExpectNothingLeftByASendWithoutMemoryForMore(const CHttpRequest& request) {
+    StartLog();
+    CHttpClient client;
+    CHttpResponse response;
+    const FreedBlocks freed{BODY};
+    {
+        const RefusedBlocks refused(LARGE);
+        EXPECT_EQ(client.synSendRequest(request, response, false), -1);
+    }
+    EXPECT_EQ(Logged(5), Lines{"[5] HTTP synSendRequest catch an exception."});
+    EXPECT_GT(freed.Count(), 1);
+    EXPECT_EQ(freed.Holding(), 0);
+    ClosePool();
+}
 
 } // namespace
 
@@ -144,6 +161,22 @@ TEST(HeaderCleansing, AHeaderLineLeavesNothingBehindEither) {
     ClosePool();
 }
 
+TEST(HeaderCleansing, NorDoesAHeadThatMemoryRunsOutFor) {
+    CHttpRequest request;
+    request.setVerb(HTTPOPERATION_GET);
+    request.addRequestHeadEntry("A", BODY);
+    request.addRequestHeadEntry("B", std::string(LARGE, 'x'));
+    ExpectNothingLeftByASendWithoutMemoryForMore(request);
+}
+
+TEST(CookieCleansing, ACookieLeavesNothingBehindWhenMemoryRunsOutForTheBody) {
+    CHttpRequest request;
+    request.setVerb(HTTPOPERATION_PUT);
+    request.setCustomCookieParam(BODY);
+    request.setContent(std::string(LARGE, 'x'));
+    ExpectNothingLeftByASendWithoutMemoryForMore(request);
+}
+
 TEST(WorkerCleansing, TheBodyOfAnAsynchronousSendLeavesNothingBehind) {
     StartLog();
     auto* record = new AsyncOperationArgs; // without handles, so that nothing is sent
@@ -167,6 +200,20 @@ TEST_F(SecretsInUse, LeaveNothingInFreedMemoryWhenTheCacheDropsThem) {
         EXPECT_EQ(token, canary);
     }
     EXPECT_EQ(tokens.EraseTokenFromBuf("/orders/1", false), 0);
+    EXPECT_GT(freed.Count(), 1);
+    EXPECT_EQ(freed.Holding(), 0);
+}
+
+TEST_F(SecretsInUse, LeaveNothingInFreedMemoryWhenAnotherReplacesThem) {
+    m_service.SetTokens("orders", {Secret(SECOND_TOKEN)});
+    CHttpSiaToken& tokens = *CHttpSiaToken::Instance();
+    constexpr time_t LONG_AGO = 1;
+    tokens.m_mapSiaToken["orders"] = {Secret(FIRST_TOKEN), LONG_AGO};
+    const std::string canary = Secret(FIRST_TOKEN);
+    const FreedBlocks freed{canary.c_str()};
+    std::string token;
+    EXPECT_EQ(tokens.GetSiaToken("/orders/1", token, false), 0);
+    EXPECT_EQ(token, Secret(SECOND_TOKEN));
     EXPECT_GT(freed.Count(), 1);
     EXPECT_EQ(freed.Holding(), 0);
 }
