@@ -18,7 +18,7 @@
 HTTPCLIENT_EXPORT size_t OnCurlWrite(char* data, size_t size, size_t count, void* user);
 
 /// Logs libcurl's informational lines (CURLOPT_DEBUGFUNCTION); header and data blocks are left out, and so
-/// are what may be secret in such lines: the values of headers that libcurl repeats over HTTP/2, and what
-/// stands before the "@" of a URL.
+/// are what may be secret in such lines: the values of headers that libcurl repeats over HTTP/2, what
+/// stands before the "@" of a URL, and the query of one.
 /// @return 0.
 HTTPCLIENT_EXPORT int OnCurlDebug(CURL* curl, curl_infotype type, char* data, size_t size, void* user);

@@ -43,16 +43,33 @@ std::size_t BehindScheme(std::string_view line, std::size_t url) {
     return at > url && BeginsWith(line.substr(at), AFTER_SCHEME) ? at + AFTER_SCHEME.size() : url;
 }
 
-/// @return where a URL begins, its scheme left out. What is quoted in a line about a proxy is one, whatever it
-///         looks like, and holds what the environment has: any bytes.
-std::size_t Url(std::string_view line) {
+/// What is quoted in a line about a proxy is a URL, whatever it looks like, and holds what the environment has: any
+/// bytes.
+/// @return where it begins, its scheme left out.
+std::size_t UrlOfProxy(std::string_view line) {
     const bool aboutProxy = Holds(line, "roxy") && !Holds(line, "no_proxy ==") && !Holds(line, "NO_PROXY ==");
     const std::size_t quote = aboutProxy ? line.find('\'') : NONE;
-    if (quote != NONE) {
-        return BehindScheme(line, quote + 1);
-    }
+    return quote == NONE ? NONE : BehindScheme(line, quote + 1);
+}
+
+/// @return where any other URL begins, its scheme left out.
+std::size_t UrlOfRequest(std::string_view line) {
     const std::size_t scheme = line.find(AFTER_SCHEME);
     return scheme == NONE ? NONE : scheme + AFTER_SCHEME.size();
+}
+
+std::string CutOffAt(std::string_view line, std::size_t end) {
+    return std::string(line.substr(0, end)) + "...\n";
+}
+
+/// @return the line without what stands before the "@" of its URL; nothing when there is none.
+std::optional<std::string> WithoutUser(std::string_view line, std::size_t url) {
+    // The last one: a password that nobody has escaped may hold any character.
+    const std::size_t at = line.rfind('@');
+    if (at == NONE || at < url) {
+        return std::nullopt;
+    }
+    return std::string(line.substr(0, url)) + "..." + std::string(line.substr(at));
 }
 
 } // namespace
@@ -66,17 +83,22 @@ std::optional<std::string> WithoutSecrets(const char* line) {
     if (const std::size_t value = RepeatedHeaderValue(text); value != NONE) {
         return std::string(text.substr(0, value)) + "...]\n";
     }
-    const std::size_t url = Url(text);
+    const std::size_t proxy = UrlOfProxy(text);
+    const std::size_t url = proxy != NONE ? proxy : UrlOfRequest(text);
     if (url == NONE) {
         return std::nullopt;
     }
     if (text.size() > LONGEST_WHOLE) { // the "@" may be cut off
-        return std::string(text.substr(0, url)) + "...\n";
+        return CutOffAt(text, url);
     }
-    // The last one: a password that nobody has escaped may hold any character.
-    const std::size_t at = text.rfind('@');
-    if (at == NONE || at < url) {
-        return std::nullopt;
+    // Parameters are not logged. A query that the host wrote cannot be told from them.
+    const std::size_t query = proxy != NONE ? NONE : text.find('?', url);
+    if (query == NONE) {
+        return WithoutUser(text, url);
     }
-    return std::string(text.substr(0, url)) + "..." + std::string(text.substr(at));
+    if (Holds(text.substr(query), "@")) { // of a password that has a "?", or of a parameter's name
+        return CutOffAt(text, url);
+    }
+    const std::string shown = CutOffAt(text, query + 1);
+    return WithoutUser(shown, url).value_or(shown);
 }

@@ -158,6 +158,25 @@ TEST_F(DebugCallback, LeavesOutWhatIsBeforeTheAtSignOfAUrl) {
     EXPECT_EQ(OwnMessages(0), expected);
 }
 
+TEST_F(DebugCallback, LeavesOutTheQueryOfAUrl) {
+    const std::string again = "Issue another request to this URL: '";
+    const std::pair<std::string, std::string> rows[] = {
+        {again + "http://host:80/path?name=secret'\n", again + "http://host:80/path?...\n"},
+        {again + "http://host:80/path?'\n", again + "http://host:80/path?...\n"},
+        {again + "http://host:80/path'\n", again + "http://host:80/path'\n"},
+        {again + "http://user@host:80/path?name=secret'\n", again + "http://...@host:80/path?...\n"},
+        {again + "http://host:80/a@b?name=secret?'\n", again + "http://...@b?...\n"},
+        {again + "http://host:80/path?a@b=secret'\n", again + "http://...\n"},
+        {"Is it so? See https://host/\n", "Is it so? See https://host/\n"}};
+    Messages expected;
+    for (const auto& [line, message] : rows) {
+        std::string data = line;
+        EXPECT_EQ(OnCurlDebug(nullptr, CURLINFO_TEXT, data.data(), data.size(), nullptr), 0);
+        expected.push_back("[2] == Info: " + message);
+    }
+    EXPECT_EQ(OwnMessages(0), expected);
+}
+
 // libcurl cuts its lines off: at 2048 bytes, and those of errors at 256.
 TEST_F(DebugCallback, LeavesOutWhatMayStandBeforeAnAtSignThatIsCutOff) {
     const std::string uses = "Uses proxy env variable http_proxy == '";

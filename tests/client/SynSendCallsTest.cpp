@@ -119,6 +119,22 @@ TEST_F(SynSendCalls, LogLibcurlsInformationalLinesAtLevel2AndNothingElse) {
     }
 }
 
+TEST_F(SynSendCalls, LogNoParameterWhenLibcurlSendsAgainEither) {
+    LoopbackServer server([](const RecordedRequest& request) {
+        const bool dropped = request.connection == 1 && request.number == 2;
+        return dropped ? Silence(After::Close) : Respond(200);
+    });
+    PointAt(m_client, server);
+    const auto request = MakeRequest(HTTPOPERATION_GET, "/path");
+    request->addParam("secret-name", "secret-value");
+    Send(*request, false);
+    Send(*request, false);
+    const TraceRecorder& log = TraceRecorder::Instance();
+    EXPECT_EQ(log.CountContaining("Issue another request to this URL: '" + server.url("/path") + "?...\n"),
+              1U);
+    EXPECT_EQ(log.CountContaining("secret-"), 0U);
+}
+
 TEST_F(SynSendCalls, LogNothingWhenDetailIsOff) {
     TraceRecorder::Instance().SetLowestLevel(3);
     Send(*MakeRequest(HTTPOPERATION_GET), false);
