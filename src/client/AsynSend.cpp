@@ -11,6 +11,7 @@
 #include "client/AsyncOperation.h"
 #include "client/ConnectionLoan.h"
 #include "client/HttpClientImp.h"
+#include "client/ResponseFill.h"
 #include "client/SendParts.h"
 #include "pool/HttpConnection.h"
 #include "support/Cancellation.h"
@@ -23,11 +24,7 @@ namespace {
 /// Answers a request that no worker was started for, on the caller's thread.
 void AnswerFailure(void (*callback)(const CHttpResponse&)) {
     // What the caller's function throws stays with it.
-    static_cast<void>(Contained([&] {
-        CHttpResponse response;
-        response.setStatusCode(-1);
-        callback(response);
-    }));
+    static_cast<void>(Contained([&] { callback(NoAnswer()); }));
 }
 
 /// Sets what the verb needs. @return whether the verb can be sent.

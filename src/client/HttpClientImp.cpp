@@ -3,6 +3,7 @@
 
 #include <httpclient/HttpConnectionMgr.h>
 
+#include "client/ResponseFill.h"
 #include "identity/HttpSiaToken.h"
 #include "support/Trace.h"
 
@@ -11,6 +12,7 @@ CHttpClientInter::~CHttpClientInter() = default;
 CHttpClientImp::CHttpClientImp() {
     // So that the service-identity configuration is loaded before the first request.
     CHttpSiaToken::Instance();
+    static_cast<void>(NoAnswer());
 }
 
 CHttpClientImp::~CHttpClientImp() {

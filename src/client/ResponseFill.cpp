@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "client/ResponseFill.h"
 
+#include <memory>
 #include <typeinfo>
 #include <utility>
 
@@ -13,6 +14,16 @@ namespace {
 constexpr double UNKNOWN_LENGTH = -1.0;
 
 } // namespace
+
+const CHttpResponse& NoAnswer() {
+    // Never destroyed: threads may outlive main().
+    static const CHttpResponse& response = *[] {
+        auto made = std::make_unique<CHttpResponse>();
+        made->setStatusCode(-1);
+        return made.release();
+    }();
+    return response;
+}
 
 std::string ResponseContentType(CURL* curl) {
     const char* type = nullptr; // libcurl's own text

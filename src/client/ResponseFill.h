@@ -14,6 +14,11 @@ class CHttpResponse;
 class CHttpResponseImp;
 class ExplainedResponse;
 
+/// @return what the caller's function is given for a request that was never begun: an empty response of status -1. There
+///         is one for all, made with the first client, so that such a request is answered where no memory is left.
+/// @throw std::bad_alloc when it has not been made before
+const CHttpResponse& NoAnswer();
+
 /// @return the content type of the last response on a handle; "" when there was none.
 std::string ResponseContentType(CURL* curl);
 

@@ -79,11 +79,17 @@ void ProfiledClient::AsynSendStrictly(const CHttpRequest& request, void (*callba
         return;
     }
     httpclient::Result refused = NotBegun(reason);
-    // What the caller's function throws stays with it.
     static_cast<void>(Contained([&] {
         if (!response) {
             response = std::make_shared<CHttpResponse>();
         }
-        HandOver{callback, response}(std::move(refused));
+    }));
+    // What the caller's function throws stays with it.
+    static_cast<void>(Contained([&] {
+        if (response) {
+            HandOver{callback, response}(std::move(refused));
+        } else {
+            callback(NoAnswer());
+        }
     }));
 }

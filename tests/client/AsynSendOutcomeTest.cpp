@@ -416,7 +416,7 @@ TEST_F(AsynSendOutcome, ComesExactlyOnceWhicheverAllocationFailsInPreparation) {
             allocations = counted.Count();
         }
         ++sent;
-        // Where even the answer cannot be made, or no worker be started, there is none.
+        // Where no worker can be started, there is none.
         EXPECT_TRUE(WaitUntilAllAreBack()) << i;
         EXPECT_LE(Outcomes::All().size(), sent) << i;
         if (allocations < i) {
@@ -426,6 +426,42 @@ TEST_F(AsynSendOutcome, ComesExactlyOnceWhicheverAllocationFailsInPreparation) {
     EXPECT_GT(sent, 5U);
     Outcomes::Clear();
     ExpectTheNextToWork();
+}
+
+TEST_F(AsynSendOutcome, ComesWhereNoMemoryIsLeft) {
+    static std::atomic<int> calls;
+    static std::atomic<int> status;
+    const auto count = [](const CHttpResponse& response) { // which may not allocate either
+        status = response.getStatusCode();
+        ++calls;
+    };
+    NextConnection(m_server, true);
+    const auto request = MakeRequest(HTTPOPERATION_POST, "/a/path/that/is/longer/than/a/short/string");
+    int failures = 0;
+    int withoutWorker = 0;
+    std::size_t allocations = 1;
+    for (std::size_t i = 1; allocations >= i; ++i) {
+        calls = 0;
+        {
+            const CountedNew counted(i, Failing::AllFrom);
+            m_client.asynSendRequest(*request, count, false);
+            allocations = counted.Count();
+        }
+        EXPECT_TRUE(WaitUntilAllAreBack()) << i;
+        EXPECT_LE(calls, 1) << i;
+        EXPECT_TRUE(status == 200 || status == -1) << i << ": " << status;
+        failures += calls == 1 && status == -1 ? 1 : 0;
+        withoutWorker += calls == 0 ? 1 : 0;
+    }
+    EXPECT_LE(withoutWorker, 1) << "what a thread is started with is one allocation";
+    EXPECT_EQ(status, 200);
+    EXPECT_GT(failures, 5);
+
+    ImpOf(m_client).m_strDomain.clear();
+    calls = 0;
+    const CountedNew counted(1, Failing::AllFrom);
+    m_client.asynSendRequest(*request, count, false);
+    EXPECT_EQ(calls, 1);
 }
 
 TEST_F(AsynSendOutcome, ComesExactlyOnceWhicheverAllocationOfTheWorkerFails) {

@@ -153,3 +153,18 @@ TEST_F(StrictAsynSend, CallsBackOnceWhereverMemoryRunsOut) {
     EXPECT_EQ(SendAndWait(client, *m_get).status, 200);
     EXPECT_EQ(Outcomes::All().size(), 59U) << "once each";
 }
+
+TEST_F(StrictAsynSend, CallsBackWhereNoMemoryIsLeft) {
+    StrictClient client(m_server);
+    ASSERT_EQ(SendAndWait(client, *m_get).status, 200); // the engine's threads are there
+    for (std::size_t allocation = 1; allocation < 60; ++allocation) {
+        g_calls = 0;
+        {
+            const CountedNew counted(allocation, Failing::AllFrom); // of this thread
+            client.asynSendRequest(
+                *m_get, [](const CHttpResponse&) { ++g_calls; }, false);
+        }
+        ASSERT_TRUE(CallsBecome(1)) << "allocation " << allocation;
+    }
+    EXPECT_EQ(SendAndWait(client, *m_get).status, 200);
+}
