@@ -7,6 +7,9 @@
 #include <openssl/err.h>
 #include <openssl/evp.h>
 
+#include <httpclient/testing/Certificates.h>
+#include <httpclient/testing/Environment.h>
+
 #include "../Input.h"
 #include "../Require.h"
 #include "../Target.h"
@@ -19,6 +22,24 @@ namespace {
 
 constexpr std::size_t TELLING =
     20; ///< so many bytes of a secret, none of them a blank, are no words of a message
+
+/// The authorities of the system, of which there is one: reading those that a machine has would take nearly all the time.
+class System {
+public:
+    static const System& Instance() {
+        static const System system;
+        return system;
+    }
+
+private:
+    System() { m_directory.Write("authorities.pem", m_ca.certificatePem()); }
+
+    const httpclient::testing::CertificateAuthority m_ca;
+    const httpclient::testing::TemporaryDirectory m_directory;
+    const httpclient::testing::ScopedEnvironment m_file{"SSL_CERT_FILE",
+                                                        m_directory.path() / "authorities.pem"};
+    const httpclient::testing::ScopedEnvironment m_directories{"SSL_CERT_DIR", m_directory.path()};
+};
 
 /// Bytes become a PEM block, so that an input need not be base64 to get further.
 std::string Wrapped(const std::string& der, const std::string& label) {
@@ -48,6 +69,7 @@ void RequireNothingOf(const std::string& secret, const std::string& message) {
 void FuzzTlsTexts(std::string_view input) {
     constexpr const char* KEY_LABELS[] = {"PRIVATE KEY", "EC PRIVATE KEY", "RSA PRIVATE KEY"};
     enum Choice : unsigned { WRAP_AUTHORITIES = 1, WRAP_CERTIFICATE = 2, WRAP_KEY = 4, WITHOUT_PASSWORD = 8 };
+    System::Instance();
     Input fields(input);
     const unsigned choices = fields.Byte();
     const std::string password = fields.Field();
