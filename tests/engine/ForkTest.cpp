@@ -11,12 +11,14 @@
 #include <unistd.h>
 
 #include <httpclient/testing/Certificates.h>
+#include <httpclient/testing/Environment.h>
 #include <httpclient/testing/LoopbackServer.h>
 #include <httpclient/testing/RecordingTrace.h>
 #include <httpclient/testing/TlsLoopbackServer.h>
 
 #include "setting/EngineTest.h"
 #include "setting/ScriptedServer.h"
+#include "tests/support/CountedExit.h"
 
 // The thread sanitizer does not let a child of several threads start others.
 #ifndef __SANITIZE_THREAD__
@@ -34,13 +36,17 @@ protected:
             alarm(60); // a child that hangs does not stay
             const std::string told = work();
             static_cast<void>(write(ends[1], told.data(), told.size()));
-            _exit(0);
+            kit::ExitCounted(0);
         }
         close(ends[1]);
+        return AllOf(ends[0], child);
+    }
+    /// Waits for a child. @return what it has written.
+    static std::string AllOf(int end, pid_t child) {
         std::string told(4096, '\0');
-        const ssize_t size = read(ends[0], told.data(), told.size());
+        const ssize_t size = read(end, told.data(), told.size());
         told.resize(size > 0 ? static_cast<std::size_t>(size) : 0);
-        close(ends[0]);
+        close(end);
         int status = 0;
         waitpid(child, &status, 0);
         return WIFEXITED(status) && WEXITSTATUS(status) == 0 ? told : "died: " + std::to_string(status);
@@ -137,16 +143,11 @@ TEST_F(Fork, AmidHostCodeEndsTheCallInTheChildAndNotInTheParent) {
         alarm(60);
         const std::string all = told + "; " + Told(client.Send(Get()));
         static_cast<void>(write(ends[1], all.data(), all.size()));
-        _exit(0);
+        kit::ExitCounted(0);
     }
     close(ends[1]);
     EXPECT_EQ(told, "200 , attempts 1");
-    std::string ofChild(4096, '\0');
-    const ssize_t size = read(ends[0], ofChild.data(), ofChild.size());
-    ofChild.resize(size > 0 ? static_cast<std::size_t>(size) : 0);
-    close(ends[0]);
-    waitpid(child, nullptr, 0);
-    EXPECT_EQ(ofChild, "Internal in Body, sent, attempts 1; 200 answer");
+    EXPECT_EQ(AllOf(ends[0], child), "Internal in Body, sent, attempts 1; 200 answer");
     EXPECT_EQ(ToldFully(client.Send(Get())), "200 answer, attempts 1, reused");
 }
 
@@ -167,9 +168,42 @@ TEST_F(Fork, AmidHostCodeSaysNoGoodbyeOnTheParentsTlsConnection) {
     });
     const std::string told = ToldFully(client.Send(request));
     if (child == 0) {
-        _exit(0);
+        kit::ExitCounted(0);
     }
     EXPECT_EQ(told, "200 , attempts 1");
+    EXPECT_EQ(ToldFully(client.Send(Get())), "200 answer, attempts 1, reused");
+    EXPECT_EQ(server.connectionsAccepted(), 1U);
+}
+
+TEST_F(Fork, AmidThePasswordOfAKeyEndsTheCallInTheChildAndNotInTheParent) {
+    const kit::CertificateAuthority ca;
+    const kit::Identity identity = ca.IssueClient();
+    kit::TlsOptions tls;
+    tls.identity = ca.IssueServer();
+    tls.clientCertificate = kit::ClientCertificate::Ignore;
+    kit::TlsLoopbackServer server(Always(), tls);
+    const kit::TemporaryDirectory files;
+    files.Write("ca.pem", ca.certificatePem());
+    files.Write("own.pem", identity.certificatePem);
+    files.Write("key.pem", identity.keyPem);
+    pid_t child = -1;
+    int ends[2];
+    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    const Client client = ClientOf(OptionsFor(server).tls(
+        TlsOptions()
+            .files(files.path() / "ca.pem", files.path() / "own.pem", files.path() / "key.pem")
+            .keyPassword([&] {
+                child = fork();
+                return std::string("none is needed");
+            })));
+    const std::string told = ToldFully(client.Send(Get()));
+    if (child == 0) {
+        static_cast<void>(write(ends[1], told.data(), told.size()));
+        kit::ExitCounted(0);
+    }
+    close(ends[1]);
+    EXPECT_EQ(told, "200 answer, attempts 1");
+    EXPECT_EQ(AllOf(ends[0], child), "Internal in Handshake, not sent, attempts 1");
     EXPECT_EQ(ToldFully(client.Send(Get())), "200 answer, attempts 1, reused");
     EXPECT_EQ(server.connectionsAccepted(), 1U);
 }

@@ -11,6 +11,7 @@
 #include <httpclient/testing/TlsLoopbackServer.h>
 
 #include "loop/AsyncTest.h"
+#include "tests/support/CountedExit.h"
 #include "tests/support/Forked.h"
 
 namespace {
@@ -208,7 +209,7 @@ TEST_F(LifeTest, AForkedChildLeavesItsParentsCallsAloneAndHasAnEngineOfItsOwn) {
             EXPECT_EQ(Told(other.Send(Get())), "200 for the child");
             calls.clear();
             m_engine.reset();
-            _exit(HasFailure() ? 1 : 0); // what is the parent's leaks here, on purpose
+            kit::ExitCounted(HasFailure() ? 1 : 0); // what is the parent's leaks here, on purpose
         });
         EXPECT_EQ(ended.exitCode, 0) << ended.err;
     }
