@@ -48,7 +48,7 @@ Core& Engine::Body::Begin(Core* before) {
     if (m_current.compare_exchange_strong(before, made.get(), std::memory_order_acq_rel)) {
         return *made.release();
     }
-    return core(); // another thread was first
+    return core(); // GCOVR_EXCL_LINE: another thread was first, at this very moment
 }
 
 std::shared_ptr<engine::Statistics> Engine::Body::Counts() const {

@@ -44,7 +44,7 @@ void Require(bool success, const std::string& part) {
 
 BioPtr ReadingBio(const PemText& pem) {
     if (pem.text.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) {
-        throw WrongMaterial(pem.label, SystemError(EFBIG));
+        throw WrongMaterial(pem.label, SystemError(EFBIG)); // GCOVR_EXCL_LINE: a text of more than 2 GiB
     }
     BioPtr bio(BIO_new_mem_buf(pem.text.data(), static_cast<int>(pem.text.size())));
     Require(bio != nullptr, pem.label);

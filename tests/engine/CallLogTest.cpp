@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // One line per call, and nothing in it that is nobody's business.
+#include "engine/CallLog.h"
+
 #include <regex>
 #include <string>
 #include <vector>
@@ -7,6 +9,7 @@
 #include <httpclient/testing/LoopbackServer.h>
 #include <httpclient/testing/RecordingTrace.h>
 
+#include "engine/Outcome.h"
 #include "setting/EngineTest.h"
 
 namespace {
@@ -53,6 +56,17 @@ TEST_F(CallLog, HasOneLineOfLevel5ForAFailure) {
         0U)
         << line;
     EXPECT_EQ(Recorder().CountContaining("secret"), 0U);
+}
+
+TEST_F(CallLog, HasWordsForAFailureThatHasNeitherCodeNorDetail) {
+    const auto described = [](FailureKind kind) {
+        Failure::Body failure;
+        failure.kind = kind;
+        failure.phase = Phase::Prepare;
+        return engine::DescribeFailure(failure, std::string());
+    };
+    EXPECT_EQ(described(FailureKind::InvalidRequest), "InvalidRequest in Prepare: the request breaks a rule");
+    EXPECT_EQ(described(FailureKind::Protocol), "Protocol in Prepare: no reason is known");
 }
 
 TEST_F(CallLog, IsNotForgedByATarget) {

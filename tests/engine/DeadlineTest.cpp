@@ -91,6 +91,31 @@ TEST_F(Deadline, IsKeptBeforeAListenerWithAFullBacklog) {
               "Timeout in Connect, not sent, retryable, attempts 1");
 }
 
+TEST_F(Deadline, LeavesTimeForTheSecondAddressWhereTheFirstIsDeaf) {
+    const DeafListener listener;
+    kit::ServerOptions options;
+    options.address = "127.0.0.2";
+    options.port = listener.port();
+    kit::LoopbackServer server(Always(), options);
+    NameService names;
+    names.Set("two.test", {"127.0.0.1", "127.0.0.2"});
+    const Client client = ClientOf(
+        OptionsFor("http://two.test:" + std::to_string(listener.port())).retry(RetryPolicy().attempts(1)));
+    EXPECT_EQ(Told(client.SendAsync(Get()).get()), "200 answer");
+    m_engine.CloseIdleConnections();
+    EXPECT_EQ(Told(client.Send(Get())), "200 answer");
+    EXPECT_EQ(server.connectionsAccepted(), 2U);
+}
+
+TEST_F(Deadline, MayBeNone) {
+    kit::LoopbackServer server(
+        [](const kit::RecordedRequest&) { return kit::Delayed(kit::Respond(200, {}, "answer"), SHORT); });
+    const Client client = ClientOf(OptionsFor(server).timeout(1ms));
+    const Request request = Get().timeout(std::chrono::milliseconds::max());
+    EXPECT_EQ(Told(client.Send(request)), "200 answer");
+    EXPECT_EQ(ToldFully(client.Send(request)), "200 answer, attempts 1, reused");
+}
+
 TEST_F(Deadline, IsKeptWhileANameIsLookedUp) {
     NameService names;
     names.Hold("slow.test");

@@ -210,6 +210,17 @@ TEST_F(StatisticsTest, TellConnectionsThatAreIdleOrInUse) {
     EXPECT_EQ(Closed("shutdown"), 2);
 }
 
+TEST_F(StatisticsTest, TellOfTheConnectionsOfManyServers) {
+    constexpr int MANY = 70; // more than room is made for at first
+    kit::LoopbackServer server(Always());
+    for (int number = 0; number < MANY; ++number) {
+        const Client client = ClientOf(OptionsFor("http://host" + std::to_string(number) + ".test")
+                                           .connectTo("127.0.0.1:" + std::to_string(server.port())));
+        ASSERT_EQ(Told(client.Send(Get())), "200 answer");
+    }
+    EXPECT_EQ(Sum("connections", {{"state", "idle"}}), MANY);
+}
+
 TEST_F(StatisticsTest, TellWhyAConnectionWasClosed) {
     const auto send = [&](const kit::Reply& reply) {
         kit::LoopbackServer server([&](const kit::RecordedRequest&) { return reply; });

@@ -126,6 +126,7 @@ TEST(ClientOptionsValue, HasItsDefaults) {
     EXPECT_EQ(options.connectTo(), "");
     EXPECT_TRUE(options.tls().verifyHost());
     EXPECT_EQ(options.retry().attempts(), 1);
+    EXPECT_EQ(options.identity(), Identity::None);
     EXPECT_FALSE(options.decompress());
     EXPECT_EQ(options.maxBody(), 64U * 1024 * 1024);
     EXPECT_EQ(options.maxHead(), 64U * 1024);
@@ -136,7 +137,8 @@ TEST(ClientOptionsValue, TellsWhatItWasGiven) {
     ClientOptions options("http://host");
     options.timeout(1s).attemptTimeout(2s).connectTimeout(3s).connectTo("unix:/x").decompress(true);
     options.maxBody(4).maxHead(5).userAgent("").tls(TlsOptions().serverName("name"));
-    options.retry(RetryPolicy().attempts(6));
+    options.retry(RetryPolicy().attempts(6)).identity(Identity::Platform);
+    EXPECT_EQ(options.identity(), Identity::Platform);
     EXPECT_EQ(options.timeout(), 1s);
     EXPECT_EQ(options.attemptTimeout(), 2s);
     EXPECT_EQ(options.connectTimeout(), 3s);
@@ -197,6 +199,16 @@ TEST(TlsOptionsValue, TellsWhatItWasGiven) {
     EXPECT_FALSE(options.keyPassword());
 }
 
+TEST(TlsOptionsValue, IsCopiedWhole) {
+    TlsOptions one;
+    TlsOptions two;
+    two.serverName("name");
+    one = two;
+    EXPECT_EQ(one.serverName(), "name");
+    one.serverName("other");
+    EXPECT_EQ(two.serverName(), "name");
+}
+
 TEST(TlsOptionsValue, IsAsNewOnceItWasMovedFrom) {
     TlsOptions one;
     one.verifyHost(false);
@@ -229,6 +241,16 @@ TEST(RetryPolicyValue, TellsWhatItWasGiven) {
     EXPECT_EQ(policy.statuses(), std::vector<int>{500});
 }
 
+TEST(RetryPolicyValue, IsCopiedWhole) {
+    RetryPolicy one;
+    RetryPolicy two;
+    two.attempts(2);
+    one = two;
+    EXPECT_EQ(one.attempts(), 2);
+    one.attempts(3);
+    EXPECT_EQ(two.attempts(), 2);
+}
+
 TEST(RetryPolicyValue, IsAsNewOnceItWasMovedFrom) {
     RetryPolicy one;
     one.attempts(5);
@@ -250,16 +272,35 @@ TEST(EngineOptionsValue, HasItsDefaults) {
     EXPECT_EQ(options.idleTimeout(), 30s);
     EXPECT_EQ(options.maxAge(), 10min);
     EXPECT_EQ(options.nameLifetime(), 30s);
+    EXPECT_EQ(options.loops(), 1U);
+    EXPECT_EQ(options.callbackThreads(), 2U);
+    EXPECT_FALSE(options.executor());
 }
 
 TEST(EngineOptionsValue, TellsWhatItWasGiven) {
     EngineOptions options;
     options.maxConnections(1, 2).maxWaiting(3).idleTimeout(4ms).maxAge(5ms).nameLifetime(6ms);
+    int run = 0;
+    options.loops(7).callbackThreads(8).executor([&run](const std::function<void()>&) { ++run; });
+    EXPECT_EQ(options.loops(), 7U);
+    EXPECT_EQ(options.callbackThreads(), 8U);
+    options.executor()(nullptr);
+    EXPECT_EQ(run, 1);
     EXPECT_EQ(options.maxConnections(), std::make_pair(std::size_t(1), std::size_t(2)));
     EXPECT_EQ(options.maxWaiting(), 3U);
     EXPECT_EQ(options.idleTimeout(), 4ms);
     EXPECT_EQ(options.maxAge(), 5ms);
     EXPECT_EQ(options.nameLifetime(), 6ms);
+}
+
+TEST(EngineOptionsValue, IsCopiedWhole) {
+    EngineOptions one;
+    EngineOptions two;
+    two.maxWaiting(2);
+    one = two;
+    EXPECT_EQ(one.maxWaiting(), 2U);
+    one.maxWaiting(3);
+    EXPECT_EQ(two.maxWaiting(), 2U);
 }
 
 TEST(EngineOptionsValue, IsAsNewOnceItWasMovedFrom) {
@@ -384,6 +425,9 @@ TEST(ResponseValue, IsEmptyOnceItWasMovedFrom) {
     EXPECT_EQ(one.attempts(), 0);
     EXPECT_FALSE(one.reusedConnection());
     EXPECT_EQ(std::move(one).body(), "");
+    one = ResponseOf(404, "another");
+    EXPECT_EQ(one.status(), 404);
+    EXPECT_EQ(one.body(), "another");
     // NOLINTEND(bugprone-use-after-move)
 }
 
@@ -542,4 +586,7 @@ TEST(MovedFromClient, IsRefused) {
               "InvalidRequest in Prepare, not sent, attempts 0");
     one = two;
     EXPECT_EQ(Told(one.Send(Get())), "Connect in Connect");
+    one = Client(ClientOptions("http://host").connectTo("unix:/nowhere/at/all"), engine);
+    const Result refused = one.Send(Get());
+    EXPECT_EQ(refused.failure().code(), std::errc::no_such_file_or_directory) << "it is the other client";
 }

@@ -149,6 +149,14 @@ TEST(Dial, FailsWithTheErrorOfTheLastAttempt) {
     EXPECT_EQ(dial.NextStart(), Time::max());
 }
 
+TEST(Dial, TakesWantOfLocalPortsForARefusal) {
+    Connects connects;
+    connects.Set(V4("10.0.0.1"), EAGAIN); // which means a full backlog where a UNIX socket says so
+    Dial dial({V4("10.0.0.1")});
+    ASSERT_EQ(dial.Step(START), Status::Failed);
+    EXPECT_EQ(dial.error(), std::errc::resource_unavailable_try_again);
+}
+
 TEST(Dial, IsToldOfARefusalByTheKernel) {
     Dial dial({RefusingEndpoint()});
     EXPECT_EQ(Settle(dial, START), Status::Failed);

@@ -532,6 +532,17 @@ TEST(MaterialTexts, ThatAreWrongAreAnInvalidArgument) {
               "key: ");
 }
 
+TEST(MaterialTexts, MayHoldAChainBehindTheCertificate) {
+    TlsSettings settings = TrustingSettings();
+    settings.certificate =
+        Certificates::Instance().client.certificatePem + Certificates::Instance().ca.certificatePem();
+    settings.key = Certificates::Instance().client.keyPem;
+    const auto context = ContextOf(settings);
+    STACK_OF(X509)* chain = nullptr;
+    ASSERT_EQ(SSL_CTX_get0_chain_certs(context->get(), &chain), 1);
+    EXPECT_EQ(sk_X509_num(chain), 1) << "it is sent with the certificate";
+}
+
 TEST(MaterialTexts, AreNotAskedForWhereThereAreFiles) {
     TlsSettings settings;
     settings.from = TlsSettings::From::Files;

@@ -167,13 +167,17 @@ TEST_F(StrictResponse, LogsOneLineForEachCall) {
 }
 
 TEST_F(StrictResponse, IsWholeOrFailsWhereverMemoryRunsOut) {
-    LoopbackServer server(AnswerAll(std::string(1000, 'b')));
+    // A type so long that keeping it takes memory, when all else is there.
+    LoopbackServer server([](const RecordedRequest&) {
+        return Respond(200, {{"Content-Type", "text/" + std::string(100, 't')}}, std::string(1000, 'b'));
+    });
     PointAt(m_client, server);
     const auto request = MakeRequest(HTTPOPERATION_POST, "/a/path/that/is/longer/than/a/short/text");
     request->setContent(std::string(100, 'c'));
     request->addRequestHeadEntry("X-A-Name-That-Is-Long-Enough", std::string(100, 'v'));
     request->addParam("name", std::string(100, 'p'));
     int failures = 0;
+    std::string last;
     for (std::size_t allocation = 1;; ++allocation) {
         UntouchedResponse response;
         int result = 0;
@@ -189,6 +193,7 @@ TEST_F(StrictResponse, IsWholeOrFailsWhereverMemoryRunsOut) {
             ++failures;
             EXPECT_EQ(result, -1);
             EXPECT_NE(response.get().getFailure(), nullptr);
+            last = FailureOf(response.get());
             response.ExpectUntouched();
         }
         if (!reached) {
@@ -197,5 +202,6 @@ TEST_F(StrictResponse, IsWholeOrFailsWhereverMemoryRunsOut) {
         }
     }
     EXPECT_GT(failures, 5);
+    EXPECT_EQ(last, "Internal in Body") << "of the answer that could not be kept";
     EXPECT_EQ(m_client.synSendRequest(*request, m_response, false), 200) << "and the next one succeeds";
 }

@@ -89,6 +89,14 @@ TEST_F(TokenFailure, IsAMissingAddressOrCredential) {
     EXPECT_TRUE(m_service.exchanges().empty());
 }
 
+TEST_F(TokenFailure, IsAnAddressOfTheOtherFamilyWhereNobodyListens) {
+    const kit::ScopedEnvironment other("OVEX_MAINTENANCE_IP", "::1");
+    EXPECT_EQ(SendAndTell(PlatformClient())
+                  .find("Identity in Token: the token service could not be asked, Connect, "),
+              0U);
+    EXPECT_EQ(Exchanged(), "orders Connect 1");
+}
+
 TEST_F(TokenFailure, IsACertificateOfAnotherAuthority) {
     m_service.server().Stop();
     const kit::CertificateAuthority other;

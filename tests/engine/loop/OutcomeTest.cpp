@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 // One outcome, whatever races.
 #include <memory>
+#include <stdexcept>
 #include <system_error>
 #include <thread>
+
+#include <pthread.h>
 
 #include "interpose/Allocations.h"
 #include "interpose/ThreadCreate.h"
@@ -87,6 +90,53 @@ TEST_F(OutcomeTest, AClientThatWasMovedFromSaysSo) {
     Start(client, Get(), "call"); // NOLINT(bugprone-use-after-move)
     EXPECT_EQ(m_ends.Told(), "InvalidRequest in Prepare");
     EXPECT_EQ(Told(client.SendAsync(Get()).get()), "InvalidRequest in Prepare");
+}
+
+TEST_F(OutcomeTest, WhatACallbackOfAClientThatWasMovedFromThrowsStaysWithIt) {
+    kit::LoopbackServer server(Always());
+    Client client = ClientOf(server);
+    const Client other = std::move(client);
+    ++m_started;
+    client.Start(Get(), [note = m_ends.Of("thrower")](Result result) { // NOLINT(bugprone-use-after-move)
+        note(std::move(result));
+        throw std::runtime_error("the callback's");
+    });
+    EXPECT_EQ(m_ends.Told("thrower"), "InvalidRequest in Prepare");
+    ++m_started;
+    client.Start(Get(), [note = m_ends.Of("ender")](Result result) { // NOLINT(bugprone-use-after-move)
+        note(std::move(result));
+        pthread_exit(nullptr);
+    });
+    EXPECT_EQ(m_ends.Told("ender"), "InvalidRequest in Prepare");
+    Start(other, Get(), "after");
+    EXPECT_EQ(m_ends.Told("after"), "200 answer");
+}
+
+TEST_F(OutcomeTest, AHandleMayBecomeAnothers) {
+    ScriptedServer silent([](Peer& peer) { peer.ExpectEnd(); });
+    const Client client = ClientOf(silent);
+    Call call = Start(client, Get(), "one");
+    const Call two = Start(client, Get(), "two");
+    Call moved = Start(client, Get(), "three");
+    call = two;
+    call.Cancel();
+    EXPECT_EQ(m_ends.Told("two").substr(0, 9), "Cancelled");
+    call = std::move(moved);
+    call.Cancel();
+    EXPECT_EQ(m_ends.Told("three").substr(0, 9), "Cancelled");
+    EXPECT_EQ(m_ends.Count(), 2U) << "the first goes on without a handle";
+    End();
+}
+
+TEST_F(OutcomeTest, AnExecutorThatThrowsAfterTheShutdownLeavesTheCallbackToAThreadOfItsOwn) {
+    Remake(EngineOptions().executor([](const std::function<void()>&) { throw std::runtime_error("full"); }));
+    kit::LoopbackServer server(Always());
+    const Client client = ClientOf(server);
+    Start(client, Get(), "before");
+    EXPECT_EQ(m_ends.Told("before"), "200 answer");
+    EXPECT_TRUE(m_engine->Shutdown(0ms));
+    Start(client, Get(), "after");
+    EXPECT_EQ(m_ends.Told("after"), "Shutdown in Prepare");
 }
 
 TEST_F(OutcomeTest, ADeadlineEndsACallInLineAndInEachPartOfTheExchange) {

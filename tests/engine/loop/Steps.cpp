@@ -91,13 +91,14 @@ ssize_t sendmsg(int fd, const msghdr* message, int flags) {
     static auto* const next = Next<ssize_t(int, const msghdr*, int)>("sendmsg");
     See(Step::What::Send, fd);
     const std::size_t most = TheHeld().sendAtMost;
-    if (!t_onLoop || most == 0 || message->msg_iovlen != 1) {
+    if (!t_onLoop || most == 0) {
         return next(fd, message, flags);
     }
-    iovec less = message->msg_iov[0];
+    iovec less = message->msg_iov[0]; // a head goes without its body
     less.iov_len = std::min(less.iov_len, most);
     msghdr shorter = *message;
     shorter.msg_iov = &less;
+    shorter.msg_iovlen = 1;
     return next(fd, &shorter, flags);
 }
 
