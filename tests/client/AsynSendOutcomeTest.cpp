@@ -439,8 +439,8 @@ TEST_F(AsynSendOutcome, ComesWhereNoMemoryIsLeft) {
     const auto request = MakeRequest(HTTPOPERATION_POST, "/a/path/that/is/longer/than/a/short/string");
     int failures = 0;
     int withoutWorker = 0;
-    std::size_t allocations = 1;
-    for (std::size_t i = 1; allocations >= i; ++i) {
+    std::size_t allocations = 0;
+    for (std::size_t i = 1; i <= allocations + 1; ++i) { // the last time nothing fails
         calls = 0;
         {
             const CountedNew counted(i, Failing::AllFrom);
@@ -456,6 +456,7 @@ TEST_F(AsynSendOutcome, ComesWhereNoMemoryIsLeft) {
     EXPECT_LE(withoutWorker, 1) << "what a thread is started with is one allocation";
     EXPECT_EQ(status, 200);
     EXPECT_GT(failures, 5);
+    EXPECT_GT(TraceRecorder::Instance().Count(3, "HTTP asynSendRequest begin"), 5U);
 
     ImpOf(m_client).m_strDomain.clear();
     calls = 0;
