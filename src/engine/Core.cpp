@@ -172,6 +172,7 @@ bool Core::Shutdown(std::chrono::milliseconds grace) {
     m_tokens.Stop();
     m_pool.Close(); // what they gave back
     m_keeper.Stop();
+    m_pool.DropMaterial(); // a life that has ended may be kept for as long as the process
     m_loops->Stop(HostCode::CallsOn(*this) == 0);
     m_resolver.Stop();
     CloseEnd();

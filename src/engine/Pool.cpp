@@ -421,4 +421,19 @@ std::vector<std::shared_ptr<Destination>> Pool::WithMaterial() const {
     return result;
 }
 
+std::shared_ptr<Destination> Pool::Next(const std::shared_ptr<Destination>& last) const noexcept {
+    const Lock lock(m_lock);
+    const auto next = last ? m_destinations.upper_bound(last->key) : m_destinations.begin();
+    return next == m_destinations.end() ? nullptr : next->second;
+}
+
+void Pool::DropMaterial() noexcept {
+    for (std::shared_ptr<Destination> each = Next(nullptr); each; each = Next(each)) {
+        if (each->material) {
+            each->material->Drop();
+            each->sessions->Clear();
+        }
+    }
+}
+
 } // namespace httpclient::engine

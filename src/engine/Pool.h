@@ -165,6 +165,8 @@ public:
     std::vector<PoolLevel> Levels() const;
     /// @return all destinations with TLS material.
     std::vector<std::shared_ptr<Destination>> WithMaterial() const;
+    /// Gives up keys and sessions of all destinations, which clients may go on to refer to. For a pool that is closed.
+    void DropMaterial() noexcept;
 
 private:
     using IdleOfAll = boost::intrusive::list<
@@ -178,6 +180,8 @@ private:
     using Lock = std::unique_lock<std::mutex>;
 
     static void Bury(Graveyard& dead) noexcept;
+    /// @param last null: none. @return the destination after it; null: it was the last.
+    std::shared_ptr<Destination> Next(const std::shared_ptr<Destination>& last) const noexcept;
     net::Time DueOf(const Connection& connection) const noexcept;
     static CloseReason ReasonOfAge(const Connection& connection, net::Time now) noexcept;
     void RemoveIdle(Connection& connection, CloseReason reason, Graveyard& dead) noexcept;

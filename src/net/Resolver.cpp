@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <condition_variable>
 #include <deque>
+#include <iterator>
 #include <mutex>
 #include <new>
 #include <thread>
@@ -210,6 +211,11 @@ void Resolver::Stop() noexcept {
         const std::lock_guard<std::mutex> guard(m_state->lock);
         m_state->stopped = true;
         m_state->queue.clear();
+        // What is under way stays: its thread knows where it is.
+        Names& names = m_state->names;
+        for (auto each = names.begin(); each != names.end();) {
+            each = each->second.underWay ? std::next(each) : names.erase(each);
+        }
     }
     m_state->changed.notify_all();
 }

@@ -38,7 +38,7 @@ public:
     explicit Resolver(std::chrono::milliseconds lifetime);
     /// Waits for no look-up: its threads go on by themselves and touch only what they own. Nobody is woken any more.
     ~Resolver() { Stop(); }
-    /// Ends the threads; Find() is not called any more. What the destructor says holds from then on.
+    /// Ends the threads and forgets the names; Find() is not called any more. What the destructor says holds from then on.
     void Stop() noexcept;
     Resolver(const Resolver&) = delete;
     Resolver& operator=(const Resolver&) = delete;

@@ -189,9 +189,19 @@ std::shared_ptr<const TlsContext> TlsMaterial::Make(const TlsTexts& texts) const
     return std::make_shared<const TlsContext>(std::move(kept), BuildContext(m_settings, texts));
 }
 
-void TlsMaterial::Use(std::shared_ptr<const TlsContext> context) {
+void TlsMaterial::Use(std::shared_ptr<const TlsContext> context) noexcept {
     const std::lock_guard<std::mutex> lock(m_lock);
     m_inUse.swap(context); // the old one ends after the lock
+}
+
+void TlsMaterial::Drop() noexcept {
+    const Reading reading(*this);
+    if (reading.begun()) {
+        m_stamps = FileStamps();
+        m_error.clear();
+        std::string().swap(m_message);
+    }
+    Use(nullptr);
 }
 
 void TlsMaterial::ForgetTexts() {

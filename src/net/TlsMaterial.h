@@ -50,6 +50,8 @@ public:
     /// Looks whether the files changed, and reads them anew. For the keeper thread. @return whether there is new
     /// material. Does nothing while another thread reads, and before the first Current() that had material.
     bool Refresh(Time now) noexcept;
+    /// Forgets what was read, the private key above all. For an engine that has ended.
+    void Drop() noexcept;
 
 private:
     class Reading;
@@ -58,7 +60,7 @@ private:
     bool Renew(Time now);
     bool IsDue(Time now, const FileStamps& stamps) const;
     std::shared_ptr<const TlsContext> Make(const TlsTexts& texts) const;
-    void Use(std::shared_ptr<const TlsContext> context);
+    void Use(std::shared_ptr<const TlsContext> context) noexcept;
     void ForgetTexts();
 
     TlsSettings m_settings; // changed only by ForgetTexts(), when nobody reads it any more

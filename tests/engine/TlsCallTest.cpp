@@ -19,6 +19,9 @@
 #include "engine/ClientCore.h"
 #include "engine/Connecting.h"
 #include "engine/Options.h"
+#include "net/SessionCache.h"
+#include "net/TlsContext.h"
+#include "net/TlsMaterial.h"
 #include "setting/EngineTest.h"
 #include "setting/ScriptedServer.h"
 #include "setting/TlsSetting.h"
@@ -510,4 +513,20 @@ TEST_F(TlsCall, ResumesSessionsUnderAnEqualKeyAlone) {
         EXPECT_TRUE(Resumes(core, options, newest));
         core.Shutdown(0ms);
     }
+}
+
+TEST_F(TlsCall, LeavesNeitherKeyNorSessionWhenItsEngineHasEnded) {
+    kit::TlsLoopbackServer server(Always(), ServerTls());
+    engine::Core core(EngineOptions().internals(), std::make_shared<engine::Statistics>());
+    const ClientOptions options = OptionsFor(server).tls(TrustAs("one"));
+    const engine::ClientCore client(
+        options.internals()); // which outlives the engine, and keeps its destination
+    const engine::Destination& destination = *client.DestinationIn(core);
+    EXPECT_FALSE(Resumes(core, options, kit::NewestTls::Tls13));
+    const std::weak_ptr<const net::TlsContext> context = destination.material->InUse();
+    ASSERT_FALSE(context.expired());
+    const std::uint64_t generation = context.lock()->generation();
+    core.Shutdown(0ms);
+    EXPECT_TRUE(context.expired());
+    EXPECT_EQ(destination.sessions->Take(generation), nullptr);
 }
