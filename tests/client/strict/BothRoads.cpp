@@ -73,6 +73,13 @@ void Conversation::Send(const CHttpRequest& request, bool bSSL) {
     WriteOutcome("result", result, result == -1 ? "" : response.getResponseBody(), FailureOf(response));
 }
 
+void Conversation::SendForHead(const CHttpRequest& request) {
+    CHttpResponse response;
+    const int result = m_client.synSendRequest(request, response, false);
+    WriteOutcome("result", result, result == -1 ? "" : response.getResponseBody(), FailureOf(response));
+    m_text += result == -1 ? "" : "head:\n" + Shown(response.getResponseHead(), "< ");
+}
+
 void Conversation::AsynSend(const CHttpRequest& request, bool bSSL) {
     const std::size_t before = m_server->requests().size();
     const StrictOutcome outcome = SendAndWait(m_client, request, bSSL);

@@ -56,6 +56,8 @@ public:
 
     /// Sends synchronously and writes down requests and result.
     void Send(const CHttpRequest& request, bool bSSL = false);
+    /// The same, and writes down the head, too.
+    void SendForHead(const CHttpRequest& request);
     /// Sends asynchronously, and the same.
     void AsynSend(const CHttpRequest& request, bool bSSL = false);
 

@@ -5,6 +5,7 @@
 
 #include <zlib.h>
 
+#include <httpclient/testing/Environment.h>
 #include <httpclient/testing/TlsLoopbackServer.h>
 
 #include "BothRoads.h"
@@ -151,6 +152,51 @@ TEST_F(StrictRow, OfAnAsynchronousSendIsAsInThePage) {
         talk.client().setPort(RefusingPort());
         talk.AsynSend(*Get("/b"));
     });
+}
+
+TEST_F(StrictRow, OfAnswersIsAsInThePage) {
+    const auto handler = [](const RecordedRequest& request) {
+        if (request.target == "/interim") {
+            return Raw("HTTP/1.1 103 Early Hints\r\nLink: </a>\r\n\r\nHTTP/1.1 200 OK\r\nContent-Length: "
+                       "6\r\n\r\nanswer");
+        }
+        return request.target == "/cut"
+                   ? Raw("HTTP/1.1 200 OK\r\nServer: s\r\nContent-Type: text/ht", After::Close)
+                   : Respond(600, {}, "answer");
+    };
+    ExpectBothRoads("answers", handler, [](Conversation& talk) {
+        for (const char* path : {"/interim", "/cut", "/600"}) {
+            talk.SendForHead(*Get(path));
+        }
+    });
+}
+
+TEST_F(StrictRow, OfADroppedConnectionIsAsInThePage) {
+    const auto makeServer = [] {
+        return std::make_unique<LoopbackServer>(
+            ReplyScript({Respond(200, {}, "first"), Silence(After::Close), Respond(200, {}, "second")}));
+    };
+    ExpectBothRoads("dropped", makeServer, [](Conversation& talk) {
+        talk.Send(*Get());
+        const auto post = MakeRequest(HTTPOPERATION_POST, "/order");
+        post->setContent("one");
+        talk.Send(*post);
+    });
+}
+
+TEST_F(StrictRow, OfProxiesIsAsInThePage) {
+    LoopbackServer proxy(AnswerAll("of the proxy"));
+    LoopbackServer server(AnswerAll("answer"));
+    const ScopedEnvironment variable("http_proxy", proxy.url(""));
+    const ScopedEnvironment exceptions("no_proxy");
+    CHttpClient client;
+    PointAt(client, server);
+    CHttpResponse response;
+    EXPECT_EQ(client.synSendRequest(*Get(), response, false), 200);
+    EXPECT_EQ(response.getResponseBody(), "of the proxy");
+    client.setTransferProfile(HTTPTRANSFERPROFILE_STRICT);
+    EXPECT_EQ(client.synSendRequest(*Get(), response, false), 200);
+    EXPECT_EQ(response.getResponseBody(), "answer");
 }
 
 TEST_F(StrictRow, OfTheReasonIsAsInThePage) {
