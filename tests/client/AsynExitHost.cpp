@@ -10,6 +10,7 @@
 #include <httpclient/HttpRequest.h>
 
 #include "hosts/Faults.h"
+#include "roads/TestedProfile.h"
 
 class CHttpResponse;
 
@@ -33,6 +34,7 @@ int main(int argc, char** argv) {
         return 2;
     }
     EndOnFaults();
+    TakeTestedProfile();
     const bool busy = argc == 5;
     CHttpClient client;
     client.setPort(std::atoi(argv[1]));

@@ -76,11 +76,11 @@ GateTest::Outcome GateTest::Send(Way way, HTTPOPERATIONTYPE verb, const std::str
     request.setContent(content);
     if (way == Way::Asynchronous) {
         const AsynResult outcome = AsynSend(m_client, request, false);
-        return {outcome.status, outcome.body, 0};
+        return {outcome.status, outcome.body, 0, outcome.failure};
     }
     CHttpResponse response;
     const int result = m_client.synSendRequest(request, response, IsTls(way));
-    return {result, response.getResponseBody(), result == -1 ? LastError() : 0};
+    return {result, response.getResponseBody(), result == -1 ? LastError() : 0, FailureOf(response)};
 }
 
 GateTest::Outcome GateTest::SendUntilTimeout(Way way) {
@@ -88,6 +88,13 @@ GateTest::Outcome GateTest::SendUntilTimeout(Way way) {
     Outcome outcome = Send(way);
     m_client.setRequestTimeout(LONGEST_REQUEST);
     return outcome;
+}
+
+void GateTest::ExpectFailure(const Outcome& outcome, Way way, int error, const std::string& failure) const {
+    const bool none = IsStrict() || way == Way::Asynchronous;
+    EXPECT_EQ(outcome.result, !IsStrict() && way == Way::Asynchronous ? 0 : -1);
+    EXPECT_EQ(outcome.error, none ? 0 : error);
+    EXPECT_EQ(outcome.failure, IsStrict() ? failure : "");
 }
 
 void GateTest::ExpectNextToWork(Way way) {

@@ -34,7 +34,8 @@ protected:
     struct Outcome {
         int result = 0;
         std::string body;
-        int error = 0; ///< libcurl's number, as the log has it, of a synchronous request that failed
+        int error = 0;       ///< libcurl's number, as the log has it, of a synchronous request that failed
+        std::string failure; ///< what the response says of it, under the STRICT profile
     };
 
     static bool IsTls(Way way) { return way == Way::TlsFresh || way == Way::TlsKept; }
@@ -47,6 +48,9 @@ protected:
     /// Points the client at an address, over TLS where the way says so.
     void PointAt(const std::string& address, int port, Way way);
     void PointAt(const httpclient::testing::LoopbackServer& server, Way way);
+    bool IsStrict() const { return m_client.getTransferProfile() == HTTPTRANSFERPROFILE_STRICT; }
+    /// Expects a request to have failed. @param error libcurl's number. @param failure under the STRICT profile.
+    void ExpectFailure(const Outcome& outcome, Way way, int error, const std::string& failure) const;
     /// Sends two requests that have to work.
     void ExpectNextToWork(Way way);
 

@@ -153,6 +153,7 @@ TEST_F(RefusedToken, IsFollowedByTheSameRequestButForTheToken) {
         EXPECT_EQ(second, first) << name;
         m_service.SetTokens("orders", {Secret("a"), Secret("b")});
         Sia().EraseTokenFromBuf("/orders", false);
+        ClosePool(); // with the engine's tokens
     }
 }
 

@@ -21,6 +21,7 @@
 
 #include "hosts/Faults.h"
 #include "interpose/Next.h"
+#include "roads/TestedProfile.h"
 
 using httpclient::testing::Next;
 
@@ -29,7 +30,8 @@ namespace {
 constexpr unsigned int LONGEST_LIFE = 30; // seconds
 constexpr char SLOW_NAME[] = "slow.test";
 
-std::atomic<bool> g_joining{false};
+std::atomic<bool> g_asked{false};   ///< the name service, for the name that it never answers
+std::atomic<bool> g_joining{false}; ///< a worker its thread that asks
 
 void Pause(std::chrono::milliseconds time) {
     std::this_thread::sleep_for(time);
@@ -56,7 +58,7 @@ void UseThePool(bool tls) {
     pool->ReleaseConn(pool->GetConn("127.0.0.1", 80, tls));
 }
 
-/// Comes back when a worker waits for a name service that never answers.
+/// Comes back when a worker waits for a name service that never answers; under the STRICT profile nobody waits for it.
 void WaitForASlowName() {
     CHttpClient client;
     client.setDomain(SLOW_NAME);
@@ -66,7 +68,8 @@ void WaitForASlowName() {
     request.addRequestHeadEntry("A", "1"); // without any there is a message
     client.asynSendRequest(
         request, [](const CHttpResponse&) {}, false);
-    while (!g_joining) {
+    const bool strict = client.getTransferProfile() == HTTPTRANSFERPROFILE_STRICT;
+    while (!(strict ? g_asked : g_joining)) {
         Pause(std::chrono::milliseconds(1));
     }
 }
@@ -85,6 +88,7 @@ int ACE_Object_Manager::fini() {
 extern "C" int getaddrinfo(const char* node, const char* service, const addrinfo* hints, addrinfo** result) {
     static auto* const next = Next<int(const char*, const char*, const addrinfo*, addrinfo**)>("getaddrinfo");
     while (std::string(node) == SLOW_NAME) {
+        g_asked = true;
         pause();
     }
     return next(node, service, hints, result);
@@ -99,6 +103,7 @@ extern "C" int pthread_join(pthread_t thread, void** result) {
 int main(int argc, char** argv) {
     const std::string moment = argc == 2 ? argv[1] : "";
     EndOnFaults();
+    TakeTestedProfile();
     alarm(LONGEST_LIFE);
     if (moment == "plain" || moment == "tls") {
         UseThePool(moment == "tls");

@@ -4,7 +4,10 @@
 #include <httpclient/HttpRequest.h>
 #include <httpclient/HttpResponse.h>
 
+#include "roads/TestedProfile.h"
+
 extern "C" __attribute__((visibility("default"))) int SendFromPlugin(int port) {
+    TakeTestedProfile();
     CHttpClient client;
     client.setPort(port);
     CHttpRequest request;

@@ -142,7 +142,9 @@ TEST_F(Signals, OfABrokenPipeAreNotRaisedByAKeptConnection) {
             PointAt(*server, way);
             const Counted pipes(SIGPIPE);
             EXPECT_EQ(Send(way).result, 200);
-            EXPECT_EQ(Send(way, HTTPOPERATION_POST, large).result, 200);
+            // The STRICT profile does not send a POST again.
+            const int result = Send(way, HTTPOPERATION_POST, large).result;
+            EXPECT_TRUE(result == 200 || (IsStrict() && result == -1)) << result;
             ClosePool();
             EXPECT_EQ(g_taken, 0);
         }

@@ -52,13 +52,19 @@ protected:
             m_client.setScheme(bSSL ? "https" : "http");
         }
 
+        CHttpClient& client() { return m_client; }
+
         /// Sends a request. @return what went over the wire, and what came of it.
         Exchange Send(HTTPOPERATIONTYPE verb) {
             const std::size_t before = m_server->requests().size();
             CHttpRequest request;
             request.setVerb(verb);
             request.setUrlPath("/path");
-            request.setContent("content");
+            const bool strict = m_client.getTransferProfile() == HTTPTRANSFERPROFILE_STRICT;
+            // The STRICT profile refuses a GET or HEAD that has a body.
+            if (!strict || (verb != HTTPOPERATION_GET && verb != HTTPOPERATION_HEAD)) {
+                request.setContent("content");
+            }
             Exchange exchange;
             exchange.result = m_client.synSendRequest(request, m_response, m_bSSL);
             exchange.received = m_response.getResponseBody();
@@ -161,6 +167,29 @@ TEST_F(VerbMatrix, OfTwoHandlesKeepsThemApart) {
                 EXPECT_EQ(after.sent.raw, alone.sent.raw);
                 EXPECT_EQ(after.result, alone.result);
                 EXPECT_EQ(after.received, alone.received);
+            }
+        }
+    }
+}
+
+TEST_F(VerbMatrix, OfTheStrictProfileHasEachVerbAsIfItWereAlone) {
+    for (const bool bSSL : {false, true}) {
+        for (const Verb& second : VERBS) {
+            Conversation alone(m_setting, bSSL);
+            alone.client().setTransferProfile(HTTPTRANSFERPROFILE_STRICT);
+            const Exchange expected = alone.Send(second.type);
+            EXPECT_EQ(expected.sent.method, second.name);
+            EXPECT_EQ(expected.received, second.type == HTTPOPERATION_HEAD ? "" : "answer");
+            for (const Verb& first : VERBS) {
+                SCOPED_TRACE(std::string(first.name) + ", then " + second.name + (bSSL ? " over TLS" : ""));
+                Conversation conversation(m_setting, bSSL);
+                conversation.client().setTransferProfile(HTTPTRANSFERPROFILE_STRICT);
+                conversation.Send(first.type);
+                const Exchange after = conversation.Send(second.type);
+                EXPECT_EQ(after.sent.raw, expected.sent.raw);
+                EXPECT_EQ(after.result, 200);
+                EXPECT_EQ(after.received, expected.received);
+                EXPECT_EQ(conversation.connections(), 1U);
             }
         }
     }

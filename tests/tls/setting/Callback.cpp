@@ -13,6 +13,7 @@
 #include <httpclient/HttpClient.h>
 #include <httpclient/HttpRequest.h>
 #include <httpclient/HttpResponse.h>
+#include <httpclient/Result.h>
 #include <httpclient/testing/Failures.h>
 #include <httpclient/testing/Patience.h>
 
@@ -36,7 +37,7 @@ void OnResponse(const CHttpResponse& response) {
     if (g_called) {
         ReportFailure("an asynchronous send called back twice");
     }
-    g_called = Called{{response.getStatusCode(), response.getResponseBody()}, gettid()};
+    g_called = Called{{response.getStatusCode(), response.getResponseBody(), FailureOf(response)}, gettid()};
     g_changed.notify_all();
 }
 
@@ -64,11 +65,19 @@ void WaitForTheEndOf(pid_t thread) {
 
 } // namespace
 
+std::string FailureOf(const CHttpResponse& response) {
+    const httpclient::Failure* const failure = response.getFailure();
+    return failure == nullptr ? ""
+                              : std::string(ToString(failure->kind())) + " in " + ToString(failure->phase());
+}
+
 AsynResult AsynSend(CHttpClient& client, const CHttpRequest& request, bool bSSL) {
     HeldSelect select;
     select.Divide(100); // the worker's pauses are long
     client.asynSendRequest(request, &OnResponse, bSSL);
     const Called called = WaitForCall();
-    WaitForTheEndOf(called.worker);
+    if (client.getTransferProfile() == HTTPTRANSFERPROFILE_COMPATIBLE) {
+        WaitForTheEndOf(called.worker); // under the other one the engine's threads stay
+    }
     return called.result;
 }
