@@ -27,7 +27,7 @@ std::string CHttpRequestInter::getCustomCookieParam() const {
     return "";
 }
 
-CHttpRequestImp::CHttpRequestImp() : m_eVerb(HTTPOPERATION_NOT_SET), m_pCurl(curl_easy_init()) {}
+CHttpRequestImp::CHttpRequestImp() : m_eVerb(HTTPOPERATION_NOT_SET), m_pCurl(MakeCurlEasy()) {}
 
 CHttpRequestImp::~CHttpRequestImp() {
     if (m_pCurl) {

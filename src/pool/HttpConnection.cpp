@@ -28,8 +28,7 @@ template <class Owner> void Close(Owner& handle) {
 } // namespace
 
 CHttpConnection::CHttpConnection(std::string address, int port)
-    : m_strAddress(std::move(address)), m_nPort(port), m_pCurl(curl_easy_init()),
-      m_pCurlM(curl_multi_init()) {
+    : m_strAddress(std::move(address)), m_nPort(port), m_pCurl(MakeCurlEasy()), m_pCurlM(curl_multi_init()) {
     RenewInChildren();
 }
 

@@ -23,6 +23,13 @@ struct CurlEasyCleanup {
 /// Owns an easy handle.
 using CurlEasyPtr = std::unique_ptr<CURL, CurlEasyCleanup>;
 
+/// Makes an easy handle; null where libcurl has none to give. The first of the process sets libcurl up, under a lock and
+/// with files that are read: a thread that was cancelled amid that would leave the lock to nobody.
+inline CurlEasyPtr MakeCurlEasy() {
+    const CancellationBlock block;
+    return CurlEasyPtr(curl_easy_init());
+}
+
 struct CurlMultiCleanup {
     void operator()(CURLM* multi) const {
         const CancellationBlock block;

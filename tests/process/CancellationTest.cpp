@@ -289,3 +289,19 @@ TEST_F(Cancellation, WaitsForTheEndOfACallbackOfLibcurl) {
                 }),
                 ::testing::ExitedWithCode(0), "a line of libcurl's");
 }
+
+// It sets libcurl up. Another process than the fixture's, in which that is done.
+TEST(CancellationBeforeAll, ThatIsPendingWhenTheFirstRequestIsMadeLeavesLibcurlInOrder) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(RunAndExit([] {
+                    Thread first([] {
+                        pthread_cancel(pthread_self());
+                        const CHttpRequest request;
+                        pthread_testcancel();
+                        ADD_FAILURE() << "the thread goes on";
+                    });
+                    first.Join();
+                    EXPECT_EQ(CHttpRequest().encodeParam("a b"), "a%20b");
+                }),
+                ::testing::ExitedWithCode(0), "");
+}
