@@ -7,6 +7,7 @@
 #include <string>
 
 #include "client/LibcurlLine.h"
+#include "client/TlsConnecting.h"
 #include "support/Cancellation.h"
 #include "support/Trace.h"
 
@@ -44,10 +45,13 @@ size_t OnCurlWrite(char* data, size_t size, size_t count, void* user) {
     return count;
 }
 
-int OnCurlDebug(CURL* /*curl*/, curl_infotype type, char* data, size_t /*size*/, void* /*user*/) {
-    const CancellationBlock block; // amid a callback libcurl could not be tidied up
-    if (type == CURLINFO_TEXT && TraceEnabled(TraceLevel::Detail)) {
-        LogText(data);
+int OnCurlDebug(CURL* /*curl*/, curl_infotype type, char* data, size_t size, void* /*user*/) {
+    if (type == CURLINFO_TEXT) {
+        const CancellationBlock block; // amid a callback libcurl could not be tidied up
+        if (TraceEnabled(TraceLevel::Detail)) {
+            LogText(data);
+        }
     }
+    TlsConnecting::Hear(type, {data, size});
     return 0;
 }

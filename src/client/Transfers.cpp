@@ -5,6 +5,7 @@
 #include "client/CurlCallbacks.h"
 #include "client/HttpClientImp.h"
 #include "client/ResponseFill.h"
+#include "client/TlsConnecting.h"
 #include "support/Cleansing.h"
 #include "support/Trace.h"
 
@@ -121,7 +122,10 @@ int Perform(const TransferKind& kind, CHttpClientImp& client, CURL* curl, const 
             ReportFailedOption(step, set); // and carries on
         }
     }
-    const CURLcode performed = curl_easy_perform(curl);
+    const CURLcode performed = [&] {
+        const TlsConnecting connecting(transfer.url);
+        return curl_easy_perform(curl);
+    }();
     if (performed == CURLE_OK) {
         return static_cast<int>(ResponseCode(curl));
     }

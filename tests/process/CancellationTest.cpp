@@ -11,6 +11,7 @@
 #include <vector>
 
 #include <pthread.h>
+#include <sys/socket.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -25,9 +26,26 @@
 #include "client/CurlCallbacks.h"
 #include "client/HttpClientImp.h"
 #include "interpose/LentConnections.h"
+#include "interpose/Next.h"
 #include "interpose/Select.h"
 
 using namespace httpclient::testing;
+
+namespace {
+
+thread_local int t_connectsUntilCancelled = 0; ///< 0: never
+
+} // namespace
+
+// Stands before the C library's. A thread that is cancelled as it connects ends right there, if it can.
+extern "C" __attribute__((visibility("default"))) int connect(int socket, const sockaddr* address,
+                                                              socklen_t length) {
+    static const auto s_next = Next<int(int, const sockaddr*, socklen_t)>("connect");
+    if (t_connectsUntilCancelled > 0 && --t_connectsUntilCancelled == 0) {
+        pthread_cancel(pthread_self());
+    }
+    return s_next(socket, address, length);
+}
 
 namespace {
 
@@ -152,6 +170,47 @@ TEST_F(Cancellation, OfASendDuringItsTransferKeepsProcessAndConnectionAlive) {
                     }),
                     ::testing::ExitedWithCode(0), "");
     }
+}
+
+TEST_F(Cancellation, OfASendThatMakesItsTlsConnectionKeepsProcessAndConnectionAlive) {
+    EXPECT_EXIT(RunAndExit([&] {
+                    const auto server = Serve(Way::TlsFresh);
+                    for (std::size_t i = 1; i <= 3; ++i) {
+                        Thread sender([&] {
+                            t_connectsUntilCancelled = 1;
+                            SendForEver(Way::TlsFresh);
+                        });
+                        sender.Join();
+                        EXPECT_TRUE(AllAreBack());
+                        EXPECT_EQ(server->connectionsAccepted(), i);
+                    }
+                    ExpectNextToWork(Way::TlsFresh);
+                }),
+                ::testing::ExitedWithCode(0), "");
+}
+
+// libcurl sends a request again if a kept connection turns out to be dead.
+TEST_F(Cancellation, OfASendThatMakesItsTlsConnectionAnewKeepsProcessAndConnectionAlive) {
+    EXPECT_EXIT(RunAndExit([&] {
+                    TlsLoopbackServer server(
+                        [](const RecordedRequest& request) {
+                            return request.target != "/never" ? Sound()
+                                   : request.connection == 1U ? Silence(After::Reset)
+                                                              : Delayed(Sound(), PATIENCE * 2);
+                        },
+                        m_tls.Server());
+                    PointAt(server, Way::TlsKept);
+                    EXPECT_EQ(Send(Way::TlsKept).result, 200);
+                    Thread sender([&] {
+                        t_connectsUntilCancelled = 1;
+                        SendForEver(Way::TlsKept);
+                    });
+                    sender.Join();
+                    EXPECT_TRUE(AllAreBack());
+                    EXPECT_EQ(server.connectionsAccepted(), 2U);
+                    ExpectNextToWork(Way::TlsKept);
+                }),
+                ::testing::ExitedWithCode(0), "");
 }
 
 TEST_F(Cancellation, OfASendThatWaitsForAConnectionLeavesTheProcess) {
