@@ -188,6 +188,8 @@ bool CHttpConnectionMgr::ScheduleSweeps() {
     // Monotonic, so that changes of the system time leave the period alone.
     m_pReactor->timer_queue()->gettimeofday(&ACE_High_Res_Timer::gettimeofday_hr);
     m_pReactor->reset_reactor_event_loop();
+    // Or a wait that SIGSTOP and SIGCONT interrupt, which nothing can block, would make ACE print on standard error.
+    m_pReactor->restart(1);
     if (m_pReactor->schedule_timer(this, nullptr, ACE_Time_Value(FIRST_SWEEP_SECONDS),
                                    ACE_Time_Value(SWEEP_INTERVAL_SECONDS)) != -1) {
         return true;

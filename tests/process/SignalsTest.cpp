@@ -3,16 +3,22 @@
 #include <atomic>
 #include <chrono>
 #include <csignal>
+#include <filesystem>
+#include <fstream>
 #include <memory>
+#include <string>
 #include <thread>
 #include <vector>
 
+#include <sys/syscall.h>
 #include <sys/time.h>
+#include <unistd.h>
 
 #include <httpclient/HttpConnectionMgr.h>
 #include <httpclient/testing/TlsLoopbackServer.h>
 
 #include "../faults/Gate.h"
+#include "tests/support/Process.h"
 
 using namespace httpclient::testing;
 
@@ -54,6 +60,37 @@ private:
 
     const Counted m_counted{SIGALRM};
 };
+
+/// Whether a thread of this process, which can only be the pool's, waits in its reactor.
+bool ThePoolsThreadWaits() {
+    for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task")) {
+        std::ifstream call(thread.path() / "syscall");
+        int number = -1;
+        if (call >> number && (number == SYS_epoll_wait || number == SYS_epoll_pwait)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool IsStopped(pid_t process) {
+    std::ifstream stat("/proc/" + std::to_string(process) + "/stat");
+    std::string number;
+    std::string name;
+    std::string state;
+    return stat >> number >> name >> state && state == "T";
+}
+
+/// Has another process stop this one and let it go on, as a shell does.
+void StopAndContinue() {
+    Fork([process = getpid()] {
+        kill(process, SIGSTOP);
+        while (!IsStopped(process)) {
+            std::this_thread::yield();
+        }
+        kill(process, SIGCONT);
+    }).Wait();
+}
 
 class Signals : public GateTest {
 protected:
@@ -150,3 +187,21 @@ TEST_F(Signals, OfABrokenPipeAreNotRaisedByAKeptConnection) {
         }
     }
 }
+
+#ifndef __SANITIZE_THREAD__ // whose children may start no thread
+// No thread can block these. The wait that they interrupt is ACE's, which says so on standard error unless told not to.
+TEST_F(Signals, ThatStopAndContinueTheProcessAreNotSpokenOf) {
+    const Ended child = RunForked([] {
+        CHttpConnectionMgr::Instance();
+        for (int i = 0; i < 5; ++i) {
+            while (!ThePoolsThreadWaits()) {
+                std::this_thread::yield();
+            }
+            StopAndContinue();
+        }
+        CHttpConnectionMgr::Finalize();
+    });
+    EXPECT_EQ(child.exitCode, 0);
+    EXPECT_EQ(child.err, "");
+}
+#endif
