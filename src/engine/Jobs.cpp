@@ -26,9 +26,27 @@ struct Jobs::State {
     MonotonicCondition idle;    ///< news for Finish()
     Queue queue;
     unsigned threads = 0;
+    unsigned sleeping = 0;
+    bool waking = false; ///< a thread was woken, and is not here yet
     unsigned running = 0;
     unsigned finishing = 0; ///< of those running, how many wait in Finish()
     bool ending = false;
+
+    /// One thread is woken at a time: it wakes the next, should there still be work when it has come. So a hundred jobs
+    /// that come at once do not wake a thread each. Under the lock.
+    /// @return whether to notify of a change, which is better done without the lock: the other would wait for it.
+    bool WakesOne() noexcept {
+        const bool wakes = !queue.empty() && sleeping > 0 && !waking;
+        waking = waking || wakes;
+        return wakes;
+    }
+    /// Under the lock, which is given back for that time.
+    void Sleep(std::unique_lock<std::mutex>& held) {
+        ++sleeping;
+        changed.Wait(held, net::Time::max());
+        --sleeping;
+        waking = false;
+    }
 };
 
 namespace {
@@ -70,14 +88,19 @@ bool Jobs::StartOne(const std::shared_ptr<State>& state) noexcept {
 }
 
 bool Jobs::Add(std::shared_ptr<Job> job) noexcept {
-    const std::lock_guard<std::mutex> lock(m_state->lock);
-    if (m_state->threads == 0 && !StartOne(m_state)) {
+    const std::shared_ptr<State> state = m_state;
+    std::unique_lock<std::mutex> lock(state->lock);
+    if (state->threads == 0 && !StartOne(state)) {
         return false;
     }
     Job& added = *job;
-    m_state->queue.push_back(added);
+    state->queue.push_back(added);
     added.m_self = std::move(job);
-    m_state->changed.NotifyOne();
+    const bool wakesOne = state->WakesOne();
+    lock.unlock();
+    if (wakesOne) {
+        state->changed.NotifyOne();
+    }
     return true;
 }
 
@@ -120,7 +143,7 @@ void Jobs::Run(const std::shared_ptr<State>& state) {
     for (;;) {
         std::unique_lock<std::mutex> lock(state->lock);
         while (state->queue.empty() && !state->ending) {
-            state->changed.Wait(lock, net::Time::max());
+            state->Sleep(lock);
         }
         if (state->queue.empty()) {
             return;
@@ -129,7 +152,11 @@ void Jobs::Run(const std::shared_ptr<State>& state) {
         state->queue.pop_front();
         const Running running(*state);
         std::shared_ptr<Job> job = std::move(first.m_self);
+        const bool wakesAnother = state->WakesOne();
         lock.unlock();
+        if (wakesAnother) {
+            state->changed.NotifyOne();
+        }
         std::optional<HostMask> mask;
         if (state->mask) {
             mask.emplace(*state->mask);

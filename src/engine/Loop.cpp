@@ -56,10 +56,15 @@ void OnTimer(int /*fd*/, short /*what*/, void* /*loop*/) {
     // Waking is all that it is for: what is due is found by its time.
 }
 
+void OnWake(int /*fd*/, short /*what*/, void* /*loop*/) {
+    // Waking is all that it is for, too: what is new stands in the lists.
+}
+
 } // namespace
 
 Loop::Loop() : m_base(MakeBase()), m_wake(MakeEvent()), m_scratch(new char[SCRATCH]) {
-    event_assign(&m_wakeEvent, m_base.get(), m_wake.get(), EV_READ | EV_PERSIST, &Loop::OnWake, this);
+    // By edges: each writing wakes, and the counter need not be read.
+    event_assign(&m_wakeEvent, m_base.get(), m_wake.get(), EV_READ | EV_PERSIST | EV_ET, &OnWake, this);
     event_assign(&m_timer, m_base.get(), -1, 0, &OnTimer, this);
     // The timer is set once, so that its memory is there: a deadline must not be lost when there is none left.
     const timeval someTime{1, 0};
@@ -151,13 +156,8 @@ void Loop::WakeUp() noexcept {
     if (m_wake) {
         const CancellationBlock
             block; // writing is a cancellation point, and nothing that wakes may be unwound
-        static_cast<void>(eventfd_write(m_wake.get(), 1)); // its counter is read long before it is full
+        static_cast<void>(eventfd_write(m_wake.get(), 1)); // its counter is never full
     }
-}
-
-void Loop::OnWake(int fd, short /*what*/, void* /*self*/) {
-    eventfd_t count = 0;
-    static_cast<void>(eventfd_read(fd, &count));
 }
 
 void Loop::Add(std::shared_ptr<AsyncCall> call) noexcept {
@@ -174,11 +174,10 @@ void Loop::AddReady(std::shared_ptr<AsyncCall> call) noexcept {
 
 /// Under the lock.
 void Loop::Append(Ready& to, std::shared_ptr<AsyncCall> call) noexcept {
-    const bool first = m_fresh.empty() && m_ready.empty();
     to.push_back(*call);
     AsyncCall& place = *call;
     place.m_readySelf = std::move(call);
-    if (first && !isThisThread()) {
+    if (std::exchange(m_asleep, false) && !isThisThread()) {
         WakeUp();
     }
 }
@@ -220,7 +219,8 @@ void Loop::File(AsyncCall& call, net::Time due) noexcept {
         Unfile(call);
     }
     call.m_due = due;
-    m_deadlines.insert(call);
+    m_deadlines.insert(m_deadlines.end(),
+                       call); // the last, where all have the same time-out: nothing is looked through
 }
 
 void Loop::Unfile(AsyncCall& call) noexcept {
@@ -235,6 +235,7 @@ void Loop::WaitForNews(net::Time until) noexcept {
     {
         const std::lock_guard<std::mutex> lock(m_lock);
         ready = !m_fresh.empty() || !m_ready.empty() || (m_stopped && m_calls.load() == 0);
+        m_asleep = !ready;
     }
     const net::Time earliest = m_deadlines.empty() ? until : std::min(until, m_deadlines.begin()->due());
     if (!ready && earliest != m_timerAt) {

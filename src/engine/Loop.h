@@ -90,7 +90,6 @@ private:
     void ReadyThoseDue(net::Time now) noexcept;
     void BringForward(AsyncCall& call) noexcept;
     std::shared_ptr<AsyncCall> NextReady() noexcept;
-    static void OnWake(int fd, short what, void* self);
 
     static constexpr std::size_t SCRATCH = 64UL * 1024;
 
@@ -108,6 +107,7 @@ private:
     MonotonicCondition m_hasEnded; ///< for those who wait for the thread while another joins it
     Ready m_fresh;                 ///< calls that have just begun
     Ready m_ready;
+    bool m_asleep = false; ///< or about to be: who brings news has to wake the thread
     bool m_stopped = false;
     bool m_over = true; ///< there is no thread, or none that looks at its calls any more
     std::thread m_thread;
