@@ -1,26 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Results.h"
 
-#include <algorithm>
-#include <cstdarg>
-#include <cstdio>
+#include "../Median.h"
+#include "../Text.h"
 
 namespace {
-
-__attribute__((format(printf, 1, 2))) std::string Text(const char* format, ...) {
-    char text[512];
-    va_list arguments;
-    va_start(arguments, format);
-    std::vsnprintf(text, sizeof text, format, arguments);
-    va_end(arguments);
-    return text;
-}
-
-double Median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    const size_t half = values.size() / 2;
-    return values.size() % 2 == 1 ? values[half] : (values[half - 1] + values[half]) / 2;
-}
 
 Figures Ratio(const Figures& value, const Figures& floor) {
     return {value.perSecond / floor.perSecond, value.p50 / floor.p50, value.cpu / floor.cpu};

@@ -7,13 +7,12 @@
 #include <exception>
 #include <fstream>
 
-#include <unistd.h>
-
 #include <CLI/CLI.hpp>
 
 #include <httpclient/HttpConnectionMgr.h>
 
 #include "../Descriptors.h"
+#include "../Progress.h"
 #include "../TlsServer.h"
 #include "../cost/CachedToken.h"
 #include "Contest.h"
@@ -28,36 +27,6 @@ struct Options {
     double seconds = 0.3;
     std::string json;
     std::string table;
-};
-
-/// A bar on a terminal; nothing elsewhere.
-class Progress {
-public:
-    explicit Progress(size_t all) : m_all(all), m_bShown(isatty(STDERR_FILENO) != 0) {}
-    void Next(const std::string& what) {
-        Show(what);
-        ++m_done;
-    }
-    void Finish() const {
-        Show("");
-        if (m_bShown) {
-            std::fprintf(stderr, "\n");
-        }
-    }
-
-private:
-    void Show(const std::string& what) const {
-        constexpr size_t WIDTH = 30;
-        const size_t filled = m_all == 0 ? WIDTH : m_done * WIDTH / m_all;
-        if (m_bShown) {
-            std::fprintf(stderr, "\r[%s%s] %zu/%zu %-60.60s", std::string(filled, '#').c_str(),
-                         std::string(WIDTH - filled, ' ').c_str(), m_done, m_all, what.c_str());
-        }
-    }
-
-    size_t m_all;
-    size_t m_done = 0;
-    bool m_bShown;
 };
 
 std::vector<Work> WorksOf(const Options& options, const TlsServer& server, const SlowServer& slow) {

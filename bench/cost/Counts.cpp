@@ -95,7 +95,10 @@ std::map<std::string, double> Instructions(const std::string& dumps, int request
 SystemCallsByName SystemCalls(const std::string& driver, const std::string& work, int requests,
                               const std::string& port) {
     constexpr int PER_ROUND = 3; // N and then 2N
-    const auto count = [&](int each) { return CountSystemCalls({driver, work, std::to_string(each), port}); };
+    const bool allThreads = work.rfind("async", 0) == 0;
+    const auto count = [&](int each) {
+        return CountSystemCalls({driver, work, std::to_string(each), port}, allThreads);
+    };
     SystemCallsByName calls;
     for (const auto& [name, number] : count(2 * requests)) {
         calls[name] += number / (PER_ROUND * ROUNDS * requests);

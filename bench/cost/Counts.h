@@ -14,7 +14,8 @@
 /// and a server of its own.
 constexpr std::array WORK_NAMES{"floor-get",       "library-get",       "floor-post",         "library-post",
                                 "floor-get-token", "library-get-token", "library-get-pooled", "client-get",
-                                "client-post",     "strict-get",        "strict-post"};
+                                "client-post",     "strict-get",        "strict-post",        "async-get",
+                                "async-get-20"};
 
 /// What one request of a kind of work costs.
 struct Cost {
@@ -22,7 +23,7 @@ struct Cost {
     std::map<std::string, double> instructions; ///< By object; empty when they were not counted.
 
     httpclient::testing::SystemCallsByName
-        systemCalls; ///< Of the calling thread; empty when they were not counted.
+        systemCalls; ///< Of the calling thread, of all where calls are asynchronous; empty when they were not counted.
 
     double TotalInstructions() const;
     /// Of the objects whose file name begins so.

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Works.h"
 
+#include <condition_variable>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <utility>
 #include <vector>
 
@@ -96,6 +98,66 @@ SendOne ClientPost(std::uint16_t port) {
     return Client(port, std::move(request));
 }
 
+/// Calls that are sent at once; then each counts as one request.
+class AtOnce {
+public:
+    AtOnce(std::uint16_t port, int count)
+        : m_client(httpclient::ClientOptions("http://127.0.0.1:" + std::to_string(port))), m_count(count) {}
+
+    long Send() {
+        if (m_left == 0) {
+            SendAll();
+        }
+        --m_left;
+        return m_status;
+    }
+
+private:
+    void SendAll() {
+        std::unique_lock<std::mutex> lock(m_lock);
+        m_status = 200;
+        for (; m_left < m_count; ++m_left) {
+            m_client.Start(m_request, [this](const httpclient::Result& result) { Ended(result); });
+        }
+        m_changed.wait(lock, [this] { return m_ended == m_count; });
+        m_ended = 0;
+    }
+    void Ended(const httpclient::Result& result) {
+        std::unique_lock<std::mutex> lock(m_lock);
+        if (!result || result->status() != 200) {
+            m_status = 0;
+        }
+        const bool last = ++m_ended == m_count;
+        lock.unlock();
+        if (last) {
+            m_changed.notify_one();
+        }
+    }
+
+    httpclient::Client m_client;
+    httpclient::Request m_request{httpclient::Method::Get, PATH};
+    const int m_count;
+    int m_left = 0;
+    std::mutex m_lock;
+    std::condition_variable m_changed;
+    int m_ended = 0;
+    long m_status = 0;
+};
+
+SendOne Asynchronous(std::uint16_t port, int atOnce) {
+    auto calls = std::make_shared<AtOnce>(port, atOnce);
+    return [calls] { return calls->Send(); };
+}
+
+SendOne AsyncGet(std::uint16_t port) {
+    return Asynchronous(port, 1);
+}
+
+SendOne AsyncGets(std::uint16_t port) {
+    constexpr int AT_ONCE = 20;
+    return Asynchronous(port, AT_ONCE);
+}
+
 /// @return false when the pool takes no more addresses.
 bool FillPool(const std::string& host, unsigned int port, int connections) {
     CHttpConnectionMgr* pool = CHttpConnectionMgr::Instance();
@@ -136,6 +198,8 @@ SendOne MakeWork(const std::string& name, std::uint16_t port) {
         {"library-get-pooled", &LibraryGetBesidePooled},
         {"client-get", &ClientGet},
         {"client-post", &ClientPost},
+        {"async-get", &AsyncGet},
+        {"async-get-20", &AsyncGets},
         {"strict-get", &StrictGet},
         {"strict-post", &StrictPost}};
     return makers.at(name)(port);

@@ -115,6 +115,13 @@ Measures Measure(const CostByWork& costs) {
         measures["strict-" + work + ".instructions-to-client"] =
             costs.at("strict-" + work).TotalInstructions() / costs.at("client-" + work).TotalInstructions();
     }
+    for (const std::string name : {"async-get", "async-get-20"}) {
+        AddMeasures(name, costs.at(name), costs.at("floor-get"), measures);
+        // How often threads wait for each other depends on who is quicker.
+        const auto waits = costs.at(name).systemCalls.find("futex");
+        measures[name + ".system-calls"] = costs.at(name).TotalSystemCalls() -
+                                           (waits == costs.at(name).systemCalls.end() ? 0 : waits->second);
+    }
     measures["token.allocations"] = added.allocations - line.allocations;
     return measures;
 }

@@ -176,9 +176,9 @@ std::vector<SystemCall> WatchSystemCalls(const std::vector<std::string>& command
     return Watch(command, allThreads).ToTheEnd();
 }
 
-SystemCallsByName CountSystemCalls(const std::vector<std::string>& command) {
+SystemCallsByName CountSystemCalls(const std::vector<std::string>& command, bool allThreads) {
     SystemCallsByName calls;
-    for (const SystemCall& call : WatchSystemCalls(command, false)) {
+    for (const SystemCall& call : WatchSystemCalls(command, allThreads)) {
         ++calls[call.name];
     }
     return calls;

@@ -25,7 +25,7 @@ bool MayWatchSystemCalls();
 /// @throw std::runtime_error when it cannot be run, or fails.
 std::vector<SystemCall> WatchSystemCalls(const std::vector<std::string>& command, bool allThreads);
 
-/// Counts those of the program's first thread.
-SystemCallsByName CountSystemCalls(const std::vector<std::string>& command);
+/// Counts those of the program's first thread, or of all.
+SystemCallsByName CountSystemCalls(const std::vector<std::string>& command, bool allThreads);
 
 } // namespace httpclient::testing
