@@ -9,18 +9,23 @@
 #include <cstring>
 #include <utility>
 
+#include <strings.h>
 #include <sys/uio.h>
 
 namespace httpclient::net {
 
 /// Walks through pieces of memory. Small neighbours are put together into one record; what fills a record by itself
-/// is not copied. The same pieces are always cut in the same way, as OpenSSL demands of a write that is repeated.
+/// is not copied, and what was is wiped in the end: it may be a head with a token. The same pieces are always cut in
+/// the same way, as OpenSSL demands of a write that is repeated.
 class RecordPieces {
 public:
     /// The most that one record holds.
     static constexpr std::size_t RECORD = 16384;
 
     RecordPieces(const iovec* pieces, int count) : m_piece(pieces), m_end(pieces + count) { SkipEmpty(); }
+    ~RecordPieces() { explicit_bzero(m_record.data(), m_copied); }
+    RecordPieces(const RecordPieces&) = delete;
+    RecordPieces& operator=(const RecordPieces&) = delete;
 
     bool Empty() const { return m_piece == m_end; }
 
@@ -68,12 +73,14 @@ private:
             filled += size;
             offset = 0;
         }
+        m_copied = std::max(m_copied, filled);
         return filled;
     }
 
     const iovec* m_piece;
     const iovec* m_end;
     std::size_t m_offset = 0;
+    std::size_t m_copied = 0;
     std::array<char, RECORD> m_record; // not filled before it is needed
 };
 

@@ -149,11 +149,18 @@ void LoadCertificate(SSL_CTX* context, const PemText& pem) {
     }
 }
 
+/// Wipes what functions that have returned left on the stack. OpenSSL leaves the password there.
+[[gnu::noinline]] void WipeStackBelow() noexcept {
+    char frames[16UL * 1024];
+    explicit_bzero(frames, sizeof frames);
+}
+
 void LoadKey(SSL_CTX* context, const TlsSettings& settings, const TlsTexts& texts) {
     const PemText& pem = texts.key.label.empty() ? texts.certificate : texts.key;
     KeyPassword password(settings, texts);
     const BioPtr bio = ReadingBio(pem);
     const KeyPtr key(PEM_read_bio_PrivateKey(bio.get(), nullptr, &KeyPassword::Give, &password));
+    WipeStackBelow();
     Require(key != nullptr, pem.label);
     Require(SSL_CTX_use_PrivateKey(context, key.get()) == 1 && SSL_CTX_check_private_key(context) == 1,
             pem.label);

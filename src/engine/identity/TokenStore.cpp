@@ -140,8 +140,8 @@ void TokenStore::Exchange(Service& service) noexcept {
 /// Takes an exchange's outcome over and tells those who wait for it. The last touch of this object by its thread.
 void TokenStore::End(Service& service, TokenOutcome& outcome) noexcept {
     TokenPtr fresh; // then the old one, which is wiped after the lock
-    const Cleansing cleansing(outcome.token);
     if (!outcome.token.empty()) {
+        const Cleansing cleansing(outcome.token); // before a call is told that there is one
         try {
             fresh = std::make_shared<const Token>(outcome.token, ++m_lastGeneration);
         } catch (const std::exception&) {
