@@ -54,7 +54,7 @@ Result Call::TakeExhausted(std::error_code code) {
     } catch (const std::exception&) {
         // no memory either
     }
-    LogExhaustion(m_client, m_request, m_phase);
+    LogExhaustion(m_client, m_request, m_phase, m_attempts, m_timedSince - m_begun);
     CountEnd(Ending::Of(FailureKind::Internal), Waited());
     Result outcome = OutOfMemory(m_phase, m_requestSent);
     TellEnd(outcome, outcome.failure().timings());

@@ -117,11 +117,12 @@ void LogFailure(const ClientCore& client, const Request::Body& request,
     });
 }
 
-void LogExhaustion(const ClientCore& client, const Request::Body& request, Phase phase) noexcept {
+void LogExhaustion(const ClientCore& client, const Request::Body& request, Phase phase, int attempts,
+                   std::chrono::nanoseconds total) noexcept {
     Log(TraceLevel::Error, [&] {
-        Trace<LogMessage::CallFailedWithin>(ToString(request.method), client.text().c_str(),
-                                            LoggedPath(request.target).c_str(), ToString(phase),
-                                            DefaultText(FailureKind::Internal));
+        Trace<LogMessage::CallFailedWithin>(
+            ToString(request.method), client.text().c_str(), LoggedPath(request.target).c_str(),
+            ToString(phase), DefaultText(FailureKind::Internal), attempts, Milliseconds(total));
     });
 }
 

@@ -3,6 +3,7 @@
 /// What is written about a call: the one place that decides what may be told.
 #pragma once
 
+#include <chrono>
 #include <string>
 #include <string_view>
 
@@ -26,6 +27,7 @@ void LogAnswer(const ClientCore& client, const Request::Body& request, const Res
 void LogFailure(const ClientCore& client, const Request::Body& request,
                 const Failure::Body& failure) noexcept;
 /// The same for a call that memory or another resource was refused to.
-void LogExhaustion(const ClientCore& client, const Request::Body& request, Phase phase) noexcept;
+void LogExhaustion(const ClientCore& client, const Request::Body& request, Phase phase, int attempts,
+                   std::chrono::nanoseconds total) noexcept;
 
 } // namespace httpclient::engine

@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 // One outcome, whatever races.
 #include <memory>
+#include <regex>
 #include <stdexcept>
 #include <system_error>
 #include <thread>
 
 #include <pthread.h>
+
+#include <httpclient/testing/RecordingTrace.h>
 
 #include "interpose/Allocations.h"
 #include "interpose/ThreadCreate.h"
@@ -318,6 +321,7 @@ TEST_F(OutcomeTest, ExhaustedMemoryInStartThrowsOrIsAnOutcome) {
 TEST_F(OutcomeTest, ExhaustedMemoryOnTheLoopIsAnOutcome) {
     // With an executor that runs inline the host's code arms the failure on the loop's own thread.
     Remake(EngineOptions().executor(&Inline));
+    kit::TraceRecorder::Instance().Clear();
     kit::LoopbackServer server(Always());
     const Client client = ClientOf(server);
     bool all = false;
@@ -347,6 +351,17 @@ TEST_F(OutcomeTest, ExhaustedMemoryOnTheLoopIsAnOutcome) {
     }
     EXPECT_TRUE(all);
     EXPECT_GT(failures, 3U);
+    const std::regex expected(
+        "HTTP call GET http://127\\.0\\.0\\.1:[0-9]+/ failed: Internal in [A-Z][a-z]+: .+; "
+        "attempts [01], total [0-9]+\\.[0-9]+ ms.*");
+    std::size_t lines = 0;
+    for (const kit::TracedMessage& message : kit::TraceRecorder::Instance().Messages()) {
+        if (message.level == 5) {
+            EXPECT_TRUE(std::regex_match(message.body, expected)) << message.body;
+            ++lines;
+        }
+    }
+    EXPECT_EQ(lines, failures) << "one line each";
 }
 
 } // namespace
