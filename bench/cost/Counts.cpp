@@ -109,27 +109,45 @@ SystemCallsByName SystemCalls(const std::string& driver, const std::string& work
     return calls;
 }
 
-Cost CountCost(const std::string& driver, const std::string& work, int requests, const Wanted& wanted) {
-    const AnswerServer server;
-    const std::vector<std::string> words{driver, work, std::to_string(requests),
-                                         std::to_string(server.Port())};
-    Cost cost;
-    cost.allocations = Allocations(Output(words), requests);
-    if (wanted.systemCalls) {
-        cost.systemCalls = SystemCalls(driver, work, requests, std::to_string(server.Port()));
-    }
-    if (!wanted.instructions) {
-        return cost;
-    }
+/// Runs the driver below callgrind. @param options of callgrind's, beside those that every run has.
+std::map<std::string, double> CountInstructions(const std::vector<std::string>& words, int requests,
+                                                const std::vector<std::string>& options = {}) {
     const TemporaryDirectory scratch;
     const std::string dumps = scratch.path() / "dump";
     const std::string log = scratch.path() / "log";
     std::vector<std::string> counted{"valgrind", "--tool=callgrind", "--dump-before=CostPhaseEnds",
                                      "--callgrind-out-file=" + dumps, "--log-file=" + log};
+    counted.insert(counted.end(), options.begin(), options.end());
     counted.insert(counted.end(), words.begin(), words.end());
     Output(counted);
-    cost.instructions = Instructions(dumps, requests);
+    return Instructions(dumps, requests);
+}
+
+std::vector<std::string> Words(const std::string& driver, const std::string& work, int requests,
+                               const AnswerServer& server) {
+    return {driver, work, std::to_string(requests), std::to_string(server.Port())};
+}
+
+Cost CountCost(const std::string& driver, const std::string& work, int requests, const Wanted& wanted) {
+    const AnswerServer server;
+    const std::vector<std::string> words = Words(driver, work, requests, server);
+    Cost cost;
+    cost.allocations = Allocations(Output(words), requests);
+    if (wanted.systemCalls) {
+        cost.systemCalls = SystemCalls(driver, work, requests, std::to_string(server.Port()));
+    }
+    if (wanted.instructions) {
+        cost.instructions = CountInstructions(words, requests);
+    }
     return cost;
+}
+
+double Sum(const std::map<std::string, double>& instructions) {
+    double sum = 0;
+    for (const auto& [object, count] : instructions) {
+        sum += count;
+    }
+    return sum;
 }
 
 } // namespace
@@ -154,6 +172,14 @@ double Cost::TotalSystemCalls() const {
         sum += count;
     }
     return sum;
+}
+
+double CountCountingInstructions(const std::string& driver, int requests) {
+    const AnswerServer server;
+    // Functions that are not inlined, so that they can be told by their names; what they call counts, too.
+    return Sum(CountInstructions(Words(driver, "client-get-labelled", requests, server), requests,
+                                 {"--toggle-collect=httpclient::engine::Call::CountEnd(*",
+                                  "--toggle-collect=httpclient::engine::Call::CountExchange*"}));
 }
 
 bool HasValgrind() {

@@ -33,6 +33,11 @@ struct Cost {
 
 using CostByWork = std::map<std::string, Cost>;
 
+/// Counts the instructions with which a GET is counted for the statistics, everything that they call included. It has a
+/// label, whose counts have to be looked for. Needs valgrind.
+/// @throw std::runtime_error when the run fails.
+double CountCountingInstructions(const std::string& driver, int requests);
+
 /// @return whether this machine can count instructions.
 bool HasValgrind();
 

@@ -92,6 +92,11 @@ SendOne ClientGet(std::uint16_t port) {
     return Client(port, httpclient::Request(httpclient::Method::Get, PATH));
 }
 
+SendOne ClientGetLabelled(std::uint16_t port) {
+    return Client(port, httpclient::Request(httpclient::Method::Get, PATH)
+                            .label(getenv("LABEL") ? getenv("LABEL") : "/orders/{id}/items"));
+}
+
 SendOne ClientPost(std::uint16_t port) {
     httpclient::Request request(httpclient::Method::Post, PATH);
     request.body(std::string(POST_BYTES, 'b'));
@@ -197,6 +202,7 @@ SendOne MakeWork(const std::string& name, std::uint16_t port) {
         {"library-get-token", &LibraryGetWithToken},
         {"library-get-pooled", &LibraryGetBesidePooled},
         {"client-get", &ClientGet},
+        {"client-get-labelled", &ClientGetLabelled},
         {"client-post", &ClientPost},
         {"async-get", &AsyncGet},
         {"async-get-20", &AsyncGets},

@@ -137,7 +137,9 @@ int Run(const std::string& self, const Options& options) {
     }
     const CostByWork costs = CountCosts(self + "-driver", options.requests, {instructions, systemCalls});
     PrintTable(costs);
-    const Measures measures = Measure(costs);
+    Measures measures = Measure(costs);
+    measures["client-get.counting-instructions"] =
+        instructions ? CountCountingInstructions(self + "-driver", options.requests) : 0;
     const auto counted = [&](const std::string& measure) {
         return (instructions || measure.find("instructions") == std::string::npos) &&
                (systemCalls || measure.find("system-calls") == std::string::npos);

@@ -115,6 +115,7 @@ private:
     Wait Fail(Fault fault, net::Time now);
     void EndWith(Fault fault, net::Time now) noexcept;
     std::optional<CloseReason> WhyNotKept();
+    void CountExchange() noexcept;
     std::unique_ptr<Connection> LetGo() noexcept;
     void GiveConnectionBack(net::Time now);
     void CloseConnection(CloseReason reason);
@@ -131,6 +132,8 @@ private:
     void TellEnd(const Result& outcome, const Timings& timings);
     std::chrono::nanoseconds Waited() noexcept;
     void CountEnd(Ending how, std::chrono::nanoseconds waited) noexcept;
+    void CountEarlyEnd(Ending how, std::chrono::nanoseconds waited) const noexcept;
+    void CountEndIn(OriginCounts& counts, Ending how, std::chrono::nanoseconds waited) const noexcept;
 
     Core& m_core;
     const ClientCore& m_client;

@@ -1,11 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/Counts.h"
 
-#include <algorithm>
-#include <functional>
 #include <memory>
 #include <new>
-#include <string_view>
 #include <utility>
 
 namespace httpclient::engine {
@@ -36,31 +33,29 @@ OriginCounts::~OriginCounts() {
     }
 }
 
-RouteCounts& OriginCounts::Route(Method method, const std::string& label) noexcept {
-    const std::size_t number = std::min(static_cast<std::size_t>(method), METHODS - 1);
-    if (label.empty()) {
-        return m_unlabelled[number];
-    }
+/// What Route() has not found at once: another one has the same number, or it is new, or has no name of its own.
+RouteCounts& OriginCounts::Search(std::size_t method, const std::string& label) noexcept {
     if (label.size() > LONGEST_LABEL || label == OTHER) {
-        return m_others[number];
+        return m_others[method];
     }
+    const std::size_t hash = HashOf(method, label);
     std::unique_ptr<RouteCounts> added;
-    for (std::size_t place = std::hash<std::string_view>()(label) + number;; ++place) {
+    for (std::size_t place = hash;; ++place) {
         std::atomic<RouteCounts*>& slot = m_table[place % SLOTS];
         RouteCounts* route = slot.load(std::memory_order_acquire);
         if (route == nullptr) {
             if (!added) {
-                added.reset(Add(number, label));
+                added.reset(Add(method, label, hash));
             }
             if (!added) {
-                return m_others[number];
+                return m_others[method];
             }
             if (slot.compare_exchange_strong(route, added.get(), std::memory_order_acq_rel)) {
                 return *added.release();
             }
         }
         // cppcheck-suppress nullPointerRedundantCheck ; an exchange that fails tells who was first
-        if (route->method == number && route->label == label) {
+        if (route->method == method && route->label == label) {
             if (added) {
                 m_routes.fetch_sub(1); // GCOVR_EXCL_LINE: another thread was first, at this very moment
             }
@@ -70,7 +65,7 @@ RouteCounts& OriginCounts::Route(Method method, const std::string& label) noexce
 }
 
 /// @return a new route, which has a place among those that there may be; null: there is no place, or no memory.
-RouteCounts* OriginCounts::Add(std::size_t method, const std::string& label) noexcept {
+RouteCounts* OriginCounts::Add(std::size_t method, std::string_view label, std::size_t hash) noexcept {
     if (m_routes.load(std::memory_order_relaxed) >= MOST_ROUTES) {
         return nullptr;
     }
@@ -82,6 +77,7 @@ RouteCounts* OriginCounts::Add(std::size_t method, const std::string& label) noe
         auto route = std::make_unique<RouteCounts>();
         route->method = method;
         route->label = label;
+        route->hash = hash;
         return route.release();
     } catch (const std::bad_alloc&) {
         m_routes.fetch_sub(1);

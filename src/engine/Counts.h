@@ -3,13 +3,16 @@
 /// What is counted of the calls to one origin.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include <httpclient/Request.h>
 #include <httpclient/Result.h>
@@ -26,11 +29,33 @@ private:
     std::atomic<std::uint64_t> m_count{0};
 };
 
+constexpr std::size_t BINARY_DIGITS = 64;
+
+/// @return how many binary digits a number has; 1 of 0.
+constexpr std::size_t DigitsOf(std::uint64_t number) noexcept {
+    return BINARY_DIGITS - static_cast<std::size_t>(__builtin_clzll(number | 1U));
+}
+
+/// @return for each number of digits, how many of some times have fewer.
+template <std::size_t COUNT>
+constexpr std::array<std::uint8_t, BINARY_DIGITS + 1>
+WithFewerDigits(const std::array<std::chrono::nanoseconds, COUNT>& times) noexcept {
+    std::array<std::uint8_t, BINARY_DIGITS + 1> fewer{};
+    for (std::size_t digits = 0; digits <= BINARY_DIGITS; ++digits) {
+        for (const std::chrono::nanoseconds time : times) {
+            if (DigitsOf(static_cast<std::uint64_t>(time.count())) < digits) {
+                ++fewer[digits];
+            }
+        }
+    }
+    return fewer;
+}
+
 /// How many times were so long.
 class Histogram {
 public:
     /// Upper bounds of the buckets; what is longer than the last is in one more.
-    static constexpr std::array<std::chrono::microseconds, 16> BOUNDS{
+    static constexpr std::array<std::chrono::nanoseconds, 16> BOUNDS{
         {std::chrono::microseconds(500), std::chrono::milliseconds(1), std::chrono::microseconds(2500),
          std::chrono::milliseconds(5), std::chrono::milliseconds(10), std::chrono::milliseconds(25),
          std::chrono::milliseconds(50), std::chrono::milliseconds(100), std::chrono::milliseconds(250),
@@ -39,12 +64,11 @@ public:
          std::chrono::seconds(60)}};
 
     void Count(std::chrono::nanoseconds time) noexcept {
-        std::size_t bucket = 0;
-        while (bucket < BOUNDS.size() && time > BOUNDS[bucket]) {
-            ++bucket;
-        }
-        m_buckets[bucket].Add();
-        m_sum.Add(static_cast<std::uint64_t>(time.count()));
+        const auto count = static_cast<std::uint64_t>(time.count());
+        // One comparison, however long it was: no two bounds have as many binary digits.
+        const std::size_t bucket = SHORTER[DigitsOf(count)];
+        m_buckets[bucket + (bucket < BOUNDS.size() && time > BOUNDS[bucket] ? 1 : 0)].Add();
+        m_sum.Add(count);
     }
     /// @return the count of one bucket alone. @param index up to BOUNDS.size(), which is that of the longest.
     std::uint64_t count(std::size_t index) const noexcept { return m_buckets[index].count(); }
@@ -53,6 +77,8 @@ public:
     }
 
 private:
+    static constexpr auto SHORTER = WithFewerDigits(BOUNDS);
+
     std::array<Counter, BOUNDS.size() + 1> m_buckets;
     Counter m_sum; ///< nanoseconds
 };
@@ -96,6 +122,7 @@ const char* ToString(CloseReason reason) noexcept;
 /// The calls of one method under one label.
 struct RouteCounts {
     std::size_t method = 0; ///< its number; one beyond the last stands for what is no method
+    std::size_t hash = 0;   ///< of both, where it is looked for by them
     std::string label;
     std::array<Counter, Ending::COUNT> endings;
 };
@@ -109,7 +136,7 @@ public:
     static constexpr std::size_t METHODS = static_cast<std::size_t>(Method::Options) + 2;
     static constexpr std::size_t MOST_ROUTES = 128; ///< with a label
     static constexpr std::size_t LONGEST_LABEL = 128;
-    static constexpr const char* OTHER = "other"; ///< the label of all that is beyond the bounds
+    static constexpr std::string_view OTHER = "other"; ///< the label of all that is beyond the bounds
 
     explicit OriginCounts(std::string text);
     ~OriginCounts();
@@ -117,7 +144,20 @@ public:
     OriginCounts& operator=(const OriginCounts&) = delete;
 
     /// @return the counts of a route; those of "other" beyond the bounds and where there is no memory.
-    RouteCounts& Route(Method method, const std::string& label) noexcept;
+    RouteCounts& Route(Method method, const std::string& label) noexcept {
+        const std::size_t number = std::min(static_cast<std::size_t>(method), METHODS - 1);
+        if (label.empty()) {
+            return m_unlabelled[number];
+        }
+        const std::size_t hash = HashOf(number, label);
+        std::size_t place = hash;
+        RouteCounts* route = nullptr;
+        do {
+            route = m_table[place++ % SLOTS].load(std::memory_order_acquire);
+        } while (route != nullptr && route->hash != hash);
+        const bool found = route != nullptr && route->method == number && route->label == label;
+        return found ? *route : Search(number, label);
+    }
     /// Calls a function with each route that there is.
     template <class Look> void ForEachRoute(const Look& look) const {
         for (const auto* group : {&m_unlabelled, &m_others}) {
@@ -148,7 +188,11 @@ public:
 private:
     static constexpr std::size_t SLOTS = 2 * MOST_ROUTES; ///< so that every search comes to an empty one
 
-    RouteCounts* Add(std::size_t method, const std::string& label) noexcept;
+    /// @return a number by method and label: its length, its begin, its middle and its end, so that it costs a long label
+    ///         no more.
+    static std::size_t HashOf(std::size_t method, std::string_view label) noexcept;
+    RouteCounts& Search(std::size_t method, const std::string& label) noexcept;
+    RouteCounts* Add(std::size_t method, std::string_view label, std::size_t hash) noexcept;
 
     std::array<RouteCounts, METHODS> m_unlabelled;
     std::array<RouteCounts, METHODS> m_others;
@@ -156,5 +200,27 @@ private:
     std::array<std::atomic<RouteCounts*>, SLOTS> m_table{};
     std::atomic<std::size_t> m_routes{0};
 };
+
+inline std::size_t OriginCounts::HashOf(std::size_t method, std::string_view label) noexcept {
+    constexpr std::uint64_t FACTOR = 0x9E3779B97F4A7C15U;
+    constexpr unsigned int HALF = 32;
+    std::uint64_t hash = method << HALF | label.size();
+    const auto mix = [&](std::size_t at) {
+        std::uint64_t word = 0;
+        std::memcpy(&word, label.data() + at, sizeof word);
+        hash = (hash ^ word) * FACTOR;
+    };
+    if (label.size() >= sizeof hash) {
+        const std::size_t last = label.size() - sizeof hash;
+        mix(0);
+        mix(last / 2);
+        mix(last);
+    } else {
+        hash = (hash ^ static_cast<unsigned char>(label.front())) * FACTOR;
+        hash = (hash ^ static_cast<unsigned char>(label[label.size() / 2])) * FACTOR;
+        hash = (hash ^ static_cast<unsigned char>(label.back())) * FACTOR;
+    }
+    return hash >> HALF;
+}
 
 } // namespace httpclient::engine

@@ -15,7 +15,7 @@ const char* Statistics::NameOfExchange(std::size_t index) noexcept {
     return index == 0 ? "ok" : httpclient::ToString(static_cast<FailureKind>(index - 1));
 }
 
-Statistics::Statistics() : m_otherOrigin(std::make_shared<OriginCounts>(OriginCounts::OTHER)) {}
+Statistics::Statistics() : m_otherOrigin(std::make_shared<OriginCounts>(std::string(OriginCounts::OTHER))) {}
 
 std::shared_ptr<OriginCounts> Statistics::Of(const std::string& origin) noexcept {
     const std::lock_guard<std::mutex> lock(m_lock);
@@ -65,7 +65,7 @@ void Statistics::ForEachService(const std::function<void(const std::string&, con
     for (const auto& [service, exchanges] : m_services) {
         look(service, exchanges);
     }
-    look(OriginCounts::OTHER, m_otherService);
+    look(std::string(OriginCounts::OTHER), m_otherService);
 }
 
 } // namespace httpclient::engine

@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <cstring>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -42,7 +43,7 @@ protected:
 
 class StatisticsOfOneConnection : public StatisticsTest {
 protected:
-    StatisticsOfOneConnection() : StatisticsTest(EngineOptions().maxConnections(1, 100)) {}
+    StatisticsOfOneConnection() : StatisticsTest(EngineOptions().maxConnections(1, 1)) {}
 };
 
 /// A source that throws when it is asked.
@@ -169,6 +170,25 @@ TEST_F(StatisticsTest, PutATimeIntoTheFirstBucketThatHoldsIt) {
     EXPECT_EQ(histogram.sum(), 120'002'500'001ns);
 }
 
+TEST_F(StatisticsTest, PutATimeAtEachBoundBeforeItAndOneBeyondBehindIt) {
+    const auto bucketOf = [](std::chrono::nanoseconds time) {
+        engine::Histogram histogram;
+        histogram.Count(time);
+        std::size_t bucket = 0;
+        while (histogram.count(bucket) == 0) {
+            ++bucket;
+        }
+        return bucket;
+    };
+    for (std::size_t index = 0; index < engine::Histogram::BOUNDS.size(); ++index) {
+        const std::chrono::nanoseconds bound = engine::Histogram::BOUNDS[index];
+        EXPECT_EQ(bucketOf(bound - 1ns), index);
+        EXPECT_EQ(bucketOf(bound), index);
+        EXPECT_EQ(bucketOf(bound + 1ns), index + 1);
+    }
+    EXPECT_EQ(bucketOf(std::chrono::hours(24 * 365)), engine::Histogram::BOUNDS.size());
+}
+
 TEST_F(StatisticsTest, CountTheBytesOfHeadsAndBodies) {
     ScriptedServer server([](Peer& peer) {
         while (peer.Expect("question")) {
@@ -260,6 +280,15 @@ TEST_F(StatisticsTest, TellOfAKeptConnectionThatTheServerHasClosed) {
     EXPECT_EQ(Sum("retries_total"), 0) << "the replacement of a dead connection is none";
 }
 
+TEST_F(StatisticsOfOneConnection, TellOfAConnectionThatMadeRoomForAnother) {
+    kit::LoopbackServer first(Always());
+    kit::LoopbackServer second(Always());
+    ASSERT_TRUE(ClientOf(first).Send(Get()));
+    ASSERT_TRUE(ClientOf(second).Send(Get()));
+    EXPECT_EQ(Sum("connections_closed_total", {{"origin", first.url("")}, {"reason", "limit"}}), 1);
+    EXPECT_EQ(Connections(), "opened 2, closed 1, active 0, idle 1");
+}
+
 TEST_F(StatisticsOfOneConnection, TellHowManyCallsWait) {
     Moment release;
     kit::LoopbackServer server([&](const kit::RecordedRequest&) {
@@ -309,6 +338,13 @@ TEST_F(StatisticsTest, CountRetriesByTheOutcomeBefore) {
     EXPECT_EQ(Sum("retries_total", {{"reason", "Connect"}}), 3);
     EXPECT_EQ(Sum("retries_total"), 6);
     EXPECT_EQ(Sum("calls_total"), 2) << "a call is one, however often it was sent";
+    NameService names;
+    ASSERT_FALSE(ClientOf(OptionsFor("http://none.test").retry(policy)).Send(Get()));
+    kit::LoopbackServer silent([](const kit::RecordedRequest&) { return kit::Silence(kit::After::Stall); });
+    ASSERT_FALSE(ClientOf(OptionsFor(silent).retry(policy).attemptTimeout(20ms)).Send(Get()));
+    EXPECT_EQ(Sum("retries_total", {{"reason", "Resolve"}}), 3);
+    EXPECT_EQ(Sum("retries_total", {{"reason", "Timeout"}}), 3);
+    EXPECT_EQ(Sum("retries_total"), 12);
 }
 
 TEST_F(StatisticsTest, CountWhatSourcesSinksAndHeadFunctionsThrow) {
@@ -367,6 +403,25 @@ TEST_F(StatisticsTest, PutLabelsBeyondTheBoundsUnderOneName) {
     EXPECT_EQ(calls("/128"), 2) << "what is known stays known";
     send("");
     EXPECT_EQ(calls(""), 1);
+}
+
+TEST_F(StatisticsTest, TellLabelsApartThatAreAlmostTheSame) {
+    engine::OriginCounts counts("origin");
+    // With begin, middle and end of each other, too.
+    std::vector<std::string> labels = {"a", "b", "ab", "ba", "aab", "abb", "1234567", "1324567", "12345678"};
+    for (const char c : {'x', 'y', 'z'}) {
+        labels.push_back(std::string(20, 'l') + c +
+                         std::string(engine::OriginCounts::LONGEST_LABEL - 21, 'l'));
+    }
+    std::set<const engine::RouteCounts*> routes;
+    for (const std::string& label : labels) {
+        for (const Method method : {Method::Get, Method::Post}) {
+            const engine::RouteCounts& route = counts.Route(method, label);
+            EXPECT_EQ(&counts.Route(method, label), &route) << label;
+            routes.insert(&route);
+        }
+    }
+    EXPECT_EQ(routes.size(), 2 * labels.size());
 }
 
 TEST_F(StatisticsTest, LoseNothingWhereThreadsMeetTheSameNewLabel) {

@@ -2,6 +2,8 @@
 // What an observer sees of asynchronous calls, and what of the host's code is counted when it throws.
 #include <stdexcept>
 
+#include "engine/Counts.h"
+#include "interpose/Allocations.h"
 #include "loop/AsyncTest.h"
 #include "setting/Witness.h"
 
@@ -154,6 +156,37 @@ TEST_F(ObservedTest, AnExecutorThatThrowsIsCounted) {
     Start(ClientOf(server), Get());
     EXPECT_EQ(m_ends.Told(), "200 answer");
     EXPECT_EQ(Errors("executor"), 1);
+}
+
+TEST_F(ObservedTest, SourcesSinksAndHeadFunctionsThatThrowAreCounted) {
+    Remake(EngineOptions());
+    ScriptedServer server(AnswerAll());
+    const Client client = ClientOf(server);
+    const auto source = [](char*, std::size_t) -> std::ptrdiff_t { throw std::runtime_error("source"); };
+    Start(client, Request(Method::Put, "/").bodySource([=] { return source; }, std::nullopt), "source");
+    Start(client, Get().bodySink([](std::string_view) -> bool { throw std::runtime_error("sink"); }), "sink");
+    Start(client, Get().onHead([](const Response&) -> bool { throw std::runtime_error("head"); }), "head");
+    ASSERT_TRUE(m_ends.Wait(3));
+    EXPECT_EQ(Errors("source"), 1);
+    EXPECT_EQ(Errors("sink"), 2);
+    EXPECT_EQ(Errors("callback") + Errors("observer") + Errors("executor"), 0);
+}
+
+TEST_F(ObservedTest, CountingTakesMemoryForTheFirstCallUnderALabelAlone) {
+    engine::OriginCounts counts("http://origin");
+    const std::string label = "/orders/{id}/items";
+    const auto count = [&](const std::string& under) {
+        return httpclient::testing::AllocationsOf([&] {
+            counts.Route(Method::Get, under).endings[0].Add();
+            counts.durations.Count(1ms);
+            counts.leases.Count(1ms);
+            counts.sent.Add(1);
+        });
+    };
+    EXPECT_EQ(count(""), 0U);
+    EXPECT_GT(count(label), 0U);
+    EXPECT_EQ(count(label), 0U);
+    EXPECT_EQ(count(std::string(200, 'l')), 0U) << "counted as another";
 }
 
 TEST_F(ObservedTest, CallsOfALoopAreCountedAsOthersAre) {
