@@ -4,6 +4,7 @@
 #include <thread>
 #include <vector>
 
+#include <httpclient/Engine.h>
 #include <httpclient/HttpClient.h>
 #include <httpclient/HttpConnectionMgr.h>
 
@@ -94,6 +95,36 @@ TEST_F(SynSendWait, GivesUpAfterAHundredTriesThreeSecondsApart) {
     m_response.ExpectUntouched();
     EXPECT_EQ(ImpOf(m_client).m_curl, nullptr);
     EXPECT_EQ(m_server.connectionsAccepted(), 0U);
+}
+
+TEST_F(SynSendWait, IsSeenInTheNumbersOfThePool) {
+    httpclient::Engine engine; // any: the pool is the process's
+    const auto sum = [&](const char* name, const httpclient::EngineStatistics::Labels& having = {}) {
+        return engine.statistics().sum(name, having);
+    };
+    const auto connections = [&](const char* state) {
+        return sum("httpclient_pool_connections",
+                   {{"scheme", "http"},
+                    {"address", m_server.address() + ":" + std::to_string(m_server.port())},
+                    {"state", state}});
+    };
+    const double before = sum("httpclient_pool_waits_total");
+    std::vector<double> waiting;
+    {
+        const HeldSleep sleep([&, giveBack = GiveBackInSleep(2)](const HeldSleep::Call& call) mutable {
+            waiting.push_back(sum("httpclient_pool_waiting"));
+            giveBack(call);
+        });
+        EXPECT_EQ(connections("lent"), 100);
+        EXPECT_EQ(Send(), 200);
+    }
+    EXPECT_EQ(waiting, (std::vector<double>{1, 1}));
+    EXPECT_EQ(sum("httpclient_pool_waiting"), 0);
+    EXPECT_EQ(sum("httpclient_pool_waits_total") - before, 1) << "a send counts once, however often it tries";
+    EXPECT_EQ(connections("lent"), 99);
+    EXPECT_EQ(connections("idle"), 1);
+    EXPECT_EQ(Send(), 200);
+    EXPECT_EQ(sum("httpclient_pool_waits_total") - before, 1) << "that one did not wait";
 }
 
 TEST_F(SynSendWait, WorksAgainOnceAConnectionIsBack) {

@@ -106,6 +106,17 @@ protected:
         EXPECT_EQ(Ask(to, caller), Answer::Connection);
         return Pool::Take(caller.ticket);
     }
+    /// @return why connections were closed, as in "idle 1, age 2".
+    std::string Reasons() const {
+        std::string text;
+        for (std::size_t index = 0; index < CLOSE_REASONS; ++index) {
+            if (const auto count = m_counts->closed[index].count(); count > 0) {
+                text += (text.empty() ? "" : ", ") + std::string(ToString(static_cast<CloseReason>(index))) +
+                        " " + std::to_string(count);
+            }
+        }
+        return text;
+    }
     /// @return how many more connections may be made.
     std::size_t Room(const std::shared_ptr<Destination>& to) {
         std::size_t count = 0;
@@ -385,6 +396,7 @@ TEST_F(PoolTest, ClosesTheLongestIdleOfOthersBeyondTheLimitOfAll) {
     auto fourth = Open(To("d"));
     EXPECT_TRUE(kept[1]->Closed());
     EXPECT_FALSE(kept[2]->Closed());
+    EXPECT_EQ(Reasons(), "limit 2");
     m_pool->Return(std::move(third), m_now);
     m_pool->Return(std::move(fourth), m_now);
     EXPECT_EQ(TakeKept(one).get(), last);
@@ -451,6 +463,7 @@ TEST_F(PoolTest, ClosesWhatHasBeenIdleTooLong) {
     EXPECT_FALSE(Closed(second));
     EXPECT_EQ(m_pool->Sweep(m_now + 41s), net::Time::max());
     EXPECT_TRUE(Closed(second));
+    EXPECT_EQ(Reasons(), "idle 2");
     EXPECT_EQ(Room(to), 3U);
 }
 
@@ -464,6 +477,7 @@ TEST_F(PoolTest, LendsNothingThatHasBeenIdleTooLong) {
     Caller caller;
     EXPECT_EQ(Ask(to, caller), Answer::Slot) << "whether or not the keeper came first";
     EXPECT_TRUE(Closed(only));
+    EXPECT_EQ(Reasons(), "idle 1");
     m_pool->Free(*to);
     EXPECT_EQ(Room(to), 2U);
 }
@@ -479,6 +493,7 @@ TEST_F(PoolTest, ClosesWhatIsTooOldWhenItComesBack) {
     EXPECT_EQ(one.get(), only);
     m_pool->Return(std::move(one), m_now + 61s);
     EXPECT_TRUE(Closed(only));
+    EXPECT_EQ(Reasons(), "age 1");
     EXPECT_EQ(Room(to), 1U);
 }
 
@@ -490,6 +505,7 @@ TEST_F(PoolTest, HandsNothingOverThatIsTooOld) {
     Ask(to, waiting);
     m_pool->Return(std::move(one), m_now + 600s);
     EXPECT_EQ(m_pool->Look(waiting.ticket), Answer::Slot) << "it makes one of its own";
+    EXPECT_EQ(Reasons(), "age 1");
     m_pool->Free(*to);
 }
 
@@ -524,6 +540,7 @@ TEST_F(PoolTest, KeepsAConnectionNoLongerThanItsServerSaid) {
     Caller caller;
     EXPECT_EQ(Ask(to, caller), Answer::Slot);
     EXPECT_TRUE(Closed(only));
+    EXPECT_EQ(Reasons(), "server 1");
     m_pool->Free(*to);
 }
 
@@ -597,6 +614,7 @@ TEST_F(PoolTest, ClosesAllIdleOnesButThoseOfOneOrigin) {
     EXPECT_TRUE(Closed(second));
     m_pool->CloseIdleOf(*one);
     EXPECT_TRUE(Closed(first));
+    EXPECT_EQ(Reasons(), "age 1, limit 1") << "made with TLS files that have changed";
     EXPECT_EQ(m_pool->CloseIdle(CloseReason::Shutdown), 0U);
 }
 
@@ -622,6 +640,7 @@ TEST_F(PoolTest, EndsAllWaitingWhenItCloses) {
     EXPECT_EQ(Ask(to, callers[0]), Answer::Shutdown);
     EXPECT_EQ(m_pool->Return(std::move(connection), m_now), net::Time::max());
     EXPECT_TRUE(Closed(lent)) << "what comes back is not kept";
+    EXPECT_EQ(Reasons(), "shutdown 2");
     EXPECT_EQ(m_pool->Instead(*other, m_now), nullptr);
 }
 

@@ -86,6 +86,26 @@ TEST_F(TlsCall, IsAnsweredOverAVerifiedConnectionThatIsKept) {
     }
 }
 
+TEST_F(TlsCall, IsCountedByFullAndResumedHandshakesThatSucceed) {
+    kit::TlsLoopbackServer server(Always(), ServerTls());
+    const Client client = ClientOf(server, Trust());
+    for (int call = 0; call < 3; ++call) {
+        ASSERT_TRUE(client.Send(Get()));
+        ASSERT_TRUE(client.Send(Get())) << "over the same connection";
+        m_engine.CloseIdleConnections();
+    }
+    ASSERT_FALSE(
+        ClientOf(server, TlsOptions().memory(kit::CertificateAuthority().certificatePem())).Send(Get()));
+    const EngineStatistics statistics = m_engine.statistics();
+    const auto handshakes = [&](const std::string& resumed) {
+        return statistics.sum("httpclient_tls_handshakes_total",
+                              {{"origin", server.url("")}, {"resumed", resumed}});
+    };
+    EXPECT_EQ(handshakes("false"), 1);
+    EXPECT_EQ(handshakes("true"), 2);
+    EXPECT_EQ(statistics.sum("httpclient_tls_handshakes_total"), 3);
+}
+
 TEST_F(TlsCall, CarriesLongBodiesBothWays) {
     std::string content(3 * 1000 * 1000, '\0');
     for (std::size_t i = 0; i < content.size(); ++i) {
@@ -311,6 +331,7 @@ TEST_F(TlsCall, PicksUpNewFilesWithoutARestart) {
         }));
     });
     EXPECT_LT(taken, 2s + TOLERANCE) << "noticed within two seconds";
+    EXPECT_EQ(m_engine.statistics().sum("httpclient_connections_closed_total", {{"reason", "age"}}), 1);
 }
 
 TEST_F(TlsCall, AsksForTheKeysPasswordOncePerReadingAndRefusesAWrongOne) {

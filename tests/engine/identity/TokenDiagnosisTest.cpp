@@ -20,6 +20,12 @@ TEST_F(TokenDiagnosis, OfATokenServiceThatIsWell) {
     EXPECT_EQ(Told(), "by the page: nothing, by the log: nothing");
 }
 
+TEST_F(TokenDiagnosis, OfATokenServiceThatIsDead) {
+    m_service.server().Stop();
+    ASSERT_FALSE(PlatformClient().Send(Get("/orders")));
+    EXPECT_EQ(Told(), "by the page: tokens, by the log: tokens");
+}
+
 TEST_F(TokenDiagnosis, OfATokenServiceThatAnswersWithErrors) {
     m_service.AnswerWith(kit::Respond(503));
     ASSERT_FALSE(PlatformClient().Send(Get("/orders")));

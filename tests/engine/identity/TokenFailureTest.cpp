@@ -70,6 +70,25 @@ TEST_F(TokenFailure, IsAConnectionThatBreaks) {
                   "the token service could not be asked, Protocol, the answer's status line is malformed");
 }
 
+TEST_F(TokenFailure, IsCountedByServiceAndCause) {
+    const std::vector<std::pair<kit::Reply, std::string>> rows = {
+        {kit::Respond(503), "Identity"},
+        {kit::Respond(200, {}, "no json"), "Identity"},
+        {kit::Raw("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nabc", kit::After::Close), "ConnectionLost"},
+        {kit::Raw("nonsense\r\n\r\n", kit::After::Close), "Protocol"}};
+    for (const auto& [reply, outcome] : rows) {
+        m_service.AnswerWith(reply);
+        EXPECT_FALSE(PlatformClient().Send(Get("/orders")));
+        EXPECT_EQ(Exchanged(), "orders " + outcome + " 1");
+        const EngineStatistics statistics = m_engine->statistics();
+        EXPECT_EQ(
+            statistics.sum("httpclient_token_exchanges_total", {{"service", "orders"}, {"outcome", outcome}}),
+            1);
+        EXPECT_EQ(statistics.sum("httpclient_token_exchanges_total"), 1);
+        m_engine = std::make_unique<Engine>();
+    }
+}
+
 TEST_F(TokenFailure, IsATokenServiceThatIsNotThere) {
     m_service.server().Stop();
     EXPECT_EQ(SendAndTell(PlatformClient()),

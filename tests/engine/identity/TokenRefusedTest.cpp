@@ -39,6 +39,7 @@ TEST_F(TokenRefused, IsReplacedAndTheRequestSentOnceMore) {
     EXPECT_EQ(ToldFully(client.Send(Get("/orders"))), "200 answer , attempts 1, reused");
     EXPECT_EQ(Seen(server), (Tokens{Nth("orders", 1), Nth("orders", 2), Nth("orders", 2)}));
     EXPECT_EQ(Exchanged(), "orders ok 2");
+    EXPECT_EQ(m_engine->statistics().sum("httpclient_retries_total", {{"reason", "4xx"}}), 1);
     EXPECT_EQ(server.connectionsAccepted(), 1U);
 }
 
