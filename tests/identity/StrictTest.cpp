@@ -10,6 +10,7 @@
 #include <httpclient/Result.h>
 
 #include "ExchangeTest.h"
+#include "setting/Callback.h"
 
 using namespace httpclient::testing;
 
@@ -70,6 +71,54 @@ TEST_F(StrictIdentity, HasAfterA403TheSecondAnswerAlone) {
     EXPECT_EQ(m_response.getResponseBody(), "granted");
     EXPECT_EQ(m_response.getResponseHead(), "HTTP/1.1 200 OK\r\nContent-Length: 7\r\n\r\n");
     EXPECT_EQ(Seen(), (Tokens{Nth("orders", 1), Nth("orders", 2)}));
+}
+
+TEST_F(StrictIdentity, HasAfterA403OfAnAsynchronousSendTheSecondAnswerAlone) {
+    m_script.Add(Respond(403, {}, "refused"));
+    m_script.Add(Respond(200, {}, "granted"));
+    const AsynResult result = AsynSend(m_client, m_request, false);
+    EXPECT_EQ(result.status, 200);
+    EXPECT_EQ(result.body, "granted");
+    EXPECT_EQ(Seen(), (Tokens{Nth("orders", 1), Nth("orders", 2)}));
+}
+
+TEST_F(StrictIdentity, HasA403OnceWhereIdentityIsOff) {
+    EndSia();
+    const ScopedEnvironment off("enableServiceIdentity");
+    m_script.Add(Respond(403, {}, "refused"));
+    m_client.EnableSiaAccess();
+    EXPECT_EQ(Send(), 403);
+    EXPECT_EQ(m_response.getResponseBody(), "refused");
+    EXPECT_EQ(Seen(), Tokens{"none"});
+}
+
+TEST_F(StrictIdentity, ReplacesAnEntryOfTheHostsWhereThereIsATokenAlone) {
+    m_script.Add(Respond(200));
+    m_script.Add(Respond(200));
+    m_request.addRequestHeadEntry("x-access-token", "the host's");
+    EXPECT_EQ(Send(), 200);
+    m_request.setUrlPath("/elsewhere");
+    EXPECT_EQ(Send(), 200);
+    EXPECT_EQ(Seen(), (Tokens{Nth("orders", 1), "the host's"}));
+    EXPECT_EQ(m_server.requests().front().HeaderCount("x-access-token"), 1U);
+}
+
+TEST_F(StrictIdentity, ExchangesAfterAHeadToTheTokenService) {
+    m_service.AnswerWith(RespondHead(200));
+    CHttpClient other;
+    other.setTransferProfile(HTTPTRANSFERPROFILE_STRICT);
+    other.setServerName("*");
+    other.setScheme("https");
+    other.setDomain(m_maintenance);
+    other.setPort(FakeTokenService::PORT);
+    CHttpRequest head;
+    head.setVerb(HTTPOPERATION_HEAD);
+    head.setUrlPath("/elsewhere");
+    ASSERT_EQ(other.synSendRequest(head, m_response, true), 200);
+    m_service.AnswerNormally();
+    m_script.Add(Respond(200));
+    EXPECT_EQ(Send(), 200);
+    EXPECT_EQ(Seen(), Tokens{Nth("orders", 1)});
 }
 
 TEST_F(StrictIdentity, HasEveryRequestAskForTheAccessServicesToken) {

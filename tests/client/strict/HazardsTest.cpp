@@ -101,6 +101,26 @@ TEST_F(StrictHazard, TlsAfterAnAsynchronousSend_IsGone) {
     EXPECT_TRUE(stranger.requests().empty());
 }
 
+TEST_F(StrictHazardOn, AsynchronousSendsDoLess_AnEncodingIsDecoded) {
+    const std::string deflated("x\x9cK\xcc+.O-\x02\0\x08\xdf\x02\x91", 14); // "answer"
+    LoopbackServer server([&](const RecordedRequest&) {
+        return Respond(200, {{"Content-Encoding", "deflate"}}, deflated);
+    });
+    PointAt(m_client, server);
+    const auto request = MakeRequest(HTTPOPERATION_GET);
+    request->setAcceptEncoding("deflate");
+    EXPECT_EQ(SendAndWait(m_client, *request).body, "answer");
+}
+
+TEST_F(StrictHazard, FinalizeLeavesTlsConnectionsOpen_IsGone) {
+    const TlsSetting setting;
+    TlsLoopbackServer server(AnswerAll("answer"), setting.Server());
+    PointAt(m_client, server);
+    ASSERT_EQ(m_client.synSendRequest(*MakeRequest(HTTPOPERATION_GET), m_response, true), 200);
+    CHttpConnectionMgr::Finalize();
+    EXPECT_TRUE(server.WaitForOpenConnections(0));
+}
+
 TEST_F(StrictHazard, TlsFilesOfAConnectionStayWrong_IsGone) {
     const TlsSetting setting;
     TlsLoopbackServer server(AnswerAll("answer"), setting.Server());
