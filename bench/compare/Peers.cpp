@@ -4,6 +4,7 @@
 std::unique_ptr<Peer> MakeFloor(const Target& target);
 std::unique_ptr<Peer> MakeLibrary(const Target& target);
 std::unique_ptr<Peer> MakeStrict(const Target& target);
+std::unique_ptr<Peer> MakeStrictAsyn(const Target& target);
 std::unique_ptr<Peer> MakeClient(const Target& target);
 std::unique_ptr<Peer> MakeSocket(const Target& target);
 std::unique_ptr<Peer> MakeMinimal(const Target& target);
@@ -20,6 +21,7 @@ const std::vector<PeerKind>& AllPeers() {
         {"floor", &MakeFloor},
         {"libhttpclient", &MakeLibrary},
         {"libhttpclient, STRICT", &MakeStrict},
+        {"libhttpclient, STRICT asynchronous", &MakeStrictAsyn},
         {"libhttpclient, Client", &MakeClient},
         {"bare socket", &MakeSocket},
         {"libcurl, minimal loop", &MakeMinimal},

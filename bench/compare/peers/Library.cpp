@@ -1,4 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <string>
+#include <utility>
+
 #include <httpclient/HttpClient.h>
 #include <httpclient/HttpConnectionMgr.h>
 #include <httpclient/HttpRequest.h>
@@ -34,10 +40,49 @@ public:
         return m_target.IsAnswer(status, response.getResponseBody().size());
     }
 
-private:
+protected:
     Target m_target;
     CHttpClient m_client;
     CHttpRequest m_request;
+};
+
+/// What asynchronous sends were answered. A callback does not say whose it is, but all that are under way at the same
+/// time have sent the same, so that any answer is any sender's.
+class Answers {
+public:
+    struct Answer {
+        int status = 0;
+        std::string body;
+    };
+    static void Put(const CHttpResponse& response) {
+        Answer answer{response.getStatusCode(), response.getResponseBody()};
+        const std::lock_guard<std::mutex> lock(m_lock);
+        m_answers.push_back(std::move(answer));
+        m_more.notify_one();
+    }
+    static Answer Take() {
+        std::unique_lock<std::mutex> lock(m_lock);
+        m_more.wait(lock, [] { return !m_answers.empty(); });
+        Answer first = std::move(m_answers.front());
+        m_answers.pop_front();
+        return first;
+    }
+
+private:
+    inline static std::mutex m_lock;
+    inline static std::condition_variable m_more;
+    inline static std::deque<Answer> m_answers;
+};
+
+/// Waits for each answer, which comes on a thread of the engine's.
+class AsynLibrary final : public Library {
+public:
+    explicit AsynLibrary(const Target& target) : Library(target, HTTPTRANSFERPROFILE_STRICT) {}
+    bool Send() override {
+        m_client.asynSendRequest(m_request, &Answers::Put, m_target.tls);
+        const Answers::Answer answer = Answers::Take();
+        return m_target.IsAnswer(answer.status, answer.body.size());
+    }
 };
 
 } // namespace
@@ -48,4 +93,8 @@ std::unique_ptr<Peer> MakeLibrary(const Target& target) {
 
 std::unique_ptr<Peer> MakeStrict(const Target& target) {
     return std::make_unique<Library>(target, HTTPTRANSFERPROFILE_STRICT);
+}
+
+std::unique_ptr<Peer> MakeStrictAsyn(const Target& target) {
+    return std::make_unique<AsynLibrary>(target);
 }
