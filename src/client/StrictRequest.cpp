@@ -39,12 +39,12 @@ bool Mentions(const std::map<std::string, Value>& entries, std::string_view lowe
 
 } // namespace
 
-httpclient::Request StrictRequest::From(const CHttpRequest& request, unsigned int timeoutSeconds) {
+httpclient::Request StrictRequest::From(const CHttpRequest& request, unsigned int timeoutSeconds, Text text) {
     StrictRequest made(request);
     made.SetMethod();
     made.SetTarget();
     made.SetHead();
-    made.SetBody();
+    made.SetBody(text);
     made.PlaceParameters();
     made.m_body->timeout = timeoutSeconds == 0
                                ? std::chrono::milliseconds::max()
@@ -141,9 +141,13 @@ void StrictRequest::SetEntry(const std::string& name, const std::string& value) 
 }
 
 /// Every byte of the request's own body. That of a GET or HEAD is refused by the engine.
-void StrictRequest::SetBody() {
-    m_body->text = m_request.getContent();
-    if (m_body->text.empty()) {
+void StrictRequest::SetBody(Text text) {
+    if (text == Text::Lent && m_pOwn != nullptr) {
+        m_body->door.lentText = &m_pOwn->Content();
+    } else {
+        m_body->text = m_request.getContent();
+    }
+    if (m_body->Text().empty()) {
         return;
     }
     m_body->content = Body::Content::Text;
@@ -171,6 +175,7 @@ void StrictRequest::PlaceParameters() {
         return;
     }
     m_body->content = Body::Content::Text;
+    m_body->door.lentText = nullptr;
     m_body->text = parameters;
     if (m_defaultContentType) {
         m_body->contentType = FORM;

@@ -17,9 +17,13 @@ class CHttpRequestImp;
 /// The engine says what else may not go out, so that each rule is in one place.
 class StrictRequest {
 public:
+    /// Who has the body while the call lasts.
+    enum class Text { Copied, Lent };
+
     /// Reads a request, once and through its getters. @param timeoutSeconds of the call; 0: none.
+    /// @param text Lent: the request outlives the call and does not change meanwhile, so its body is not copied.
     /// @throw std::bad_alloc, and what getters of the host's throw.
-    static httpclient::Request From(const CHttpRequest& request, unsigned int timeoutSeconds);
+    static httpclient::Request From(const CHttpRequest& request, unsigned int timeoutSeconds, Text text);
 
 private:
     using Body = httpclient::Request::Body;
@@ -29,7 +33,7 @@ private:
     void SetMethod();
     void SetTarget();
     void SetHead();
-    void SetBody();
+    void SetBody(Text text);
     void PlaceParameters();
 
     void SetCookie(const Entries& entries);

@@ -57,7 +57,8 @@ int ProfiledClient::SynSendStrictly(const CHttpRequest& request, CHttpResponse& 
     std::optional<httpclient::Result> outcome;
     const bool sent = Contained([&] {
         if (const httpclient::Client* client = ClientOrReason(bSSL, reason)) {
-            outcome.emplace(client->Send(StrictRequest::From(request, m_nRequestTimeout)));
+            outcome.emplace(
+                client->Send(StrictRequest::From(request, m_nRequestTimeout, StrictRequest::Text::Lent)));
         }
     });
     return FillResponse(response, sent && outcome ? std::move(*outcome) : NotBegun(reason));
@@ -71,7 +72,8 @@ void ProfiledClient::AsynSendStrictly(const CHttpRequest& request, void (*callba
     static_cast<void>(Contained([&] {
         response = std::make_shared<CHttpResponse>();
         if (const httpclient::Client* client = ClientOrReason(bSSL, reason)) {
-            client->Start(StrictRequest::From(request, m_nRequestTimeout), HandOver{callback, response});
+            client->Start(StrictRequest::From(request, m_nRequestTimeout, StrictRequest::Text::Copied),
+                          HandOver{callback, response});
             begun = true;
         }
     }));

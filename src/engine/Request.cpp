@@ -22,7 +22,7 @@ http1::BodyFraming Request::Body::Framing() const noexcept {
     using Kind = http1::BodyFraming::Kind;
     switch (content) {
     case Content::Text:
-        return {Kind::Length, text.size()};
+        return {Kind::Length, Text().size()};
     case Content::Source:
         return length ? http1::BodyFraming{Kind::Length, *length} : http1::BodyFraming{Kind::Chunked, 0};
     case Content::None:

@@ -43,6 +43,8 @@ public:
         const char* refusal =
             nullptr;         ///< why the request may not go out, when the reader of it knows; static text
         bool secret = false; ///< fields and text are wiped in the end
+        /// The text of a request that outlives the call and does not change meanwhile; null: the one above.
+        const std::string* lentText = nullptr;
     };
     Door door{};
 
@@ -52,6 +54,8 @@ public:
     ~Body();
 
     bool IsIdempotent() const noexcept { return idempotent.value_or(http1::IsIdempotent(method)); }
+    /// The body, where the content is text.
+    const std::string& Text() const noexcept { return door.lentText != nullptr ? *door.lentText : text; }
     /// How the head tells the end of the body.
     http1::BodyFraming Framing() const noexcept;
 };

@@ -17,7 +17,7 @@ constexpr int WRITES_A_TURN = 16; ///< so that a long body does not starve other
 
 Sending::Sending(const Request::Body& request, const std::string& head) : m_request(request), m_head(head) {
     if (request.content == Request::Body::Content::Text) {
-        m_body = request.text;
+        m_body = request.Text();
     } else if (request.content == Request::Body::Content::Source) {
         m_ended = false;
     }
