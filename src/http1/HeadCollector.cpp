@@ -57,7 +57,9 @@ HeadCollector::Outcome HeadCollector::Feed(std::string& text, const char* data, 
     while (at != end) {
         if (m_lineSize == 0 && m_lines > 0 && IsBlank(*at)) {
             if (m_lines == 1) {
-                return {0, false, GrammarError::BadField}; // RFC 9112, 2.2
+                // RFC 9112, 2.2. A bare CR before it is what is told of, as it is where the bytes come one by one.
+                text.append(data, static_cast<std::size_t>(at - data));
+                return {0, false, HasBareCr(text) ? GrammarError::BadLineBreak : GrammarError::BadField};
             }
             m_folded = true;
         }
