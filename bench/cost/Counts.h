@@ -15,7 +15,7 @@
 constexpr std::array WORK_NAMES{"floor-get",       "library-get",       "floor-post",         "library-post",
                                 "floor-get-token", "library-get-token", "library-get-pooled", "client-get",
                                 "client-post",     "strict-get",        "strict-post",        "async-get",
-                                "async-get-20"};
+                                "async-get-20",    "strict-asyn-get"};
 
 /// What one request of a kind of work costs.
 struct Cost {

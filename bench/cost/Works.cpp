@@ -5,6 +5,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -72,6 +73,39 @@ SendOne LibraryGetWithToken(std::uint16_t port) {
 
 SendOne StrictGet(std::uint16_t port) {
     return Library(port, HTTPOPERATION_GET, PATH, "", HTTPTRANSFERPROFILE_STRICT);
+}
+
+/// What the last asynchronous send was answered.
+class Answered {
+public:
+    static void Put(const CHttpResponse& response) {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        m_status = response.getStatusCode();
+        m_changed.notify_one();
+    }
+    static long Take() {
+        std::unique_lock<std::mutex> lock(m_lock);
+        m_changed.wait(lock, [] { return m_status.has_value(); });
+        return *std::exchange(m_status, std::nullopt);
+    }
+
+private:
+    inline static std::mutex m_lock;
+    inline static std::condition_variable m_changed;
+    inline static std::optional<long> m_status;
+};
+
+SendOne StrictAsynGet(std::uint16_t port) {
+    auto client = std::make_shared<CHttpClient>();
+    client->setTransferProfile(HTTPTRANSFERPROFILE_STRICT);
+    client->setPort(port);
+    auto request = std::make_shared<CHttpRequest>();
+    request->setVerb(HTTPOPERATION_GET);
+    request->setUrlPath(PATH);
+    return [client, request]() -> long {
+        client->asynSendRequest(*request, &Answered::Put, false);
+        return Answered::Take();
+    };
 }
 
 SendOne StrictPost(std::uint16_t port) {
@@ -207,6 +241,7 @@ SendOne MakeWork(const std::string& name, std::uint16_t port) {
         {"async-get", &AsyncGet},
         {"async-get-20", &AsyncGets},
         {"strict-get", &StrictGet},
-        {"strict-post", &StrictPost}};
+        {"strict-post", &StrictPost},
+        {"strict-asyn-get", &StrictAsynGet}};
     return makers.at(name)(port);
 }

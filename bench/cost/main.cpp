@@ -122,6 +122,9 @@ Measures Measure(const CostByWork& costs) {
         measures[name + ".system-calls"] = costs.at(name).TotalSystemCalls() -
                                            (waits == costs.at(name).systemCalls.end() ? 0 : waits->second);
     }
+    measures["strict-asyn-get.allocations"] = costs.at("strict-asyn-get").allocations;
+    measures["strict-asyn-get.instructions-to-client"] =
+        costs.at("strict-asyn-get").TotalInstructions() / costs.at("async-get").TotalInstructions();
     measures["token.allocations"] = added.allocations - line.allocations;
     return measures;
 }
