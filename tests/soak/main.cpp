@@ -11,8 +11,6 @@
 #include <string>
 #include <thread>
 
-#include <unistd.h>
-
 #include <ace/Time_Value.h>
 
 #include <httpclient/HttpConnectionMgr.h>
@@ -22,13 +20,14 @@
 #include "Servers.h"
 #include "Setting.h"
 #include "Traffic.h"
+#include "Watch.h"
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr int RESTARTS = 4; // in all, and one a minute at least
-constexpr int SHORT = 180;  // seconds: the pool's own sweeps, of what is idle for 30 s, would come too seldom
+constexpr int RESTARTS = 4;
+constexpr int SHORT = 180; // seconds: the pool's own sweeps, of what is idle for 30 s, would come too seldom
 constexpr int SWEEP_INTERVAL = 2;
 constexpr int MOST_UNEXPECTED_SHARE = 200; // one in so many
 
@@ -58,34 +57,22 @@ void Sweep(std::int64_t seconds) {
     pool->handle_timeout(ACE_Time_Value::zero, nullptr);
 }
 
-/// Samples every second, and restarts the servers now and then.
-Samples Watch(const Options& options, Servers& servers, const Counts& counts) {
-    const bool shown = isatty(STDERR_FILENO) != 0;
-    const int interval = std::min(60, std::max(1, options.seconds / (RESTARTS + 1)));
-    const auto start = Clock::now();
-    Samples samples;
-    double failuresBefore = 0;
-    for (int second = 1; second <= options.seconds; ++second) {
-        std::this_thread::sleep_until(start + std::chrono::seconds(second));
-        Sample now = Sample::Now();
-        now.second = std::chrono::duration<double>(Clock::now() - start).count();
-        const auto failures = static_cast<double>(counts.provoked + counts.disturbed + counts.unexpected);
-        now.failures = failures - std::exchange(failuresBefore, failures);
-        samples.push_back(now);
-        if (shown) {
-            ShowProgress(options, now, counts);
-        }
-        if (options.seconds < SHORT && second % SWEEP_INTERVAL == 0) {
-            Sweep(SWEEP_INTERVAL);
-        }
-        if (second % interval == 0 && second < options.seconds - 1) {
-            servers.Restart();
-        }
+/// Watches the traffic, and has the pool look for idle connections where its own sweeps would come too seldom.
+Samples WatchTraffic(const Options& options, Servers& servers, const Counts& counts) {
+    Watched run;
+    run.seconds = options.seconds;
+    run.restarts = RESTARTS;
+    run.restart = [&servers] { servers.Restart(); };
+    run.failures = [&counts] { return counts.provoked + counts.disturbed + counts.unexpected; };
+    run.show = [&](const Sample& now) { ShowProgress(options, now, counts); };
+    if (options.seconds < SHORT) {
+        run.look = [](int second) {
+            if (second % SWEEP_INTERVAL == 0) {
+                Sweep(SWEEP_INTERVAL);
+            }
+        };
     }
-    if (shown) {
-        std::fputc('\n', stderr);
-    }
-    return samples;
+    return Watch(run);
 }
 
 /// @return whether no connection is left when every idle one is closed, as it must be when nobody sends.
@@ -112,17 +99,11 @@ int Soak(const Options& options) {
     std::thread([] {}).join(); // a sanitizer begins a thread of its own with the first one
     const Sample before = Sample::Now();
     Traffic traffic(servers, options.pause);
-    const Samples samples = Watch(options, servers, traffic.counts());
+    const Samples samples = WatchTraffic(options, servers, traffic.counts());
 
-    int result = 0;
-    const auto require = [&result](bool kept, const std::string& promise) {
-        if (!kept) {
-            std::printf("FAILED: %s\n", promise.c_str());
-            result = 1;
-        }
-    };
-    require(traffic.Stop(), "every asynchronous send calls back");
-    require(PoolIsEmptied(), "no connection stays lent out");
+    Requirements requirements;
+    requirements.Require(traffic.Stop(), "every asynchronous send calls back");
+    requirements.Require(PoolIsEmptied(), "no connection stays lent out");
     CHttpConnectionMgr::Finalize();
 
     const Counts& counts = traffic.counts();
@@ -135,21 +116,16 @@ int Soak(const Options& options) {
     }
     // Not none: libcurl counts over a handle's whole life how often it sent again behind a dropped
     // connection, and fails the request after the fifth.
-    require(counts.unexpected * MOST_UNEXPECTED_SHARE <= counts.answered,
-            "hardly a request fails for no reason");
-    require(counts.answered > 0 && counts.renewed > 0 && counts.provoked > 0,
-            "every kind of traffic took place");
-    for (const std::string& growth : FindGrowth(samples)) {
-        require(false, "it stays flat after the warm-up; " + growth);
-    }
-    const Sample after = SampleWhenThreadsHaveEnded(before.threads);
-    require(after.descriptors <= before.descriptors + 2,
-            "all descriptors are closed in the end"); // log, random
-    require(after.threads <= before.threads, "all threads end");
+    requirements.Require(counts.unexpected * MOST_UNEXPECTED_SHARE <= counts.answered,
+                         "hardly a request fails for no reason");
+    requirements.Require(counts.answered > 0 && counts.renewed > 0 && counts.provoked > 0,
+                         "every kind of traffic took place");
+    requirements.RequireFlat(samples);
+    requirements.RequireNothingLeft(before, SampleWhenThreadsHaveEnded(before.threads));
     if (!options.table.empty()) {
         std::ofstream(options.table) << AsTable(samples);
     }
-    return result;
+    return requirements.allKept() ? 0 : 1;
 }
 
 } // namespace

@@ -12,19 +12,17 @@
 #include <utility>
 
 #include <sys/resource.h>
-#include <unistd.h>
 
 #include <httpclient/testing/Environment.h>
 
 #include "Samples.h"
+#include "Watch.h"
 #include "engine/CallTraffic.h"
 #include "engine/FaultyServer.h"
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-constexpr int RESTARTS = 2; // in all, and one a minute at least
+constexpr int RESTARTS = 2;
 
 struct Options {
     int seconds = 0;
@@ -32,56 +30,25 @@ struct Options {
     std::string table;
 };
 
-/// Samples every second, and restarts the server now and then.
-Samples Watch(const Options& options, FaultyServer& server, const CallCounts& counts) {
-    const bool shown = isatty(STDERR_FILENO) != 0;
-    const int interval = std::min(60, std::max(1, options.seconds / (RESTARTS + 1)));
-    const auto start = Clock::now();
-    Samples samples;
-    double failuresBefore = 0;
-    for (int second = 1; second <= options.seconds; ++second) {
-        std::this_thread::sleep_until(start + std::chrono::seconds(second));
-        Sample now = Sample::Now();
-        now.second = std::chrono::duration<double>(Clock::now() - start).count();
-        const auto failures = static_cast<double>(counts.provoked + counts.disturbed + counts.unexpected);
-        now.failures = failures - std::exchange(failuresBefore, failures);
-        samples.push_back(now);
-        if (shown) {
-            std::fprintf(stderr,
-                         "\r%4.0f of %d s  %llu calls ended; %.1f MiB, %.0f descriptors, %.0f threads  ",
-                         now.second, options.seconds, static_cast<unsigned long long>(counts.ended()),
-                         now.heap, now.descriptors, now.threads);
-        }
-        if (second % interval == 0 && second < options.seconds - 1) {
-            server.Restart();
-        }
-    }
-    if (shown) {
-        std::fputc('\n', stderr);
-    }
-    return samples;
+Samples WatchTraffic(const Options& options, FaultyServer& server, const CallCounts& counts) {
+    Watched run;
+    run.seconds = options.seconds;
+    run.restarts = RESTARTS;
+    run.restart = [&server] { server.Restart(); };
+    run.failures = [&counts] { return counts.provoked + counts.disturbed + counts.unexpected; };
+    run.show = [&](const Sample& now) {
+        std::fprintf(stderr, "\r%4.0f of %d s  %llu calls ended; %.1f MiB, %.0f descriptors, %.0f threads  ",
+                     now.second, options.seconds, static_cast<unsigned long long>(counts.ended()), now.heap,
+                     now.descriptors, now.threads);
+    };
+    return Watch(run);
 }
-
-/// Says what is not kept.
-class Requirements {
-public:
-    void Require(bool kept, const std::string& promise) {
-        if (!kept) {
-            std::printf("FAILED: %s\n", promise.c_str());
-            m_allKept = false;
-        }
-    }
-    bool allKept() const { return m_allKept; }
-
-private:
-    bool m_allKept = true;
-};
 
 /// Sends until the time is over. @return what the process used.
 Samples RunTraffic(const Options& options, Requirements& requirements) {
     FaultyServer server;
     CallTraffic traffic(server, options.inFlight);
-    Samples samples = Watch(options, server, traffic.counts());
+    Samples samples = WatchTraffic(options, server, traffic.counts());
     requirements.Require(traffic.Stop(), "every call ends");
     const CallCounts& counts = traffic.counts();
     const auto count = [](const std::atomic<std::uint64_t>& value) {
@@ -108,13 +75,8 @@ int Soak(const Options& options) {
     Requirements requirements;
     const Sample before = Sample::Now();
     const Samples samples = RunTraffic(options, requirements);
-    for (const std::string& growth : FindGrowth(samples)) {
-        requirements.Require(false, "it stays flat after the warm-up; " + growth);
-    }
-    const Sample after = Sample::Now();
-    requirements.Require(after.descriptors <= before.descriptors + 2,
-                         "all descriptors are closed in the end"); // log, random
-    requirements.Require(after.threads <= before.threads, "all threads end");
+    requirements.RequireFlat(samples);
+    requirements.RequireNothingLeft(before, Sample::Now());
     if (!options.table.empty()) {
         std::ofstream(options.table) << AsTable(samples);
     }
