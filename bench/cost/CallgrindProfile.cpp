@@ -36,7 +36,7 @@ bool IsCost(const std::string& line) {
     return std::isdigit(first) != 0 || first == '+' || first == '-' || first == '*';
 }
 
-long long Cost(const std::string& line) {
+long long InstructionsIn(const std::string& line) {
     return std::strtoll(line.c_str() + line.rfind(' ') + 1, nullptr, 10);
 }
 
@@ -59,7 +59,7 @@ InstructionsByObject ReadProfile(const std::string& path) {
         } else if (StartsWith(line, "cob=")) {
             names.Resolve(line.substr(4));
         } else if (IsCost(line) && !inclusive) {
-            instructions[object] += Cost(line);
+            instructions[object] += InstructionsIn(line);
         }
         inclusive = StartsWith(line, "calls=");
     }

@@ -11,7 +11,6 @@ namespace {
 /// after the time-out.
 constexpr std::chrono::seconds LATEST_CALLBACK{10};
 constexpr std::chrono::hours FOREVER{1000};
-constexpr std::chrono::milliseconds REDRAW_EVERY{100};
 
 Duration Patience(const Options& options) {
     if (options.requestTimeout == 0) {

@@ -12,7 +12,7 @@
 namespace sender {
 namespace {
 
-constexpr std::size_t WIDTH = 50; ///< of the longest bar
+constexpr std::size_t LONGEST_BAR = 50;
 
 /// The range that a time is in: up to 2 to the power of this, in microseconds.
 int RangeOf(Duration time) {
@@ -40,7 +40,7 @@ std::string DrawHistogram(const std::vector<Duration>& times) {
         const auto found = counts.find(range);
         const std::size_t count = found == counts.end() ? 0 : found->second;
         // Who was there is seen: a bar of one at least.
-        const std::size_t length = count == 0 ? 0 : std::max<std::size_t>(1, count * WIDTH / most);
+        const std::size_t length = count == 0 ? 0 : std::max<std::size_t>(1, count * LONGEST_BAR / most);
         text += fmt::format("{:>16} {:>9} {}", BoundOf(range), count, std::string(length, '#'));
         text.erase(text.find_last_not_of(' ') + 1);
         text += '\n';

@@ -11,7 +11,6 @@ namespace sender {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-constexpr std::chrono::milliseconds REDRAW_EVERY{100};
 
 /// The work that the threads share.
 class Work {

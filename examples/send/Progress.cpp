@@ -8,7 +8,7 @@
 namespace sender {
 namespace {
 
-constexpr size_t WIDTH = 40;
+constexpr size_t PROGRESS_BAR = 40;
 constexpr const char* LINE_START = "\r";
 constexpr const char* WIPE_LINE = "\r\033[K";
 
@@ -17,9 +17,9 @@ constexpr const char* WIPE_LINE = "\r\033[K";
 std::string ProgressBar::Text(std::uint64_t done, std::uint64_t total) {
     const double share =
         total == 0 ? 1.0 : static_cast<double>(std::min(done, total)) / static_cast<double>(total);
-    const auto filled = static_cast<size_t>(share * WIDTH);
-    return fmt::format("[{}{}] {:3}% {}/{}", std::string(filled, '#'), std::string(WIDTH - filled, ' '),
-                       static_cast<int>(share * 100), done, total);
+    const auto filled = static_cast<size_t>(share * PROGRESS_BAR);
+    return fmt::format("[{}{}] {:3}% {}/{}", std::string(filled, '#'),
+                       std::string(PROGRESS_BAR - filled, ' '), static_cast<int>(share * 100), done, total);
 }
 
 void ProgressBar::Draw(std::uint64_t done) {

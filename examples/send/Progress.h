@@ -1,11 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <ostream>
 #include <string>
 
 namespace sender {
+
+/// How often whoever waits for answers draws anew how far they have come.
+inline constexpr std::chrono::milliseconds REDRAW_EVERY{100};
 
 /// A line that shows how far a long run has come, redrawn in place and wiped at the end.
 class ProgressBar {

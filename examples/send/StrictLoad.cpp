@@ -14,8 +14,6 @@
 namespace sender {
 namespace {
 
-constexpr std::chrono::milliseconds REDRAW_EVERY{100};
-
 /// What the callbacks leave for the thread that starts the calls.
 class Arrivals {
 public:

@@ -11,21 +11,21 @@ namespace {
 
 using std::chrono::nanoseconds;
 
-constexpr std::size_t WIDTH = 50;
+constexpr std::size_t TIME_BAR = 50;
 
 std::string Line(const char* name, nanoseconds time) {
     return fmt::format("{:<10} {:>10.3f} ms", name, std::chrono::duration<double, std::milli>(time).count());
 }
 
-/// @return the place of a time on the bar's scale, from 0 to WIDTH.
+/// @return the place of a time on the bar's scale, from 0 to TIME_BAR.
 std::size_t PlaceOf(nanoseconds time, nanoseconds whole) {
     const double share = static_cast<double>(time.count()) / static_cast<double>(whole.count());
-    return static_cast<std::size_t>(std::lround(share * static_cast<double>(WIDTH)));
+    return static_cast<std::size_t>(std::lround(share * static_cast<double>(TIME_BAR)));
 }
 
 /// A bar from one time to another. However short, it can be seen.
 std::string Bar(nanoseconds from, nanoseconds to, nanoseconds whole) {
-    const std::size_t begin = std::min(PlaceOf(from, whole), WIDTH - 1);
+    const std::size_t begin = std::min(PlaceOf(from, whole), TIME_BAR - 1);
     const std::size_t end = std::max(PlaceOf(to, whole), begin + 1);
     return std::string(begin, ' ') + std::string(end - begin, '#');
 }

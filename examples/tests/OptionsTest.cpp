@@ -9,9 +9,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "send/Errors.h"
 #include "send/RequestMaker.h"
+#include "tests/Parsed.h"
 
+using examples::Parse;
+using examples::URL;
+using examples::WhyRefused;
 using sender::Options;
 using sender::UsageError;
 using testing::ElementsAre;
@@ -20,20 +23,6 @@ using testing::Not;
 using testing::Pair;
 
 namespace {
-
-Options Parse(std::vector<const char*> arguments) {
-    arguments.insert(arguments.begin(), "httpclient-send");
-    return sender::ParseOptions(static_cast<int>(arguments.size()), arguments.data()).value();
-}
-
-std::string WhyRefused(const std::vector<const char*>& arguments) {
-    try {
-        Parse(arguments);
-    } catch (const UsageError& problem) {
-        return problem.what();
-    }
-    return "accepted";
-}
 
 /// A file that goes when the test does.
 class File {
@@ -52,8 +41,6 @@ public:
 private:
     std::string m_name;
 };
-
-constexpr const char* URL = "http://h/";
 
 } // namespace
 

@@ -8,9 +8,8 @@
 #include <gtest/gtest.h>
 
 #include "demo/DemoServer.h"
-#include "send/Errors.h"
-#include "send/Options.h"
 #include "send/Timing.h"
+#include "tests/Parsed.h"
 #include "tests/Run.h"
 
 using testing::ElementsAre;
@@ -22,26 +21,12 @@ using testing::StartsWith;
 
 namespace {
 
+using examples::ParseStrict;
 using examples::Ran;
+using examples::URL;
+using examples::WhyStrictRefused;
 using httpclient::Method;
-using sender::Options;
 using namespace std::chrono_literals;
-
-constexpr const char* URL = "http://h/";
-
-Options Parse(std::vector<const char*> arguments) {
-    arguments.insert(arguments.begin(), {"httpclient-send", "--strict"});
-    return sender::ParseOptions(static_cast<int>(arguments.size()), arguments.data()).value();
-}
-
-std::string WhyRefused(const std::vector<const char*>& arguments) {
-    try {
-        Parse(arguments);
-    } catch (const sender::UsageError& problem) {
-        return problem.what();
-    }
-    return "accepted";
-}
 
 class StrictSend : public testing::Test {
 protected:
@@ -65,37 +50,37 @@ private:
 } // namespace
 
 TEST(StrictOptions, NameEveryMethodOfTheEngine) {
-    EXPECT_EQ(Parse({URL}).method, Method::Get);
-    EXPECT_EQ(Parse({URL, "-d", "x"}).method, Method::Post);
-    EXPECT_EQ(Parse({URL, "-X", "patch"}).method, Method::Patch);
-    EXPECT_EQ(Parse({URL, "-X", "OPTIONS"}).method, Method::Options);
-    EXPECT_THAT(WhyRefused({URL, "-X", "TRACE"}), HasSubstr("\"TRACE\" cannot be sent"));
+    EXPECT_EQ(ParseStrict({URL}).method, Method::Get);
+    EXPECT_EQ(ParseStrict({URL, "-d", "x"}).method, Method::Post);
+    EXPECT_EQ(ParseStrict({URL, "-X", "patch"}).method, Method::Patch);
+    EXPECT_EQ(ParseStrict({URL, "-X", "OPTIONS"}).method, Method::Options);
+    EXPECT_THAT(WhyStrictRefused({URL, "-X", "TRACE"}), HasSubstr("\"TRACE\" cannot be sent"));
 }
 
 TEST(StrictOptions, KeepHeadersInTheirOrderAndANameMoreThanOnce) {
-    EXPECT_THAT(Parse({URL, "-H", "B: 2", "-H", "A: 1", "-H", "B: 3"}).headerLines,
+    EXPECT_THAT(ParseStrict({URL, "-H", "B: 2", "-H", "A: 1", "-H", "B: 3"}).headerLines,
                 ElementsAre(Pair("B", "2"), Pair("A", "1"), Pair("B", "3")));
 }
 
 TEST(StrictOptions, TakeWhatTheOtherRoadWouldLeaveOut) {
-    EXPECT_EQ(WhyRefused({URL, "-X", "DELETE", "-d", "x"}), "accepted");
-    EXPECT_EQ(WhyRefused({URL, "-d", "x", "-p", "a=1"}), "accepted");
-    EXPECT_EQ(WhyRefused({"http://h/?a=1", "-p", "b=1"}), "accepted");
+    EXPECT_EQ(WhyStrictRefused({URL, "-X", "DELETE", "-d", "x"}), "accepted");
+    EXPECT_EQ(WhyStrictRefused({URL, "-d", "x", "-p", "a=1"}), "accepted");
+    EXPECT_EQ(WhyStrictRefused({"http://h/?a=1", "-p", "b=1"}), "accepted");
 }
 
 TEST(StrictOptions, RefuseWhatMeansNothingHere) {
-    EXPECT_THAT(WhyRefused({URL, "--charset", "GBK"}), HasSubstr("in UTF-8"));
-    EXPECT_THAT(WhyRefused({URL, "--timeout", "0"}), HasSubstr("at least 1 second"));
-    EXPECT_THAT(WhyRefused({URL, "--connect-timeout", "0"}), HasSubstr("at least 1 second"));
-    EXPECT_THAT(WhyRefused({URL, "--timing", "-n", "2"}), HasSubstr("leave --repeat out"));
-    EXPECT_THAT(WhyRefused({URL, "--async", "--insecure"}), HasSubstr("verifies every server"));
+    EXPECT_THAT(WhyStrictRefused({URL, "--charset", "GBK"}), HasSubstr("in UTF-8"));
+    EXPECT_THAT(WhyStrictRefused({URL, "--timeout", "0"}), HasSubstr("at least 1 second"));
+    EXPECT_THAT(WhyStrictRefused({URL, "--connect-timeout", "0"}), HasSubstr("at least 1 second"));
+    EXPECT_THAT(WhyStrictRefused({URL, "--timing", "-n", "2"}), HasSubstr("leave --repeat out"));
+    EXPECT_THAT(WhyStrictRefused({URL, "--async", "--insecure"}), HasSubstr("verifies every server"));
 }
 
 TEST(StrictOptions, LetTenThousandCallsBeUnderWayAndAThousandThreads) {
-    EXPECT_EQ(Parse({URL, "-a", "-n", "20000", "-t", "10000"}).threads, 10'000U);
-    EXPECT_THAT(WhyRefused({URL, "-a", "-n", "20000", "-t", "10001"}), HasSubstr("10001"));
-    EXPECT_EQ(Parse({URL, "-n", "20000", "-t", "1000"}).threads, 1000U);
-    EXPECT_THAT(WhyRefused({URL, "-n", "20000", "-t", "1001"}), HasSubstr("at most 1000 threads"));
+    EXPECT_EQ(ParseStrict({URL, "-a", "-n", "20000", "-t", "10000"}).threads, 10'000U);
+    EXPECT_THAT(WhyStrictRefused({URL, "-a", "-n", "20000", "-t", "10001"}), HasSubstr("10001"));
+    EXPECT_EQ(ParseStrict({URL, "-n", "20000", "-t", "1000"}).threads, 1000U);
+    EXPECT_THAT(WhyStrictRefused({URL, "-n", "20000", "-t", "1001"}), HasSubstr("at most 1000 threads"));
 }
 
 TEST(StrictOptions, AreForTheStrictRoadOnly) {
@@ -259,8 +244,8 @@ TEST_F(StrictSend, WritesWhatTheEngineHasCounted) {
 }
 
 TEST(StrictOptions, OfTraceAndMetricsNeedTheStrictRoad) {
-    EXPECT_TRUE(Parse({URL, "--trace"}).trace);
-    EXPECT_EQ(Parse({URL, "--metrics", "file"}).metricsFile, "file");
+    EXPECT_TRUE(ParseStrict({URL, "--trace"}).trace);
+    EXPECT_EQ(ParseStrict({URL, "--metrics", "file"}).metricsFile, "file");
     const std::vector<const char*> arguments = {"httpclient-send", URL, "--trace"};
     EXPECT_THROW(sender::ParseOptions(3, arguments.data()), sender::UsageError);
 }

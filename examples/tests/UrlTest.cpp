@@ -13,7 +13,7 @@ using testing::HasSubstr;
 
 namespace {
 
-std::string WhyRefused(const std::string& url) {
+std::string WhyUrlRefused(const std::string& url) {
     try {
         ParseUrl(url);
     } catch (const UsageError& problem) {
@@ -57,27 +57,27 @@ TEST(Url, KeepsIpv6InBrackets) {
 }
 
 TEST(Url, TakesPortsFrom1To65535) {
-    EXPECT_THAT(WhyRefused("http://h:0/"), HasSubstr("port 0"));
+    EXPECT_THAT(WhyUrlRefused("http://h:0/"), HasSubstr("port 0"));
     EXPECT_EQ(ParseUrl("http://h:1/").port, 1);
     EXPECT_EQ(ParseUrl("http://h:65535/").port, 65535);
-    EXPECT_THAT(WhyRefused("http://h:65536/"), HasSubstr("Port number"));
+    EXPECT_THAT(WhyUrlRefused("http://h:65536/"), HasSubstr("Port number"));
 }
 
 TEST(Url, SaysWhyItCannotBeSent) {
-    EXPECT_THAT(WhyRefused("ftp://h/"), HasSubstr("\"ftp\" is neither http nor https"));
-    EXPECT_THAT(WhyRefused("h:80/"), HasSubstr("http:// or https://"));
-    EXPECT_THAT(WhyRefused("example.test/a"), HasSubstr("http:// or https://"));
-    EXPECT_THAT(WhyRefused("http:///a"), HasSubstr("no host"));
-    EXPECT_THAT(WhyRefused("http://[::1/"), HasSubstr("cannot send to"));
-    EXPECT_THAT(WhyRefused("http://h/a b"), HasSubstr("percent-escaped"));
-    EXPECT_THAT(WhyRefused("http://h/\xc3\xa9"), HasSubstr("percent-escaped"));
-    EXPECT_THAT(WhyRefused("http://h/a\r\nX: y"), HasSubstr("percent-escaped"));
-    EXPECT_THAT(WhyRefused("http://me:secret@h/"), HasSubstr("credentials"));
-    EXPECT_THAT(WhyRefused("http://h/#top"), HasSubstr("#"));
-    EXPECT_THAT(WhyRefused(""), HasSubstr("cannot send to"));
+    EXPECT_THAT(WhyUrlRefused("ftp://h/"), HasSubstr("\"ftp\" is neither http nor https"));
+    EXPECT_THAT(WhyUrlRefused("h:80/"), HasSubstr("http:// or https://"));
+    EXPECT_THAT(WhyUrlRefused("example.test/a"), HasSubstr("http:// or https://"));
+    EXPECT_THAT(WhyUrlRefused("http:///a"), HasSubstr("no host"));
+    EXPECT_THAT(WhyUrlRefused("http://[::1/"), HasSubstr("cannot send to"));
+    EXPECT_THAT(WhyUrlRefused("http://h/a b"), HasSubstr("percent-escaped"));
+    EXPECT_THAT(WhyUrlRefused("http://h/\xc3\xa9"), HasSubstr("percent-escaped"));
+    EXPECT_THAT(WhyUrlRefused("http://h/a\r\nX: y"), HasSubstr("percent-escaped"));
+    EXPECT_THAT(WhyUrlRefused("http://me:secret@h/"), HasSubstr("credentials"));
+    EXPECT_THAT(WhyUrlRefused("http://h/#top"), HasSubstr("#"));
+    EXPECT_THAT(WhyUrlRefused(""), HasSubstr("cannot send to"));
 }
 
 TEST(Url, ShowsNoPasswordWhenItIsRefused) {
-    EXPECT_THAT(WhyRefused("http://me:secret@h/"), testing::Not(HasSubstr("secret")));
-    EXPECT_THAT(WhyRefused("http://me:secret@h/a b"), testing::Not(HasSubstr("secret")));
+    EXPECT_THAT(WhyUrlRefused("http://me:secret@h/"), testing::Not(HasSubstr("secret")));
+    EXPECT_THAT(WhyUrlRefused("http://me:secret@h/a b"), testing::Not(HasSubstr("secret")));
 }

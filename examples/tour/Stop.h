@@ -9,10 +9,11 @@ class Tour;
 
 /// One promise of the library, shown and checked.
 ///
-/// A file in stops/ makes one static object of it, which thereby joins the tour:
+/// A file in stops/ makes one static object of it, which thereby joins the tour. Both are named after the file, since
+/// several are compiled together:
 /// @code
-/// void Show(Tour& tour) { … }
-/// const Stop STOP(40, "A cookie goes out as it is given", Show);
+/// void ShowCookies(Tour& tour) { … }
+/// const Stop COOKIES(40, "A cookie goes out as it is given", ShowCookies);
 /// @endcode
 class Stop {
 public:

@@ -56,7 +56,7 @@ constexpr TransferKind HEADS{
     "Heads", nullptr, {Step::Body, Step::Common, Step::HeaderInBody, Step::NoBody}, Report::Nothing};
 
 // GET and DELETE deliberately carry an empty body, their method being custom text; so do the "s" HEADs.
-const std::string& NO_CONTENT = *new std::string;
+const std::string& EMPTY_BODY = *new std::string;
 
 /// One transfer to run.
 struct Transfer {
@@ -160,19 +160,19 @@ int CHttpClientImp::Posts(const std::string& url, const std::string& content, st
 }
 
 int CHttpClientImp::HttpGet(const std::string& url, std::string& response, const curl_slist* slist) {
-    return Perform(HTTP_GET, *this, m_curl, {url, NO_CONTENT, response, slist});
+    return Perform(HTTP_GET, *this, m_curl, {url, EMPTY_BODY, response, slist});
 }
 
 int CHttpClientImp::HttpGets(const std::string& url, std::string& response, const curl_slist* slist) {
-    return Perform(HTTP_GETS, *this, m_curl, {url, NO_CONTENT, response, slist});
+    return Perform(HTTP_GETS, *this, m_curl, {url, EMPTY_BODY, response, slist});
 }
 
 int CHttpClientImp::Delete(const std::string& url, std::string& response, const curl_slist* slist) {
-    return Perform(DELETE, *this, m_curl, {url, NO_CONTENT, response, slist});
+    return Perform(DELETE, *this, m_curl, {url, EMPTY_BODY, response, slist});
 }
 
 int CHttpClientImp::Deletes(const std::string& url, std::string& response, const curl_slist* slist) {
-    return Perform(DELETES, *this, m_curl, {url, NO_CONTENT, response, slist});
+    return Perform(DELETES, *this, m_curl, {url, EMPTY_BODY, response, slist});
 }
 
 int CHttpClientImp::Put(const std::string& url, const std::string& content, std::string& response,
@@ -186,11 +186,11 @@ int CHttpClientImp::Puts(const std::string& url, const std::string& content, std
 }
 
 int CHttpClientImp::Head(const std::string& url, std::string& response, const curl_slist* slist) {
-    return Perform(HEAD, *this, m_curl, {url, NO_CONTENT, response, slist});
+    return Perform(HEAD, *this, m_curl, {url, EMPTY_BODY, response, slist});
 }
 
 int CHttpClientImp::Heads(const std::string& url, std::string& response, const curl_slist* slist) {
-    return Perform(HEADS, *this, m_curl, {url, NO_CONTENT, response, slist});
+    return Perform(HEADS, *this, m_curl, {url, EMPTY_BODY, response, slist});
 }
 
 int CHttpClientImp::SendGetRequest(const std::string& url, std::string& response, const curl_slist* slist,

@@ -4,10 +4,11 @@
 #include "message/NamedEntries.h"
 #include "support/Cleansing.h"
 
+using named_entries::CONTENT_TYPE;
+
 namespace {
 
 // Never destroyed, so that threads that outlive main() may still use them.
-const std::string& CONTENT_TYPE = *new std::string("Content-Type");
 const std::string& CONTENT_ENCODING = *new std::string("Content-Encoding");
 const std::string& CONTENT_LANGUAGE = *new std::string("Content-Language");
 const std::string& ACCEPT_CHARSET = *new std::string("Accept-Charset");

@@ -5,12 +5,7 @@
 
 #include "message/NamedEntries.h"
 
-namespace {
-
-// Never destroyed, so that threads that outlive main() may still use it.
-const std::string& CONTENT_TYPE = *new std::string("Content-Type");
-
-} // namespace
+using named_entries::CONTENT_TYPE;
 
 CHttpResponseInter::~CHttpResponseInter() = default;
 

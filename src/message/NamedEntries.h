@@ -11,6 +11,9 @@
 
 namespace named_entries {
 
+/// The name that requests and responses both have. Never destroyed: threads that outlive main() may still use it.
+inline const std::string& CONTENT_TYPE = *new std::string("Content-Type");
+
 /// Only the space (0x20) counts as blank; a tab does not.
 inline bool IsBlank(const std::string& name) {
     return name.find_first_not_of(' ') == std::string::npos;

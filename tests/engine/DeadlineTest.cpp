@@ -127,12 +127,9 @@ TEST_F(Deadline, IsKeptWhileANameIsLookedUp) {
 
 TEST_F(Deadline, IsKeptDuringAHandshake) {
     const kit::CertificateAuthority ca;
-    kit::TlsOptions tls;
-    tls.identity = ca.IssueServer();
-    tls.clientCertificate = kit::ClientCertificate::Ignore;
     kit::ServerOptions options;
     options.onAccept = [](unsigned int) { return kit::OnAccept::ReadNothing; };
-    kit::TlsLoopbackServer server(Always(), tls, options);
+    kit::TlsLoopbackServer server(Always(), ServerTls(ca), options);
     const TlsOptions trust = TlsOptions().memory(ca.certificatePem());
     EXPECT_EQ(InTime(Short(server.url("")).tls(trust)),
               "Timeout in Handshake, not sent, retryable, attempts 1");

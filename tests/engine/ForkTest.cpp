@@ -70,10 +70,7 @@ TEST_F(Fork, GivesTheChildConnectionsOfItsOwn) {
 
 TEST_F(Fork, GivesTheChildTlsConnectionsOfItsOwn) {
     const kit::CertificateAuthority ca;
-    kit::TlsOptions tls;
-    tls.identity = ca.IssueServer();
-    tls.clientCertificate = kit::ClientCertificate::Ignore;
-    kit::TlsLoopbackServer server(Always(), tls);
+    kit::TlsLoopbackServer server(Always(), ServerTls(ca));
     const Client client = ClientOf(OptionsFor(server).tls(TlsOptions().memory(ca.certificatePem())));
     ASSERT_EQ(Told(client.Send(Get())), "200 answer");
     EXPECT_EQ(InChild([&] { return ToldFully(client.Send(Get())); }), "200 answer, attempts 1");
@@ -153,10 +150,7 @@ TEST_F(Fork, AmidHostCodeEndsTheCallInTheChildAndNotInTheParent) {
 
 TEST_F(Fork, AmidHostCodeSaysNoGoodbyeOnTheParentsTlsConnection) {
     const kit::CertificateAuthority ca;
-    kit::TlsOptions tls;
-    tls.identity = ca.IssueServer();
-    tls.clientCertificate = kit::ClientCertificate::Ignore;
-    kit::TlsLoopbackServer server(Always(), tls);
+    kit::TlsLoopbackServer server(Always(), ServerTls(ca));
     const Client client = ClientOf(OptionsFor(server).tls(TlsOptions().memory(ca.certificatePem())));
     pid_t child = -1;
     const Request request = Get().bodySink([&](std::string_view) {

@@ -12,7 +12,6 @@
 
 #include <dirent.h>
 #include <pthread.h>
-#include <sys/time.h>
 #include <unistd.h>
 
 #include <httpclient/testing/Certificates.h>
@@ -23,6 +22,7 @@
 #include "setting/EngineTest.h"
 #include "setting/NameService.h"
 #include "setting/ScriptedServer.h"
+#include "tests/support/CountedSignals.h"
 
 namespace {
 
@@ -111,12 +111,9 @@ TEST_F(Cancel, UnwindsACallThatResolves) {
 
 TEST_F(Cancel, UnwindsACallAmidAHandshake) {
     const kit::CertificateAuthority ca;
-    kit::TlsOptions tls;
-    tls.identity = ca.IssueServer();
-    tls.clientCertificate = kit::ClientCertificate::Ignore;
     kit::ServerOptions deaf;
     deaf.onAccept = [](unsigned int) { return kit::OnAccept::ReadNothing; };
-    kit::TlsLoopbackServer server(Always(), tls, deaf);
+    kit::TlsLoopbackServer server(Always(), ServerTls(ca), deaf);
     CancelAmid(ClientOf(OptionsFor(server).tls(TlsOptions().memory(ca.certificatePem()))), Get(),
                [&] { return server.WaitForConnections(1); });
 }
@@ -204,33 +201,6 @@ TEST_F(Cancel, UnwindsHostCodeThatLeavesItsThread) {
 
 namespace {
 
-std::atomic<int> g_taken{0};
-
-/// While it lives, SIGALRM comes every millisecond, and no call is restarted.
-class Alarms {
-public:
-    Alarms() {
-        g_taken = 0;
-        struct sigaction count {};
-        count.sa_handler = [](int) { ++g_taken; };
-        sigaction(SIGALRM, &count, &m_former);
-        Every(1000);
-    }
-    ~Alarms() {
-        Every(0);
-        sigaction(SIGALRM, &m_former, nullptr);
-    }
-    Alarms(const Alarms&) = delete;
-    Alarms& operator=(const Alarms&) = delete;
-
-private:
-    static void Every(suseconds_t microseconds) {
-        const itimerval timer{{0, microseconds}, {0, microseconds}};
-        setitimer(ITIMER_REAL, &timer, nullptr);
-    }
-    struct sigaction m_former {};
-};
-
 /// The signals that each thread of this process blocks, that of the test excepted.
 std::vector<std::string> BlockedByOthers() {
     std::vector<std::string> masks;
@@ -262,7 +232,7 @@ TEST_F(Signals, EveryMillisecondEndNoCallEarly) {
                                          : kit::Respond(200, {}, request.body);
     });
     const Client client = ClientOf(server);
-    const Alarms alarms;
+    const kit::Alarms alarms;
     EXPECT_EQ(Told(client.Send(Get("/slow"))), "200 slow");
     for (int call = 0; call < 5; ++call) {
         EXPECT_TRUE(Told(client.Send(Post(content))) == "200 " + content);
@@ -271,7 +241,7 @@ TEST_F(Signals, EveryMillisecondEndNoCallEarly) {
     const auto taken =
         TimeOf([&] { EXPECT_EQ(Told(ClientOf(silent).Send(Get().timeout(60ms))), "Timeout in Head"); });
     EXPECT_GE(taken, 60ms) << "nor does one shorten a deadline";
-    EXPECT_GT(g_taken, 10);
+    EXPECT_GT(kit::Alarms::Taken(), 10);
 }
 
 TEST_F(Signals, EveryMillisecondShortenNoWaitInLine) {
@@ -280,7 +250,7 @@ TEST_F(Signals, EveryMillisecondShortenNoWaitInLine) {
     const Client client(OptionsFor(silent), engine);
     std::thread holder([&] { static_cast<void>(client.Send(Get().timeout(300ms))); });
     ASSERT_TRUE(silent.WaitForRequests(1));
-    const Alarms alarms;
+    const kit::Alarms alarms;
     const auto taken = TimeOf([&] { EXPECT_EQ(Told(client.Send(Get().timeout(60ms))), "Timeout in Lease"); });
     EXPECT_GE(taken, 60ms);
     holder.join();

@@ -124,10 +124,7 @@ TEST_F(Shutdown, EndsCallsInEachState) {
             Post(std::string(32UL * 1024 * 1024, 'x')), [&] { return readsNothing.WaitForConnections(1); });
 
         const kit::CertificateAuthority ca;
-        kit::TlsOptions tls;
-        tls.identity = ca.IssueServer();
-        tls.clientCertificate = kit::ClientCertificate::Ignore;
-        kit::TlsLoopbackServer noHandshake(Always(), tls, deaf);
+        kit::TlsLoopbackServer noHandshake(Always(), ServerTls(ca), deaf);
         const ClientOptions overTls =
             OptionsFor(noHandshake.url("")).tls(TlsOptions().memory(ca.certificatePem()));
         EndAmid(
@@ -260,10 +257,7 @@ TEST_F(Shutdown, MayBeCalledByAPasswordFunction) {
     const kit::CertificateAuthority ca;
     const kit::Identity identity = ca.IssueClient();
     const kit::TemporaryDirectory files;
-    kit::TlsOptions tls;
-    tls.identity = ca.IssueServer();
-    tls.clientCertificate = kit::ClientCertificate::Ignore;
-    kit::TlsLoopbackServer server(Always(), tls);
+    kit::TlsLoopbackServer server(Always(), ServerTls(ca));
     TlsOptions own = TlsOptions().files(files.Write("ca.pem", ca.certificatePem()),
                                         files.Write("cert.pem", identity.certificatePem),
                                         files.Write("key.pem", kit::EncryptKey(identity.keyPem, "secret")));

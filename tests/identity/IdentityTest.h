@@ -28,6 +28,7 @@ std::string JwtLoaded(std::size_t length, const std::string& fileName = "jwt_bil
 std::string NotNeeded(const std::string& url);
 std::string Mapped(const std::string& url, const std::string& service);
 std::string FromBuffer(std::size_t length);
+constexpr const char* GET_FAILED = "[5] CHttpClientImp::AppendSlist, GetSiaToken failed";
 constexpr const char* EXCHANGE_EXCEPTION = "[5] request sia token catch an exception.";
 std::string ExchangeFailed(int status);
 std::string Exchanged(std::size_t length, std::int64_t expireAt);

@@ -17,7 +17,6 @@ using namespace httpclient::testing;
 namespace {
 
 const std::string RETRY = "[3] HTTP synSendRequest, response code is 403, retry to SendRequest";
-const std::string GET_FAILED = "[5] CHttpClientImp::AppendSlist, GetSiaToken failed";
 
 using Tokens = std::vector<std::string>;
 
@@ -186,9 +185,10 @@ TEST_F(RefusedToken, IsFollowedByARequestWithoutTokenWhenTheExchangeFails) {
     EXPECT_EQ(Send({REFUSAL, CONSENT}), 200);
     EXPECT_EQ(Seen(), (Tokens{Nth("orders", 1), "none"}));
     EXPECT_EQ(m_server.requests().at(1).Header("A"), "1");
-    EXPECT_EQ(NewLines(),
-              (Lines{message::Mapped("/orders", "orders"), message::FromBuffer(Nth("orders", 1).size()),
-                     RETRY, message::Mapped("/orders", "orders"), message::ExchangeFailed(503), GET_FAILED}));
+    EXPECT_EQ(
+        NewLines(),
+        (Lines{message::Mapped("/orders", "orders"), message::FromBuffer(Nth("orders", 1).size()), RETRY,
+               message::Mapped("/orders", "orders"), message::ExchangeFailed(503), message::GET_FAILED}));
     EXPECT_EQ(Kept("orders"), "none");
 }
 

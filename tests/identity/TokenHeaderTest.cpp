@@ -20,8 +20,6 @@ using namespace httpclient::testing;
 
 namespace {
 
-const std::string GET_FAILED = "[5] CHttpClientImp::AppendSlist, GetSiaToken failed";
-
 class TokenHeader : public ExchangeTest {
 protected:
     TokenHeader() {
@@ -99,8 +97,8 @@ TEST_F(TokenHeader, IsMissingWhenTheExchangeFails) {
     m_request.addRequestHeadEntry("A", "1");
     m_request.addRequestHeadEntry("x-access-token", "old");
     EXPECT_EQ(Wire(), Expected("A:1\r\nx-access-token:old\r\n")); // the request goes out all the same
-    EXPECT_EQ(NewLines(),
-              (Lines{message::Mapped("/orders", "orders"), message::ExchangeFailed(500), GET_FAILED}));
+    EXPECT_EQ(NewLines(), (Lines{message::Mapped("/orders", "orders"), message::ExchangeFailed(500),
+                                 message::GET_FAILED}));
     m_request.removeRequestHead();
     EXPECT_EQ(m_imp.AppendSlist(m_request), nullptr);
     EXPECT_EQ(m_service.exchanges().size(), 2U); // the next request tries again
@@ -109,7 +107,7 @@ TEST_F(TokenHeader, IsMissingWhenTheExchangeFails) {
 TEST_F(TokenHeader, IsMissingWithoutACredential) {
     Sia().m_strJwt.clear();
     EXPECT_EQ(Wire(), Expected(""));
-    EXPECT_EQ(NewLines(), (Lines{message::Mapped("/orders", "orders"), GET_FAILED}));
+    EXPECT_EQ(NewLines(), (Lines{message::Mapped("/orders", "orders"), message::GET_FAILED}));
 }
 
 TEST_F(TokenHeader, IsMissingWhenTheTokenIsEmpty) {

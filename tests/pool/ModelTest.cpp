@@ -197,9 +197,9 @@ private:
     }
 
     void Get() {
-        static constexpr const char* HOSTS[] = {"", "a", "a", "b", "10.0.0.1"};
+        static constexpr const char* NAMES[] = {"", "a", "a", "b", "10.0.0.1"};
         static constexpr unsigned int PORTS[] = {80, 80, 443, 4294967295u};
-        const char* host = HOSTS[Below(5)];
+        const char* host = NAMES[Below(5)];
         const unsigned int port = PORTS[Below(4)];
         const bool ssl = Below(3) == 0;
         const int madeBefore = m_model.made;

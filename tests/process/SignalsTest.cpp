@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // The host's signals: none ends a transfer or a wait early, and a peer that is gone raises none.
-#include <atomic>
 #include <chrono>
 #include <csignal>
 #include <filesystem>
@@ -11,55 +10,18 @@
 #include <vector>
 
 #include <sys/syscall.h>
-#include <sys/time.h>
 #include <unistd.h>
 
 #include <httpclient/HttpConnectionMgr.h>
 #include <httpclient/testing/TlsLoopbackServer.h>
 
 #include "../faults/Gate.h"
+#include "tests/support/CountedSignals.h"
 #include "tests/support/Process.h"
 
 using namespace httpclient::testing;
 
 namespace {
-
-std::atomic<int> g_taken{0};
-
-/// Counts a signal while it lives.
-class Counted {
-public:
-    explicit Counted(int signal) : m_signal(signal) {
-        g_taken = 0;
-        struct sigaction count {};
-        count.sa_handler = [](int) { ++g_taken; }; // and no SA_RESTART: calls are interrupted
-        sigaction(signal, &count, &m_former);
-    }
-    ~Counted() { sigaction(m_signal, &m_former, nullptr); }
-    Counted(const Counted&) = delete;
-    Counted& operator=(const Counted&) = delete;
-
-private:
-    const int m_signal;
-    struct sigaction m_former {};
-};
-
-/// While it lives, SIGALRM comes every millisecond.
-class Alarms {
-public:
-    Alarms() { Every(1000); }
-    ~Alarms() { Every(0); }
-    Alarms(const Alarms&) = delete;
-    Alarms& operator=(const Alarms&) = delete;
-
-private:
-    static void Every(suseconds_t microseconds) {
-        const itimerval timer{{0, microseconds}, {0, microseconds}};
-        setitimer(ITIMER_REAL, &timer, nullptr);
-    }
-
-    const Counted m_counted{SIGALRM};
-};
 
 /// Whether a thread of this process, which can only be the pool's, waits in its reactor.
 bool ThePoolsThreadWaits() {
@@ -115,7 +77,7 @@ TEST_F(Signals, EveryMillisecondEndNoTransferEarly) {
         PointAt(*server, way);
         const Alarms alarms;
         ExpectNextToWork(way);
-        EXPECT_GT(g_taken, 10) << "there were alarms during the transfers";
+        EXPECT_GT(Alarms::Taken(), 10) << "there were alarms during the transfers";
         EXPECT_EQ(server->requests().size(), 2U);
         EXPECT_EQ(server->connectionsAccepted(), 1U);
     }
@@ -145,7 +107,7 @@ TEST_F(Signals, EveryMillisecondShortenNoWaitForAConnection) {
         const Alarms alarms;
         EXPECT_EQ(Send(Way::Fresh).result, 200);
         EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(2900));
-        EXPECT_GT(g_taken, 100);
+        EXPECT_GT(Alarms::Taken(), 100);
     }
     releaser.join();
     ClosePool();
@@ -161,10 +123,10 @@ TEST_F(Signals, OfABrokenPipeAreNotRaised) {
             const auto server = Serve(
                 way, [](const RecordedRequest&) { return Sound(); }, options);
             PointAt(*server, way);
-            const Counted pipes(SIGPIPE);
+            const CountedSignal pipes(SIGPIPE);
             EXPECT_EQ(Send(way, HTTPOPERATION_POST, large).result, -1);
             ClosePool();
-            EXPECT_EQ(g_taken, 0);
+            EXPECT_EQ(CountedSignal::Taken(), 0);
         }
     }
 }
@@ -177,13 +139,13 @@ TEST_F(Signals, OfABrokenPipeAreNotRaisedByAKeptConnection) {
             ClosePool();
             const auto server = Serve(way, [after](const RecordedRequest&) { return Then(Sound(), after); });
             PointAt(*server, way);
-            const Counted pipes(SIGPIPE);
+            const CountedSignal pipes(SIGPIPE);
             EXPECT_EQ(Send(way).result, 200);
             // The STRICT profile does not send a POST again.
             const int result = Send(way, HTTPOPERATION_POST, large).result;
             EXPECT_TRUE(result == 200 || (IsStrict() && result == -1)) << result;
             ClosePool();
-            EXPECT_EQ(g_taken, 0);
+            EXPECT_EQ(CountedSignal::Taken(), 0);
         }
     }
 }

@@ -125,13 +125,7 @@ TEST_F(Nginx, RefusesACertificateOfAnotherCa) {
 }
 
 TEST_F(Nginx, RefusesAnExpiredCertificate) {
-    CertificateProfile profile;
-    profile.commonName = "late client";
-    profile.use = CertificateUse::Client;
-    profile.validity = Validity::Expired;
-    const Identity late = m_tls.ca().Issue(profile);
-    m_tls.root().Replace("server.cer", late.certificatePem);
-    m_tls.root().Replace("server_key.pem", EncryptKey(late.keyPem, TlsSetting::Password()));
+    m_tls.ExpireClient();
     ExpectRefusal(m_tls.Server());
 }
 

@@ -286,13 +286,7 @@ TEST_F(Transfer, IsRefusedWithACertificateOfAnotherCa) {
 }
 
 TEST_F(Transfer, IsRefusedWithAnExpiredCertificate) {
-    CertificateProfile profile;
-    profile.commonName = "late client";
-    profile.use = CertificateUse::Client;
-    profile.validity = Validity::Expired;
-    const Identity late = m_tls.ca().Issue(profile);
-    m_tls.root().Replace("server.cer", late.certificatePem);
-    m_tls.root().Replace("server_key.pem", EncryptKey(late.keyPem, TlsSetting::Password()));
+    m_tls.ExpireClient();
     TlsLoopbackServer server(TellSubject, m_tls.Server());
     EXPECT_EQ(SendTo(server), -1);
     ASSERT_TRUE(server.WaitForFailedHandshakes(1));

@@ -50,7 +50,7 @@ void ShowThreads(Tour& tour, const std::vector<Answer>& answers) {
                       static_cast<double>(threads.size()));
 }
 
-void Show(Tour& tour) {
+void ShowAsynchronous(Tour& tour) {
     const auto start = Clock::now();
     SendSlowOnes(tour);
     const double sent = MillisecondsSince(start);
@@ -67,7 +67,8 @@ void Show(Tour& tour) {
     tour.Note("A worker looks after its transfer from time to time, not at once when bytes come in.");
 }
 
-const Stop STOP(130, "Asynchronous requests are under way side by side, each on a thread of its own", Show);
+const Stop ASYNCHRONOUS(130, "Asynchronous requests are under way side by side, each on a thread of its own",
+                        ShowAsynchronous);
 
 } // namespace
 } // namespace tour

@@ -35,7 +35,7 @@ std::pair<std::string, std::string> SendBoth(Tour& tour) {
 }
 
 // Deliberate, all of it: the asynchronous way is the leaner one.
-void Show(Tour& tour) {
+void ShowAsynchronousLimits(Tour& tour) {
     tour.Note("Sent are a POST with header, parameter, body and cookie, and a HEAD:");
     const auto [post, head] = SendBoth(tour);
     tour.Expect("headers go out", post.find("X-Name: value\n") != std::string::npos);
@@ -45,7 +45,9 @@ void Show(Tour& tour) {
     tour.ExpectText("HEAD goes out as GET", "GET /echo", head.substr(0, head.find('\n')));
 }
 
-const Stop STOP(140, "An asynchronous request carries headers and parameters, no body and no cookie", Show);
+const Stop
+    ASYNCHRONOUS_LIMITS(140, "An asynchronous request carries headers and parameters, no body and no cookie",
+                        ShowAsynchronousLimits);
 
 } // namespace
 } // namespace tour

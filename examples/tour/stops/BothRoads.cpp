@@ -49,7 +49,7 @@ Exchange SendWith(Tour& tour, HTTPTRANSFERPROFILE profile, const CHttpRequest& r
     return tour.SendUnseen(*client, request);
 }
 
-void Show(Tour& tour) {
+void ShowBothRoads(Tour& tour) {
     const auto post = NewRequest(HTTPOPERATION_POST, "/echo");
     post->setContent("a body");
     post->addParam("a&b", "value");
@@ -76,7 +76,7 @@ void Show(Tour& tour) {
     tour.ExpectText("before a byte goes out", "", refused.sent);
 }
 
-const Stop stop(240, "The STRICT profile sends what the host says", Show);
+const Stop BOTH_ROADS(240, "The STRICT profile sends what the host says", ShowBothRoads);
 
 } // namespace
 } // namespace tour

@@ -12,7 +12,7 @@ constexpr const char* BEIJING_GBK = "\xb1\xb1\xbe\xa9";
 constexpr const char* BEIJING_UTF8 = "\xe5\x8c\x97\xe4\xba\xac";
 constexpr const char* BEIJING_IN_URL = "GET /echo?city=%E5%8C%97%E4%BA%AC HTTP/1.1";
 
-void Show(Tour& tour) {
+void ShowCharacterSets(Tour& tour) {
     const auto client = tour.NewClient();
 
     const auto gbk = NewRequest(HTTPOPERATION_GET, "/echo");
@@ -37,7 +37,7 @@ void Show(Tour& tour) {
     tour.ExpectText("to the same bytes", BEIJING_GBK, text);
 }
 
-const Stop STOP(40, "A value in GBK arrives as UTF-8", Show);
+const Stop CHARACTER_SETS(40, "A value in GBK arrives as UTF-8", ShowCharacterSets);
 
 } // namespace
 } // namespace tour

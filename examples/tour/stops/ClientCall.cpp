@@ -42,13 +42,14 @@ void ShowNext(Tour& tour, const httpclient::Client& client) {
     tour.Expect("some went into waiting for the answer", times.of(httpclient::Phase::Head).count() > 0);
 }
 
-void Show(Tour& tour) {
+void ShowClientCall(Tour& tour) {
     const httpclient::Client client{httpclient::ClientOptions(tour.Origin())};
     ShowCall(tour, client);
     ShowNext(tour, client);
 }
 
-const Stop stop(200, "httpclient::Client sends what it is given, and answers with all that came", Show);
+const Stop CLIENT_CALL(200, "httpclient::Client sends what it is given, and answers with all that came",
+                       ShowClientCall);
 
 } // namespace
 } // namespace tour

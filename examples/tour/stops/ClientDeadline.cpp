@@ -15,7 +15,7 @@ using std::chrono::milliseconds;
 
 constexpr milliseconds TIMEOUT{1000};
 
-void Show(Tour& tour) {
+void ShowClientDeadline(Tour& tour) {
     const httpclient::Client client{httpclient::ClientOptions(tour.Origin()).timeout(TIMEOUT)};
     tour.Note("The server gives a byte every 50 ms, and would go on for 10 s:");
     const Called dripped = tour.Call(client, httpclient::Request(httpclient::Method::Get, "/drip/50"),
@@ -32,7 +32,9 @@ void Show(Tour& tour) {
     tour.Expect("a part of the answer is no answer: there is none", !dripped.result);
 }
 
-const Stop stop(220, "A deadline is for the whole call, and a server that drips does not stretch it", Show);
+const Stop CLIENT_DEADLINE(220,
+                           "A deadline is for the whole call, and a server that drips does not stretch it",
+                           ShowClientDeadline);
 
 } // namespace
 } // namespace tour

@@ -19,7 +19,7 @@ void ExpectRefused(Tour& tour, const httpclient::Client& client, const Request& 
     tour.ExpectText("and nothing went out", "", called.sent);
 }
 
-void Show(Tour& tour) {
+void ShowClientRefusals(Tour& tour) {
     const httpclient::Client client{httpclient::ClientOptions(tour.Origin())};
     ExpectRefused(tour, client, Request(Method::Get, "/echo").header("X-Name", "1\r\nX-Forged: 2"),
                   "GET /echo with a line break in a header");
@@ -30,7 +30,8 @@ void Show(Tour& tour) {
     tour.ExpectNumber("no connection was made for any of them", 0, tour.Connections());
 }
 
-const Stop stop(210, "What breaks a rule of HTTP is refused before a byte goes out", Show);
+const Stop CLIENT_REFUSALS(210, "What breaks a rule of HTTP is refused before a byte goes out",
+                           ShowClientRefusals);
 
 } // namespace
 } // namespace tour

@@ -13,7 +13,7 @@ using httpclient::Method;
 using httpclient::Request;
 using httpclient::TlsOptions;
 
-void Show(Tour& tour) {
+void ShowClientServerName(Tour& tour) {
     Operator host(tour);
     host.SetUpTls();
     tour.UseTls(host.ServerDirectory());
@@ -34,7 +34,7 @@ void Show(Tour& tour) {
                     answered.result ? answered.result->body() : "");
 }
 
-const Stop stop(230, "A certificate for another name is refused", Show);
+const Stop CLIENT_SERVER_NAME(230, "A certificate for another name is refused", ShowClientServerName);
 
 } // namespace
 } // namespace tour

@@ -40,7 +40,7 @@ void AllowDescriptors() {
     setrlimit(RLIMIT_NOFILE, &files);
 }
 
-void Show(Tour& tour) {
+void ShowClientThousand(Tour& tour) {
     AllowDescriptors();
     const CrowdServer server(PAUSE);
     auto engine =
@@ -73,7 +73,7 @@ void Show(Tour& tour) {
     tour.Expect("they did not wait for each other", took < 10 * PAUSE);
 }
 
-const Stop stop(240, "A thousand calls at once need no thousand threads", Show);
+const Stop CLIENT_THOUSAND(240, "A thousand calls at once need no thousand threads", ShowClientThousand);
 
 } // namespace
 } // namespace tour

@@ -8,7 +8,7 @@
 namespace tour {
 namespace {
 
-void Show(Tour& tour) {
+void ShowCookies(Tour& tour) {
     const auto client = tour.NewClient();
     const auto request = NewRequest(HTTPOPERATION_GET, "/cookie");
     request->setCustomCookieParam("session=42; theme=dark");
@@ -21,7 +21,7 @@ void Show(Tour& tour) {
     tour.ExpectText("the next request on the connection has none", "no cookie\n", next.body);
 }
 
-const Stop STOP(60, "A cookie goes out as it is given, with its own request only", Show);
+const Stop COOKIES(60, "A cookie goes out as it is given, with its own request only", ShowCookies);
 
 } // namespace
 } // namespace tour

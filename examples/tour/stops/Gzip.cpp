@@ -8,7 +8,7 @@
 namespace tour {
 namespace {
 
-void Show(Tour& tour) {
+void ShowGzip(Tour& tour) {
     const auto client = tour.NewClient();
     const auto request = NewRequest(HTTPOPERATION_GET, "/gzip");
     request->setAcceptEncoding("gzip");
@@ -21,7 +21,7 @@ void Show(Tour& tour) {
                       static_cast<double>(BodyOf(exchange.received).size()), exchange.length);
 }
 
-const Stop STOP(70, "An answer in gzip arrives decoded", Show);
+const Stop GZIP(70, "An answer in gzip arrives decoded", ShowGzip);
 
 } // namespace
 } // namespace tour

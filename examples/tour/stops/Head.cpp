@@ -8,7 +8,7 @@
 namespace tour {
 namespace {
 
-void Show(Tour& tour) {
+void ShowHead(Tour& tour) {
     const auto client = tour.NewClient();
     const Exchange head = tour.Send(*client, *NewRequest(HTTPOPERATION_HEAD, "/bytes/1234"));
     tour.ExpectText("HEAD is what the server reads", "HEAD /bytes/1234 HTTP/1.1", FirstLine(head.sent));
@@ -23,7 +23,7 @@ void Show(Tour& tour) {
                 get.body.find("xxx") == std::string::npos);
 }
 
-const Stop STOP(20, "HEAD asks for the head alone", Show);
+const Stop HEAD(20, "HEAD asks for the head alone", ShowHead);
 
 } // namespace
 } // namespace tour

@@ -8,7 +8,7 @@
 namespace tour {
 namespace {
 
-void Show(Tour& tour) {
+void ShowHeaders(Tour& tour) {
     const auto client = tour.NewClient();
     const auto request = NewRequest(HTTPOPERATION_GET, "/echo");
     request->addRequestHeadEntry("b-last", "3");
@@ -30,7 +30,8 @@ void Show(Tour& tour) {
                 next.sent.find("Z-first") == std::string::npos);
 }
 
-const Stop STOP(50, "Headers go out in the order of their names, and the first value of a name stays", Show);
+const Stop HEADERS(50, "Headers go out in the order of their names, and the first value of a name stays",
+                   ShowHeaders);
 
 } // namespace
 } // namespace tour

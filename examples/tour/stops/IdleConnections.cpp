@@ -18,6 +18,8 @@
 namespace tour {
 namespace {
 
+using Clock = std::chrono::steady_clock;
+
 /// Sends on a thread of its own. @return the status to come.
 std::future<int> SendBeside(const Tour& tour, const std::string& path) {
     return std::async(std::launch::async, [client = tour.NewClient(), path] {
@@ -43,7 +45,6 @@ void MakeConnections(const Tour& tour) {
 /// Starts a new pool, whose thread looks around after a second and then every 20, and gets ready what it is
 /// to find: idle connections, and one in use. @return the request that uses it.
 std::future<int> Prepare(Tour& tour) {
-    using Clock = std::chrono::steady_clock;
     for (int tries = 0; tries < 5; ++tries) {
         CHttpConnectionMgr::Finalize();
         const auto start = Clock::now();
@@ -85,12 +86,13 @@ void ShowNewPool(Tour& tour) {
     tour.ExpectNumber("on a new connection", made + 1, tour.Connections());
 }
 
-void Show(Tour& tour) {
+void ShowIdleConnections(Tour& tour) {
     ShowRelease(tour);
     ShowNewPool(tour);
 }
 
-const Stop STOP(150, "Connections that stay idle are closed, those in use are not", Show);
+const Stop IDLE_CONNECTIONS(150, "Connections that stay idle are closed, those in use are not",
+                            ShowIdleConnections);
 
 } // namespace
 } // namespace tour

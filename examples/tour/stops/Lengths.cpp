@@ -8,7 +8,7 @@
 namespace tour {
 namespace {
 
-void Show(Tour& tour) {
+void ShowLengths(Tour& tour) {
     const auto client = tour.NewClient();
 
     const Exchange known = tour.Send(*client, *NewRequest(HTTPOPERATION_GET, "/bytes/26"));
@@ -29,7 +29,7 @@ void Show(Tour& tour) {
     tour.ExpectText("after that the next request connects anew", "xxxxx", next.body);
 }
 
-const Stop STOP(80, "An answer without a length has the length of its body", Show);
+const Stop LENGTHS(80, "An answer without a length has the length of its body", ShowLengths);
 
 } // namespace
 } // namespace tour

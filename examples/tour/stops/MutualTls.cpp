@@ -20,7 +20,7 @@ std::string FirstLineOfFile(const std::string& file) {
     return line;
 }
 
-void Show(Tour& tour) {
+void ShowMutualTls(Tour& tour) {
     Operator host(tour);
     host.SetUpTls();
     tour.ExpectText("the private key lies encrypted; its password does, too, in the manifest",
@@ -45,7 +45,7 @@ void Show(Tour& tour) {
     tour.ExpectNumber("it goes over the same connection", 1, tour.Connections());
 }
 
-const Stop STOP(160, "HTTPS is mutual TLS: both sides show a certificate", Show);
+const Stop MUTUAL_TLS(160, "HTTPS is mutual TLS: both sides show a certificate", ShowMutualTls);
 
 } // namespace
 } // namespace tour

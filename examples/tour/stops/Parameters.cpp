@@ -17,7 +17,7 @@ std::unique_ptr<CHttpRequest> WithParameters(HTTPOPERATIONTYPE verb) {
     return request;
 }
 
-void Show(Tour& tour) {
+void ShowParameters(Tour& tour) {
     const auto client = tour.NewClient();
     const std::string rendered = "a=x%20y%26z&b=1&b=2";
 
@@ -39,7 +39,8 @@ void Show(Tour& tour) {
                     BodyOf(exchange.sent));
 }
 
-const Stop STOP(30, "Parameters travel in the URL of GET and DELETE, and in the body of POST and PUT", Show);
+const Stop PARAMETERS(30, "Parameters travel in the URL of GET and DELETE, and in the body of POST and PUT",
+                      ShowParameters);
 
 } // namespace
 } // namespace tour

@@ -63,7 +63,7 @@ void ShowAddressLimit(Tour& tour, CHttpConnectionMgr& pool) {
     tour.ExpectNumber("the 31st address gets no connection", 30, port);
 }
 
-void Show(Tour& tour) {
+void ShowPool(Tour& tour) {
     ShowSharing(tour);
     CHttpConnectionMgr& pool = *CHttpConnectionMgr::Instance();
     ShowLimits(tour, pool);
@@ -71,7 +71,7 @@ void Show(Tour& tour) {
     ShowAddressLimit(tour, pool);
 }
 
-const Stop STOP(120, "Clients share connections, within limits that can only be raised", Show);
+const Stop POOL(120, "Clients share connections, within limits that can only be raised", ShowPool);
 
 } // namespace
 } // namespace tour

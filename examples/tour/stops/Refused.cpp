@@ -27,7 +27,7 @@ int PortWhereNobodyListens() {
     return address.get_port_number();
 }
 
-void Show(Tour& tour) {
+void ShowRefused(Tour& tour) {
     const auto client = HttpClientWrap::MakeClientPtr("127.0.0.1", 5, 5, PortWhereNobodyListens(), false);
     const auto request = NewRequest(HTTPOPERATION_GET, "/echo");
     CHttpResponse response;
@@ -43,7 +43,7 @@ void Show(Tour& tour) {
     tour.ExpectNumber("it can be used on", 200, tour.Send(*client, *request).status);
 }
 
-const Stop STOP(100, "A refused connection is -1, and harms nothing", Show);
+const Stop REFUSED(100, "A refused connection is -1, and harms nothing", ShowRefused);
 
 } // namespace
 } // namespace tour

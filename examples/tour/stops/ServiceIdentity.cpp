@@ -93,7 +93,7 @@ void ShowWithoutTokenService(Tour& tour, CHttpClient& client) {
     tour.ExpectNumber("and the refusal is returned", 403, exchange.status);
 }
 
-void Show(Tour& tour) {
+void ShowServiceIdentity(Tour& tour) {
     Operator host(tour);
     host.SetUpTls();
     const std::string address = AddressOfThisProcess();
@@ -110,7 +110,8 @@ void Show(Tour& tour) {
     ShowWithoutTokenService(tour, *client);
 }
 
-const Stop STOP(180, "A request to a service that the configuration names carries a token", Show);
+const Stop SERVICE_IDENTITY(180, "A request to a service that the configuration names carries a token",
+                            ShowServiceIdentity);
 
 } // namespace
 } // namespace tour

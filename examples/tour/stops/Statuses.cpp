@@ -9,7 +9,7 @@
 namespace tour {
 namespace {
 
-void Show(Tour& tour) {
+void ShowStatuses(Tour& tour) {
     const auto client = tour.NewClient();
     CHttpResponse response;
     const Exchange forbidden = tour.Send(*client, *NewRequest(HTTPOPERATION_GET, "/forbidden"), response);
@@ -30,7 +30,7 @@ void Show(Tour& tour) {
                     "text/plain; charset=UTF-8", bytes.type);
 }
 
-const Stop STOP(90, "Every status is an answer, with its head and body", Show);
+const Stop STATUSES(90, "Every status is an answer, with its head and body", ShowStatuses);
 
 } // namespace
 } // namespace tour

@@ -10,7 +10,7 @@
 namespace tour {
 namespace {
 
-void Show(Tour& tour) {
+void ShowTimeouts(Tour& tour) {
     const auto client = tour.NewClient();
     client->setRequestTimeout(1);
     const auto start = std::chrono::steady_clock::now();
@@ -26,7 +26,7 @@ void Show(Tour& tour) {
                       tour.Send(*client, *NewRequest(HTTPOPERATION_GET, "/bytes/5")).status);
 }
 
-const Stop STOP(110, "A time-out ends the wait for a slow answer, and nothing else", Show);
+const Stop TIMEOUTS(110, "A time-out ends the wait for a slow answer, and nothing else", ShowTimeouts);
 
 } // namespace
 } // namespace tour

@@ -40,7 +40,7 @@ void ShowMissingKey(Tour& tour, const Operator& host) {
                       exchange.log);
 }
 
-void Show(Tour& tour) {
+void ShowTlsRefusals(Tour& tour) {
     Operator host(tour);
     host.SetUpTls();
     ShowForeignServer(tour, host);
@@ -48,7 +48,7 @@ void Show(Tour& tour) {
     ShowMissingKey(tour, host);
 }
 
-const Stop STOP(170, "A TLS connection that is not trusted carries nothing", Show);
+const Stop TLS_REFUSALS(170, "A TLS connection that is not trusted carries nothing", ShowTlsRefusals);
 
 } // namespace
 } // namespace tour

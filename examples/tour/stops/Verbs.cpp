@@ -19,7 +19,7 @@ void ShowVerb(Tour& tour, CHttpClient& client, HTTPOPERATIONTYPE verb, const std
     tour.ExpectNumber("the answer's status is returned", 200, exchange.status);
 }
 
-void Show(Tour& tour) {
+void ShowVerbs(Tour& tour) {
     // Not HEAD: it has a stop of its own, for what it leaves behind.
     const auto client = tour.NewClient();
     ShowVerb(tour, *client, HTTPOPERATION_GET, "");
@@ -29,7 +29,7 @@ void Show(Tour& tour) {
     tour.ExpectNumber("one connection carried them all", 1, tour.Connections());
 }
 
-const Stop STOP(10, "Each verb reaches the server as itself", Show);
+const Stop VERBS(10, "Each verb reaches the server as itself", ShowVerbs);
 
 } // namespace
 } // namespace tour

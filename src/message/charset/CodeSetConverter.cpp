@@ -35,7 +35,7 @@ void ReplaceCharacter(unsigned int, void (*write)(const char*, std::size_t, void
 const iconv_t NOT_OPEN = reinterpret_cast<iconv_t>(-1);
 
 /// A conversion between two sets. Its shift state goes on from text to text; it is never closed.
-class Conversion {
+class KeptConversion {
 public:
     /// Opens the conversion unless it is open already.
     bool Open(const std::string& from, const std::string& to) {
@@ -64,10 +64,10 @@ private:
 };
 
 /// @return the pair's conversion, opened if this is its first use; null if it can't be opened.
-Conversion* FindConversion(const std::string& from, const std::string& to) {
+KeptConversion* FindConversion(const std::string& from, const std::string& to) {
     // Deliberately never destroyed: a detached worker may convert while the process exits.
     static auto* const mutex = new std::mutex;
-    static auto* const s_mapConvDesc = new std::map<std::string, Conversion>;
+    static auto* const s_mapConvDesc = new std::map<std::string, KeptConversion>;
 
     // Only names that hold a bar themselves could share a key, and no set has one of those.
     const std::string key = from + "|" + to;
@@ -90,7 +90,7 @@ int ConvertCodeSet(const std::string& from, const std::string& to, const std::st
     if (to == UNKNOWN_CODE_SET || from == UNKNOWN_CODE_SET) {
         return -1;
     }
-    Conversion* const conversion = FindConversion(from, to);
+    KeptConversion* const conversion = FindConversion(from, to);
     if (conversion == nullptr) {
         return -1;
     }

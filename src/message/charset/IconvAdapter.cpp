@@ -13,8 +13,6 @@
 namespace iconvadapter {
 namespace {
 
-constexpr std::size_t FAILED = static_cast<std::size_t>(-1);
-
 /// The bytes that are left to write to.
 struct Output {
     unsigned char* at;

@@ -7,6 +7,9 @@
 
 namespace iconvadapter {
 
+/// What a conversion returns instead of a count, here as in the C library.
+inline constexpr std::size_t FAILED = static_cast<std::size_t>(-1);
+
 enum class DecodeStatus {
     Character,  ///< one character was read
     Shift,      ///< bytes were used up that make no character: a byte order mark, a shift sequence

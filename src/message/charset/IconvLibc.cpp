@@ -33,8 +33,6 @@ private:
     iconv_t m_cd;
 };
 
-constexpr std::size_t FAILED = static_cast<std::size_t>(-1);
-
 std::size_t CodeLength(std::uint32_t code) {
     if (code < 0x100) {
         return 1;

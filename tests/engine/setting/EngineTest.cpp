@@ -20,3 +20,10 @@ ClientOptions OptionsFor(const kit::LoopbackServer& server) {
 kit::LoopbackServer::Handler Always(const std::string& body) {
     return [body](const kit::RecordedRequest&) { return kit::Respond(200, {}, body); };
 }
+
+kit::TlsOptions ServerTls(const kit::CertificateAuthority& ca) {
+    kit::TlsOptions tls;
+    tls.identity = ca.IssueServer();
+    tls.clientCertificate = kit::ClientCertificate::Ignore;
+    return tls;
+}

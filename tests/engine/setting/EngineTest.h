@@ -12,7 +12,9 @@
 
 #include <httpclient/Client.h>
 #include <httpclient/Engine.h>
+#include <httpclient/testing/Certificates.h>
 #include <httpclient/testing/LoopbackServer.h>
+#include <httpclient/testing/TlsLoopbackServer.h>
 
 #include "setting/Outcomes.h"
 
@@ -57,6 +59,9 @@ template <class Condition> bool Becomes(const Condition& holds) {
 
 /// Answers every request with "200 OK" and a body.
 kit::LoopbackServer::Handler Always(const std::string& body = "answer");
+
+/// @return how a server does TLS that asks nobody for a certificate.
+kit::TlsOptions ServerTls(const kit::CertificateAuthority& ca);
 
 /// A test with an engine that begins and ends with it.
 class EngineTest : public ::testing::Test {

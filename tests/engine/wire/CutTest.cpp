@@ -16,7 +16,6 @@
 
 namespace {
 
-const std::string OK = "HTTP/1.1 200 OK\r\n";
 const std::string BODY = "body";
 
 /// An exchange: what is asked, what comes down, and the outcome.
@@ -189,12 +188,8 @@ namespace {
 
 class CutTls : public WireTest {
 protected:
-    CutTls() {
-        m_tls.identity = m_ca.IssueServer();
-        m_tls.clientCertificate = kit::ClientCertificate::Ignore;
-    }
     kit::CertificateAuthority m_ca;
-    kit::TlsOptions m_tls;
+    kit::TlsOptions m_tls = ServerTls(m_ca);
 };
 
 } // namespace

@@ -12,7 +12,6 @@ namespace {
 
 using namespace std::string_literals;
 
-const std::string OK = "HTTP/1.1 200 OK\r\n";
 const std::string LENGTH_5 = "Content-Length: 5\r\n";
 const std::string CHUNKED = "Transfer-Encoding: chunked\r\n";
 const std::string END = "\r\n";

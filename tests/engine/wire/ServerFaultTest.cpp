@@ -86,9 +86,7 @@ TEST_P(SlowWire, OfSingleBytesCarriesEachAnswerWhole) {
 
 TEST_P(SlowWire, OfSingleBytesCarriesTls) {
     const kit::CertificateAuthority ca;
-    kit::TlsOptions tls;
-    tls.identity = ca.IssueServer();
-    tls.clientCertificate = kit::ClientCertificate::Ignore;
+    kit::TlsOptions tls = ServerTls(ca);
     for (const kit::NewestTls newest : {kit::NewestTls::Tls12, kit::NewestTls::Tls13}) {
         tls.newest = newest;
         const kit::TlsLoopbackServer server(Always(), tls);

@@ -12,6 +12,9 @@
 
 #include "setting/EngineTest.h"
 
+/// What most answers begin with.
+inline const std::string OK = "HTTP/1.1 200 OK\r\n";
+
 /// Who drives a call.
 enum class Driver { Blocking, Loop };
 

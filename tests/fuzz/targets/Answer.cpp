@@ -10,7 +10,7 @@ using namespace httpclient::http1;
 
 namespace {
 
-enum Choice : unsigned { TO_HEAD = 1, UNDECODED = 2, TORN = 4, UNLIMITED = 8, METHODS = 16 };
+enum AnswerChoice : unsigned { TO_HEAD = 1, UNDECODED = 2, TORN = 4, UNLIMITED = 8, METHODS = 16 };
 
 /// Each method has its answers read: HEAD by a choice of its own, the others by number.
 Method MethodOf(unsigned choices) {

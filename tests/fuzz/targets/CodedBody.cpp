@@ -19,7 +19,7 @@ namespace {
 constexpr Limits LIMITS = {2000, 100'000};
 constexpr int GZIP = MAX_WBITS + 16;
 
-enum Choice : unsigned { DEFLATE = 1, COMPRESS = 2, RAW = 4, CHUNKED = 8, TWICE = 16 };
+enum CodingChoice : unsigned { DEFLATE = 1, COMPRESS = 2, RAW = 4, CHUNKED = 8, TWICE = 16 };
 
 /// One stream of zlib's. @return how much of the text it took; nothing when it is none, or too long for a reader.
 std::optional<std::size_t> InflateOne(std::string_view text, int window, std::string& body) {

@@ -18,22 +18,22 @@
 
 namespace {
 
-struct Answer {
+struct TokenAnswer {
     int status = -1;
     std::string body;
 };
-const Answer* g_answer = nullptr; // while a token is asked for
+const TokenAnswer* g_answer = nullptr; // while a token is asked for
 
-using Send = int (*)(CHttpClient*, const CHttpRequest&, CHttpResponse&, bool);
+using SynSend = int (*)(CHttpClient*, const CHttpRequest&, CHttpResponse&, bool);
 
-Send RealSend() {
+SynSend RealSynSend() {
     void* const symbol =
         dlsym(RTLD_NEXT, "_ZN11CHttpClient14synSendRequestERK12CHttpRequestR13CHttpResponseb");
     Require(symbol != nullptr, "the library has its send");
-    return reinterpret_cast<Send>(symbol);
+    return reinterpret_cast<SynSend>(symbol);
 }
 
-void RequireOutcome(int result, const SiaToken& token, const Answer& answer) {
+void RequireOutcome(int result, const SiaToken& token, const TokenAnswer& answer) {
     const std::vector<std::string> log = Logged();
     Require(log.size() == 1, "one message tells the outcome");
     if (result == 0) {
@@ -67,7 +67,7 @@ bool FitsHeaderLine(const std::string& text) {
 
 /// The engine has the first road's token where a request can carry it, and no other.
 /// @param result of the first road, with its token.
-void RequireSameOfEngine(int result, const std::string& token, const Answer& answer) {
+void RequireSameOfEngine(int result, const std::string& token, const TokenAnswer& answer) {
     StartLog();
     const httpclient::engine::TokenOutcome outcome =
         httpclient::engine::ReadTokenAnswer(answer.status, answer.body);
@@ -87,7 +87,7 @@ void RequireSameOfEngine(int result, const std::string& token, const Answer& ans
 // Stands before the library's own.
 int CHttpClient::synSendRequest(const CHttpRequest& request, CHttpResponse& response, bool bSSL) {
     if (g_answer == nullptr) {
-        static const Send real = RealSend();
+        static const SynSend real = RealSynSend();
         return real(this, request, response, bSSL);
     }
     response.setStatusCode(g_answer->status);
@@ -99,7 +99,7 @@ void FuzzTokenAnswer(std::string_view input) {
     Surroundings::Instance();
     Input fields(input);
     const unsigned int first = fields.Byte();
-    const Answer answer{first < 224 ? 200 : static_cast<int>(first) * 2, fields.Rest()};
+    const TokenAnswer answer{first < 224 ? 200 : static_cast<int>(first) * 2, fields.Rest()};
 
     const Identity identity = MakeIdentity();
     identity->m_strJwt = "credential";

@@ -64,3 +64,13 @@ TlsOptions TlsSetting::Server() const {
     options.clientCaPem = m_ca.certificatePem();
     return options;
 }
+
+void TlsSetting::ExpireClient() const {
+    CertificateProfile profile;
+    profile.commonName = "late client";
+    profile.use = CertificateUse::Client;
+    profile.validity = Validity::Expired;
+    const Identity late = m_ca.Issue(profile);
+    m_root.Replace("server.cer", late.certificatePem);
+    m_root.Replace("server_key.pem", EncryptKey(late.keyPem, Password()));
+}

@@ -34,6 +34,8 @@ public:
     const httpclient::testing::TlsRoot& root() const { return m_root; }
     /// @return how a server does TLS that demands a certificate of this CA.
     httpclient::testing::TlsOptions Server() const;
+    /// Replaces the client's identity by one whose time is over.
+    void ExpireClient() const;
 
 private:
     httpclient::testing::TemporaryDirectory m_keys;
