@@ -2,12 +2,13 @@
 // The tables of the architecture page name every file of src, and no other.
 #include <filesystem>
 #include <fstream>
-#include <regex>
 #include <set>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
+
+#include "tests/support/Pattern.h"
 
 namespace {
 
@@ -15,6 +16,7 @@ namespace fs = std::filesystem;
 
 const fs::path ROOT(PROJECT_DIRECTORY);
 
+using httpclient::testing::Pattern;
 using Names = std::set<std::string>;
 
 /// Headers and sources by their paths below src.
@@ -30,30 +32,30 @@ Names FilesOfTheTree() {
 
 /// The texts between two back-quotes.
 std::vector<std::string> Quoted(const std::string& text) {
-    static const std::regex quoted("`([^`]+)`");
+    static const Pattern quoted("`([^`]+)`");
     std::vector<std::string> names;
-    for (std::sregex_iterator match(text.begin(), text.end(), quoted), end; match != end; ++match) {
-        names.push_back((*match)[1]);
+    for (const auto& match : quoted.AllIn(text)) {
+        names.push_back(match[1]);
     }
     return names;
 }
 
 /// The names in the tables "Room | Files", each with its room; a room goes on where its column is empty.
 std::vector<std::string> NamesOfThePage() {
-    static const std::regex rowPattern(R"(\| ?(\w*) \| ([^|]*) \|.*)");
+    static const Pattern rowPattern(R"(^\| ?(\w*) \| ([^|]*) \|.*)");
     std::ifstream page(ROOT / "docs/architecture.md");
     EXPECT_TRUE(page.is_open());
     std::vector<std::string> names;
     std::string room;
     bool inTable = false;
     for (std::string line; std::getline(page, line);) {
-        std::smatch row;
         inTable = line.rfind("| Room | Files |", 0) == 0 || (inTable && line.rfind('|', 0) == 0);
-        if (!inTable || !std::regex_match(line, row, rowPattern)) {
+        const auto rows = rowPattern.AllIn(line);
+        if (!inTable || rows.empty()) {
             continue;
         }
-        room = row[1].length() > 0 ? row[1].str() : room;
-        for (const std::string& name : Quoted(row[2])) {
+        room = rows[0][1].empty() ? room : rows[0][1];
+        for (const std::string& name : Quoted(rows[0][2])) {
             names.push_back(room + "/" + name);
         }
     }
@@ -63,11 +65,10 @@ std::vector<std::string> NamesOfThePage() {
 /// The files of a name: one, or a header and its source where it has no ending, or those that "*" stands for.
 Names FilesOf(const std::string& name, const Names& tree) {
     if (name.find('*') != std::string::npos) {
-        const std::string dots = std::regex_replace(name, std::regex("\\."), "\\.");
-        const std::regex pattern(std::regex_replace(dots, std::regex("\\*"), "[^/]*"));
+        const Pattern pattern(Pattern("\\*").Replaced(Pattern("\\.").Replaced(name, "\\."), "[^/]*"));
         Names files;
         for (const std::string& file : tree) {
-            if (std::regex_match(file, pattern)) {
+            if (pattern.IsAllOf(file)) {
                 files.insert(file);
             }
         }

@@ -6,13 +6,16 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <regex>
 #include <set>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
+
+#include "tests/support/Pattern.h"
+
+using httpclient::testing::Pattern;
 
 namespace {
 
@@ -23,11 +26,6 @@ std::string ReadText(const std::filesystem::path& path) {
     std::ifstream file(path);
     EXPECT_TRUE(file.is_open()) << path;
     return {std::istreambuf_iterator<char>(file), {}};
-}
-
-/// What each match of the expression has in its groups.
-std::vector<std::smatch> Matches(const std::string& text, const std::regex& expression) {
-    return {std::sregex_iterator(text.begin(), text.end(), expression), std::sregex_iterator()};
 }
 
 Messages OfTheTable() {
@@ -42,7 +40,7 @@ Messages OfTheTable() {
 Messages OfThePage() {
     const std::string page = ReadText(std::filesystem::path(PROJECT_DIRECTORY) / "docs/operations.md");
     Messages messages;
-    for (const std::smatch& row : Matches(page, std::regex("\\n\\| (\\d+) \\| `([^`]+)` \\|"))) {
+    for (const auto& row : Pattern("\\n\\| (\\d+) \\| `([^`]+)` \\|").AllIn(page)) {
         messages.emplace(std::stoi(row[1]), row[2]);
     }
     return messages;
@@ -57,7 +55,7 @@ std::set<std::string> NamesInUse() {
             continue;
         }
         const std::string source = ReadText(entry.path());
-        for (const std::smatch& use : Matches(source, std::regex("LogMessage::(\\w+)"))) {
+        for (const auto& use : Pattern("LogMessage::(\\w+)").AllIn(source)) {
             names.insert(use[1]);
         }
     }

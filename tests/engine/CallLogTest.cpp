@@ -2,7 +2,6 @@
 // One line per call, and nothing in it that is nobody's business.
 #include "engine/CallLog.h"
 
-#include <regex>
 #include <string>
 #include <vector>
 
@@ -11,6 +10,7 @@
 
 #include "engine/Outcome.h"
 #include "setting/EngineTest.h"
+#include "tests/support/Pattern.h"
 
 namespace {
 
@@ -26,7 +26,7 @@ protected:
             return std::to_string(messages.size()) + " lines";
         }
         return std::to_string(messages[0].level) + ": " +
-               std::regex_replace(messages[0].body, std::regex("[0-9]+\\.[0-9]+ ms"), "T");
+               kit::Pattern("[0-9]+\\.[0-9]+ ms").Replaced(messages[0].body, "T");
     }
 };
 

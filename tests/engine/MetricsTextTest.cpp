@@ -2,7 +2,6 @@
 // The statistics as text: every name with its labels, escaped, in the order of the format.
 #include <atomic>
 #include <cstdio>
-#include <regex>
 #include <set>
 #include <sstream>
 #include <string>
@@ -14,6 +13,7 @@
 
 #include "engine/Snapshot.h"
 #include "setting/EngineTest.h"
+#include "tests/support/Pattern.h"
 
 namespace {
 
@@ -34,7 +34,7 @@ std::set<std::string> Shapes(const std::string& text) {
     for (const std::string& line : LinesOf(text)) {
         if (line[0] != '#') {
             const std::string labels = line.substr(0, line.rfind(' '));
-            shapes.insert(std::regex_replace(labels, std::regex("=\"([^\"\\\\]|\\\\.)*\""), ""));
+            shapes.insert(httpclient::testing::Pattern("=\"([^\"\\\\]|\\\\.)*\"").Replaced(labels, ""));
         }
     }
     return shapes;

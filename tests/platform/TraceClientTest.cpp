@@ -3,7 +3,6 @@
 #include <chrono>
 #include <ctime>
 #include <ostream>
-#include <regex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -17,6 +16,7 @@
 
 #include "TraceProcess.h"
 #include "interpose/Allocations.h"
+#include "tests/support/Pattern.h"
 
 using Ovexcommon::TraceClient;
 
@@ -26,16 +26,16 @@ namespace {
 
 // What follows the thread in a line; fails when the line has another form, level or module.
 std::string BodyOf(const std::string& line, int level = 5, int module = 1) {
-    static const std::regex form(
-        "\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{6} \\[(\\d+)\\] \\[(\\d+)\\] \\[\\d+\\] ");
-    std::smatch match;
-    if (!std::regex_search(line, match, form, std::regex_constants::match_continuous)) {
+    static const Pattern form(
+        "^\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{6} \\[(\\d+)\\] \\[(\\d+)\\] \\[\\d+\\] ");
+    const auto matches = form.AllIn(line);
+    if (matches.empty()) {
         ADD_FAILURE() << "not a trace line: " << line;
         return "";
     }
-    EXPECT_EQ(match[1], std::to_string(level));
-    EXPECT_EQ(match[2], std::to_string(module));
-    return match.suffix();
+    EXPECT_EQ(matches[0][1], std::to_string(level));
+    EXPECT_EQ(matches[0][2], std::to_string(module));
+    return line.substr(matches[0][0].size());
 }
 
 // The body of the one line that a process writes for this text.

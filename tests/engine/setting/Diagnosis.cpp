@@ -2,12 +2,15 @@
 #include "setting/Diagnosis.h"
 
 #include <map>
-#include <regex>
 #include <sstream>
 #include <utility>
 #include <vector>
 
 #include <httpclient/testing/RecordingTrace.h>
+
+#include "tests/support/Pattern.h"
+
+using httpclient::testing::Pattern;
 
 namespace {
 
@@ -24,10 +27,10 @@ public:
     }
     /// @return the sum of the samples whose name and labels match.
     double Sum(const std::string& name, const std::string& labels = ".*") const {
-        const std::regex wanted(name + "(\\{" + labels + "\\})?");
+        const Pattern wanted(name + "(\\{" + labels + "\\})?");
         double sum = 0;
         for (const auto& [sample, value] : m_samples) {
-            sum += std::regex_match(sample, wanted) ? value : 0;
+            sum += wanted.IsAllOf(sample) ? value : 0;
         }
         return sum;
     }
@@ -66,7 +69,7 @@ std::string ByTheLog(const std::string& text) {
         {"failed: Timeout in (Send|Head|Body)", "slow server"},
         {"failed: (Resolve|Connect|ConnectionLost|Protocol) in|status 5[0-9][0-9]", "broken server"}};
     for (const auto& [sign, meaning] : signs) {
-        if (std::regex_search(text, std::regex(sign))) {
+        if (Pattern(sign).IsIn(text)) {
             return meaning;
         }
     }
