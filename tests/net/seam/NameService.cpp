@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "seam/NameService.h"
 
-#include <atomic>
 #include <csignal>
+#include <mutex>
 #include <utility>
 
 #include <netdb.h>
@@ -13,7 +13,8 @@
 
 namespace {
 
-std::atomic<NameService*> g_current{nullptr};
+std::mutex g_lock; // of what is current: a thread that outlives it finds it, or does not
+NameService* g_current = nullptr;
 
 using LookUpFunction = int(const char*, const char*, const addrinfo*, addrinfo**);
 
@@ -42,11 +43,15 @@ int ListOf(const std::vector<std::string>& addresses, const addrinfo* hints, add
 } // namespace
 
 NameService::NameService() {
+    const std::lock_guard<std::mutex> current(g_lock);
     g_current = this;
 }
 
 NameService::~NameService() {
-    g_current = nullptr;
+    {
+        const std::lock_guard<std::mutex> current(g_lock);
+        g_current = nullptr;
+    }
     std::unique_lock<std::mutex> lock(m_lock);
     for (auto& [name, script] : m_scripts) {
         script.held = false;
@@ -55,7 +60,12 @@ NameService::~NameService() {
     m_changed.wait(lock, [this] { return m_inside == 0; });
 }
 
-NameService* NameService::Current() {
+NameService* NameService::Enter() {
+    const std::lock_guard<std::mutex> current(g_lock);
+    if (g_current != nullptr) {
+        const std::lock_guard<std::mutex> lock(g_current->m_lock);
+        ++g_current->m_inside;
+    }
     return g_current;
 }
 
@@ -112,7 +122,6 @@ int NameService::Answer(const std::string& name, std::vector<std::string>& addre
     m_blocked = sigismember(&mask, SIGTERM) == 1 && sigismember(&mask, SIGUSR1) == 1;
     Script& script = m_scripts[name];
     ++script.asked;
-    ++m_inside;
     m_changed.notify_all();
     m_changed.wait(lock, [&script] { return !script.held; });
     --m_inside;
@@ -123,8 +132,8 @@ int NameService::Answer(const std::string& name, std::vector<std::string>& addre
 }
 
 extern "C" int getaddrinfo(const char* name, const char* service, const addrinfo* hints, addrinfo** result) {
-    NameService* const current = NameService::Current();
-    if (current == nullptr || name == nullptr) {
+    NameService* const current = name != nullptr ? NameService::Enter() : nullptr;
+    if (current == nullptr) {
         return Real()(name, service, hints, result);
     }
     std::vector<std::string> addresses;

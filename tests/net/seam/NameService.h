@@ -42,8 +42,9 @@ public:
         bool held = false;
         std::size_t asked = 0;
     };
+    /// @return the one that lives, which then waits for the answer to be given; null: none.
+    static NameService* Enter();
     int Answer(const std::string& name, std::vector<std::string>& addresses);
-    static NameService* Current();
     /// @endcond
 
 private:
