@@ -40,7 +40,7 @@ Connecting::Status Connecting::Resolve(net::Time now) {
                          now); // it was checked with the options
     }
     const std::shared_ptr<const net::NameAnswer> answer =
-        m_core.resolver().Find(m_to->place.host, now, m_waker);
+        m_core.resolver().Find(m_to->place.host, now, m_waker, std::exchange(m_asked, true));
     if (!answer) {
         m_wait = {Wait::For::Wake, {}, net::Time::max()};
         return Status::Pending;

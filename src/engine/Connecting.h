@@ -76,6 +76,7 @@ private:
     std::shared_ptr<Waker> m_waker;
     Phase m_phase = Phase::Resolve;
     Wait m_wait;
+    bool m_asked = false; ///< for the name
     std::optional<net::Dial> m_dial;
     bool m_madeRoom = false; ///< descriptors were used up, and idle connections were closed for it once
     std::vector<pollfd> m_watched;

@@ -221,7 +221,7 @@ void Resolver::Stop() noexcept {
 }
 
 std::shared_ptr<const NameAnswer> Resolver::Find(const std::string& name, Time now,
-                                                 const std::shared_ptr<Waker>& waker) {
+                                                 const std::shared_ptr<Waker>& waker, bool waited) {
     NameAnswer atOnce;
     if (AnswerAtOnce(name, atOnce)) {
         return std::make_shared<const NameAnswer>(std::move(atOnce));
@@ -232,7 +232,8 @@ std::shared_ptr<const NameAnswer> Resolver::Find(const std::string& name, Time n
     {
         const std::lock_guard<std::mutex> guard(state.lock);
         Entry& entry = state.EntryOf(name, now);
-        if (entry.Redeem(waker) || (entry.answer != nullptr && now < entry.staleAt)) {
+        const bool entitled = entry.Redeem(waker) && waited;
+        if (entitled || (entry.answer != nullptr && now < entry.staleAt)) {
             return entry.Outcome();
         }
         old = entry.answer;

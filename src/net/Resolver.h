@@ -46,10 +46,12 @@ public:
     /// Asks for a name. Numeric addresses are answered at once, without a thread.
     /// @param waker woken when a look-up that was begun or joined here has ended; then Find() is called again. Who is
     ///        woken finds an answer, even if that is old by then.
+    /// @param waited whether the caller may have been woken for this name. One that asks for the first time has not:
+    ///        what an earlier caller with the same waker has left without its answer is not meant for it.
     /// @return the answer (an old one at once, while a new one is looked up behind it); null: wait to be woken.
     /// @throw std::bad_alloc, std::system_error (no thread could be started)
     std::shared_ptr<const NameAnswer> Find(const std::string& name, Time now,
-                                           const std::shared_ptr<Waker>& waker);
+                                           const std::shared_ptr<Waker>& waker, bool waited = true);
 
 private:
     struct State;

@@ -194,6 +194,20 @@ TEST_F(ResolverTest, GivesWhoHasWaitedItsAnswerHoweverOldThatIs) {
     }
 }
 
+TEST_F(ResolverTest, GivesWhoAsksAnewNothingThatAnEarlierCallHasLeft) {
+    m_names.Fail("db.test", EAI_AGAIN);
+    const auto bell = std::make_shared<Bell>();
+    ASSERT_EQ(m_resolver.Find("db.test", Clock::now(), bell, false), nullptr);
+    ASSERT_TRUE(bell->WaitFor(1)) << "its call is over by then, and does not come back";
+    m_names.Set("db.test", {"10.0.0.1"});
+    const Time later = Clock::now() + 10s;
+    EXPECT_EQ(m_resolver.Find("db.test", later, bell, false), nullptr) << "a look-up of its own";
+    ASSERT_TRUE(bell->WaitFor(2));
+    const auto answer = m_resolver.Find("db.test", later, bell);
+    ASSERT_NE(answer, nullptr);
+    EXPECT_FALSE(answer->error);
+}
+
 TEST_F(ResolverTest, LooksANameUpOnceForAllThatWait) {
     m_names.Set("db.test", {"10.0.0.1"});
     m_names.Hold("db.test");
