@@ -11,6 +11,7 @@
 #include "client/ResponseFill.h"
 #include "client/StrictRequest.h"
 #include "client/StrictResponse.h"
+#include "engine/Apart.h"
 #include "engine/Outcome.h"
 #include "support/Cancellation.h"
 #include "support/Trace.h"
@@ -39,6 +40,23 @@ struct HandOver {
         callback(*response);
     }
 };
+
+/// Tells the caller's function of a send that settings of no use have kept from beginning: as with any other send, not
+/// within it.
+/// @return whether it is told; otherwise the outcome stays.
+bool HandedOverApart(const HandOver& to, httpclient::Result& refused) {
+    std::shared_ptr<httpclient::Result> kept;
+    const bool handed = Contained([&] {
+        kept = std::make_shared<httpclient::Result>(std::move(refused));
+        httpclient::engine::RunApart([to, kept] {
+            static_cast<void>(Contained([&] { to(std::move(*kept)); })); // what it throws stays with it
+        });
+    });
+    if (!handed && kept) {
+        refused = std::move(*kept);
+    }
+    return handed;
+}
 
 } // namespace
 
@@ -86,6 +104,9 @@ void ProfiledClient::AsynSendStrictly(const CHttpRequest& request, void (*callba
             response = std::make_shared<CHttpResponse>();
         }
     }));
+    if (response && !reason.empty() && HandedOverApart({callback, response}, refused)) {
+        return;
+    }
     // What the caller's function throws stays with it.
     static_cast<void>(Contained([&] {
         if (response) {

@@ -1,19 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 // How an asynchronous call begins: Client::Start() and Client::SendAsync().
-#include <csignal>
 #include <memory>
-#include <thread>
 #include <utility>
 
 #include <cxxabi.h>
 
 #include <httpclient/Client.h>
 
+#include "engine/Apart.h"
 #include "engine/AsyncCall.h"
 #include "engine/ClientBody.h"
-#include "engine/HostMask.h"
 #include "engine/Outcome.h"
-#include "support/SignalBlock.h"
 
 namespace httpclient {
 
@@ -68,13 +65,9 @@ Call StartWithoutClient(std::unique_ptr<Completion> done, bool onLoop) {
         done->Complete(std::move(outcome));
         return Call(nullptr);
     }
-    sigset_t mask;
-    pthread_sigmask(SIG_SETMASK, nullptr, &mask);
-    const SignalBlock block;
-    std::thread([done = std::move(done), outcome = std::move(outcome), mask]() mutable {
-        const engine::HostMask hosts(mask);
+    engine::RunApart([done = std::move(done), outcome = std::move(outcome)]() mutable {
         CompleteBy(*done, std::move(outcome));
-    }).detach();
+    });
     return Call(nullptr);
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The asynchronous send under the STRICT profile.
 #include <atomic>
+#include <csignal>
 #include <memory>
 #include <stdexcept>
 #include <thread>
@@ -9,6 +10,7 @@
 
 #include "BothRoads.h"
 #include "interpose/Allocations.h"
+#include "interpose/ThreadCreate.h"
 
 using namespace httpclient::testing;
 
@@ -72,6 +74,26 @@ TEST_F(StrictAsynSend, ReportsEveryFailureAsMinusOneOnAnotherThread) {
     ASSERT_TRUE(Outcomes::WaitFor(1));
     EXPECT_EQ(Outcomes::All().at(0).status, -1);
     EXPECT_NE(Outcomes::All().at(0).thread, std::this_thread::get_id());
+}
+
+TEST_F(StrictAsynSend, TellsOfSettingsOfNoUseOnAnotherThreadToo) {
+    StrictClient client(m_server);
+    client.setPort(0);
+    client.asynSendRequest(*m_get, &Outcomes::Callback, false);
+    ASSERT_TRUE(Outcomes::WaitFor(1));
+    EXPECT_EQ(Outcomes::All().at(0).status, -1);
+    EXPECT_NE(Outcomes::All().at(0).thread, std::this_thread::get_id()) << "the caller may hold a lock";
+    EXPECT_EQ(sigismember(&Outcomes::All().at(0).blockedSignals, SIGTERM), 0)
+        << "signals are as the caller's";
+}
+
+TEST_F(StrictAsynSend, TellsOfSettingsOfNoUseEvenWhereNoThreadCanBeStarted) {
+    StrictClient client(m_server);
+    client.setPort(0);
+    const RefusedThread refused;
+    client.asynSendRequest(*m_get, &Outcomes::Callback, false);
+    ASSERT_EQ(Outcomes::All().size(), 1U);
+    EXPECT_EQ(Outcomes::All().at(0).status, -1);
 }
 
 TEST_F(StrictAsynSend, OutlivesClientAndRequest) {

@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file
+/// Code of the host where no engine has a thread for it.
+#pragma once
+
+#include <thread>
+#include <utility>
+
+#include "engine/HostMask.h"
+#include "support/SignalBlock.h"
+
+namespace httpclient::engine {
+
+/// Runs code of the host on a thread of its own, with the signal mask of this one.
+/// @throw std::bad_alloc, std::system_error: it does not run.
+template <class Run> void RunApart(Run run) {
+    const SignalBlock block;
+    std::thread([run = std::move(run), mask = block.Former()]() mutable {
+        const HostMask hosts(mask);
+        run();
+    }).detach();
+}
+
+} // namespace httpclient::engine
