@@ -34,31 +34,31 @@ Ended EndOf(const CHttpResponse& response) {
 class Outcomes {
 public:
     static void Clear() {
-        const std::lock_guard<std::mutex> lock(s_lock);
-        s_ended = Ended();
-        s_ended.outcomes = 0;
+        const std::lock_guard<std::mutex> lock(m_lock);
+        m_ended = Ended();
+        m_ended.outcomes = 0;
     }
     static void Callback(const CHttpResponse& response) {
         const WithoutFaults exempt;
         const Ended ended = EndOf(response);
-        const std::lock_guard<std::mutex> lock(s_lock);
-        const std::size_t outcomes = s_ended.outcomes + 1;
-        s_ended = ended;
-        s_ended.outcomes = outcomes;
-        s_changed.notify_all();
+        const std::lock_guard<std::mutex> lock(m_lock);
+        const std::size_t outcomes = m_ended.outcomes + 1;
+        m_ended = ended;
+        m_ended.outcomes = outcomes;
+        m_changed.notify_all();
     }
     /// Waits for the first. @return it, and how many there are.
     static Ended Wait() {
         const WithoutFaults exempt;
-        std::unique_lock<std::mutex> lock(s_lock);
-        s_changed.wait_for(lock, kit::PATIENCE, [] { return s_ended.outcomes > 0; });
-        return s_ended;
+        std::unique_lock<std::mutex> lock(m_lock);
+        m_changed.wait_for(lock, kit::PATIENCE, [] { return m_ended.outcomes > 0; });
+        return m_ended;
     }
 
 private:
-    static inline std::mutex s_lock;
-    static inline std::condition_variable s_changed;
-    static inline Ended s_ended;
+    static inline std::mutex m_lock;
+    static inline std::condition_variable m_changed;
+    static inline Ended m_ended;
 };
 
 class StrictTorture : public Torture {
