@@ -127,8 +127,7 @@ SendOne ClientGet(std::uint16_t port) {
 }
 
 SendOne ClientGetLabelled(std::uint16_t port) {
-    return Client(port, httpclient::Request(httpclient::Method::Get, PATH)
-                            .label(getenv("LABEL") ? getenv("LABEL") : "/orders/{id}/items"));
+    return Client(port, httpclient::Request(httpclient::Method::Get, PATH).label("/orders/{id}/items"));
 }
 
 SendOne ClientPost(std::uint16_t port) {
