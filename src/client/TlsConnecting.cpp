@@ -35,7 +35,7 @@ TlsConnecting::~TlsConnecting() {
     t_current = m_outer;
 }
 
-void TlsConnecting::Hear(curl_infotype type, std::string_view text) {
+void TlsConnecting::HearOfRequest(curl_infotype type, std::string_view text) {
     if (t_current == nullptr || !t_current->m_tls) {
         return;
     }

@@ -21,9 +21,15 @@ public:
     TlsConnecting& operator=(const TlsConnecting&) = delete;
 
     /// What libcurl tells of the transfer that this thread performs, if it performs one.
-    static void Hear(curl_infotype type, std::string_view text);
+    static void Hear(curl_infotype type, std::string_view text) {
+        if (type == CURLINFO_TEXT || type == CURLINFO_HEADER_OUT) { // not each line and piece of an answer
+            HearOfRequest(type, text);
+        }
+    }
 
 private:
+    static void HearOfRequest(curl_infotype type, std::string_view text);
+
     TlsConnecting* const m_outer; ///< That of a transfer whose log sends.
     const bool m_tls;
     int m_former = 0; ///< The thread's state before, and while there is a connection.
