@@ -100,6 +100,9 @@ function(httpclient_own_code target)
   else()
     target_compile_options(${target} PRIVATE -Wno-format-security)
   endif()
+  # In a host that loads the library late, the C library allocates the variables of a thread at their first use, and
+  # ends the process where it cannot. These few bytes are there from the thread's beginning.
+  target_compile_options(${target} PRIVATE -ftls-model=initial-exec)
   httpclient_coverage_settings(${target})
 endfunction()
 

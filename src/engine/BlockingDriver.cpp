@@ -4,11 +4,13 @@
 #include <algorithm>
 #include <climits>
 #include <memory>
+#include <new>
 #include <utility>
 #include <vector>
 
 #include <cxxabi.h>
 #include <poll.h>
+#include <pthread.h>
 
 #include "engine/Call.h"
 #include "engine/Parker.h"
@@ -29,11 +31,31 @@ int PollTimeout(net::Time until) {
     return static_cast<int>(std::clamp<std::int64_t>(left, 0, INT_MAX));
 }
 
+using OwnedParker = std::shared_ptr<Parker>;
+
+pthread_key_t MakeParkerKey() {
+    pthread_key_t key{};
+    if (pthread_key_create(&key, [](void* own) { delete static_cast<OwnedParker*>(own); }) != 0) {
+        throw std::bad_alloc(); // GCOVR_EXCL_LINE: the process has used up its keys
+    }
+    return key;
+}
+
 /// This thread's place to wait for what is no descriptor. One is enough: an outer call does not wait while code of the
 /// host, run by it, makes another.
-const std::shared_ptr<Parker>& OwnParker() {
-    thread_local const std::shared_ptr<Parker> parker = std::make_shared<Parker>();
-    return parker;
+///
+/// It is not thread_local, for the C library ends the process where it has no memory to note a destructor.
+const OwnedParker& OwnParker() {
+    static const pthread_key_t key = MakeParkerKey();
+    auto* own = static_cast<OwnedParker*>(pthread_getspecific(key));
+    if (own == nullptr) {
+        auto made = std::make_unique<OwnedParker>(std::make_shared<Parker>());
+        if (pthread_setspecific(key, made.get()) != 0) {
+            throw std::bad_alloc(); // GCOVR_EXCL_LINE: only where the process has many keys
+        }
+        own = made.release();
+    }
+    return *own;
 }
 
 /// How this thread waits.

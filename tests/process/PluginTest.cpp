@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Hosts in processes of their own: one that loads and unloads what uses the library, one whose log's
-// disk is full.
+// Hosts in processes of their own: one that loads and unloads what uses the library, one that runs out of memory then,
+// one whose log's disk is full.
 #include <string>
 
 #include <gtest/gtest.h>
@@ -30,6 +30,16 @@ TEST(Plugin, MayComeAndGoWhileTheLibraryStays) {
     EXPECT_EQ(server.requests().size(), 20U);
     EXPECT_EQ(server.connectionsAccepted(), 1U) << "the pool outlives the module";
 }
+
+#ifdef POOR_PLUGIN_HOST // not with the sanitizers, whose allocators cannot be held
+TEST(Plugin, OutlivesEachFailingAllocationOfAThreadsFirstSend) {
+    LoopbackServer server([](const RecordedRequest&) { return Respond(200); });
+    Command host;
+    host.words = {POOR_PLUGIN_HOST, PLUGIN, std::to_string(server.port())};
+    host.errorFile = "/dev/null";
+    EXPECT_EQ(RunCommand(host).exitCode, 0);
+}
+#endif
 
 TEST(TraceOnAFullDisk, ChangesNoRequest) {
     const ScopedEnvironment level("OVEX_TRACE_LEVEL", "2");
