@@ -42,10 +42,17 @@ struct Jobs::State {
     }
     /// Under the lock, which is given back for that time.
     void Sleep(std::unique_lock<std::mutex>& held) {
-        ++sleeping;
+        /// However it ends: a cancellation that a job has left to its thread acts here.
+        struct Asleep {
+            State& state;
+            explicit Asleep(State& of) : state(of) { ++state.sleeping; }
+            ~Asleep() {
+                --state.sleeping;
+                state.waking = false;
+            }
+        };
+        const Asleep asleep(*this);
         changed.Wait(held, net::Time::max());
-        --sleeping;
-        waking = false;
     }
 };
 

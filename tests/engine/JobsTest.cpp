@@ -5,6 +5,8 @@
 #include <condition_variable>
 #include <mutex>
 
+#include <pthread.h>
+
 #include <gtest/gtest.h>
 
 #include <httpclient/testing/Patience.h>
@@ -49,6 +51,31 @@ private:
     std::shared_ptr<Meeting> m_meeting;
 };
 
+/// Comes to a meeting when its thread ends.
+struct Farewell {
+    std::shared_ptr<Meeting> meeting;
+    ~Farewell() {
+        if (meeting) {
+            meeting->Come();
+        }
+    }
+};
+
+thread_local Farewell t_farewell;
+
+/// Leaves its thread a cancellation, which acts when that sleeps.
+class CancelsItsThread final : public Job {
+public:
+    explicit CancelsItsThread(std::shared_ptr<Meeting> meeting) : m_meeting(std::move(meeting)) {}
+    void Run() override {
+        t_farewell.meeting = m_meeting;
+        pthread_cancel(pthread_self());
+    }
+
+private:
+    std::shared_ptr<Meeting> m_meeting;
+};
+
 /// Queues so many jobs that wait for each other. @return whether all have run.
 bool AllMeet(Jobs& jobs, unsigned count) {
     const auto meeting = std::make_shared<Meeting>(count);
@@ -81,5 +108,24 @@ TEST(Jobs, AreRunByTheOthersWhileOneWaits) {
         EXPECT_TRUE(AllMeet(jobs, 1));
     }
     longOne->Come();
+    jobs.Finish();
+}
+
+TEST(Jobs, AreRunAfterAThreadWasCancelledInItsSleep) {
+    Jobs jobs(1, std::nullopt);
+    jobs.Start();
+    const auto end = std::make_shared<Meeting>(1);
+    EXPECT_TRUE(jobs.Add(std::make_shared<CancelsItsThread>(end)));
+    ASSERT_TRUE(end->AllCome());
+    const auto longOne = std::make_shared<Meeting>(2);
+    EXPECT_TRUE(jobs.Add(std::make_shared<Comes>(longOne)));
+    // One that comes while no thread sleeps.
+    const auto next = std::make_shared<Meeting>(1);
+    EXPECT_TRUE(jobs.Add(std::make_shared<Comes>(next)));
+    longOne->Come();
+    EXPECT_TRUE(next->AllCome());
+    for (int round = 0; round < 50 && !::testing::Test::HasFailure(); ++round) {
+        EXPECT_TRUE(AllMeet(jobs, 1));
+    }
     jobs.Finish();
 }
