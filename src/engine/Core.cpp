@@ -12,6 +12,7 @@
 #include "engine/Fork.h"
 #include "engine/Loops.h"
 #include "engine/Options.h"
+#include "http1/HeadParser.h"
 #include "support/Cancellation.h"
 
 namespace httpclient::engine {
@@ -46,7 +47,9 @@ Core::Core(const EngineOptions::Body& options, std::shared_ptr<Statistics> count
     : m_statistics(std::move(counts)), m_observer(options.observer), m_epoch(ForkEpoch()), m_end(MakeEvent()),
       m_pool(LimitsOf(options)), m_resolver(options.nameLifetime),
       m_keeper([this](net::Time now) { return Look(now); }), m_tokens(*this),
-      m_loops(std::make_unique<Loops>(options)) {}
+      m_loops(std::make_unique<Loops>(options)) {
+    MakeBetweenForks(&http1::MakeFieldTable);
+}
 
 Core::~Core() {
     Shutdown(std::chrono::milliseconds(0));

@@ -137,4 +137,8 @@ GrammarError ParseHead(ResponseHead& head, HeadFacts& facts) {
     return Parser(head, facts).Parse();
 }
 
+void MakeFieldTable() {
+    static_cast<void>(beast::http::string_to_field({}));
+}
+
 } // namespace httpclient::http1

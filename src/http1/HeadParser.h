@@ -15,4 +15,7 @@ namespace httpclient::http1 {
 /// @return 0, or what is wrong.
 GrammarError ParseHead(ResponseHead& head, HeadFacts& facts);
 
+/// Makes Beast's table of field names, which the first head that is parsed makes otherwise.
+void MakeFieldTable();
+
 } // namespace httpclient::http1
