@@ -2,7 +2,9 @@
 #include "engine/BlockingDriver.h"
 
 #include <algorithm>
+#include <atomic>
 #include <climits>
+#include <cstdint>
 #include <memory>
 #include <new>
 #include <utility>
@@ -13,6 +15,7 @@
 #include <pthread.h>
 
 #include "engine/Call.h"
+#include "engine/Fork.h"
 #include "engine/Parker.h"
 #include "support/Cancellation.h"
 
@@ -31,31 +34,47 @@ int PollTimeout(net::Time until) {
     return static_cast<int>(std::clamp<std::int64_t>(left, 0, INT_MAX));
 }
 
-using OwnedParker = std::shared_ptr<Parker>;
+/// A thread's place to wait, and the process that it was made in.
+struct OwnedParker {
+    std::shared_ptr<Parker> parker;
+    std::uint64_t epoch = 0;
+};
 
-pthread_key_t MakeParkerKey() {
-    pthread_key_t key{};
-    if (pthread_key_create(&key, [](void* own) { delete static_cast<OwnedParker*>(own); }) != 0) {
+pthread_key_t g_parkerKey{};
+std::atomic<bool> g_hasParkerKey{false};
+
+void MakeParkerKey() {
+    if (g_hasParkerKey.load(std::memory_order_relaxed)) {
+        return;
+    }
+    if (pthread_key_create(&g_parkerKey, [](void* own) { delete static_cast<OwnedParker*>(own); }) != 0) {
         throw std::bad_alloc(); // GCOVR_EXCL_LINE: the process has used up its keys
     }
-    return key;
+    g_hasParkerKey.store(true, std::memory_order_release);
 }
 
 /// This thread's place to wait for what is no descriptor. One is enough: an outer call does not wait while code of the
-/// host, run by it, makes another.
+/// host, run by it, makes another. A forked child makes its own: a thread of the parent's may have been waking this one.
 ///
 /// It is not thread_local, for the C library ends the process where it has no memory to note a destructor.
-const OwnedParker& OwnParker() {
-    static const pthread_key_t key = MakeParkerKey();
-    auto* own = static_cast<OwnedParker*>(pthread_getspecific(key));
+const std::shared_ptr<Parker>& OwnParker() {
+    const std::uint64_t epoch = ForkEpoch();
+    if (!g_hasParkerKey.load(std::memory_order_acquire)) {
+        MakeBetweenForks(&MakeParkerKey);
+    }
+    auto* own = static_cast<OwnedParker*>(pthread_getspecific(g_parkerKey));
     if (own == nullptr) {
-        auto made = std::make_unique<OwnedParker>(std::make_shared<Parker>());
-        if (pthread_setspecific(key, made.get()) != 0) {
+        auto made = std::make_unique<OwnedParker>();
+        if (pthread_setspecific(g_parkerKey, made.get()) != 0) {
             throw std::bad_alloc(); // GCOVR_EXCL_LINE: only where the process has many keys
         }
         own = made.release();
     }
-    return *own;
+    if (own->epoch != epoch) {
+        own->parker = std::make_shared<Parker>();
+        own->epoch = epoch;
+    }
+    return own->parker;
 }
 
 /// How this thread waits.
