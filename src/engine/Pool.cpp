@@ -23,8 +23,8 @@ Pool::~Pool() {
     Close();
 }
 
-void Pool::Bury(Graveyard& dead) noexcept {
-    dead.clear_and_dispose([](Connection* connection) { delete connection; });
+Pool::Graveyard::~Graveyard() {
+    clear_and_dispose([](Connection* connection) { delete connection; });
 }
 
 std::shared_ptr<Destination> Pool::Share(std::shared_ptr<Destination> offered) {
@@ -94,14 +94,11 @@ bool Destination::MayDial(const PoolLimits& limits) const noexcept {
 /// @return how many of those in line wait for nothing but their turn to dial: they are not too many.
 std::size_t Pool::RoomFor(const Destination& of) const noexcept {
     const auto left = [](std::size_t limit, std::size_t taken) { return limit > taken ? limit - taken : 0; };
-    return std::min(left(m_limits.perOrigin, of.m_taken), left(m_limits.inAll, m_taken));
+    return std::min(left(m_limits.perOrigin, of.m_taken), left(m_limits.inAll, m_taken - m_idle.size()));
 }
 
 /// Where the limit of all is reached, the connection goes that has been idle longest. @return whether there is room.
-bool Pool::MakeRoomForAnother(Destination& of, Graveyard& dead) noexcept {
-    if (!of.MayDial(m_limits)) {
-        return false;
-    }
+bool Pool::MakeRoom(Graveyard& dead) noexcept {
     if (m_taken >= m_limits.inAll && !m_idle.empty()) {
         RemoveIdle(m_idle.front(), CloseReason::Limit, dead);
     }
@@ -110,32 +107,26 @@ bool Pool::MakeRoomForAnother(Destination& of, Graveyard& dead) noexcept {
 
 Pool::Answer Pool::Ask(Destination& to, Ticket& ticket, const std::shared_ptr<Waker>& waker, net::Time now) {
     Graveyard dead;
-    Answer answer = Answer::Waiting;
-    {
-        const Lock lock(m_lock);
-        ticket.m_state = Ticket::State::Idle;
-        if (m_closed) {
-            return Answer::Shutdown;
-        }
-        if (!to.m_waiting.empty()) {
-            // Nobody overtakes those who wait.
-        } else if ((ticket.m_connection = PopIdle(to, now, dead))) {
+    const Lock lock(m_lock);
+    ticket.m_state = Ticket::State::Idle;
+    if (m_closed) {
+        return Answer::Shutdown;
+    }
+    if (to.m_waiting.empty()) { // nobody overtakes those who wait
+        if ((ticket.m_connection = PopIdle(to, now, dead))) {
             ticket.m_state = Ticket::State::Connection;
-            answer = Answer::Connection;
-        } else if (MakeRoomForAnother(to, dead)) {
-            TakeSlot(to);
-            answer = Answer::Slot;
+            return Answer::Connection;
         }
-        if (answer == Answer::Waiting) {
-            if (to.m_waiting.size() >= m_limits.waiting + RoomFor(to)) {
-                answer = Answer::Overloaded;
-            } else {
-                Enqueue(to, ticket, waker);
-            }
+        if (to.MayDial(m_limits) && MakeRoom(dead)) {
+            TakeSlot(to);
+            return Answer::Slot;
         }
     }
-    Bury(dead);
-    return answer;
+    if (to.m_waiting.size() >= m_limits.waiting + RoomFor(to)) {
+        return Answer::Overloaded;
+    }
+    Enqueue(to, ticket, waker);
+    return Answer::Waiting;
 }
 
 void Pool::Enqueue(Destination& of, Ticket& ticket, const std::shared_ptr<Waker>& waker) {
@@ -199,20 +190,17 @@ net::Time Pool::Leave(Destination& of, Ticket& ticket, net::Time now) {
 
 std::unique_ptr<Connection> Pool::Instead(Destination& of, net::Time now) {
     Graveyard dead;
-    std::unique_ptr<Connection> another;
-    {
-        Lock lock(m_lock);
-        another = m_closed ? nullptr : PopIdle(of, now, dead);
-        if (another) {
-            GiveSlotBack(of);
-        }
-        GrantSlots(lock);
+    Lock lock(m_lock);
+    std::unique_ptr<Connection> another = m_closed ? nullptr : PopIdle(of, now, dead);
+    if (another) {
+        GiveSlotBack(of);
     }
-    Bury(dead);
+    GrantSlots(lock, dead);
     return another;
 }
 
 net::Time Pool::Return(std::unique_ptr<Connection> connection, net::Time now) {
+    Graveyard dead;
     Lock lock(m_lock);
     Destination& of = *connection->destination;
     connection->used = true;
@@ -248,7 +236,7 @@ net::Time Pool::Return(std::unique_ptr<Connection> connection, net::Time now) {
                           : tooOld ? ReasonOfAge(*connection, now)
                                    : CloseReason::Limit;
     GiveSlotBack(of);
-    GrantSlots(lock);
+    GrantSlots(lock, dead);
     lock.unlock();
     connection.reset();
     return net::Time::max();
@@ -267,25 +255,27 @@ void Pool::TakeSlot(Destination& of) noexcept {
 }
 
 void Pool::Dialled(Destination& of) {
+    Graveyard dead;
     Lock lock(m_lock);
     --of.m_dialling;
     UpdateStarving(of);
-    GrantSlots(lock);
+    GrantSlots(lock, dead);
 }
 
 void Pool::Free(Destination& of) {
+    Graveyard dead;
     Lock lock(m_lock);
     GiveSlotBack(of);
-    GrantSlots(lock);
+    GrantSlots(lock, dead);
 }
 
-Destination* Pool::NextToServe() noexcept {
-    return m_closed || m_starving.empty() || m_taken >= m_limits.inAll ? nullptr : &m_starving.front();
+Destination* Pool::NextToServe(Graveyard& dead) noexcept {
+    return m_closed || m_starving.empty() || !MakeRoom(dead) ? nullptr : &m_starving.front();
 }
 
 /// Grants free slots to those who wait for one. The lock is given back for each waking.
-void Pool::GrantSlots(Lock& lock) {
-    while (Destination* next = NextToServe()) {
+void Pool::GrantSlots(Lock& lock, Graveyard& dead) {
+    while (Destination* next = NextToServe(dead)) {
         Ticket& first = next->m_waiting.front();
         TakeSlot(*next);
         Unqueue(*next, first);
@@ -301,81 +291,70 @@ void Pool::GrantSlots(Lock& lock) {
 }
 
 net::Time Pool::Sweep(net::Time now) {
-    Graveyard dead;
     Destinations unused;
+    Graveyard dead;
+    Lock lock(m_lock);
     net::Time next = net::Time::max();
-    {
-        Lock lock(m_lock);
-        for (auto place = m_idle.begin(); place != m_idle.end();) {
-            Connection& connection = *place++;
-            const net::Time due = DueOf(connection);
-            if (due <= now) {
-                RemoveIdle(connection, ReasonOfAge(connection, now), dead);
-            } else {
-                next = std::min(next, due);
-            }
+    for (auto place = m_idle.begin(); place != m_idle.end();) {
+        Connection& connection = *place++;
+        const net::Time due = DueOf(connection);
+        if (due <= now) {
+            RemoveIdle(connection, ReasonOfAge(connection, now), dead);
+        } else {
+            next = std::min(next, due);
         }
-        TakeUnused(unused);
-        GrantSlots(lock);
     }
-    Bury(dead);
+    TakeUnused(unused);
+    GrantSlots(lock, dead);
     return next;
 }
 
 std::size_t Pool::CloseIdle(CloseReason reason, const Destination* except) {
     Graveyard dead;
-    {
-        Lock lock(m_lock);
-        for (auto place = m_idle.begin(); place != m_idle.end();) {
-            Connection& connection = *place++;
-            if (connection.destination.get() != except) {
-                RemoveIdle(connection, reason, dead);
-            }
+    Lock lock(m_lock);
+    for (auto place = m_idle.begin(); place != m_idle.end();) {
+        Connection& connection = *place++;
+        if (connection.destination.get() != except) {
+            RemoveIdle(connection, reason, dead);
         }
-        GrantSlots(lock);
     }
     const std::size_t count = dead.size();
-    Bury(dead);
+    GrantSlots(lock, dead);
     return count;
 }
 
 void Pool::CloseIdleOf(Destination& of) {
     Graveyard dead;
-    {
-        Lock lock(m_lock);
-        while (!of.m_idle.empty()) {
-            RemoveIdle(of.m_idle.front(), CloseReason::Age, dead);
-        }
-        GrantSlots(lock);
+    Lock lock(m_lock);
+    while (!of.m_idle.empty()) {
+        RemoveIdle(of.m_idle.front(), CloseReason::Age, dead);
     }
-    Bury(dead);
+    GrantSlots(lock, dead);
 }
 
 void Pool::Close() {
-    Graveyard dead;
     Destinations unused;
-    {
-        Lock lock(m_lock);
-        m_closed = true;
-        while (!m_idle.empty()) {
-            RemoveIdle(m_idle.front(), CloseReason::Shutdown, dead);
-        }
-        for (auto& entry : m_destinations) {
-            Destination& destination = *entry.second;
-            while (!destination.m_waiting.empty()) {
-                Ticket& first = destination.m_waiting.front();
-                Unqueue(destination, first);
-                first.m_state = Ticket::State::Shutdown;
-                const std::shared_ptr<Waker> waker = std::move(first.m_waker);
-                waker->Wake(); // under the lock: the map must not change meanwhile, and nothing new is served
-            }
-        }
-        TakeUnused(unused);
+    Graveyard dead;
+    const Lock lock(m_lock);
+    m_closed = true;
+    while (!m_idle.empty()) {
+        RemoveIdle(m_idle.front(), CloseReason::Shutdown, dead);
     }
-    Bury(dead);
+    for (auto& entry : m_destinations) {
+        Destination& destination = *entry.second;
+        while (!destination.m_waiting.empty()) {
+            Ticket& first = destination.m_waiting.front();
+            Unqueue(destination, first);
+            first.m_state = Ticket::State::Shutdown;
+            const std::shared_ptr<Waker> waker = std::move(first.m_waker);
+            waker->Wake(); // under the lock: the map must not change meanwhile, and nothing new is served
+        }
+    }
+    TakeUnused(unused);
 }
 
 void Pool::RaisePerOrigin(std::size_t limit) {
+    Graveyard dead;
     Lock lock(m_lock);
     if (limit <= m_limits.perOrigin) {
         return;
@@ -384,7 +363,7 @@ void Pool::RaisePerOrigin(std::size_t limit) {
     for (auto& entry : m_destinations) {
         UpdateStarving(*entry.second);
     }
-    GrantSlots(lock);
+    GrantSlots(lock, dead);
 }
 
 void Pool::SetIdleTimeout(std::chrono::milliseconds most) {

@@ -175,11 +175,14 @@ private:
     using Starving = boost::intrusive::list<
         Destination, boost::intrusive::member_hook<Destination, boost::intrusive::list_member_hook<>,
                                                    &Destination::m_starving>>;
-    using Graveyard = Destination::Idle; ///< what is closed when the lock is given back
+    /// What is closed when the lock was given back: it is made before the lock is taken.
+    class Graveyard : public Destination::Idle {
+    public:
+        ~Graveyard();
+    };
     using Destinations = std::map<std::string, std::shared_ptr<Destination>>;
     using Lock = std::unique_lock<std::mutex>;
 
-    static void Bury(Graveyard& dead) noexcept;
     /// @param last null: none. @return the destination after it; null: it was the last.
     std::shared_ptr<Destination> Next(const std::shared_ptr<Destination>& last) const noexcept;
     net::Time DueOf(const Connection& connection) const noexcept;
@@ -187,12 +190,12 @@ private:
     void RemoveIdle(Connection& connection, CloseReason reason, Graveyard& dead) noexcept;
     std::unique_ptr<Connection> PopIdle(Destination& of, net::Time now, Graveyard& dead) noexcept;
     std::size_t RoomFor(const Destination& of) const noexcept;
-    bool MakeRoomForAnother(Destination& of, Graveyard& dead) noexcept;
+    bool MakeRoom(Graveyard& dead) noexcept;
     void TakeSlot(Destination& of) noexcept;
     void Enqueue(Destination& of, Ticket& ticket, const std::shared_ptr<Waker>& waker);
     void GiveSlotBack(Destination& of) noexcept;
-    Destination* NextToServe() noexcept;
-    void GrantSlots(Lock& lock);
+    Destination* NextToServe(Graveyard& dead) noexcept;
+    void GrantSlots(Lock& lock, Graveyard& dead);
     void Unqueue(Destination& of, Ticket& ticket) noexcept;
     void UpdateStarving(Destination& of) noexcept;
     void TakeUnused(Destinations& unused);

@@ -403,6 +403,29 @@ TEST_F(PoolTest, ClosesTheLongestIdleOfOthersBeyondTheLimitOfAll) {
     m_pool->Free(*one);
 }
 
+TEST_F(PoolTest, ClosesIdleOnesOfOthersForWhoWaitedForADial) {
+    PoolLimits limits = Limits(10, 2, 0);
+    limits.dials = 1;
+    Make(limits);
+    const auto other = To("a");
+    auto idle = Open(other);
+    const std::shared_ptr<FarEnd> kept = m_far.at(idle.get());
+    m_pool->Return(std::move(idle), m_now);
+    const auto to = To("b");
+    Caller callers[3];
+    ASSERT_EQ(Ask(to, callers[0]), Answer::Slot);
+    ASSERT_EQ(Ask(to, callers[1]), Answer::Waiting) << "the idle one is room for it";
+    EXPECT_EQ(Ask(to, callers[2]), Answer::Overloaded);
+    EXPECT_FALSE(kept->Closed());
+    m_pool->Dialled(*to);
+    EXPECT_EQ(m_pool->Look(callers[1].ticket), Answer::Slot);
+    EXPECT_TRUE(kept->Closed());
+    EXPECT_EQ(Reasons(), "limit 1");
+    m_pool->Leave(*to, callers[1].ticket, m_now);
+    m_pool->Free(*to);
+    EXPECT_EQ(Room(to), 2U);
+}
+
 TEST_F(PoolTest, GivesASlotToAWaiterOfAnotherOriginAtTheTotalLimit) {
     Make(Limits(2, 1));
     const auto one = To("a");
