@@ -176,14 +176,14 @@ void AsyncCall::Go(Scratch scratch) {
 }
 
 /// A piece of host code that has not begun by the time that the call has to end is not begun any more.
+bool AsyncCall::TooLateToBegin() const noexcept {
+    return m_cancelled.load() || m_core.ended() || net::Clock::now() >= m_handedOverDue;
+}
+
 /// @return whether the call is the loop's again.
 bool AsyncCall::TakeBack() noexcept {
     Doing doing = m_doing.load();
-    if (doing == Doing::Running) {
-        return false;
-    }
-    const bool over = m_cancelled.load() || m_core.ended() || net::Clock::now() >= m_handedOverDue;
-    if (!over) {
+    if (doing == Doing::Running || !TooLateToBegin()) {
         return false;
     }
     Loops& loops = m_core.loops();
@@ -292,6 +292,10 @@ void AsyncCall::RunPiece(Doing what) {
         return; // taken back, or run before
     }
     GiveBack giveBack{*this};
+    if (TooLateToBegin()) { // and the loop has not come to take it back yet
+        giveBack.whole = true;
+        return;
+    }
     // What is thrown here is want of memory; what the host's code throws stays with it.
     if (!Contained([&] { what == Doing::Host ? m_call->RunHost() : m_call->RunWork(net::Clock::now()); })) {
         m_exhausted.store(true);

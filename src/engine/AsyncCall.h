@@ -87,6 +87,7 @@ private:
     void HandToExecutor(const std::function<void()>& run);
     void RunExecutor(const std::function<void()>& run);
     void RunPieceHere(Doing what);
+    bool TooLateToBegin() const noexcept;
     bool TakeBack() noexcept;
     void Finish();
     Result Outcome();

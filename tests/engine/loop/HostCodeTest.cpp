@@ -276,4 +276,72 @@ TEST_F(HostCodeTest, WhatAnExecutorRunsTooLateDoesNothing) {
     kept.clear();
 }
 
+/// A test whose loop stands still from when it has handed a piece of host code over.
+class LateLoop : public AsyncTest {
+protected:
+    LateLoop() {
+        Remake(EngineOptions().executor([this](std::function<void()> run) {
+            if (m_piece) {
+                return run(); // the outcome
+            }
+            m_piece = std::move(run);
+            m_handedOver.store(true);
+        }));
+    }
+    void TearDown() override {
+        AsyncTest::TearDown();
+        m_piece = nullptr;
+    }
+
+    /// Starts a call with a sink, and waits until its first piece could run.
+    Call StartAndHold(Request request) {
+        Call call = Start(ClientOf(m_server), request.bodySink([this](std::string_view) {
+            ++m_pieces;
+            return true;
+        }));
+        m_held.Wait();
+        return call;
+    }
+
+    kit::LoopbackServer m_server{Always()};
+    std::function<void()> m_piece;
+    std::atomic<bool> m_handedOver{false};
+    Moment m_held;
+    Moment m_goOn;
+    std::atomic<int> m_pieces{0};
+    const Steps m_steps{[this](const Step& step) {
+        if (step.onLoop && m_handedOver.exchange(false)) {
+            m_held.Come();
+            m_goOn.Wait();
+        }
+    }};
+};
+
+TEST_F(LateLoop, LetsNoHostCodeBeginAfterCancel) {
+    Call call = StartAndHold(Get());
+    call.Cancel();
+    m_piece();
+    EXPECT_EQ(m_pieces, 0);
+    m_goOn.Come();
+    EXPECT_EQ(m_ends.Told(), "Cancelled in Body");
+}
+
+TEST_F(LateLoop, LetsNoHostCodeBeginAfterTheDeadline) {
+    const auto deadline = std::chrono::steady_clock::now() + 100ms;
+    StartAndHold(Get().timeout(50ms));
+    EXPECT_TRUE(Becomes([&] { return std::chrono::steady_clock::now() > deadline; }));
+    m_piece();
+    EXPECT_EQ(m_pieces, 0);
+    m_goOn.Come();
+    EXPECT_EQ(m_ends.Told(), "Timeout in Body");
+}
+
+TEST_F(LateLoop, LetsHostCodeRunThatIsInTime) {
+    StartAndHold(Get());
+    m_piece();
+    EXPECT_EQ(m_pieces, 1);
+    m_goOn.Come();
+    EXPECT_EQ(m_ends.Told(), "200 ");
+}
+
 } // namespace
