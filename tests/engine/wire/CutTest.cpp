@@ -212,10 +212,12 @@ TEST_P(CutTls, AnywhereLosesTheCallAndNothingElse) {
                                                        .connectTo(relay.authority())
                                                        .tls(TlsOptions().memory(m_ca.certificatePem())));
                     const std::string told = Told(Send(client, Get()));
-                    // A server that is cut off amid a record may say so by an alert.
-                    EXPECT_TRUE(told == "200 answer" || told == "Tls in Head" || told == "Tls in Handshake" ||
-                                told == "ConnectionLost in Handshake" || told == "ConnectionLost in Send" ||
-                                told == "ConnectionLost in Head" || told == "ConnectionLost in Body")
+                    // A server that is cut off amid a handshake may say so by an alert, behind its last flight, and
+                    // be gone when the request is written.
+                    EXPECT_TRUE(told == "200 answer" || told == "Tls in Head" || told == "Tls in Send" ||
+                                told == "Tls in Handshake" || told == "ConnectionLost in Handshake" ||
+                                told == "ConnectionLost in Send" || told == "ConnectionLost in Head" ||
+                                told == "ConnectionLost in Body")
                         << told;
                     EXPECT_EQ(Told(Send(client, Get())), "200 answer") << "the next call";
                 }
