@@ -22,6 +22,7 @@
 #include "loop/Ends.h"
 #include "scale/ChildServer.h"
 #include "setting/EngineTest.h"
+#include "tests/support/Forked.h"
 #include "tests/support/ResourceLimit.h"
 
 namespace {
@@ -143,6 +144,40 @@ TEST_F(Scale, OfConnectionsAtOnceIsCarriedByOneLoop) {
     EXPECT_EQ(Number(client, "/highest"), count);
     engine.CloseIdleConnections();
     EXPECT_TRUE(Becomes([&] { return kit::Resources::Now().descriptors == descriptors; }));
+}
+
+TEST_F(Scale, OfCallsUnderWayIsLeftToTheParentByForkedChildren) {
+    const std::size_t count = std::min(Of(400, 10'000), Descriptors() - 200);
+    const ChildServer server(count);
+    Engine engine(EngineOptions().maxConnections(count, count));
+    const Client client = ClientOf(server, engine);
+    Ends ends;
+    const auto fork = [&] {
+        const kit::Ended ended = kit::TestForked([&] {
+            EXPECT_EQ(Told(client.SendAsync(Get()).get()), "200 answer");
+            EXPECT_EQ(Told(client.Send(Get())), "200 answer");
+            EXPECT_EQ(ends.Count(), 0U) << "what is the parent's has no outcome here";
+        });
+        EXPECT_EQ(ended.exitCode, 0) << ended.err;
+    };
+    const auto areOpen = [&](std::size_t connections) {
+        return [&, connections] { return kit::Resources::Now().descriptors >= connections; };
+    };
+    for (std::size_t i = 0; i + 1 < count; ++i) {
+        client.Start(Get("/hold"), ends.Of());
+    }
+    EXPECT_TRUE(Becomes(areOpen(count / 2)));
+    fork(); // while connections are being made
+    EXPECT_TRUE(Becomes(areOpen(count - 1)));
+    constexpr int CHILDREN = 6;
+    for (int child = 1; child < CHILDREN; ++child) {
+        fork();
+    }
+    std::printf("%zu calls under way: %d children\n", count, CHILDREN);
+    EXPECT_EQ(ends.Count(), 0U);
+    client.Start(Get("/hold"), ends.Of()); // the server answers all
+    EXPECT_TRUE(ends.Wait(count));
+    EXPECT_EQ(ends.CountOf("200 answer"), count);
 }
 
 TEST_F(Scale, OfCallsBeyondTheDescriptorsFailsThoseAloneAndNoneLater) {
