@@ -63,11 +63,14 @@ bool Between(const Client& client, const Request& request, const std::function<v
     return Answered(result);
 }
 
-bool BetweenOnLoop(const Client& client, const Request& request) {
+bool BetweenOnLoop(const Client& client, const Request& request, const std::function<void()>& before = {}) {
     for (int call = 0; call < 2; ++call) {
         if (!Answered(client.SendAsync(request).get())) {
             return false;
         }
+    }
+    if (before) {
+        before();
     }
     usleep(20000); // the loop is at rest
     Mark();
@@ -104,6 +107,14 @@ bool RunScenario(const std::string& name) {
         {"a kept TLS connection", [&] { return Between(OverTls(engine), Get()); }},
         {"a new TLS connection, resumed", [&] { return Between(OverTls(engine), Get(), closing); }},
         {"a kept connection, on the loop", [&] { return BetweenOnLoop(Plain(engine), Get()); }},
+        {"a kept connection, 16 KiB up, on the loop",
+         [&] {
+             return BetweenOnLoop(Plain(engine), Request(Method::Post, "/").body(std::string(16384, 'x')));
+         }},
+        {"a new connection, on the loop", [&] { return BetweenOnLoop(Plain(engine), Get(), closing); }},
+        {"a kept TLS connection, on the loop", [&] { return BetweenOnLoop(OverTls(engine), Get()); }},
+        {"a new TLS connection, resumed, on the loop",
+         [&] { return BetweenOnLoop(OverTls(engine), Get(), closing); }},
     };
     const auto scenario = scenarios.find(name);
     return scenario != scenarios.end() && scenario->second();
