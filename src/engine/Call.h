@@ -151,7 +151,7 @@ private:
     net::Time m_connectDeadline = net::Time::max();
     net::Time m_pauseEnd{};
     int m_attempts = 0;
-    bool m_replaced = false; ///< a dead kept connection was, in this attempt
+    bool m_replaced = false;    ///< a dead kept connection was, in this attempt
     bool m_requestSent = false; ///< of any attempt
     bool m_handedOver = false;  ///< the host has seen the answer's head, or a piece of its body
     bool m_forked = false;      ///< while host code ran
