@@ -61,14 +61,15 @@ void UseThePool(bool tls) {
 /// Comes back when a worker waits for a name service that never answers; under the STRICT profile nobody waits for it.
 void WaitForASlowName() {
     CHttpClient client;
+    const bool strict = client.getTransferProfile() == HTTPTRANSFERPROFILE_STRICT;
     client.setDomain(SLOW_NAME);
-    client.setConnectTimeout(1);
+    // The worker waits when the time is up; under the STRICT profile the process ends before.
+    client.setConnectTimeout(strict ? LONGEST_LIFE : 1);
     CHttpRequest request;
     request.setVerb(HTTPOPERATION_GET);
     request.addRequestHeadEntry("A", "1"); // without any there is a message
     client.asynSendRequest(
         request, [](const CHttpResponse&) {}, false);
-    const bool strict = client.getTransferProfile() == HTTPTRANSFERPROFILE_STRICT;
     while (!(strict ? g_asked : g_joining)) {
         Pause(std::chrono::milliseconds(1));
     }
