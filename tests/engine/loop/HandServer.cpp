@@ -10,7 +10,36 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <openssl/err.h>
+
 #include <httpclient/testing/Patience.h>
+
+namespace kit = httpclient::testing;
+
+namespace {
+
+kit::ContextPtr MakeContext(const kit::TlsOptions* tls) {
+    if (tls == nullptr) {
+        return nullptr;
+    }
+    kit::ContextPtr made(SSL_CTX_new(TLS_server_method()));
+    SSL_CTX* const context = made.get();
+    constexpr unsigned char NAME[] = "by hand";
+    kit::Check(
+        context != nullptr &&
+            SSL_CTX_use_certificate(context, kit::ReadCertificate(tls->identity.certificatePem).get()) == 1 &&
+            SSL_CTX_use_PrivateKey(context, kit::ReadKey(tls->identity.keyPem).get()) == 1 &&
+            X509_STORE_add_cert(SSL_CTX_get_cert_store(context),
+                                kit::ReadCertificate(tls->clientCaPem).get()) == 1 &&
+            SSL_CTX_set_session_id_context(context, NAME, sizeof NAME) == 1,
+        "context");
+    SSL_CTX_set_verify(context, SSL_VERIFY_PEER | SSL_VERIFY_FAIL_IF_NO_PEER_CERT, nullptr);
+    return made;
+}
+
+} // namespace
+
+HandServer::HandServer(const kit::TlsOptions* tls) : m_context(MakeContext(tls)) {}
 
 HandServer::~HandServer() {
     for (const auto& entry : m_connections) {
@@ -18,14 +47,44 @@ HandServer::~HandServer() {
     }
 }
 
-void HandServer::Receive(Connection& connection) {
-    std::array<char, 4096> piece; // NOLINT: filled by recv()
-    const ssize_t count = recv(connection.fd, piece.data(), piece.size(), MSG_DONTWAIT);
-    if (count > 0) {
-        connection.received.append(piece.data(), static_cast<std::size_t>(count));
-    } else if (count == 0 || errno != EAGAIN) {
-        connection.ended = true;
+long HandServer::Read(const Connection& connection, char* to, std::size_t room) {
+    if (!connection.ssl) {
+        return recv(connection.fd, to, room, MSG_DONTWAIT);
     }
+    ERR_clear_error();
+    const int count = SSL_read(connection.ssl.get(), to, static_cast<int>(room)); // shakes hands first
+    const int error = SSL_get_error(connection.ssl.get(), count);
+    if (count > 0) {
+        return count;
+    }
+    errno = error == SSL_ERROR_WANT_READ ? EAGAIN : ECONNRESET;
+    return -1;
+}
+
+void HandServer::Receive(Connection& connection) {
+    std::array<char, 4096> piece; // NOLINT: filled by Read()
+    for (;;) {
+        const long count = Read(connection, piece.data(), piece.size());
+        if (count <= 0) {
+            connection.ended = count == 0 || errno != EAGAIN;
+            return;
+        }
+        connection.received.append(piece.data(), static_cast<std::size_t>(count));
+    }
+}
+
+void HandServer::Accept() {
+    const int fd = accept4(m_listener.descriptor(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
+    if (fd < 0) {
+        return;
+    }
+    Connection made{fd, nullptr, {}};
+    if (m_context) {
+        made.ssl.reset(SSL_new(m_context.get()));
+        SSL_set_accept_state(made.ssl.get());
+        SSL_set_fd(made.ssl.get(), fd);
+    }
+    m_connections.emplace(++m_accepted, std::move(made));
 }
 
 /// Waits a little for news, and takes it.
@@ -47,15 +106,13 @@ void HandServer::Pump() {
             Receive(*connections[index]);
         }
     }
-    const int fd =
-        watched[0].revents == 0 ? -1 : accept4(m_listener.descriptor(), nullptr, nullptr, SOCK_CLOEXEC);
-    if (fd >= 0) {
-        m_connections.emplace(++m_accepted, Connection{fd, {}});
+    if (watched[0].revents != 0) {
+        Accept();
     }
 }
 
 template <class Done> bool HandServer::PumpUntil(const Done& done) {
-    const auto giveUp = std::chrono::steady_clock::now() + httpclient::testing::PATIENCE;
+    const auto giveUp = std::chrono::steady_clock::now() + kit::PATIENCE;
     while (!done()) {
         if (std::chrono::steady_clock::now() > giveUp) {
             return false;
@@ -89,8 +146,18 @@ bool HandServer::WaitForEnd(int connection) {
     return ended;
 }
 
+std::string HandServer::Subject(int connection) const {
+    const X509* const shown = SSL_get0_peer_certificate(m_connections.at(connection).ssl.get());
+    return shown != nullptr ? kit::NameText(X509_get_subject_name(shown)) : "";
+}
+
 void HandServer::Send(int connection, std::string_view bytes) {
-    static_cast<void>(send(m_connections.at(connection).fd, bytes.data(), bytes.size(), MSG_NOSIGNAL));
+    const Connection& to = m_connections.at(connection);
+    if (to.ssl) {
+        SSL_write(to.ssl.get(), bytes.data(), static_cast<int>(bytes.size()));
+    } else {
+        static_cast<void>(send(to.fd, bytes.data(), bytes.size(), MSG_NOSIGNAL));
+    }
 }
 
 void HandServer::Close(int connection) {

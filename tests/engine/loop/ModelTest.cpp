@@ -1,13 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
-// A run of random steps, beside a model of the pool and of outcomes. The seed is printed when a run fails;
+// A run of random steps, beside a model of the pool and of outcomes, over plain connections and over TLS. The seed is
+// printed when a run fails;
 // HTTPCLIENT_MODEL_SEED runs it again, HTTPCLIENT_MODEL_STEPS says how many steps (tools/engine-model).
 #include <algorithm>
 #include <cstdlib>
 #include <deque>
+#include <filesystem>
 #include <iostream>
 #include <map>
 #include <random>
+#include <set>
 
+#include <httpclient/testing/Environment.h>
+
+#include "interpose/SteadyClock.h"
 #include "loop/AsyncTest.h"
 #include "loop/HandServer.h"
 
@@ -16,27 +22,50 @@ namespace {
 constexpr std::size_t CONNECTIONS = 3;
 constexpr std::size_t WAITING = 4;
 
+/// The clock goes forward by this much at a time. No time-out is a multiple of it, so that the little that passes by
+/// itself decides nothing.
+constexpr std::chrono::minutes TICK{7};
+constexpr int TICKS_OF_AN_HOUR = 9; ///< after so many an hour is over, and not before
+
 /// What a call is expected to do.
 struct ModelCall {
     enum class Kind { Get, Post, Sink };
     Kind kind;
     Call handle;
+    int begin;             ///< in ticks
     int connection = 0;    ///< 0: in line
     bool begun = false;    ///< something of the answer was sent
     bool replaced = false; ///< a dead kept connection was
 };
 
-class ModelTest : public AsyncTest {
+/// With and without TLS.
+class ModelTest : public AsyncTest, public ::testing::WithParamInterface<bool> {
 protected:
-    ModelTest() { Begin(); }
+    struct Idle {
+        int connection;
+        bool dead; ///< the server has closed it
+        int since; ///< in ticks
+    };
+
+    ModelTest() {
+        if (GetParam()) {
+            m_files.Write("ca.pem", m_ca.certificatePem());
+            WriteCertificate();
+        }
+        Begin();
+    }
 
     void Begin() {
         Remake(EngineOptions()
                    .maxConnections(CONNECTIONS, CONNECTIONS)
                    .maxWaiting(WAITING)
                    .idleTimeout(std::chrono::hours(1))
-                   .maxAge(std::chrono::hours(10)));
-        m_client.emplace(ClientOf(OptionsFor(m_server.origin()).timeout(1h)));
+                   .maxAge(std::chrono::hours(100'000)));
+        m_client.emplace(
+            ClientOf(OptionsFor(m_server.origin())
+                         .timeout(1h)
+                         .tls(TlsOptions().files(m_files.path() / "ca.pem", m_files.path() / "shown.pem",
+                                                 m_files.path() / "shown.pem"))));
     }
 
     int Random(std::size_t below) {
@@ -44,7 +73,7 @@ protected:
     }
 
     void Step() {
-        switch (Random(16)) {
+        switch (Random(18)) {
         case 0:
             return CloseIdle();
         case 1:
@@ -65,6 +94,10 @@ protected:
         case 10:
         case 11:
             return AnswerOne();
+        case 12:
+            return Forward();
+        case 13:
+            return GetParam() ? ChangeCertificate() : SendOne();
         default:
             return SendOne();
         }
@@ -84,7 +117,7 @@ protected:
         if (!mayTake && m_line.size() >= WAITING) {
             return Expect(name, "Overloaded in Lease");
         }
-        m_calls.emplace(name, ModelCall{kind, handle});
+        m_calls.emplace(name, ModelCall{kind, handle, m_ticks});
         if (!mayTake) {
             m_line.push_back(name);
         } else if (!TakeIdle(name)) {
@@ -206,25 +239,97 @@ protected:
         Begin();
     }
 
-    // What follows from them.
-
-    /// A call goes out on a connection of its own.
-    void Dial(const std::string& name) {
-        const int connection = m_server.WaitForRequest("/" + name);
-        EXPECT_EQ(connection, ++m_connections) << "a new connection for " << name;
-        m_calls.at(name).connection = connection;
+    /// Ends what has had its hour: calls, and connections that nobody used.
+    void Forward() {
+        kit::AdvanceSteadyClock(TICK);
+        ++m_ticks;
+        // A loop that sleeps in the system does not hear of this clock. It looks at it when it is woken.
+        const std::string waking = std::to_string(++m_lastName);
+        Start(*m_client, Get("no path"), waking);
+        Expect(waking, "InvalidRequest in Prepare");
+        EndIdleWhere([&](const Idle& idle) { return IsOver(idle.since); });
+        while (!m_line.empty() && IsOver(m_calls.at(m_line.front()).begin)) {
+            End(m_line.front(), "Timeout in Lease");
+            m_line.pop_front();
+        }
+        std::vector<std::string> late;
+        for (const auto& entry : m_calls) {
+            if (entry.second.connection != 0 && IsOver(entry.second.begin)) {
+                late.push_back(entry.first);
+            }
+        }
+        for (const std::string& name : late) {
+            const int connection = m_calls.at(name).connection;
+            End(name, "Timeout");
+            EXPECT_TRUE(m_server.WaitForEnd(connection));
+        }
+        FreeSlots(late.size());
     }
 
-    /// The last used connection is taken first; those that the server has closed are passed over.
+    /// Idle connections that were made with the old one are closed. Those in use go on, and are not used again.
+    void ChangeCertificate() {
+        const auto notices = [](const Idle& idle) { return !idle.dead; };
+        if (std::none_of(m_idle.begin(), m_idle.end(), notices)) {
+            return; // nothing would tell that it was noticed
+        }
+        WriteCertificate();
+        kit::AdvanceSteadyClock(2s);
+        EndIdleWhere([](const Idle&) { return true; });
+        for (const auto& entry : m_calls) {
+            m_stale[entry.second.connection] = true;
+        }
+    }
+
+    // What follows from them.
+
+    bool IsOver(int begin) const { return m_ticks - begin >= TICKS_OF_AN_HOUR; }
+
+    void WriteCertificate() {
+        const kit::Identity made = m_ca.IssueClient(std::to_string(++m_certificates));
+        m_files.Write("next.pem", made.certificatePem + made.keyPem);
+        std::filesystem::rename(m_files.path() / "next.pem", m_files.path() / "shown.pem"); // both at once
+    }
+
+    template <class Which> void EndIdleWhere(const Which& which) {
+        for (auto idle = m_idle.begin(); idle != m_idle.end();) {
+            if (!which(*idle)) {
+                ++idle;
+                continue;
+            }
+            EXPECT_TRUE(idle->dead || m_server.WaitForEnd(idle->connection));
+            --m_taken;
+            idle = m_idle.erase(idle);
+        }
+    }
+
+    /// A call goes out on a connection of its own.
+    void Dial(const std::string& name) { DialAll({name}); }
+
+    /// Calls go out on a new connection each.
+    void DialAll(const std::vector<std::string>& names) {
+        std::set<int> connections;
+        std::set<int> expected;
+        for (const std::string& name : names) {
+            const int connection = m_server.WaitForRequest("/" + name);
+            connections.insert(connection);
+            expected.insert(++m_connections);
+            m_calls.at(name).connection = connection;
+            if (GetParam() && connection != 0) {
+                EXPECT_EQ(m_server.Subject(connection), "CN=" + std::to_string(m_certificates));
+            }
+        }
+        EXPECT_EQ(connections, expected) << "new connections for " << names.front();
+    }
+
+    /// The last used connection is taken first; those that the server has closed, and those that were made with
+    /// another certificate, are passed over.
     bool TakeIdle(const std::string& name) {
         if (m_idle.empty()) {
             return false;
         }
-        Idle idle = m_idle.back();
-        m_idle.pop_back();
+        Idle idle = PopIdle();
         while (idle.dead && !m_idle.empty()) {
-            idle = m_idle.back();
-            m_idle.pop_back();
+            idle = PopIdle();
             --m_taken;
         }
         if (idle.dead) {
@@ -233,6 +338,16 @@ protected:
             GoOut(name, idle.connection);
         }
         return true;
+    }
+
+    Idle PopIdle() {
+        Idle idle = m_idle.back();
+        m_idle.pop_back();
+        if (m_stale[idle.connection] && !idle.dead) {
+            EXPECT_TRUE(m_server.WaitForEnd(idle.connection));
+            idle.dead = true;
+        }
+        return idle;
     }
 
     void GoOut(const std::string& name, int connection) {
@@ -244,22 +359,31 @@ protected:
     void PutBack(int connection) {
         m_used[connection] = true;
         if (m_line.empty()) {
-            m_idle.push_back({connection, false});
+            m_idle.push_back({connection, false, m_ticks});
             return;
         }
         const std::string next = m_line.front();
         m_line.pop_front();
-        GoOut(next, connection);
+        if (m_stale[connection]) {
+            EXPECT_TRUE(m_server.WaitForEnd(connection));
+            Dial(next);
+        } else {
+            GoOut(next, connection);
+        }
     }
 
-    void FreeSlot() {
-        if (m_line.empty()) {
-            --m_taken;
-            return;
+    void FreeSlot() { FreeSlots(1); }
+
+    void FreeSlots(std::size_t count) {
+        std::vector<std::string> next;
+        for (; count > 0 && !m_line.empty(); --count) {
+            next.push_back(m_line.front());
+            m_line.pop_front();
         }
-        const std::string next = m_line.front();
-        m_line.pop_front();
-        Dial(next);
+        m_taken -= count;
+        if (!next.empty()) {
+            DialAll(next);
+        }
     }
 
     std::string RandomExchange() {
@@ -292,13 +416,19 @@ protected:
         m_ends.Forget(name);
     }
 
-    struct Idle {
-        int connection;
-        bool dead; ///< the server has closed it
-    };
+    HandServer MakeServer() const {
+        kit::TlsOptions tls;
+        tls.identity = m_ca.IssueServer();
+        tls.clientCaPem = m_ca.certificatePem();
+        return HandServer(GetParam() ? &tls : nullptr);
+    }
 
     std::mt19937 m_random;
-    HandServer m_server;
+    const kit::CertificateAuthority m_ca;
+    const kit::TemporaryDirectory m_files;
+    int m_certificates = 0; ///< so many were written
+    HandServer m_server = MakeServer();
+    int m_ticks = 0;
     std::optional<Client> m_client;
     int m_lastName = 0;
     int m_connections = 0; ///< made so far
@@ -306,7 +436,8 @@ protected:
     std::deque<std::string> m_line;
     std::vector<Idle> m_idle; ///< last used at the end
     std::map<int, bool> m_used;
-    std::size_t m_taken = 0; ///< connections, idle ones included
+    std::map<int, bool> m_stale; ///< connections made with a certificate that is no longer the one
+    std::size_t m_taken = 0;     ///< connections, idle ones included
 };
 
 unsigned long FromEnvironment(const char* name, unsigned long otherwise) {
@@ -314,23 +445,26 @@ unsigned long FromEnvironment(const char* name, unsigned long otherwise) {
     return text != nullptr ? std::strtoul(text, nullptr, 10) : otherwise;
 }
 
-TEST_F(ModelTest, PoolAndOutcomesAreAsTheModelSays) {
+TEST_P(ModelTest, PoolAndOutcomesAreAsTheModelSays) {
     const auto seed =
         static_cast<unsigned int>(FromEnvironment("HTTPCLIENT_MODEL_SEED", std::random_device()()));
     const unsigned long steps = FromEnvironment("HTTPCLIENT_MODEL_STEPS", 0);
     m_random.seed(seed);
     RecordProperty("seed", std::to_string(seed));
-    const auto begun = std::chrono::steady_clock::now();
+    const auto begun = std::chrono::system_clock::now(); // the other one is put forward
     constexpr unsigned long USUAL = 3000;
     unsigned long step = 0;
-    for (; steps != 0 ? step < steps : step < USUAL && std::chrono::steady_clock::now() - begun < 5s;
+    for (; steps != 0 ? step < steps : step < USUAL && std::chrono::system_clock::now() - begun < 5s;
          ++step) {
         Step();
         ASSERT_FALSE(HasFailure()) << "HTTPCLIENT_MODEL_SEED=" << seed
                                    << " HTTPCLIENT_MODEL_STEPS=" << step + 1;
     }
-    std::cout << "seed " << seed << ", " << step << " steps\n";
+    std::cout << "seed " << seed << ", " << step << " steps, " << m_certificates << " certificates\n";
     Shutdown();
 }
+
+INSTANTIATE_TEST_SUITE_P(Over, ModelTest, ::testing::Bool(),
+                         [](const auto& one) { return one.param ? "Tls" : "Plain"; });
 
 } // namespace
