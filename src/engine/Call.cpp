@@ -48,7 +48,7 @@ Call::~Call() {
     if (m_state != State::Begin && !m_counted) {
         CountEnd(Ending::Of(FailureKind::Cancelled), Waited()); // its thread has ended
     }
-    if (m_service != nullptr || m_request.door.secret) {
+    if (m_request.door.secret) {
         memset_s(m_head.data(), m_head.size(), 0, m_head.size()); // beyond it nothing was ever written
     }
 }
@@ -104,7 +104,7 @@ Wait Call::Dispatch(net::Time now, Scratch scratch) {
     case State::Pause:
         if (now >= m_pauseEnd) {
             m_state = State::Ask;
-            return m_service != nullptr && m_tokenGeneration == 0 ? AskForToken(now) : Wait{};
+            return m_tokenWanted ? AskForToken(now) : Wait{};
         }
         return {Wait::For::Time, {}, m_pauseEnd};
     case State::Begin: // GCOVR_EXCL_LINE: it has begun above
@@ -132,12 +132,10 @@ Wait Call::Begin(net::Time now) {
         return Fail({FailureKind::InvalidRequest, {}, m_request.door.refusal}, now);
     }
     m_to = m_client.DestinationIn(m_core);
-    std::shared_ptr<const Token> token;
     if (m_client.options().identity == Identity::Platform) {
         m_service = ServiceOf(m_request.target, m_client.options().identityAccess);
-        token = m_service != nullptr ? m_core.tokens().Find(*m_service, now) : nullptr;
     }
-    if (const std::error_code error = WriteHead(token.get())) {
+    if (const std::error_code error = WriteHead()) {
         return Fail({FailureKind::InvalidRequest, error, {}}, now);
     }
     m_state = State::Ask;
@@ -145,11 +143,15 @@ Wait Call::Begin(net::Time now) {
     if (now >= Due()) {
         return TimeOut(now); // it may have waited long for its loop
     }
-    return m_service != nullptr && (!token || !MayCarryToken()) ? AskForToken(now) : Ask(now);
+    if (m_service == nullptr) {
+        return Ask(now);
+    }
+    m_token = m_core.tokens().Find(*m_service, now);
+    return m_token && MayCarryToken() ? Ask(now) : AskForToken(now);
 }
 
-/// Writes the request's head, with a token if there is one.
-std::error_code Call::WriteHead(const Token* token) {
+/// Writes the request's head. The line of a token stands beside it.
+std::error_code Call::WriteHead() {
     const Request::Body::Door& door = m_request.door;
     http1::RequestHead head;
     head.method = m_request.method;
@@ -162,15 +164,22 @@ std::error_code Call::WriteHead(const Token* token) {
         head.userAgent = m_client.options().userAgent;
     }
     head.acceptCodings = m_client.options().decompress;
+    head.acceptAll = door.acceptsAll;
     head.framing = m_request.Framing();
-    std::size_t size = USUAL_HEAD;
-    if (token != nullptr) {
-        head.credential = {g_strTokenHeader, token->text()};
-        size += token->text().size();
-        m_tokenGeneration = token->generation();
+    if (m_service != nullptr) {
+        head.keptLine = g_strTokenHeader;
     }
-    m_head.reserve(size);
-    return http1::WriteRequestHead(head, m_head);
+    m_head.reserve(USUAL_HEAD);
+    return http1::WriteRequestHead(head, m_head, m_tokenPlace);
+}
+
+/// The head as it goes out: around the line of the token, if there is one.
+Sending::Head Call::HeadPieces() const noexcept {
+    if (!m_token) {
+        return {std::string_view(), std::string_view(), m_head};
+    }
+    const std::string_view head = m_head;
+    return {head.substr(0, m_tokenPlace), m_token->line(), head.substr(m_tokenPlace)};
 }
 
 Wait Call::Ask(net::Time now) {
@@ -349,9 +358,9 @@ bool Call::PlanRetry(Ending of, std::optional<std::chrono::seconds> retryAfter, 
 /// As PlanRetry(), for an answer whose status the policy names.
 bool Call::PlanRetryOfStatus(net::Time now) {
     const http1::ResponseHead& head = m_response.internals().head;
-    const std::vector<int>& statuses = m_client.options().retry.internals().statuses;
-    if (!m_request.IsIdempotent() ||
-        std::find(statuses.begin(), statuses.end(), head.status) == statuses.end()) {
+    const RetryPolicy::Body& policy = m_client.options().retry.internals();
+    if (m_attempts >= policy.attempts || !m_request.IsIdempotent() ||
+        std::find(policy.statuses.begin(), policy.statuses.end(), head.status) == policy.statuses.end()) {
         return false;
     }
     const std::optional<std::string_view> after = head.find("Retry-After");

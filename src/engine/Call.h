@@ -73,7 +73,8 @@ private:
 
     Wait Dispatch(net::Time now, Scratch scratch);
     Wait Begin(net::Time now);
-    std::error_code WriteHead(const Token* token);
+    std::error_code WriteHead();
+    Sending::Head HeadPieces() const noexcept;
     bool MayCarryToken() const noexcept;
     bool MayCarryTokenOver(const Connection& connection) const noexcept;
     Wait FailFarAway(net::Time now);
@@ -165,10 +166,12 @@ private:
 
     const std::string* m_service = nullptr; ///< whose token the request carries; null: none
     TokenStore::Ticket m_tokenTicket;
-    std::uint64_t m_tokenGeneration = 0; ///< of the token in the head; 0: there is none
-    bool m_tokenRefused = false;         ///< by a 403: the second try is the outcome
+    std::shared_ptr<const Token> m_token; ///< that goes with the head; null: there is none
+    bool m_tokenWanted = false;           ///< another one, before the request is sent again
+    bool m_tokenRefused = false;          ///< by a 403: the second try is the outcome
 
-    std::string m_head; ///< of the request, as bytes
+    std::string m_head;           ///< of the request, as bytes, without the line of the token
+    std::size_t m_tokenPlace = 0; ///< of that line in it
     Ticket m_ticket;
     bool m_hasSlot = false;                     ///< without a connection
     net::Time m_dialTurnEnd = net::Time::max(); ///< while others of the line may have to wait for its dial

@@ -35,7 +35,7 @@ Wait Call::BeginExchange(std::unique_ptr<Connection> connection, net::Time now) 
     answer.head = http1::ResponseHead();
     answer.content.clear();
     answer.reusedConnection = connection->used;
-    m_sending.emplace(m_request, m_head);
+    m_sending.emplace(m_request, HeadPieces());
     const ClientOptions::Body& options = m_client.options();
     m_receiving.emplace(m_request.method, http1::Limits{options.maxHead, options.maxBody},
                         m_request.door.decodes.value_or(options.decompress), answer.head);

@@ -2,7 +2,6 @@
 // The service token of a call: waiting for it, where it must not go, what becomes of it after a 403.
 #include "engine/Call.h"
 #include "engine/identity/Loopback.h"
-#include "support/Cleansing.h"
 
 namespace httpclient::engine {
 
@@ -59,8 +58,8 @@ Wait Call::TokenGranted(TokenStore::Answer answer, net::Time now) {
     case TokenStore::Answer::Token:
         break;
     }
-    Cleanse(m_head); // it may hold the token that was refused, and grow
-    static_cast<void>(WriteHead(m_tokenTicket.Take().get())); // which was checked without it
+    m_token = m_tokenTicket.Take();
+    m_tokenWanted = false;
     m_state = State::Ask;
     return {};
 }
@@ -68,13 +67,13 @@ Wait Call::TokenGranted(TokenStore::Answer answer, net::Time now) {
 /// A 403 drops the very token that was sent, and the request is sent once more with another.
 /// @return whether the answer is not the outcome.
 bool Call::DropRefusedToken(net::Time now) {
-    if (m_tokenGeneration == 0 || m_tokenRefused || m_response.internals().head.status != FORBIDDEN) {
+    if (!m_token || m_tokenRefused || m_response.internals().head.status != FORBIDDEN) {
         return false;
     }
-    m_core.tokens().Drop(*m_service, m_tokenGeneration);
+    m_core.tokens().Drop(*m_service, m_token->generation());
     m_to->counts->retries[Ending::OfStatus(FORBIDDEN).index()].Add();
     m_tokenRefused = true;
-    m_tokenGeneration = 0;
+    m_tokenWanted = true;
     m_pauseEnd = now;
     m_attemptDeadline = now + REFUSAL_TIME;
     return true;

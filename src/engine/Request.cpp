@@ -12,7 +12,9 @@ Request::Body::~Body() {
     if (!door.secret) {
         return;
     }
-    Cleanse(text);
+    if (!text.empty()) { // one that is has held nothing: such a request is filled once
+        Cleanse(text);
+    }
     for (http1::Field& field : fields) {
         Cleanse(field.second);
     }

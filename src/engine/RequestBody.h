@@ -40,6 +40,7 @@ public:
         std::string host;            ///< for the field Host; empty: the origin's
         std::optional<bool> decodes; ///< instead of the client's
         bool withoutUserAgent = false;
+        bool acceptsAll = false; ///< says so, in the field Accept
         const char* refusal =
             nullptr;         ///< why the request may not go out, when the reader of it knows; static text
         bool secret = false; ///< fields and text are wiped in the end

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/Sending.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstring>
 #include <utility>
@@ -13,14 +14,23 @@ namespace {
 
 constexpr int WRITES_A_TURN = 16; ///< so that a long body does not starve others on a loop
 
+iovec PieceOf(std::string_view text) noexcept {
+    return {const_cast<char*>(text.data()), text.size()}; // iovec is for reading and writing
+}
+
 } // namespace
 
-Sending::Sending(const Request::Body& request, const std::string& head) : m_request(request), m_head(head) {
+Sending::Sending(const Request::Body& request, const Head& head)
+    : m_request(request), m_left{PieceOf(head[0]), PieceOf(head[1]), PieceOf(head[2]), {}} {
     if (request.content == Request::Body::Content::Text) {
-        m_body = request.Text();
+        SetBody(request.Text());
     } else if (request.content == Request::Body::Content::Source) {
         m_ended = false;
     }
+}
+
+void Sending::SetBody(std::string_view piece) noexcept {
+    m_left.back() = PieceOf(piece);
 }
 
 void Sending::FailSource(FailureKind kind, const char* text) {
@@ -75,12 +85,12 @@ void Sending::RunSource() {
 /// Frames what the source gave.
 void Sending::Accept(std::size_t size) {
     if (m_request.length) {
-        m_body = std::string_view(m_piece).substr(CHUNK_HEAD, size);
+        SetBody(std::string_view(m_piece).substr(CHUNK_HEAD, size));
         return;
     }
     constexpr std::string_view LAST_CHUNK = "0\r\n\r\n";
     if (size == 0) {
-        m_body = LAST_CHUNK;
+        SetBody(LAST_CHUNK);
         return;
     }
     char digits[CHUNK_HEAD];
@@ -91,25 +101,17 @@ void Sending::Accept(std::size_t size) {
     const auto headSize = static_cast<std::size_t>(end - digits);
     std::memcpy(m_piece.data() + CHUNK_HEAD - headSize, digits, headSize);
     std::memcpy(m_piece.data() + CHUNK_HEAD + size, "\r\n", CHUNK_END);
-    m_body = std::string_view(m_piece).substr(CHUNK_HEAD - headSize, headSize + size + CHUNK_END);
-}
-
-int Sending::Pieces(iovec (&pieces)[2]) const noexcept {
-    int count = 0;
-    for (const std::string_view part : {m_head, m_body}) {
-        if (!part.empty()) {
-            pieces[count++] = {const_cast<char*>(part.data()),
-                               part.size()}; // iovec is for reading and writing
-        }
-    }
-    return count;
+    SetBody(std::string_view(m_piece).substr(CHUNK_HEAD - headSize, headSize + size + CHUNK_END));
 }
 
 void Sending::Advance(std::size_t bytes) noexcept {
     m_sent += bytes;
-    const std::size_t ofHead = std::min(bytes, m_head.size());
-    m_head.remove_prefix(ofHead);
-    m_body.remove_prefix(bytes - ofHead);
+    for (iovec* piece = m_left.begin(); bytes > 0; ++piece) {
+        const std::size_t step = std::min(bytes, piece->iov_len);
+        piece->iov_base = static_cast<char*>(piece->iov_base) + step;
+        piece->iov_len -= step;
+        bytes -= step;
+    }
 }
 
 Sending::Status Sending::Step(net::Channel& channel) {
@@ -120,16 +122,16 @@ Sending::Status Sending::Step(net::Channel& channel) {
         if (needsSource()) {
             return Status::Source;
         }
-        iovec pieces[2];
-        const int count = Pieces(pieces);
-        if (count == 0) {
+        iovec* const first =
+            std::find_if(m_left.begin(), m_left.end(), [](const iovec& piece) { return piece.iov_len > 0; });
+        if (first == m_left.end()) {
             return Status::Sent;
         }
         if (writes == WRITES_A_TURN) {
             m_wants = net::Wants::Write;
             return Status::Pending;
         }
-        const net::IoResult result = channel.Write(pieces, count);
+        const net::IoResult result = channel.Write(first, static_cast<int>(m_left.end() - first));
         Advance(result.bytes);
         if (result.error) {
             m_error = result.error;

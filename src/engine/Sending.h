@@ -3,9 +3,11 @@
 /// The way up of an exchange: head and body of a request onto a connection.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include <sys/uio.h>
 
@@ -26,8 +28,11 @@ public:
         Failed   ///< the source did not keep its word: fault()
     };
 
-    /// @param request lives as long as this object. @param head what was written for it, likewise.
-    Sending(const Request::Body& request, const std::string& head);
+    /// A request's head in up to three pieces, which live as long as the sending.
+    using Head = std::array<std::string_view, 3>;
+
+    /// @param request lives as long as this object. @param head what was written for it.
+    Sending(const Request::Body& request, const Head& head);
 
     Status Step(net::Channel& channel);
     /// Asks the source for the next piece. Host code.
@@ -35,7 +40,7 @@ public:
 
     /// @return whether the source has to be asked before anything can be sent. The first piece is asked for before
     ///         the head goes out, so that a source that cannot begin sends nothing.
-    bool needsSource() const noexcept { return !m_ended && m_body.empty(); }
+    bool needsSource() const noexcept { return !m_ended && m_left.back().iov_len == 0; }
     net::Wants wants() const noexcept { return m_wants; }
     std::error_code error() const noexcept { return m_error; }
     Fault& fault() noexcept { return m_fault; }
@@ -53,13 +58,13 @@ private:
 
     std::ptrdiff_t AskSource();
     void Accept(std::size_t size);
+    void SetBody(std::string_view piece) noexcept;
     void FailSource(FailureKind kind, const char* text);
-    int Pieces(iovec (&pieces)[2]) const noexcept;
     void Advance(std::size_t bytes) noexcept;
 
     const Request::Body& m_request;
-    std::string_view m_head; ///< what is left of it
-    std::string_view m_body; ///< what is left of the text, or of the source's last piece
+    /// What is left: of the head's pieces, then of the text, or of the source's last piece.
+    std::array<iovec, std::tuple_size_v<Head> + 1> m_left;
     BodySource m_source;
     std::string m_piece;       ///< the source's last piece, framed
     std::uint64_t m_given = 0; ///< by the source

@@ -22,6 +22,7 @@ constexpr std::string_view SEPARATOR = ": ";
 constexpr std::string_view USER_AGENT = "User-Agent: ";
 constexpr std::string_view ACCEPT_CODINGS = "Accept-Encoding: gzip, deflate\r\n";
 constexpr std::string_view CONTENT_TYPE = "Content-Type: ";
+constexpr std::string_view ACCEPT_ALL = "Accept: */*\r\n";
 constexpr std::string_view CHUNKED = "Transfer-Encoding: chunked\r\n";
 constexpr std::string_view CONTENT_LENGTH = "Content-Length: ";
 
@@ -30,6 +31,7 @@ struct Survey {
     bool userAgent = false;     ///< ours goes out
     bool acceptCodings = false; ///< ours goes out
     bool contentType = false;   ///< ours goes out
+    bool acceptAll = false;     ///< ours goes out
     std::size_t size = 0;       ///< of the fields that are not ours, line ends included
 };
 
@@ -44,6 +46,9 @@ bool MayGoOut(const Field& field, Survey& survey) noexcept {
     case 4:
         return !is("host");
     case 6:
+        if (is("accept")) {
+            survey.acceptAll = false;
+        }
         return !is("expect");
     case 7:
         return !is("trailer") && !is("upgrade");
@@ -71,12 +76,12 @@ bool MayGoOut(const Field& field, Survey& survey) noexcept {
     }
 }
 
-/// @return whether a credential goes out instead of a field.
-bool IsReplaced(const Field& field, const Credential& credential) noexcept {
-    return !credential.value.empty() && EqualsIgnoringCase(field.first, credential.name);
+/// @return whether a line that the caller keeps goes out instead of a field.
+bool IsReplaced(const Field& field, std::string_view keptLine) noexcept {
+    return !keptLine.empty() && EqualsIgnoringCase(field.first, keptLine);
 }
 
-GrammarError CheckFields(const std::vector<Field>* fields, const Credential& credential,
+GrammarError CheckFields(const std::vector<Field>* fields, std::string_view keptLine,
                          Survey& survey) noexcept {
     if (fields == nullptr) {
         return {};
@@ -91,7 +96,7 @@ GrammarError CheckFields(const std::vector<Field>* fields, const Credential& cre
         if (!MayGoOut(field, survey)) {
             return GrammarError::ForbiddenField;
         }
-        if (IsReplaced(field, credential)) {
+        if (IsReplaced(field, keptLine)) {
             continue;
         }
         survey.size += field.first.size() + (field.second.empty() ? 1 : SEPARATOR.size()) +
@@ -121,11 +126,12 @@ GrammarError Check(const RequestHead& head, Survey& survey) noexcept {
     survey.userAgent = !head.userAgent.empty();
     survey.acceptCodings = head.acceptCodings;
     survey.contentType = !head.contentType.empty();
+    survey.acceptAll = head.acceptAll;
     if (!AllAre(head.host, TargetByte) || !IsFieldValue(head.userAgent) || !IsFieldValue(head.contentType)) {
         return GrammarError::BadFieldValue;
     }
-    const GrammarError error = CheckFields(head.fields, head.credential, survey);
-    return error == GrammarError{} ? CheckFields(head.added, head.credential, survey) : error;
+    const GrammarError error = CheckFields(head.fields, head.keptLine, survey);
+    return error == GrammarError{} ? CheckFields(head.added, head.keptLine, survey) : error;
 }
 
 /// The line that tells how the body ends; "" when there is none.
@@ -160,12 +166,13 @@ public:
         m_to += text.copy(m_to, text.size());
         return *this;
     }
-    void Fields(const std::vector<Field>* fields, const Credential& credential) noexcept {
+    const char* end() const noexcept { return m_to; }
+    void Fields(const std::vector<Field>* fields, std::string_view keptLine) noexcept {
         if (fields == nullptr) {
             return;
         }
         for (const Field& field : *fields) {
-            if (IsReplaced(field, credential)) {
+            if (IsReplaced(field, keptLine)) {
                 continue;
             }
             // Without the blank where there is no value: none is left at the end of the line.
@@ -184,10 +191,7 @@ std::size_t SizeOf(const RequestHead& head, const Survey& survey, std::string_vi
                        LINE_END.size() + survey.size + framing.size() + LINE_END.size();
     size += survey.userAgent ? USER_AGENT.size() + head.userAgent.size() + LINE_END.size() : 0;
     size += survey.acceptCodings ? ACCEPT_CODINGS.size() : 0;
-    const Credential& credential = head.credential;
-    size += !credential.value.empty()
-                ? credential.name.size() + SEPARATOR.size() + credential.value.size() + LINE_END.size()
-                : 0;
+    size += survey.acceptAll ? ACCEPT_ALL.size() : 0;
     size += survey.contentType ? CONTENT_TYPE.size() + head.contentType.size() + LINE_END.size() : 0;
     return size;
 }
@@ -229,6 +233,11 @@ const char* NameOf(Method method) noexcept {
 }
 
 std::error_code WriteRequestHead(const RequestHead& head, std::string& out) {
+    std::size_t lineAt = 0;
+    return WriteRequestHead(head, out, lineAt);
+}
+
+std::error_code WriteRequestHead(const RequestHead& head, std::string& out, std::size_t& lineAt) {
     Survey survey;
     if (const GrammarError error = Check(head, survey); error != GrammarError{}) {
         return error;
@@ -247,11 +256,12 @@ std::error_code WriteRequestHead(const RequestHead& head, std::string& out) {
     if (survey.contentType) {
         writer << CONTENT_TYPE << head.contentType << LINE_END;
     }
-    writer.Fields(head.fields, head.credential);
-    writer.Fields(head.added, head.credential);
-    if (!head.credential.value.empty()) {
-        writer << head.credential.name << SEPARATOR << head.credential.value << LINE_END;
+    if (survey.acceptAll) {
+        writer << ACCEPT_ALL;
     }
+    writer.Fields(head.fields, head.keptLine);
+    writer.Fields(head.added, head.keptLine);
+    lineAt = static_cast<std::size_t>(writer.end() - out.data());
     writer << framing.text() << LINE_END;
     return {};
 }

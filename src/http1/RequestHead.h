@@ -26,12 +26,6 @@ struct BodyFraming {
     std::uint64_t length = 0;
 };
 
-/// A field of the engine's that nobody else may set.
-struct Credential {
-    std::string_view name;  ///< in lower case
-    std::string_view value; ///< fit for a field, which is not checked again; empty: there is none
-};
-
 /// What a request's head is written from. All views live as long as the call of WriteRequestHead().
 struct RequestHead {
     Method method = Method::Get;
@@ -39,21 +33,27 @@ struct RequestHead {
     std::string_view host;                      ///< the value of Host
     const std::vector<Field>* fields = nullptr; ///< the host's, in order
     const std::vector<Field>* added = nullptr;  ///< the engine's own beside them (trace); may be null
-    Credential credential;                      ///< goes out in the place of all fields of its name
-    std::string_view contentType;               ///< of the body; empty: none
-    std::string_view userAgent;                 ///< default of ours; empty: none
-    bool acceptCodings = false;                 ///< Accept-Encoding: gzip, deflate
-    BodyFraming framing; ///< None on POST, PUT and PATCH still writes "Content-Length: 0"
+    /// In lower case, the name of a field whose line the caller keeps and puts in the place of all fields of that name;
+    /// empty: there is none.
+    std::string_view keptLine;
+    std::string_view contentType; ///< of the body; empty: none
+    std::string_view userAgent;   ///< default of ours; empty: none
+    bool acceptCodings = false;   ///< Accept-Encoding: gzip, deflate
+    bool acceptAll = false;       ///< Accept: */*, unless the host replaces it
+    BodyFraming framing;          ///< None on POST, PUT and PATCH still writes "Content-Length: 0"
 };
 
 /// Writes a head, with the empty line that ends it.
 ///
 /// Order: request line, Host, the defaults that the host did not replace (User-Agent, Accept-Encoding,
-/// Content-Type), the host's fields in their order, those added, the credential, the framing. A name of a default that stands
-/// among the host's fields, in any case, keeps ours out.
+/// Content-Type, Accept), the host's fields in their order, those added, the line that the caller keeps, the framing. A name of a
+/// default that stands among the host's fields, in any case, keeps ours out.
 /// @param head what to write.
 /// @param[out] out is cleared and written; it keeps its memory. Undefined after an error.
+/// @param[out] lineAt where in it the line that the caller keeps belongs. Not written after an error.
 /// @return why it may not go out; nothing when it may.
+std::error_code WriteRequestHead(const RequestHead& head, std::string& out, std::size_t& lineAt);
+/// As above, where the caller keeps no line.
 std::error_code WriteRequestHead(const RequestHead& head, std::string& out);
 
 /// @return whether a text may be the value of a field: no control characters, no blanks around it.

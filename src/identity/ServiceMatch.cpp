@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "identity/ServiceMatch.h"
 
-#include "identity/TokenTexts.h"
-
 namespace {
 
 /// The service of clients that have been given access; never destroyed, as threads may outlive main().
@@ -23,13 +21,14 @@ bool MatchesExactly(std::string_view pattern, std::string_view& path) {
 }
 
 /// Matches a pattern with "*" at the given position; what follows the "*" is ignored.
-bool MatchesPrefix(const std::string& pattern, std::string::size_type star, std::string_view path) {
-    return path.substr(0, star) == std::string_view(pattern).substr(0, star);
+bool MatchesPrefix(std::string_view pattern, std::size_t star, std::string_view path) {
+    return path.substr(0, star) == pattern.substr(0, star);
 }
 
-bool Matches(const std::string& pattern, std::string_view& path) {
-    const std::string::size_type star = pattern.find('*');
-    return star == std::string::npos ? MatchesExactly(pattern, path) : MatchesPrefix(pattern, star, path);
+bool Matches(std::string_view pattern, std::string_view& path) {
+    const std::size_t star = pattern.find('*');
+    return star == std::string_view::npos ? MatchesExactly(pattern, path)
+                                          : MatchesPrefix(pattern, star, path);
 }
 
 } // namespace
@@ -48,8 +47,4 @@ const std::string* FindService(const ServiceUrls& services, std::string_view url
         }
     }
     return nullptr;
-}
-
-bool GoesToExchange(std::string_view url) {
-    return url.find(g_strSiaTokenPath) != std::string_view::npos;
 }

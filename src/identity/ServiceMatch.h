@@ -7,6 +7,8 @@
 #include <string>
 #include <string_view>
 
+#include "identity/TokenTexts.h"
+
 /// The configuration: URL pattern to service name, in the byte order of the patterns.
 using ServiceUrls = std::map<std::string, std::string>;
 
@@ -17,4 +19,7 @@ using ServiceUrls = std::map<std::string, std::string>;
 const std::string* FindService(const ServiceUrls& services, std::string_view url, bool access);
 
 /// @return whether a request goes to the token exchange itself, and never carries a token.
-bool GoesToExchange(std::string_view url);
+inline bool GoesToExchange(std::string_view url) {
+    const std::string_view exchange = g_strSiaTokenPath;
+    return url.size() >= exchange.size() && url.find(exchange) != std::string_view::npos;
+}

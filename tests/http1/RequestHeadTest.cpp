@@ -25,6 +25,7 @@ struct Asked {
     std::string contentType;
     std::string userAgent;
     bool acceptCodings = false;
+    bool acceptAll = false;
     BodyFraming framing;
 };
 
@@ -38,6 +39,7 @@ std::error_code Write(const Asked& asked, std::string& out) {
     head.contentType = asked.contentType;
     head.userAgent = asked.userAgent;
     head.acceptCodings = asked.acceptCodings;
+    head.acceptAll = asked.acceptAll;
     head.framing = asked.framing;
     return WriteRequestHead(head, out);
 }
@@ -163,6 +165,40 @@ TEST(RequestHead, HasAFieldOfTheHostsInsteadOfADefault) {
     for (const auto& [fields, lines] : rows) {
         EXPECT_EQ(Written(WithDefaults(fields)), begin + lines + end);
     }
+}
+
+TEST(RequestHead, SaysThatItAcceptsAllUnlessTheHostSaysWhat) {
+    Asked asked = WithDefaults({{"A", "1"}});
+    asked.acceptAll = true;
+    const std::string begin = "POST / HTTP/1.1\r\nHost: h\r\nUser-Agent: libhttpclient\r\n"
+                              "Accept-Encoding: gzip, deflate\r\nContent-Type: text/plain\r\n";
+    const std::string end = "Content-Length: 5\r\n\r\n";
+    EXPECT_EQ(Written(asked), begin + "Accept: */*\r\nA: 1\r\n" + end);
+    asked.fields = {{"aCCEPT", "a/b"}};
+    EXPECT_EQ(Written(asked), begin + "aCCEPT: a/b\r\n" + end);
+    asked.fields = {};
+    asked.added = {{"Accept", "a/b"}};
+    EXPECT_EQ(Written(asked), begin + "Accept: a/b\r\n" + end);
+    asked.added = {{"Accepts", "x"}};
+    EXPECT_EQ(Written(asked), begin + "Accept: */*\r\nAccepts: x\r\n" + end);
+}
+
+TEST(RequestHead, LeavesRoomForALineThatTheCallerKeeps) {
+    const std::vector<Field> fields = {{"A", "1"}, {"X-Kept", "of the host's"}, {"x-kept", ""}};
+    const std::vector<Field> added = {{"Z", "9"}, {"x-KEPT", "of an observer's"}};
+    RequestHead head;
+    head.method = Method::Post;
+    head.target = "/";
+    head.host = "h";
+    head.fields = &fields;
+    head.added = &added;
+    head.framing = LENGTH_5;
+    head.keptLine = "x-kept";
+    std::string out;
+    std::size_t lineAt = 0;
+    ASSERT_FALSE(WriteRequestHead(head, out, lineAt));
+    EXPECT_EQ(out.substr(0, lineAt), "POST / HTTP/1.1\r\nHost: h\r\nA: 1\r\nZ: 9\r\n");
+    EXPECT_EQ(out.substr(lineAt), "Content-Length: 5\r\n\r\n");
 }
 
 // RFC 9112, 3.2.1; RFC 3986, 3.3 and 3.4

@@ -5,8 +5,8 @@
 
 #include <cstdint>
 #include <string>
-#include <utility>
 
+#include "identity/TokenTexts.h"
 #include "support/Cleansing.h"
 
 namespace httpclient::engine {
@@ -15,18 +15,20 @@ namespace httpclient::engine {
 class Token {
 public:
     /// @param text is fit for a header line. @param generation tells the token from all others of its engine; above 0.
-    Token(std::string text, std::uint64_t generation) : m_text(std::move(text)), m_generation(generation) {
-        Cleanse(text); // a short text is copied, not moved
+    Token(const std::string& text, std::uint64_t generation) : m_generation(generation) {
+        m_line.reserve(g_strTokenHeader.size() + text.size() + 4); // none of it is left elsewhere
+        m_line.append(g_strTokenHeader).append(": ").append(text).append("\r\n");
     }
-    ~Token() { Cleanse(m_text); }
+    ~Token() { Cleanse(m_line); }
     Token(const Token&) = delete;
     Token& operator=(const Token&) = delete;
 
-    const std::string& text() const noexcept { return m_text; }
+    /// @return the header line that carries it, with its end: ready, so that no call copies it.
+    const std::string& line() const noexcept { return m_line; }
     std::uint64_t generation() const noexcept { return m_generation; }
 
 private:
-    std::string m_text;
+    std::string m_line;
     const std::uint64_t m_generation;
 };
 

@@ -36,18 +36,25 @@ void TokenStore::Wipe(Service& service, Lock& lock) noexcept {
     lock.lock();
 }
 
-std::shared_ptr<const Token> TokenStore::Find(const std::string& service, net::Time now) const {
+std::shared_ptr<const Token> TokenStore::Find(const std::string& service, net::Time now) {
     const Lock lock(m_lock);
-    const auto entry = m_services.find(service);
-    return entry != m_services.end() && now < entry->second.endsAt ? entry->second.token : nullptr;
+    const Service* of = Known(service);
+    return of != nullptr && now < of->endsAt ? of->token : nullptr;
+}
+
+/// @return what is known of a service; null when it was never asked for.
+TokenStore::Service* TokenStore::Known(const std::string& service) noexcept {
+    for (Service& known : m_services) {
+        if (known.name == service) {
+            return &known;
+        }
+    }
+    return nullptr;
 }
 
 TokenStore::Service& TokenStore::Of(const std::string& service) {
-    const auto [entry, isNew] = m_services.try_emplace(service);
-    if (isNew) {
-        entry->second.name = &entry->first; // once: exchanges read it without the lock
-    }
-    return entry->second;
+    Service* known = Known(service);
+    return known != nullptr ? *known : m_services.emplace_front(service);
 }
 
 TokenStore::Answer TokenStore::Ask(const std::string& service, Ticket& ticket,
@@ -98,9 +105,9 @@ void TokenStore::Leave(Ticket& ticket) noexcept {
 void TokenStore::Drop(const std::string& service, std::uint64_t generation) noexcept {
     TokenPtr dropped; // wiped after the lock
     const Lock lock(m_lock);
-    const auto entry = m_services.find(service);
-    if (entry != m_services.end() && entry->second.token && entry->second.token->generation() == generation) {
-        dropped = std::move(entry->second.token);
+    Service* of = Known(service);
+    if (of != nullptr && of->token && of->token->generation() == generation) {
+        dropped = std::move(of->token);
     }
 }
 
@@ -131,7 +138,7 @@ void TokenStore::Begin(Service& service, Lock& lock) noexcept {
 void TokenStore::Exchange(Service& service) noexcept {
     TokenOutcome outcome;
     // cppcheck-suppress throwInNoexceptFunction ; only the end of the thread gets out, and nobody ends this one
-    if (!Contained([&] { outcome = AskTokenService(m_core, *service.name); })) {
+    if (!Contained([&] { outcome = AskTokenService(m_core, service.name); })) {
         outcome.refusal = WithoutMemory();
     }
     End(service, outcome);
@@ -148,7 +155,7 @@ void TokenStore::End(Service& service, TokenOutcome& outcome) noexcept {
             outcome.refusal = WithoutMemory();
         }
     }
-    m_core.statistics().CountTokenExchange(*service.name,
+    m_core.statistics().CountTokenExchange(service.name,
                                            fresh ? std::nullopt : std::make_optional(outcome.refusal.cause));
     const net::Time now = net::Clock::now();
     net::Time next{};
@@ -210,7 +217,7 @@ void TokenStore::LeaveExchange() noexcept {
 net::Time TokenStore::Renew(net::Time now) {
     net::Time next = net::Time::max();
     Lock lock(m_lock);
-    for (auto& [name, service] : m_services) { // grows meanwhile, and never shrinks
+    for (Service& service : m_services) { // grows at its front meanwhile, and never shrinks
         if (service.token && now >= service.endsAt) {
             Wipe(service, lock);
         }
@@ -230,7 +237,7 @@ void TokenStore::Stop() noexcept {
     while (m_underWay > 0) {
         m_ended.Wait(lock, net::Time::max());
     }
-    for (auto& [name, service] : m_services) {
+    for (Service& service : m_services) {
         Wipe(service, lock);
     }
 }

@@ -7,7 +7,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <map>
+#include <forward_list>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -78,7 +78,7 @@ public:
     TokenStore& operator=(const TokenStore&) = delete;
 
     /// @return the service's token, while it lives; null when there is none.
-    std::shared_ptr<const Token> Find(const std::string& service, net::Time now) const;
+    std::shared_ptr<const Token> Find(const std::string& service, net::Time now);
     /// Asks for a token. Where there is none, an exchange is begun or joined, unless one has failed just now.
     /// @param waker called when the ticket, waiting in line, has news. @throw std::bad_alloc
     Answer Ask(const std::string& service, Ticket& ticket, const std::shared_ptr<Waker>& waker,
@@ -103,7 +103,9 @@ private:
 
     /// What is known of a service. Never removed, so that pointers to it hold.
     struct Service {
-        const std::string* name = nullptr; ///< its key in the map
+        explicit Service(const std::string& of) : name(of) {}
+
+        const std::string name; ///< exchanges read it without the lock
         TokenPtr token;
         net::Time endsAt{};
         net::Time renewAt{};
@@ -113,6 +115,7 @@ private:
         Ticket::Line line;
     };
 
+    Service* Known(const std::string& service) noexcept;
     Service& Of(const std::string& service);
     void Begin(Service& service, Lock& lock) noexcept;
     void Exchange(Service& service) noexcept;
@@ -124,9 +127,10 @@ private:
     void LeaveExchange() noexcept;
 
     Core& m_core;
-    mutable std::mutex m_lock;
+    std::mutex m_lock;
     MonotonicCondition m_ended; ///< an exchange has
-    std::map<std::string, Service> m_services;
+    /// Not a map: they are few, never more than the patterns among which a call's service was looked for.
+    std::forward_list<Service> m_services;
     std::atomic<std::uint64_t> m_lastGeneration{0};
     std::size_t m_underWay = 0; ///< exchanges, whose threads touch this object
     bool m_stopped = false;
