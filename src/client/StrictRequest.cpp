@@ -24,8 +24,6 @@ namespace {
 constexpr auto NO_METHOD = static_cast<httpclient::Method>(-1);
 
 // Never destroyed, so that threads that outlive main() may still use them.
-const std::string& ACCEPT = *new std::string("Accept");
-const std::string& ANYTHING = *new std::string("*/*");
 const std::string& COOKIE = *new std::string("Cookie");
 const std::string& FORM = *new std::string("application/x-www-form-urlencoded");
 const std::string& DEFAULT_CHARSET = *new std::string("GBK");
@@ -87,31 +85,39 @@ void StrictRequest::SetMethod() {
 
 /// The path, which must be one; an empty one means "/".
 void StrictRequest::SetTarget() {
-    m_body->target = m_request.getUrlPath();
+    m_body->target = m_pOwn != nullptr ? m_pOwn->m_strUrlPath : m_request.getUrlPath();
     if (m_body->target.empty()) {
         m_body->target = '/';
     }
 }
 
-/// The header entries in the order of their names, defaults and cookie before them.
+/// Defaults, cookie and header entries.
 void StrictRequest::SetHead() {
+    if (m_pOwn != nullptr) {
+        const Entries& entries = m_pOwn->m_mapHeadEntry;
+        m_body->door.decodes = !entries.empty() && !m_pOwn->getAcceptEncoding().empty();
+        return TakeEntries(entries, m_pOwn->m_strCookie);
+    }
     m_body->door.decodes = !m_request.getAcceptEncoding().empty();
     Entries entries = m_request.getRequestHead();
     const Cleansing cleansing(entries); // a host may authorize itself with what stands there
-    m_body->fields.reserve(entries.size() + 3);
-    if (!Mentions(entries, "accept")) {
-        m_body->fields.emplace_back(ACCEPT, ANYTHING);
-    }
-    SetCookie(entries);
+    std::string cookie = m_request.getCustomCookieParam();
+    const Cleansing cleansingCookie(cookie);
+    TakeEntries(entries, cookie);
+}
+
+/// The header entries in the order of their names, defaults and cookie before them.
+void StrictRequest::TakeEntries(const Entries& entries, const std::string& cookie) {
+    m_body->door.acceptsAll = true;
+    m_body->fields.reserve(entries.size() + (cookie.empty() ? 0 : 1));
+    SetCookie(entries, cookie);
     for (const auto& [name, value] : entries) {
         SetEntry(name, value);
     }
 }
 
 /// A cookie only when there is one; an entry of that name replaces it.
-void StrictRequest::SetCookie(const Entries& entries) {
-    std::string cookie = m_request.getCustomCookieParam();
-    const Cleansing cleansing(cookie);
+void StrictRequest::SetCookie(const Entries& entries, const std::string& cookie) {
     const std::string_view text = httpclient::http1::Trimmed(cookie);
     if (!text.empty() && !Mentions(entries, "cookie")) {
         m_body->fields.emplace_back(COOKIE, text);
@@ -123,6 +129,9 @@ void StrictRequest::SetEntry(const std::string& name, const std::string& value) 
     const std::string_view text = httpclient::http1::Trimmed(value);
     if (EqualsIgnoringCase(name, "content-type")) {
         m_defaultContentType = false;
+    }
+    if (EqualsIgnoringCase(name, "accept")) {
+        m_body->door.acceptsAll = false;
     }
     if (text.empty()) {
         m_body->door.withoutUserAgent =
@@ -143,7 +152,7 @@ void StrictRequest::SetEntry(const std::string& name, const std::string& value) 
 /// Every byte of the request's own body. That of a GET or HEAD is refused by the engine.
 void StrictRequest::SetBody(Text text) {
     if (text == Text::Lent && m_pOwn != nullptr) {
-        m_body->door.lentText = &m_pOwn->Content();
+        m_body->door.lentText = &m_pOwn->m_strContent;
     } else {
         m_body->text = m_request.getContent();
     }

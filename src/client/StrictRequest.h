@@ -20,7 +20,7 @@ public:
     /// Who has the body while the call lasts.
     enum class Text { Copied, Lent };
 
-    /// Reads a request, once and through its getters. @param timeoutSeconds of the call; 0: none.
+    /// Reads a request once; one that is not exactly the library's own through its getters. @param timeoutSeconds of the call; 0: none.
     /// @param text Lent: the request outlives the call and does not change meanwhile, so its body is not copied.
     /// @throw std::bad_alloc, and what getters of the host's throw.
     static httpclient::Request From(const CHttpRequest& request, unsigned int timeoutSeconds, Text text);
@@ -36,7 +36,8 @@ private:
     void SetBody(Text text);
     void PlaceParameters();
 
-    void SetCookie(const Entries& entries);
+    void TakeEntries(const Entries& entries, const std::string& cookie);
+    void SetCookie(const Entries& entries, const std::string& cookie);
     void SetEntry(const std::string& name, const std::string& value);
     std::string Parameters();
     bool IsFormMethod() const;

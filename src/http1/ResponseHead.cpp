@@ -10,6 +10,9 @@ bool SameName(std::string_view one, std::string_view other) noexcept {
     if (one.size() != other.size()) {
         return false;
     }
+    if (one == other) {
+        return true; // servers mostly write them as they are asked for
+    }
     for (std::size_t i = 0; i < one.size(); ++i) {
         if (LowerOf(one[i]) != LowerOf(other[i])) {
             return false;

@@ -67,10 +67,9 @@ public:
                        std::string& out) const override;
     bool setForwardFilter(const std::string& filter) override;
 
-    /// @return what getContent() copies.
-    [[gnu::visibility("hidden")]] const std::string& Content() const noexcept { return m_strContent; }
-
 private:
+    friend class StrictRequest; // reads without copies what the getters copy
+
     HTTPOPERATIONTYPE m_eVerb;
     std::map<std::string, std::string> m_mapHeadEntry;
     std::map<std::string, std::vector<std::string>> m_mapParams;
