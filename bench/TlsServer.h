@@ -17,6 +17,8 @@ public:
     TlsServer();
 
     const Nginx& Server() const { return m_nginx; }
+    /// @return who has signed the server's certificate and the client's.
+    const httpclient::testing::CertificateAuthority& Authority() const { return m_ca; }
     /// @return files of a client.
     std::string CaFile() const { return m_root.File("trust.cer"); }
     std::string CertificateFile() const { return m_root.File("server.cer"); }

@@ -7,6 +7,8 @@ namespace {
 
 constexpr const char* DOOR = "libhttpclient, Client";
 constexpr const char* STRICT = "libhttpclient, STRICT";
+constexpr const char* DOOR_ASYNC = "libhttpclient, Client asynchronous";
+constexpr const char* STRICT_ASYN = "libhttpclient, STRICT asynchronous";
 constexpr const char* CURL = "libcurl, minimal loop";
 constexpr const char* BEAST = "Boost.Beast";
 
@@ -36,6 +38,14 @@ const std::vector<Goal>& AllGoals() {
         {"connect", STRICT, DOOR, 1.10, 1.10},
         {"connect-tls-resumed", STRICT, DOOR, 1.10, 1.10},
         {"get-1m", STRICT, DOOR, 1.10, 1.10},
+        {"get", STRICT_ASYN, DOOR_ASYNC, 1.10, 1.10},
+        {"get-8", STRICT_ASYN, DOOR_ASYNC, 1.10, 1.10},
+        {"post", STRICT_ASYN, DOOR_ASYNC, 1.10, 1.10},
+        {"token", STRICT_ASYN, DOOR_ASYNC, 1.10, 1.10},
+        {"tls", STRICT_ASYN, DOOR_ASYNC, 1.10, 1.10},
+        {"connect", STRICT_ASYN, DOOR_ASYNC, 1.10, 1.10},
+        {"connect-tls-resumed", STRICT_ASYN, DOOR_ASYNC, 1.10, 1.10},
+        {"get-1m", STRICT_ASYN, DOOR_ASYNC, 1.10, 1.10},
     };
     return goals;
 }

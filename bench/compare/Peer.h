@@ -13,7 +13,7 @@ struct Target {
     std::uint16_t port = 0;
     std::string path;
     std::string body;  ///< Empty: GET; else POST.
-    std::string token; ///< Not empty: sent as "x-access-token".
+    std::string token; ///< Not empty: sent as "x-access-token"; the library has it of itself.
     size_t answerBytes = 128;
     bool tls = false; ///< Mutual TLS.
     std::string ca;   ///< CA file; with tls only.

@@ -6,6 +6,7 @@ std::unique_ptr<Peer> MakeLibrary(const Target& target);
 std::unique_ptr<Peer> MakeStrict(const Target& target);
 std::unique_ptr<Peer> MakeStrictAsyn(const Target& target);
 std::unique_ptr<Peer> MakeClient(const Target& target);
+std::unique_ptr<Peer> MakeClientAsync(const Target& target);
 std::unique_ptr<Peer> MakeSocket(const Target& target);
 std::unique_ptr<Peer> MakeMinimal(const Target& target);
 std::unique_ptr<Peer> MakeHandlePerRequest(const Target& target);
@@ -23,6 +24,7 @@ const std::vector<PeerKind>& AllPeers() {
         {"libhttpclient, STRICT", &MakeStrict},
         {"libhttpclient, STRICT asynchronous", &MakeStrictAsyn},
         {"libhttpclient, Client", &MakeClient},
+        {"libhttpclient, Client asynchronous", &MakeClientAsync},
         {"bare socket", &MakeSocket},
         {"libcurl, minimal loop", &MakeMinimal},
         {"libcurl, a handle per request", &MakeHandlePerRequest},

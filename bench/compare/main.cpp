@@ -14,6 +14,7 @@
 #include "../Descriptors.h"
 #include "../Progress.h"
 #include "../TlsServer.h"
+#include "../TokenService.h"
 #include "../cost/CachedToken.h"
 #include "Contest.h"
 #include "SlowServer.h"
@@ -78,6 +79,7 @@ bool AnyErrors(const std::vector<WorkResults>& works) {
 int Run(const Options& options) {
     const SlowServer slow;
     const TlsServer server;
+    const TokenService tokens(server.Authority());
     CacheToken("/1*");
     SwitchIdentity(false);
     const std::vector<WorkResults> results = CompareAll(WorksOf(options, server, slow), options);

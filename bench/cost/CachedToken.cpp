@@ -10,15 +10,9 @@
 
 namespace {
 
-constexpr const char* SERVICE = "MeasuredService";
-constexpr size_t TOKEN_LENGTH = 800; // that of a usual signed token
 constexpr time_t ONE_DAY = 86400;
 
 } // namespace
-
-std::string MeasuredToken() {
-    return std::string(TOKEN_LENGTH, 't');
-}
 
 void SwitchIdentity(bool on) {
     setenv("enableServiceIdentity", on ? "true" : "false", 1);
@@ -28,6 +22,7 @@ void SwitchIdentity(bool on) {
 void CacheToken(const std::string& pattern) {
     CHttpSiaToken* identity = CHttpSiaToken::Instance();
     SwitchIdentity(true);
-    identity->m_mapServiceUrl[pattern] = SERVICE;
-    identity->m_mapSiaToken[SERVICE] = SiaToken{MeasuredToken(), time(nullptr) + ONE_DAY};
+    identity->m_strJwt = "credential";
+    identity->m_mapServiceUrl[pattern] = MEASURED_SERVICE;
+    identity->m_mapSiaToken[MEASURED_SERVICE] = SiaToken{MeasuredToken(), time(nullptr) + ONE_DAY};
 }

@@ -112,9 +112,10 @@ SendOne StrictPost(std::uint16_t port) {
     return Library(port, HTTPOPERATION_POST, PATH, std::string(POST_BYTES, 'b'), HTTPTRANSFERPROFILE_STRICT);
 }
 
-SendOne Client(std::uint16_t port, httpclient::Request request) {
+SendOne Client(std::uint16_t port, httpclient::Request request,
+               httpclient::Identity identity = httpclient::Identity::None) {
     auto client = std::make_shared<httpclient::Client>(
-        httpclient::ClientOptions("http://127.0.0.1:" + std::to_string(port)));
+        httpclient::ClientOptions("http://127.0.0.1:" + std::to_string(port)).identity(identity));
     auto kept = std::make_shared<httpclient::Request>(std::move(request));
     return [client, kept]() -> long {
         httpclient::Result result = client->Send(*kept);
@@ -124,6 +125,37 @@ SendOne Client(std::uint16_t port, httpclient::Request request) {
 
 SendOne ClientGet(std::uint16_t port) {
     return Client(port, httpclient::Request(httpclient::Method::Get, PATH));
+}
+
+SendOne ClientGetAs(std::uint16_t port, httpclient::Identity identity) {
+    return Client(port, httpclient::Request(httpclient::Method::Get, PATH), identity);
+}
+
+/// Has the engine's store filled.
+void ExchangeToken(std::uint16_t port) {
+    CacheToken("/1*");
+    ClientGetAs(port, httpclient::Identity::Platform)();
+}
+
+SendOne ClientGetWithToken(std::uint16_t port) {
+    ExchangeToken(port);
+    return ClientGetAs(port, httpclient::Identity::Platform);
+}
+
+SendOne ClientGetBesideToken(std::uint16_t port) {
+    ExchangeToken(port);
+    return ClientGetAs(port, httpclient::Identity::None);
+}
+
+SendOne StrictGetWithToken(std::uint16_t port) {
+    ExchangeToken(port);
+    return StrictGet(port);
+}
+
+SendOne StrictGetBesideToken(std::uint16_t port) {
+    ExchangeToken(port);
+    SwitchIdentity(false);
+    return StrictGet(port);
 }
 
 SendOne ClientGetLabelled(std::uint16_t port) {
@@ -235,11 +267,15 @@ SendOne MakeWork(const std::string& name, std::uint16_t port) {
         {"library-get-token", &LibraryGetWithToken},
         {"library-get-pooled", &LibraryGetBesidePooled},
         {"client-get", &ClientGet},
+        {"client-get-token", &ClientGetWithToken},
+        {"client-get-beside-token", &ClientGetBesideToken},
         {"client-get-labelled", &ClientGetLabelled},
         {"client-post", &ClientPost},
         {"async-get", &AsyncGet},
         {"async-get-20", &AsyncGets},
         {"strict-get", &StrictGet},
+        {"strict-get-token", &StrictGetWithToken},
+        {"strict-get-beside-token", &StrictGetBesideToken},
         {"strict-post", &StrictPost},
         {"strict-asyn-get", &StrictAsynGet}};
     return makers.at(name)(port);

@@ -103,6 +103,12 @@ Measures Measure(const CostByWork& costs) {
     const Cost line = Difference(costs.at("floor-get-token"), costs.at("floor-get"));
     measures["token.own-instructions"] = added.InstructionsOf(OWN);
     measures["token.instructions"] = added.TotalInstructions() - line.TotalInstructions();
+    for (const std::string door : {"client", "strict"}) {
+        const Cost token = Difference(costs.at(door + "-get-token"), costs.at(door + "-get-beside-token"));
+        measures[door + "-token.own-instructions"] = token.InstructionsOf(OWN);
+        measures[door + "-token.instructions"] = token.TotalInstructions();
+        measures[door + "-token.allocations"] = token.allocations;
+    }
     const Cost besidePool = Difference(costs.at("library-get-pooled"), costs.at("library-get"));
     measures["pooled.own-instructions"] = besidePool.InstructionsOf(OWN);
     measures["pooled.allocations"] = besidePool.allocations;

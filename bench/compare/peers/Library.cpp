@@ -28,11 +28,7 @@ public:
         m_request.setVerb(target.body.empty() ? HTTPOPERATION_GET : HTTPOPERATION_POST);
         m_request.setUrlPath(target.path);
         m_request.setContent(target.body);
-        SwitchIdentity(!target.token.empty() && profile == HTTPTRANSFERPROFILE_COMPATIBLE);
-        if (!target.token.empty() && profile == HTTPTRANSFERPROFILE_STRICT) {
-            m_request.addRequestHeadEntry("x-access-token",
-                                          target.token); // as the others; its store is the engine's
-        }
+        SwitchIdentity(!target.token.empty()); // either road has it then: its cache, the engine's store
     }
     bool Send() override {
         CHttpResponse response;

@@ -15,6 +15,7 @@
 #include <httpclient/testing/TlsLoopbackServer.h>
 #include <httpclient/testing/TlsRoot.h>
 
+#include "../../TokenService.h"
 #include "../../cost/CachedToken.h"
 #include "Peer.h"
 
@@ -100,6 +101,10 @@ TEST_P(Peers, SendTheBodyAndTheToken) {
     Target target = At(server);
     target.body.assign(16 * 1024, 'b');
     target.token = MeasuredToken();
+    const CertificateAuthority ca;
+    const TlsRoot root(ca.certificatePem(), ca.IssueClient(), "", "");
+    const ScopedEnvironment environment("SSL_ROOT", root.path());
+    const TokenService tokens(ca);
     CacheToken("/1*");
     EXPECT_TRUE(Sends(*GetParam().make(target)));
     ASSERT_EQ(server.requests().size(), 1U);
