@@ -53,7 +53,8 @@ public:
     /// alone on purpose, so that a worker that still holds one stays safe.
     ///
     /// Not for a callback, nor while another thread uses the pool: a plain connection that is lent out would
-    /// be closed under its borrower. The host stops its own sends first.
+    /// be closed under its borrower. The host stops its own sends first. Where the log or the cipher has been called
+    /// amid the pool, it does nothing: a handler of exit() may call it though they have called exit().
     ///
     /// Shuts the engine of httpclient::Client down, too (httpclient::Engine::Shared()), where there is one; its
     /// next use starts another.

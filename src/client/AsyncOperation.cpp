@@ -167,6 +167,7 @@ void* DoAsyncOperation(void* args) {
 
 void* RunWorker(void* args) {
     const std::unique_ptr<WorkerArgs> record(static_cast<WorkerArgs*>(args));
+    ExitGate::MarkThread();
     Work(*record, &record->callersSignals);
     return nullptr;
 }

@@ -47,7 +47,9 @@ std::size_t BehindScheme(std::string_view line, std::size_t url) {
 /// bytes.
 /// @return where it begins, its scheme left out.
 std::size_t UrlOfProxy(std::string_view line) {
-    const bool aboutProxy = Holds(line, "roxy") && !Holds(line, "no_proxy ==") && !Holds(line, "NO_PROXY ==");
+    const bool namesNone = BeginsWith(line, "Uses proxy env variable no_proxy ==") ||
+                           BeginsWith(line, "Uses proxy env variable NO_PROXY ==");
+    const bool aboutProxy = Holds(line, "roxy") && !namesNone;
     const std::size_t quote = aboutProxy ? line.find('\'') : NONE;
     return quote == NONE ? NONE : BehindScheme(line, quote + 1);
 }

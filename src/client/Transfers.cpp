@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 // The ten transfers, and what surrounds them on the borrowed handle.
 #include <array>
+#include <optional>
 
 #include "client/CurlCallbacks.h"
 #include "client/HttpClientImp.h"
 #include "client/ResponseFill.h"
 #include "client/TlsConnecting.h"
 #include "support/Cleansing.h"
+#include "support/ExitGate.h"
 #include "support/Trace.h"
 
 namespace {
@@ -124,6 +126,10 @@ int Perform(const TransferKind& kind, CHttpClientImp& client, CURL* curl, const 
     }
     const CURLcode performed = [&] {
         const TlsConnecting connecting(transfer.url);
+        std::optional<ExitGate::Pass> pass; // for a callback that sends: nobody joins its thread before exit()
+        if (connecting.isTls() && ExitGate::IsMarkedThread()) {
+            pass.emplace();
+        }
         return curl_easy_perform(curl);
     }();
     if (performed == CURLE_OK) {

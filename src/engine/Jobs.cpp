@@ -9,6 +9,7 @@
 #include <cxxabi.h>
 
 #include "engine/HostMask.h"
+#include "support/ExitGate.h"
 #include "support/SignalBlock.h"
 
 namespace httpclient::engine {
@@ -124,6 +125,7 @@ bool Jobs::Withdraw(Job& job) noexcept {
 
 void Jobs::Run(const std::shared_ptr<State>& state) {
     t_queue = state.get();
+    ExitGate::MarkThread(); // a callback may send on the first road
     /// A job may end its thread; the count stays right, and another thread takes its place.
     struct Leaving {
         const std::shared_ptr<State>& state;

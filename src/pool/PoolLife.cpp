@@ -26,6 +26,7 @@
 #include "pool/PoolReading.h"
 #include "pool/ReactorStay.h"
 #include "support/Cancellation.h"
+#include "support/ExitGate.h"
 #include "support/Published.h"
 #include "support/SignalBlock.h"
 #include "support/Trace.h"
@@ -126,6 +127,7 @@ CHttpConnectionMgr* CHttpConnectionMgr::MakeInstance() {
                 new (&m_HttpConnectionMgr_Mutex) ACE_Thread_Mutex; // its holder does not exist here
             }
         });
+    const AmidPool amid;
     const ACE_Guard<ACE_Thread_Mutex> guard(m_HttpConnectionMgr_Mutex);
     CHttpConnectionMgr* instance = LoadPublished(m_pInstance);
     if (instance == nullptr) {
@@ -169,6 +171,7 @@ int CHttpConnectionMgr::Initialize() {
         return -1;
     }
     ReactorStay::Prepare();
+    ExitGate::Prepare();
     // A signal that interrupts the reactor would make ACE print on standard error.
     const SignalBlock block;
     sem_init(&g_begun, 0, 0);
@@ -199,6 +202,7 @@ bool CHttpConnectionMgr::ScheduleSweeps() {
 }
 
 int CHttpConnectionMgr::svc() {
+    const AmidPool amid;
     sem_post(&g_begun);                   // before all that may ask for the pool, which is still being made
     Trace<LogMessage::PoolThreadBegin>(); // the trailing blank belongs to the text
     {
@@ -241,8 +245,12 @@ CHttpConnectionMgr::~CHttpConnectionMgr() {
 }
 
 void CHttpConnectionMgr::Finalize() {
+    if (AmidPool::Is()) {
+        return; // called by the log or the cipher, or because they have ended the process: it would wait for itself
+    }
     const CancellationBlock block; // closes connections and waits, in destructors
     {
+        const AmidPool amid;
         const ACE_Guard<ACE_Thread_Mutex> guard(m_HttpConnectionMgr_Mutex);
         MakeReadable(nullptr);
         // Unpublished last: what its own thread still calls while it ends, the host's log say, may ask for the pool.

@@ -30,7 +30,7 @@ std::vector<PooledAddress> PoolReading::Take() {
         return result;
     }
     const PoolGuard guard(pool->m_PoolLock);
-    if (guard.locked() != 0) { // it fails where this thread has it: the host's log, told under it, asks
+    if (guard.Holds()) { // it fails where this thread has it: the host's log, told under it, asks
         Add(pool->m_mapHttpConn, false, result);
         Add(pool->m_mapHttpsConn, true, result);
     }

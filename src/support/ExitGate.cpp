@@ -25,6 +25,7 @@ Gate& g_gate = *new Gate; // never destroyed: threads may stay before it until t
 
 thread_local unsigned int t_steps =
     0; // this thread's own, which it doesn't wait for should it exit amid them
+thread_local bool t_isMarked = false;
 
 void Begin() {
     ++g_gate.steps;
@@ -54,12 +55,25 @@ void Renew() {
 
 } // namespace
 
+void ExitGate::Prepare() {
+    static std::once_flag once;
+    std::call_once(once, [] { pthread_atfork(nullptr, nullptr, &Renew); });
+}
+
 void ExitGate::Arm() {
+    Prepare();
     static std::once_flag once;
     std::call_once(once, [] {
-        pthread_atfork(nullptr, nullptr, &Renew);
         static_cast<void>(std::atexit(&Close)); // where it fails, exit() is as it would be without the gate
     });
+}
+
+void ExitGate::MarkThread() noexcept {
+    t_isMarked = true;
+}
+
+bool ExitGate::IsMarkedThread() noexcept {
+    return t_isMarked;
 }
 
 ExitGate::Pass::Pass() {

@@ -12,9 +12,16 @@
 /// the thread that exits.
 class ExitGate {
 public:
+    /// Has a forked child begin with a gate of its own. Before any thread passes it; calls after the first do nothing.
+    static void Prepare();
     /// Has exit() close the gate. To be called when OpenSSL has been initialised, that is when a TLS
     /// connection has been made: handlers of exit() run in reverse order. Calls after the first do nothing.
     static void Arm();
+
+    /// Marks this thread as one of the library's that runs code of the host's: nobody joins it before exit().
+    static void MarkThread() noexcept;
+    /// @return whether this thread is marked so. What the host's code does in libcurl by TLS needs a pass then.
+    static bool IsMarkedThread() noexcept;
 
     /// A worker's pass: once the gate is closed, its thread stays here until the process has ended.
     class Pass {

@@ -7,8 +7,9 @@
 #include <initializer_list>
 
 /// While it lives, threads that this thread starts are started with all signals blocked, so that the host's
-/// signals are delivered to the host's threads and interrupt no wait of ours. Faults stay unblocked: the
-/// kernel ends a process that faults with the signal blocked, whatever handler the host has.
+/// signals are delivered to the host's threads and interrupt no wait of ours. Faults stay as the host has them: the
+/// kernel ends a process that faults with the signal blocked, whatever handler the host has; and one that is sent to a
+/// host that waits for it, and so has it blocked, is not for a thread of ours.
 class SignalBlock {
 public:
     SignalBlock() {
@@ -17,7 +18,7 @@ public:
         for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGABRT}) {
             sigdelset(&blocked, fault);
         }
-        pthread_sigmask(SIG_SETMASK, &blocked, &m_previous);
+        pthread_sigmask(SIG_BLOCK, &blocked, &m_previous);
     }
     ~SignalBlock() { pthread_sigmask(SIG_SETMASK, &m_previous, nullptr); }
     SignalBlock(const SignalBlock&) = delete;

@@ -1,18 +1,23 @@
 // SPDX-License-Identifier: Apache-2.0
 // A host that ends while workers are amid TLS transfers, or amid callbacks that use the library:
 // AsynExitHost PORT return|exit MILLISECONDS [busy]
+// or whose callback sends by TLS when OpenSSL is gone: AsynExitHost PORT late 0
+#include <atomic>
 #include <chrono>
 #include <cstdlib>
+#include <fstream>
 #include <string>
 #include <thread>
 
+#include <sys/syscall.h>
+#include <unistd.h>
+
 #include <httpclient/HttpClient.h>
 #include <httpclient/HttpRequest.h>
+#include <httpclient/HttpResponse.h>
 
 #include "hosts/Faults.h"
 #include "roads/TestedProfile.h"
-
-class CHttpResponse;
 
 namespace {
 
@@ -27,6 +32,67 @@ void UseTheLibraryForEver(const CHttpResponse& /*response*/) {
     }
 }
 
+std::atomic<pid_t> g_callback{0}; ///< its thread
+std::atomic<bool> g_late{false};
+std::atomic<bool> g_sent{false};
+
+void Pause() {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+}
+
+void MakeGet(CHttpRequest& request) {
+    request.setVerb(HTTPOPERATION_GET);
+    request.setUrlPath("/");
+    request.addRequestHeadEntry("A", "1"); // without any there is a message
+}
+
+/// @return whether a thread has been in one wait for a lock or a condition for a while.
+bool Stays(pid_t thread) {
+    const std::string place = "/proc/self/task/" + std::to_string(thread) + "/syscall";
+    std::string first;
+    for (int looks = 0; looks < 100; ++looks, Pause()) {
+        std::string call;
+        std::getline(std::ifstream(place) >> std::ws, call);
+        if (call.rfind(std::to_string(SYS_futex) + ' ', 0) != 0 || (looks > 0 && call != first)) {
+            return false;
+        }
+        first = call;
+    }
+    return true;
+}
+
+/// The process ends while a callback waits to send by TLS, which it then does without OpenSSL.
+void EndBeforeACallbackSends(CHttpClient& client) {
+    // Handlers run in reverse order: this one after the library's, and after OpenSSL's.
+    std::atexit([] {
+        g_late = true;
+        while (!g_sent && !Stays(g_callback)) {
+            Pause();
+        }
+    });
+    static CHttpClient& s_client = client;
+    CHttpRequest request;
+    MakeGet(request);
+    client.asynSendRequest(
+        request,
+        [](const CHttpResponse& /*response*/) {
+            g_callback = gettid();
+            while (!g_late) {
+                Pause();
+            }
+            CHttpResponse response;
+            CHttpRequest another;
+            MakeGet(another);
+            s_client.synSendRequest(another, response, true);
+            g_sent = true;
+        },
+        true);
+    while (g_callback == 0) {
+        Pause();
+    }
+    std::exit(0); // not by returning, which would destroy the client
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -39,11 +105,12 @@ int main(int argc, char** argv) {
     CHttpClient client;
     client.setPort(std::atoi(argv[1]));
     client.setScheme("https");
+    if (std::string(argv[2]) == "late") {
+        EndBeforeACallbackSends(client);
+    }
     for (int i = 0; i < (busy ? 4 : 60); ++i) {
         CHttpRequest request;
-        request.setVerb(HTTPOPERATION_GET);
-        request.setUrlPath("/");
-        request.addRequestHeadEntry("A", "1"); // without any there is a message
+        MakeGet(request);
         client.asynSendRequest(
             request, busy ? &UseTheLibraryForEver : [](const CHttpResponse&) {}, true);
     }

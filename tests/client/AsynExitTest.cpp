@@ -42,6 +42,11 @@ TEST(AsynExit, CrashesNoWorkerHoweverTheProcessEnds) {
     }
 }
 
+TEST(AsynExit, CrashesNoCallbackThatSendsByTlsWhenOpenSslIsGone) {
+    TlsLoopbackServer server([](const RecordedRequest&) { return Respond(200); }, AnyClient());
+    ExpectHostToEndWell(server, "late", 0);
+}
+
 TEST(AsynExit, CrashesNoCallbackThatUsesTheLibrary) {
     TlsLoopbackServer server([](const RecordedRequest&) { return Respond(200); }, AnyClient());
     for (const char* way : {"return", "exit"}) {

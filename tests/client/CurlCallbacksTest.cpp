@@ -139,6 +139,8 @@ TEST_F(DebugCallback, LeavesOutWhatIsBeforeTheAtSignOfAUrl) {
         {uses + "@proxy'\n", uses + "...@proxy'\n"},
         {uses + "http://proxy:3128'\n", uses + "http://proxy:3128'\n"},
         {uses + "proxy:3128'\n", uses + "proxy:3128'\n"},
+        {"Uses proxy env variable http_proxy == 'user:pw no_proxy ==pw@proxy'\n",
+         "Uses proxy env variable http_proxy == '...@proxy'\n"},
         {"Uses proxy env variable no_proxy == 'a@b,localhost'\n",
          "Uses proxy env variable no_proxy == 'a@b,localhost'\n"},
         {"Unsupported proxy syntax in 'http://user:secret@[proxy'\n",

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// A host that ends in an awkward moment: ExitHost plain|tls|finalize|resolver
+// A host that ends in an awkward moment: ExitHost plain|tls|finalize|forked|resolver
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
@@ -11,9 +12,11 @@
 
 #include <netdb.h>
 #include <pthread.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <ace/Object_Manager.h>
+#include <curl/curl.h>
 
 #include <httpclient/HttpClient.h>
 #include <httpclient/HttpConnectionMgr.h>
@@ -32,6 +35,12 @@ constexpr char SLOW_NAME[] = "slow.test";
 
 std::atomic<bool> g_asked{false};   ///< the name service, for the name that it never answers
 std::atomic<bool> g_joining{false}; ///< a worker its thread that asks
+
+constexpr int WAITED = 3; ///< the status of a child whose end has waited in vain
+
+std::atomic<bool> g_holdSweep{false}; ///< at the first handle that it closes
+std::atomic<bool> g_sweepHeld{false};
+bool g_isChild = false;
 
 void Pause(std::chrono::milliseconds time) {
     std::this_thread::sleep_for(time);
@@ -75,6 +84,30 @@ void WaitForASlowName() {
     }
 }
 
+/// Forks amid a sweep. The child has none, makes a TLS connection and ends.
+int ForkAmidASweep() {
+    UseThePool(false);
+    CHttpConnectionMgr* const pool = CHttpConnectionMgr::Instance();
+    pool->SetRlsTime(0);
+    g_holdSweep = true;
+    std::thread sweep([pool] { pool->handle_timeout(ACE_Time_Value::zero, nullptr); });
+    while (!g_sweepHeld) {
+        Pause(std::chrono::milliseconds(1));
+    }
+    const pid_t child = fork();
+    g_isChild = child == 0;
+    g_holdSweep = false;
+    if (g_isChild) {
+        sweep.detach(); // it does not exist here
+        UseThePool(true);
+        return 0;
+    }
+    sweep.join();
+    int status = -1;
+    waitpid(child, &status, 0);
+    return status;
+}
+
 } // namespace
 
 // These stand before ACE's and the C library's own.
@@ -101,6 +134,26 @@ extern "C" int pthread_join(pthread_t thread, void** result) {
     return next(thread, result);
 }
 
+extern "C" void curl_easy_cleanup(CURL* handle) {
+    static auto* const next = Next<void(CURL*)>("curl_easy_cleanup");
+    while (g_holdSweep) {
+        g_sweepHeld = true;
+        Pause(std::chrono::milliseconds(1));
+    }
+    next(handle);
+}
+
+extern "C" int pthread_cond_clockwait(pthread_cond_t* condition, pthread_mutex_t* mutex, clockid_t clock,
+                                      const timespec* until) {
+    static auto* const next =
+        Next<int(pthread_cond_t*, pthread_mutex_t*, clockid_t, const timespec*)>("pthread_cond_clockwait");
+    const int result = next(condition, mutex, clock, until);
+    if (g_isChild && result == ETIMEDOUT) {
+        _exit(WAITED);
+    }
+    return result;
+}
+
 int main(int argc, char** argv) {
     const std::string moment = argc == 2 ? argv[1] : "";
     EndOnFaults();
@@ -116,6 +169,8 @@ int main(int argc, char** argv) {
             CHttpConnectionMgr::Finalize();
         });
         UseThePool(true);
+    } else if (moment == "forked") {
+        return ForkAmidASweep() == 0 ? 0 : 1;
     } else if (moment == "resolver") {
         WaitForASlowName();
     } else {

@@ -13,6 +13,16 @@ TEST(Exit, LetsALateHandlerEndThePoolAndMakeAnother) {
     ExpectToEndWell(EXIT_HOST, {"finalize"});
 }
 
+TEST(Exit, CalledByTheLogOrTheCipherMayBringAHandlerThatEndsThePool) {
+    for (const char* place : {"making", "pool thread", "limit", "cipher"}) {
+        ExpectToEndWell(LOG_EXIT_HOST, {place});
+    }
+}
+
+TEST(Exit, OfAChildForkedAmidASweepWaitsForNoSweep) {
+    ExpectToEndWell(EXIT_HOST, {"forked"});
+}
+
 TEST(Exit, WaitsForNoNameService) {
     ExpectToEndWell(EXIT_HOST, {"resolver"});
 }

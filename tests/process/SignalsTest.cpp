@@ -67,6 +67,22 @@ protected:
 
 } // namespace
 
+// As a host has that waits for a fault which another process sends.
+TEST_F(Signals, OfFaultsThatTheHostBlocksComeToNoThreadOfTheLibrary) {
+    const Ended ended = Fork([] {
+                            sigset_t fault;
+                            sigemptyset(&fault);
+                            sigaddset(&fault, SIGABRT);
+                            sigprocmask(SIG_BLOCK, &fault, nullptr);
+                            kill(getpid(), SIGABRT);
+                            CHttpConnectionMgr::Instance();
+                            int taken = 0;
+                            _exit(sigwait(&fault, &taken) == 0 && taken == SIGABRT ? 0 : 1);
+                        }).Wait();
+    EXPECT_EQ(ended.signal, 0);
+    EXPECT_EQ(ended.exitCode, 0);
+}
+
 TEST_F(Signals, EveryMillisecondEndNoTransferEarly) {
     const LoopbackServer::Handler slowly = [](const RecordedRequest&) {
         return Delayed(Trickle(Sound(), std::chrono::milliseconds(1)), std::chrono::milliseconds(50));

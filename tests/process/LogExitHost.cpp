@@ -1,0 +1,102 @@
+// SPDX-License-Identifier: Apache-2.0
+// A host whose log or cipher ends the process, and whose handler of exit() ends the pool:
+// LogExitHost making|"pool thread"|limit|cipher
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <thread>
+
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <ovexcommon/TraceClient.h>
+#include <vorncipher/VornCipher.h>
+
+#include <httpclient/HttpConnectionMgr.h>
+
+#include "hosts/Faults.h"
+
+namespace {
+
+constexpr unsigned int LONGEST_LIFE = 30; // seconds
+
+std::string g_place; ///< where the process ends
+
+/// Comes back when the pool's thread waits for a lock: for that which this thread holds.
+void LetThePoolsThreadWait() {
+    for (;;) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task")) {
+            std::ifstream call(thread.path() / "syscall");
+            int number = -1;
+            if (call >> number && number == SYS_futex) {
+                return;
+            }
+        }
+    }
+}
+
+void UseThePool(bool tls) {
+    CHttpConnectionMgr* const pool = CHttpConnectionMgr::Instance();
+    pool->ReleaseConn(pool->GetConn("127.0.0.1", 80, tls));
+}
+
+/// Uses all connections of an address up, which is logged.
+void UseThePoolUp() {
+    CHttpConnectionMgr* const pool = CHttpConnectionMgr::Instance();
+    while (pool->GetConn("127.0.0.1", 80, false) != nullptr) {
+    }
+}
+
+bool Holds(const std::string& text, const char* part) {
+    return text.find(part) != std::string::npos;
+}
+
+} // namespace
+
+// These stand before the platform's.
+
+bool Ovexcommon::TraceClient::checkValid(int /*level*/, int /*module*/) {
+    return true;
+}
+
+void Ovexcommon::TraceClient::trace(int level, int /*module*/, const std::string& body) {
+    const bool limit = g_place == "limit" && Holds(body, "upper limit");
+    if (limit) {
+        LetThePoolsThreadWait();
+    }
+    if (limit || (g_place == "making" && level == 5) || (g_place == "pool thread" && Holds(body, "svc in"))) {
+        std::exit(0);
+    }
+}
+
+int VornCipher::Decrypt(const std::string& /*cipher*/, std::string& /*plain*/, VornCipherKey /*key*/,
+                        unsigned /*flags*/) {
+    if (g_place == "cipher") {
+        LetThePoolsThreadWait();
+        std::exit(0);
+    }
+    return 1;
+}
+
+int main(int argc, char** argv) {
+    g_place = argc == 2 ? argv[1] : "";
+    EndOnFaults();
+    alarm(LONGEST_LIFE);
+    std::atexit([] { CHttpConnectionMgr::Finalize(); });
+    if (g_place == "making") {
+        static_cast<void>(!std::freopen("/dev/null", "w", stderr)); // where ACE prints that there are none
+        const rlimit none{3, 3};
+        setrlimit(RLIMIT_NOFILE, &none); // no reactor, so no timer
+    }
+    if (g_place == "limit") {
+        UseThePoolUp();
+    }
+    UseThePool(g_place == "cipher");
+    pause(); // for the pool's thread
+    return 2;
+}
