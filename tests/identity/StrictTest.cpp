@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // Service identity under the STRICT profile: the rows of its table about tokens.
+#include <atomic>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <httpclient/HttpClient.h>
@@ -121,6 +123,33 @@ TEST_F(StrictIdentity, ExchangesAfterAHeadToTheTokenService) {
     EXPECT_EQ(Seen(), Tokens{Nth("orders", 1)});
 }
 
+TEST_F(StrictIdentity, TakesASlashOffThePathForAllLaterPatterns_Stays) {
+    EndSia();
+    WriteServices(R"({"/exact": {"type": "sia", "service": "stock"},
+                      "/orders/*": {"type": "sia", "service": "orders"}})");
+    for (const char* path : {"/orders/7", "/orders/7/", "/orders/"}) {
+        m_script.Add(Respond(200));
+        m_request.setUrlPath(path);
+        EXPECT_EQ(Send(), 200);
+    }
+    EXPECT_EQ(Seen(), (Tokens{Nth("orders", 1), Nth("orders", 1), "none"}));
+}
+
+TEST_F(StrictIdentity, ReadsItsFilesOnce_Stays) {
+    WriteServices("{}");
+    WriteJwt("{}");
+    m_script.Add(Respond(200));
+    EXPECT_EQ(Send(), 200);
+    EndSia(); // as where the process begins with these files
+    m_request.setUrlPath("/stock");
+    m_script.Add(Respond(200));
+    EXPECT_EQ(Send(), 200);
+    WriteServices(R"({"/stock": {"type": "sia", "service": "stock"}})");
+    m_script.Add(Respond(200));
+    EXPECT_EQ(Send(), 200) << "after they were mended";
+    EXPECT_EQ(Seen(), (Tokens{Nth("orders", 1), "none", "none"}));
+}
+
 TEST_F(StrictIdentity, HasEveryRequestAskForTheAccessServicesToken) {
     m_script.Add(Respond(200));
     m_script.Add(Respond(200));
@@ -138,6 +167,28 @@ TEST_F(StrictIdentity, FailsWithoutASendWhereNoTokenIsToBeHad) {
     EXPECT_EQ(m_response.getFailure()->kind(), httpclient::FailureKind::Identity);
     EXPECT_EQ(m_response.getFailure()->phase(), httpclient::Phase::Token);
     EXPECT_TRUE(Seen().empty());
+}
+
+TEST_F(StrictIdentity, IsOfOneExchangeForAllThreads) {
+    LoopbackServer server([](const RecordedRequest&) { return Respond(200, {}, "answer"); });
+    m_client.setPort(server.port());
+    std::vector<std::thread> threads;
+    std::atomic<std::size_t> answered{0};
+    constexpr std::size_t MANY = 64;
+    for (std::size_t i = 0; i < MANY; ++i) {
+        threads.emplace_back([&] {
+            CHttpResponse response;
+            answered += m_client.synSendRequest(m_request, response, false) == 200 ? 1 : 0;
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(answered, MANY);
+    EXPECT_EQ(m_service.exchangesFor("orders"), 1U);
+    for (const RecordedRequest& request : server.requests()) {
+        EXPECT_EQ(request.Header("x-access-token"), Nth("orders", 1));
+    }
 }
 
 TEST_F(StrictIdentity, NeverSendsATokenOverPlainHttpToAnotherHost) {

@@ -204,6 +204,16 @@ TEST_F(StrictRequestTest, ReplacesDefaultsByEntriesAndTakesThemAwayWhereThoseAre
     EXPECT_EQ(Sent(*request).headerLines, Lines{"Host: " + m_server.authority()});
 }
 
+TEST_F(StrictRequestTest, HasTheFirstValueOfAnEntryAndNoAcceptOfSetAccept_Stays) {
+    const auto request = MakeRequest(HTTPOPERATION_GET);
+    request->addRequestHeadEntry("X-Name", "first");
+    EXPECT_TRUE(request->addRequestHeadEntry("X-Name", "second"));
+    request->setAccept("application/json");
+    EXPECT_EQ(Sent(*request).headerLines,
+              (Lines{"Host: " + m_server.authority(), "User-Agent: libhttpclient", "Accept: */*",
+                     "Accept_MIME: application/json", "X-Name: first"}));
+}
+
 TEST_F(StrictRequestTest, KeepsToAHostEntryThatIsAnAuthority) {
     for (const char* host : {"other", "other:8080", "[::1]", "[::1]:1", "10.0.0.1"}) {
         const auto request = MakeRequest(HTTPOPERATION_GET);

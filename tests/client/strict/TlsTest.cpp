@@ -77,6 +77,13 @@ TEST_F(StrictTls, NeverGoesOutInPlain) {
     EXPECT_TRUE(plain.requests().empty());
 }
 
+TEST_F(StrictTls, HasTheCiphersOfTheSystemWhateverTheHostLists_Stays) {
+    const TlsLoopbackServer server(AnswerAll("answer"), m_tls.Server());
+    StrictClient client(server);
+    client.setSSLCipherList("NO-SUCH-CIPHER");
+    EXPECT_EQ(Send(client, true), "200");
+}
+
 TEST_F(StrictTls, VerifiesTheNameOfTheHost) {
     const auto server = ServerNamed("other.test");
     StrictClient client(*server);
