@@ -1,14 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 // What docs/strict-profile.md shows: for each row of its table the same calls on both roads, and what goes over the wire.
 #include <memory>
+#include <optional>
 #include <string>
 
 #include <zlib.h>
 
 #include <httpclient/testing/Environment.h>
+#include <httpclient/testing/FakeTokenService.h>
 #include <httpclient/testing/TlsLoopbackServer.h>
 
 #include "BothRoads.h"
+#include "identity/HttpSiaToken.h"
 #include "setting/TlsSetting.h"
 
 using namespace httpclient::testing;
@@ -34,6 +37,46 @@ std::string Gzipped(const std::string& text) {
     deflateEnd(&stream);
     return packed;
 }
+
+/// A process that gives the service "orders" a token, and has none for "stock". The server refuses the first one.
+class TokenRow {
+public:
+    TokenRow() {
+        m_application.Write("etc/authconf/jwt/service_url_config.json",
+                            R"({"/orders": {"type": "sia", "service": "orders"},
+                                "/stock": {"type": "sia", "service": "stock"}})");
+        m_application.Write("etc/authconf/jwt/jwt_billing.json", R"({"jwt": "credential"})");
+        CHttpSiaToken* const identity = CHttpSiaToken::Instance(); // which may have been read by another test
+        identity->GetServiceIdentitySwitch();
+        identity->LoadServiceUrlConf();
+        identity->LoadJWTFile();
+    }
+    ~TokenRow() {
+        m_switch.reset();
+        CHttpSiaToken::Instance()->GetServiceIdentitySwitch();
+        CHttpSiaToken::Instance()->EraseTokenFromBuf("/orders", false);
+    }
+    TokenRow(const TokenRow&) = delete;
+    TokenRow& operator=(const TokenRow&) = delete;
+
+    std::unique_ptr<LoopbackServer> MakeServer() {
+        m_service.SetTokens("orders", {"first", "second"});
+        return std::make_unique<LoopbackServer>([](const RecordedRequest& request) {
+            return request.Header("x-access-token") == "first" ? Respond(403, {}, "refused")
+                                                               : Respond(200, {}, "granted");
+        });
+    }
+
+private:
+    const TemporaryDirectory m_application;
+    const ScopedEnvironment m_root{"APP_ROOT", m_application.path()};
+    const ScopedEnvironment m_name{"APP_NAME", "billing"};
+    std::optional<ScopedEnvironment> m_switch{std::in_place, "enableServiceIdentity", "true"};
+    const std::string m_address = ProcessLoopbackAddress();
+    const ScopedEnvironment m_maintenance{"OVEX_MAINTENANCE_IP", m_address};
+    const TlsSetting m_tls;
+    FakeTokenService m_service{m_tls.Server(), m_address};
+};
 
 } // namespace
 
@@ -125,6 +168,18 @@ TEST_F(StrictRow, OfAnAcceptedEncodingIsAsInThePage) {
         talk.Send(*Get("/b"));
         talk.AsynSend(*Get("/c"));
     });
+}
+
+TEST_F(StrictRow, OfTokensIsAsInThePage) {
+    TokenRow tokens;
+    ExpectBothRoads(
+        "tokens", [&] { return tokens.MakeServer(); },
+        [](Conversation& talk) {
+            talk.Note("The server refuses the first token:");
+            talk.Send(*Get("/orders"));
+            talk.Note("The token service has none:");
+            talk.Send(*Get("/stock"));
+        });
 }
 
 TEST_F(StrictRow, OfTheCertificateIsAsInThePage) {
