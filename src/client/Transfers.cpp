@@ -126,7 +126,8 @@ int Perform(const TransferKind& kind, CHttpClientImp& client, CURL* curl, const 
     }
     const CURLcode performed = [&] {
         const TlsConnecting connecting(transfer.url);
-        std::optional<ExitGate::Pass> pass; // for a callback that sends: nobody joins its thread before exit()
+        std::optional<ExitGate::Pass>
+            pass; // for a callback that sends: nobody joins its thread before exit()
         if (connecting.isTls() && ExitGate::IsMarkedThread()) {
             pass.emplace();
         }
