@@ -63,6 +63,14 @@ void MakeReadable(const CHttpConnectionMgr* pool) {
     g_readablePool = pool;
 }
 
+/// Has the destruction of a mutex do nothing: threads may outlive main().
+void KeepForEver(ACE_Thread_Mutex& mutex) {
+    struct Kept : ACE_Thread_Mutex {
+        static void Make(ACE_Thread_Mutex& of) { of.*(&Kept::removed_) = true; }
+    };
+    Kept::Make(mutex);
+}
+
 constexpr time_t FIRST_SWEEP_SECONDS = 1;
 constexpr time_t SWEEP_INTERVAL_SECONDS = 20;
 constexpr int WITHOUT_HANDLE_CLOSE = 1;
@@ -93,6 +101,7 @@ CHttpConnectionMgr* CHttpConnectionMgr::Instance() {
 
 CHttpConnectionMgr* CHttpConnectionMgr::MakeInstance() {
     const CancellationBlock block;
+    [[maybe_unused]] static const bool kept = (KeepForEver(m_HttpConnectionMgr_Mutex), true);
     // A forked child leaves the pool to its parent. The lock is not waited for: who holds it, amid the making
     // or ending of a pool, may be waiting for the thread that forks. Settings are read before the fork: a child
     // may find the pool half ended.
@@ -125,6 +134,7 @@ CHttpConnectionMgr* CHttpConnectionMgr::MakeInstance() {
                 m_HttpConnectionMgr_Mutex.release();
             } else {
                 new (&m_HttpConnectionMgr_Mutex) ACE_Thread_Mutex; // its holder does not exist here
+                KeepForEver(m_HttpConnectionMgr_Mutex);
             }
         });
     const AmidPool amid;

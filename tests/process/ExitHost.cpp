@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-// A host that ends in an awkward moment: ExitHost plain|tls|finalize|forked|resolver
+// A host that ends in an awkward moment: ExitHost plain|tls|finalize|forked|resolver|lock
 #include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
@@ -15,6 +16,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <ace/Guard_T.h>
 #include <ace/Object_Manager.h>
 #include <curl/curl.h>
 
@@ -35,6 +37,7 @@ constexpr char SLOW_NAME[] = "slow.test";
 
 std::atomic<bool> g_asked{false};   ///< the name service, for the name that it never answers
 std::atomic<bool> g_joining{false}; ///< a worker its thread that asks
+std::atomic<bool> g_locking{false}; ///< the last thing of the process takes the pool's mutex
 
 constexpr int WAITED = 3; ///< the status of a child whose end has waited in vain
 
@@ -114,6 +117,10 @@ int ForkAmidASweep() {
 
 int ACE_Object_Manager::fini() {
     static auto* const next = Next<int(ACE_Object_Manager*)>("_ZN18ACE_Object_Manager4finiEv");
+    if (g_locking) { // what the library destroys is gone by now
+        const ACE_Guard<ACE_Thread_Mutex> guard(CHttpConnectionMgr::m_HttpConnectionMgr_Mutex);
+        std::fputs(guard.locked() != 0 ? "" : "the mutex is gone\n", stderr);
+    }
     const int result = next(this);
     InterruptTheOthers();
     return result;
@@ -173,6 +180,10 @@ int main(int argc, char** argv) {
         return ForkAmidASweep() == 0 ? 0 : 1;
     } else if (moment == "resolver") {
         WaitForASlowName();
+    } else if (moment == "lock") {
+        UseThePool(false);
+        CHttpConnectionMgr::Finalize();
+        g_locking = true;
     } else {
         return 2;
     }

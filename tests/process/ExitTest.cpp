@@ -23,6 +23,11 @@ TEST(Exit, OfAChildForkedAmidASweepWaitsForNoSweep) {
     ExpectToEndWell(EXIT_HOST, {"forked"});
 }
 
+// A worker that gives its connection back after Finalize() makes another pool.
+TEST(Exit, LeavesTheMutexOfThePoolToWorkers) {
+    ExpectToEndWell(EXIT_HOST, {"lock"});
+}
+
 TEST(Exit, WaitsForNoNameService) {
     ExpectToEndWell(EXIT_HOST, {"resolver"});
 }
