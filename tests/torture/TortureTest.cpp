@@ -147,10 +147,13 @@ void CloseEverything() {
     if (pool == nullptr) {
         return;
     }
-    for (const auto* connections : ConnectionsOf(*pool)) {
-        for (const auto& entry : *connections) {
-            for (CHttpConnection* conn : *entry.second) {
-                conn->SetIdle(true);
+    {
+        const ACE_Write_Guard<ACE_RW_Thread_Mutex> guard(pool->m_PoolLock);
+        for (const auto* connections : ConnectionsOf(*pool)) {
+            for (const auto& entry : *connections) {
+                for (CHttpConnection* conn : *entry.second) {
+                    conn->SetIdle(true);
+                }
             }
         }
     }
