@@ -24,7 +24,7 @@ constexpr std::size_t TRIES = 100;
 const std::string LIMIT_REACHED =
     "[3] CHttpConnectionMgr::GetConn, no idle connection, and connections number reached the upper "
     "limit,maxconn is 100";
-constexpr long MANY = 1000;
+constexpr long MANY_CONNECTIONS = 1000;
 const std::string RETRYING = "[5] synSendRequest::no idle conn now, wait 3s and retry...";
 const std::string GIVEN_UP = "[5] synSendRequest::HTTP get connection from pool failed!";
 
@@ -43,7 +43,7 @@ class SynSendWait : public ClientTest {
 protected:
     SynSendWait() {
         PointAt(m_client, m_server);
-        LentConnections::Allow(MANY); // what is lent here goes with the pool
+        LentConnections::Allow(MANY_CONNECTIONS); // what is lent here goes with the pool
         for (unsigned int i = 0; i < Pool().GetConnPoolSize(); ++i) {
             m_lent.push_back(Pool().GetConn(m_server.address(), m_server.port(), false));
         }

@@ -25,7 +25,7 @@ void PrintTo(const UrlRow& row, std::ostream* out) {
     *out << row.name;
 }
 
-std::string RowName(const ::testing::TestParamInfo<UrlRow>& row) {
+std::string UrlName(const ::testing::TestParamInfo<UrlRow>& row) {
     return row.param.name;
 }
 
@@ -66,7 +66,7 @@ INSTANTIATE_TEST_SUITE_P(
                       UrlRow{"VerySmallPort", "http", "host", INT_MIN + 1, "/", "http://host:-2147483647/"},
                       UrlRow{"NothingIsEscaped", "http", "host", 80, "/a b?c=%zz&d=\"#e\r\n\xc3\xa4",
                              "http://host:80/a b?c=%zz&d=\"#e\r\n\xc3\xa4"}),
-    RowName);
+    UrlName);
 
 TEST_F(ClientUrl, OfADefaultClientNamesPort80) {
     const CHttpClientImp client;

@@ -27,7 +27,7 @@ void PrintTo(const WaitTimeRow& row, std::ostream* out) {
     *out << row.name;
 }
 
-std::string RowName(const ::testing::TestParamInfo<WaitTimeRow>& row) {
+std::string WaitName(const ::testing::TestParamInfo<WaitTimeRow>& row) {
     return row.param.name;
 }
 
@@ -53,4 +53,4 @@ INSTANTIATE_TEST_SUITE_P(Milliseconds, WaitTime,
                                            WaitTimeRow{"2001", 2001, 1, OLD_MICROSECONDS},
                                            WaitTimeRow{"2500", 2500, 1, OLD_MICROSECONDS},
                                            WaitTimeRow{"Largest", LONG_MAX, 1, OLD_MICROSECONDS}),
-                         RowName);
+                         WaitName);

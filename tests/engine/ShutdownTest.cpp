@@ -24,20 +24,20 @@
 namespace {
 
 /// A call on a thread of its own.
-class Calling {
+class CallOnAThread {
 public:
-    Calling(const Client& client, Request request)
+    CallOnAThread(const Client& client, Request request)
         : m_thread([this, client, request = std::move(request)] {
               m_told = ToldFully(client.Send(request));
               m_done = true;
           }) {}
-    ~Calling() {
+    ~CallOnAThread() {
         if (m_thread.joinable()) {
             m_thread.join();
         }
     }
-    Calling(const Calling&) = delete;
-    Calling& operator=(const Calling&) = delete;
+    CallOnAThread(const CallOnAThread&) = delete;
+    CallOnAThread& operator=(const CallOnAThread&) = delete;
     bool done() const { return m_done; }
     std::string Told() {
         m_thread.join();
@@ -64,7 +64,7 @@ protected:
         for (const auto settling : {20ms, 200ms, 2000ms}) {
             m_engine.emplace(EngineOptions().maxConnections(1, 10));
             const Client sender = client();
-            Calling call(sender, request);
+            CallOnAThread call(sender, request);
             EXPECT_TRUE(isThere());
             std::this_thread::sleep_for(settling);
             EXPECT_FALSE(call.done());
@@ -91,7 +91,7 @@ protected:
     bool m_byDestructor = false;
 };
 
-kit::LoopbackServer::Handler Silent() {
+kit::LoopbackServer::Handler NeverAnswering() {
     return [](const kit::RecordedRequest&) { return kit::Silence(kit::After::Stall); };
 }
 
@@ -104,7 +104,7 @@ bool AtOnce() {
 TEST_F(Shutdown, EndsCallsInEachState) {
     for (const bool byDestructor : {false, true}) {
         m_byDestructor = byDestructor;
-        kit::LoopbackServer silent(Silent());
+        kit::LoopbackServer silent(NeverAnswering());
         EndAmid(
             "Shutdown in Head, sent, attempts 1", [&] { return ClientOf(silent.url("")); }, Post(),
             [&] { return silent.WaitForRequests(1); });
@@ -153,12 +153,12 @@ TEST_F(Shutdown, EndsCallsInEachState) {
 }
 
 TEST_F(Shutdown, EndsCallsInLine) {
-    kit::LoopbackServer silent(Silent());
+    kit::LoopbackServer silent(NeverAnswering());
     const Client client = ClientOf(silent.url(""));
-    Calling first(client, Get());
+    CallOnAThread first(client, Get());
     ASSERT_TRUE(silent.WaitForRequests(1));
-    Calling second(client, Get());
-    Calling third(client, Get());
+    CallOnAThread second(client, Get());
+    CallOnAThread third(client, Get());
     std::this_thread::sleep_for(20ms);
     EXPECT_FALSE(m_engine->Shutdown(0ms));
     EXPECT_EQ(first.Told(), "Shutdown in Head, sent, attempts 1");
@@ -173,7 +173,7 @@ TEST_F(Shutdown, WaitsForCallsThatEndInTimeAndLetsNoneBegin) {
         return kit::Respond(200, {}, "late");
     });
     const Client client = ClientOf(server.url(""));
-    Calling call(client, Get());
+    CallOnAThread call(client, Get());
     ASSERT_TRUE(server.WaitForConnections(1));
     std::this_thread::sleep_for(20ms);
     std::thread ending([&] { EXPECT_TRUE(m_engine->Shutdown(LONG)); });
@@ -245,10 +245,10 @@ TEST_F(Shutdown, MayBeCalledByHostCodeOfSeveralCallsAtOnce) {
         m_engine->Shutdown(LONG);
         return true;
     });
-    Calling one(client, request);
-    Calling two(client, request);
-    Calling three(client, request);
-    for (Calling* call : {&one, &two, &three}) {
+    CallOnAThread one(client, request);
+    CallOnAThread two(client, request);
+    CallOnAThread three(client, request);
+    for (CallOnAThread* call : {&one, &two, &three}) {
         EXPECT_EQ(call->Told(), "Shutdown in Body, sent, attempts 1");
     }
 }
@@ -269,9 +269,9 @@ TEST_F(Shutdown, MayBeCalledByAPasswordFunction) {
 }
 
 TEST_F(Shutdown, MayBeCalledByManyThreads) {
-    kit::LoopbackServer server(Silent());
+    kit::LoopbackServer server(NeverAnswering());
     const Client client = ClientOf(server.url(""));
-    Calling call(client, Get());
+    CallOnAThread call(client, Get());
     ASSERT_TRUE(server.WaitForRequests(1));
     std::thread other([&] { m_engine->Shutdown(20ms); });
     m_engine->Shutdown(0ms);

@@ -17,7 +17,7 @@ using namespace httpclient::testing;
 namespace {
 
 constexpr int COULD_NOT_CONNECT = 7;
-constexpr int TIMED_OUT = 28;
+constexpr int TIMEOUT_ERROR = 28;
 constexpr int TLS_CONNECT_ERROR = 35;
 constexpr int SEND_ERROR = 55;
 constexpr int RECEIVE_ERROR = 56;
@@ -114,7 +114,7 @@ TEST_F(ConnectionFaults, OfAConnectionClosedOrResetAtOnceEndWithIt) {
 TEST_F(ConnectionFaults, OfAServerThatAcceptsAndReadsNothingEndWithTheTimeout) {
     const auto server = ServeAllButTheFirst(Way::TlsFresh, OnAccept::ReadNothing);
     PointAt(*server, Way::TlsFresh);
-    ExpectFailure(SendUntilTimeout(Way::TlsFresh), Way::TlsFresh, TIMED_OUT, "Timeout in Handshake");
+    ExpectFailure(SendUntilTimeout(Way::TlsFresh), Way::TlsFresh, TIMEOUT_ERROR, "Timeout in Handshake");
     ExpectNextToWork(Way::TlsFresh);
     EXPECT_EQ(server->requests().size(), 2U);
     EXPECT_EQ(server->connectionsAccepted(), 2U);

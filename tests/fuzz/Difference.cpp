@@ -116,7 +116,6 @@ const std::vector<KnownDifference>& KnownDifferences() {
 }
 
 const std::vector<StricterRule>& StricterRules() {
-    using E = GrammarError;
     static const std::vector<StricterRule> all = {
         {E::BadLineBreak,
          "RFC 9112, 2.2: a recipient of such a bare CR MUST consider that element to be invalid"},

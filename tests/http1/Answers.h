@@ -13,6 +13,13 @@
 
 namespace httpclient::http1 {
 
+using E = GrammarError; ///< the tables name many
+
+// What most answers are made of.
+inline const std::string OK = "HTTP/1.1 200 OK\r\n";
+inline const std::string NO_CONTENT = "HTTP/1.1 204 No\r\n";
+inline const std::string END = "\r\n\r\n";
+
 using FieldList = std::vector<std::pair<std::string, std::string>>;
 
 /// What a reader made of an answer.

@@ -5,12 +5,8 @@
 namespace httpclient::http1 {
 namespace {
 
-using E = GrammarError;
-
-const std::string NO_CONTENT = "HTTP/1.1 204 No\r\n";
 const std::string OLD_NO_CONTENT = "HTTP/1.0 204 No\r\n";
 const std::string CONTINUE = "HTTP/1.1 100 Continue\r\n\r\n";
-const std::string END = "\r\n\r\n";
 
 Answer Saying(const std::string& value) {
     return Answer("Connection: " + value, NO_CONTENT + "Connection: " + value + END)

@@ -14,7 +14,6 @@ using Event = ResponseReader::Event;
 
 constexpr std::size_t MUCH = 1024UL * 1024;
 constexpr std::size_t LONG = 3'000'000;
-const std::string OK = "HTTP/1.1 200 OK\r\n";
 
 std::string TextOf(std::size_t size) {
     std::string text(size, '\0');

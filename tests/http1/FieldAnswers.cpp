@@ -7,15 +7,12 @@ namespace {
 
 using namespace std::string_literals;
 
-const std::string NO_CONTENT = "HTTP/1.1 204 No\r\n";
-const std::string END = "\r\n\r\n";
-
 /// A row whose head has these lines.
 Answer Lines(std::string name, const std::string& lines) {
     return {std::move(name), NO_CONTENT + lines + END};
 }
 
-Answer Bad(std::string name, const std::string& lines, GrammarError error = GrammarError::BadField) {
+Answer BadLines(std::string name, const std::string& lines, GrammarError error = GrammarError::BadField) {
     return Lines(std::move(name), lines).Fails(error);
 }
 
@@ -43,33 +40,32 @@ Answers GoodFields() {
 }
 
 Answers BadFields() {
-    using E = GrammarError;
     return {
-        Bad("a blank before the colon", "A : b"),
-        Bad("a tab before the colon", "A\t: b"),
-        Bad("a blank in the name", "A B: c"),
-        Bad("no colon", "A"),
-        Bad("no colon, then a good field", "A\r\nB: c"),
-        Bad("no name", ": b"),
-        Bad("no name and no value", ":"),
-        Bad("a bracket in the name", "A(b): c"),
-        Bad("a quote in the name", "\"A\": c"),
-        Bad("a slash in the name", "A/b: c"),
-        Bad("other letters in the name", "\xC3\xA4: b"),
-        Bad("NUL in the name", "A\0: b"s),
-        Bad("DEL in the name", "A\x7F: b"),
-        Bad("NUL in the value", "A: b\0c"s),
-        Bad("a control character in the value", "A: b\x01"),
-        Bad("a vertical tab in the value", "A: b\x0B"),
-        Bad("a form feed in the value", "A: b\x0C"),
-        Bad("ESC in the value", "A: \x1B[2J"),
-        Bad("DEL in the value", "A: b\x7F"),
-        Bad("LF alone after a field", "A: b\nC: d", E::BadLineBreak),
-        Bad("LF alone in a value", "A: b\n", E::BadLineBreak),
-        Bad("CR alone in a value", "A: b\rC: d", E::BadLineBreak),
-        Bad("CR alone at the end of a value", "A: b\r\r\nC: d", E::BadLineBreak),
-        Bad("CR alone at the beginning of a line", "A: b\r\n\rC: d", E::BadLineBreak),
-        Bad("CR alone in a name", "A\rB: c", E::BadLineBreak),
+        BadLines("a blank before the colon", "A : b"),
+        BadLines("a tab before the colon", "A\t: b"),
+        BadLines("a blank in the name", "A B: c"),
+        BadLines("no colon", "A"),
+        BadLines("no colon, then a good field", "A\r\nB: c"),
+        BadLines("no name", ": b"),
+        BadLines("no name and no value", ":"),
+        BadLines("a bracket in the name", "A(b): c"),
+        BadLines("a quote in the name", "\"A\": c"),
+        BadLines("a slash in the name", "A/b: c"),
+        BadLines("other letters in the name", "\xC3\xA4: b"),
+        BadLines("NUL in the name", "A\0: b"s),
+        BadLines("DEL in the name", "A\x7F: b"),
+        BadLines("NUL in the value", "A: b\0c"s),
+        BadLines("a control character in the value", "A: b\x01"),
+        BadLines("a vertical tab in the value", "A: b\x0B"),
+        BadLines("a form feed in the value", "A: b\x0C"),
+        BadLines("ESC in the value", "A: \x1B[2J"),
+        BadLines("DEL in the value", "A: b\x7F"),
+        BadLines("LF alone after a field", "A: b\nC: d", E::BadLineBreak),
+        BadLines("LF alone in a value", "A: b\n", E::BadLineBreak),
+        BadLines("CR alone in a value", "A: b\rC: d", E::BadLineBreak),
+        BadLines("CR alone at the end of a value", "A: b\r\r\nC: d", E::BadLineBreak),
+        BadLines("CR alone at the beginning of a line", "A: b\r\n\rC: d", E::BadLineBreak),
+        BadLines("CR alone in a name", "A\rB: c", E::BadLineBreak),
         Answer("LF alone as the empty line", NO_CONTENT + "A: b\r\n\n").Fails(E::BadLineBreak),
         Answer("CR twice before the last LF", NO_CONTENT + "A: b\r\n\r\r\n\r\n").Fails(E::BadLineBreak),
         Answer("CR alone in a head that does not end", NO_CONTENT + "A: b\rC: d\r\nE: f")
@@ -81,7 +77,6 @@ Answers BadFields() {
 
 /// RFC 9112, 5.2
 Answers FoldedFields() {
-    using E = GrammarError;
     const std::string longValue(2100, 'x');
     return {
         Lines("a folded value", "A: b\r\n c").Gives(204, {{"A", "b c"}}),
@@ -101,13 +96,13 @@ Answers FoldedFields() {
         Answer("a length folded amid its digits",
                "HTTP/1.1 200 OK\r\nContent-Length: 1\r\n 5" + END + "hello")
             .Fails(E::BadFraming),
-        Bad("a fold before the first field", " A: b"),
-        Bad("a tab before the first field", "\tA: b"),
-        Bad("a line of blanks before the first field", " \r\nA: b"),
-        Bad("a fold before the colon", "A\r\n : b"),
-        Bad("LF alone before a fold", "A: b\n c", E::BadLineBreak),
-        Bad("NUL in a fold", "A: b\r\n \0"s),
-        Bad("CR alone before a fold", "A: b\r c", E::BadLineBreak),
+        BadLines("a fold before the first field", " A: b"),
+        BadLines("a tab before the first field", "\tA: b"),
+        BadLines("a line of blanks before the first field", " \r\nA: b"),
+        BadLines("a fold before the colon", "A\r\n : b"),
+        BadLines("LF alone before a fold", "A: b\n c", E::BadLineBreak),
+        BadLines("NUL in a fold", "A: b\r\n \0"s),
+        BadLines("CR alone before a fold", "A: b\r c", E::BadLineBreak),
     };
 }
 

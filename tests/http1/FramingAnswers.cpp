@@ -5,11 +5,8 @@
 namespace httpclient::http1 {
 namespace {
 
-using E = GrammarError;
 using namespace std::string_literals;
 
-const std::string OK = "HTTP/1.1 200 OK\r\n";
-const std::string END = "\r\n\r\n";
 const std::string HELLO = "5\r\nhello\r\n0\r\n\r\n"; // in chunks
 
 /// A row with one field and what follows the head.

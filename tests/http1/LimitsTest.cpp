@@ -11,9 +11,6 @@
 namespace httpclient::http1 {
 namespace {
 
-using E = GrammarError;
-
-const std::string OK = "HTTP/1.1 200 OK\r\n";
 const std::string CHUNKED = OK + "Transfer-Encoding: chunked\r\n\r\n";
 
 constexpr std::size_t LIMIT = 1000;

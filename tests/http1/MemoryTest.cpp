@@ -18,7 +18,6 @@ using httpclient::testing::CountedNew;
 using Event = ResponseReader::Event;
 
 constexpr std::size_t MIB = 1024UL * 1024;
-const std::string OK = "HTTP/1.1 200 OK\r\n";
 
 /// What a small answer of a usual server looks like.
 const std::string SMALL_ANSWER = OK +

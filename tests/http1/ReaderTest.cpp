@@ -2,6 +2,7 @@
 // What a driver is told while it feeds a reader.
 #include <gtest/gtest.h>
 
+#include "Answers.h"
 #include "Coded.h"
 #include "http1/GrammarError.h"
 #include "http1/ResponseReader.h"
@@ -10,8 +11,6 @@ namespace httpclient::http1 {
 namespace {
 
 using Event = ResponseReader::Event;
-
-const std::string OK = "HTTP/1.1 200 OK\r\n";
 
 class Reader : public ::testing::Test {
 protected:

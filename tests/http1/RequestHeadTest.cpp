@@ -87,7 +87,7 @@ Asked WithDefaults(std::vector<Field> fields) {
 }
 
 constexpr BodyFraming LENGTH_5 = {BodyFraming::Kind::Length, 5};
-constexpr BodyFraming CHUNKED = {BodyFraming::Kind::Chunked, 0};
+constexpr BodyFraming IN_CHUNKS = {BodyFraming::Kind::Chunked, 0};
 constexpr BodyFraming LONGEST = {BodyFraming::Kind::Length, UINT64_MAX};
 
 const std::string HOST = " / HTTP/1.1\r\nHost: h\r\n";
@@ -107,9 +107,9 @@ TEST(RequestHead, SaysMethodAndFramingAsTheyAre) {
         {WithMethod(Method::Patch), "PATCH" + HOST + "Content-Length: 0\r\n\r\n"},
         {WithMethod(Method::Post, LENGTH_5), "POST" + HOST + "Content-Length: 5\r\n\r\n"},
         {WithMethod(Method::Put, LONGEST), "PUT" + HOST + "Content-Length: 18446744073709551615\r\n\r\n"},
-        {WithMethod(Method::Patch, CHUNKED), "PATCH" + HOST + "Transfer-Encoding: chunked\r\n\r\n"},
+        {WithMethod(Method::Patch, IN_CHUNKS), "PATCH" + HOST + "Transfer-Encoding: chunked\r\n\r\n"},
         {WithMethod(Method::Delete, LENGTH_5), "DELETE" + HOST + "Content-Length: 5\r\n\r\n"},
-        {WithMethod(Method::Options, CHUNKED), "OPTIONS" + HOST + "Transfer-Encoding: chunked\r\n\r\n"},
+        {WithMethod(Method::Options, IN_CHUNKS), "OPTIONS" + HOST + "Transfer-Encoding: chunked\r\n\r\n"},
     };
     for (const auto& [asked, bytes] : rows) {
         EXPECT_EQ(Written(asked), bytes);
@@ -119,7 +119,7 @@ TEST(RequestHead, SaysMethodAndFramingAsTheyAre) {
 TEST(RequestHead, OfGetAndHeadHasNoBody) {
     for (const Method method : {Method::Get, Method::Head}) {
         EXPECT_EQ(Refusal(WithMethod(method, LENGTH_5)), E::BodyNotAllowed);
-        EXPECT_EQ(Refusal(WithMethod(method, CHUNKED)), E::BodyNotAllowed);
+        EXPECT_EQ(Refusal(WithMethod(method, IN_CHUNKS)), E::BodyNotAllowed);
     }
 }
 

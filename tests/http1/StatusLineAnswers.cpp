@@ -7,7 +7,6 @@ namespace httpclient::http1 {
 using namespace std::string_literals;
 
 Answers StatusLineAnswers() {
-    using E = GrammarError;
     return {
         Answer("a reason", "HTTP/1.1 204 No Content\r\n\r\n").Gives(204, {}),
         Answer("no reason", "HTTP/1.1 204 \r\n\r\n").Gives(204, {}),

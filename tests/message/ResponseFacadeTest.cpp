@@ -22,7 +22,7 @@ namespace {
 using Text = std::string;
 using Calls = std::vector<std::string>;
 
-constexpr std::size_t DESTRUCTORS = 2;
+constexpr std::size_t OPERATIONS_BEGIN = 2;
 
 } // namespace
 
@@ -30,7 +30,7 @@ TEST(ResponseInterface, HasItsOperationsInOrder) {
     Calls calls;
     RecordingResponse recorder(calls);
     CHttpResponseInter& response = recorder;
-    std::size_t place = DESTRUCTORS;
+    std::size_t place = OPERATIONS_BEGIN;
     Slot<void(const Text&)>::Call(response, place++, "v");
     EXPECT_TRUE((Slot<bool(const Text&, const Text&)>::Call(response, place++, "n", "v")));
     EXPECT_EQ(Slot<Text(const Text&)>::Call(response, place++, "n"), "answer of getResponseHeadEntry");
@@ -47,7 +47,7 @@ TEST(ResponseInterface, HasItsOperationsInOrder) {
     EXPECT_EQ(Slot<Text()>::Call(response, place++), "answer of getCharset");
     EXPECT_EQ(Slot<int()>::Call(response, place++), 204);
     Slot<void(int)>::Call(response, place++, 404);
-    EXPECT_EQ(place, DESTRUCTORS + 16);
+    EXPECT_EQ(place, OPERATIONS_BEGIN + 16);
     EXPECT_EQ(calls, (Calls{"setResponseHead(v)", "addResponseHeadEntry(n, v)", "getResponseHeadEntry(n)",
                             "getResponseHeadEntry(#3)", "getResponseHead()", "getResponseHeadNums()",
                             "parseHead()", "getResponseBody()", "setResponseBody(v)", "getContentType()",

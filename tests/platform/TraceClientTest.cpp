@@ -54,7 +54,7 @@ struct LevelCase {
 
 class TraceLevel : public ::testing::TestWithParam<LevelCase> {};
 
-std::string NameOf(const ::testing::TestParamInfo<LevelCase>& info) {
+std::string LevelName(const ::testing::TestParamInfo<LevelCase>& info) {
     return info.param.name;
 }
 
@@ -94,7 +94,7 @@ INSTANTIATE_TEST_SUITE_P(Environment, TraceLevel,
                                            LevelCase{"TwoAndMore", {{"OVEX_TRACE_LEVEL", "2 "}}, {5, 6}},
                                            LevelCase{"Twenty", {{"OVEX_TRACE_LEVEL", "20"}}, {5, 6}},
                                            LevelCase{"AWord", {{"OVEX_TRACE_LEVEL", "debug"}}, {5, 6}}),
-                         NameOf);
+                         LevelName);
 
 TEST(TraceClient, IsOneForTheProcess) {
     const Ended child = RunInChild({}, [] {

@@ -21,7 +21,7 @@ protected:
     Connections Here() { return ConnectionsOf(m_pool, "host:80", false); }
 };
 
-std::vector<const void*> Closed(const CurlRecorder& recorder) {
+std::vector<const void*> ClosedHandles(const CurlRecorder& recorder) {
     std::vector<const void*> handles;
     for (const CurlEvent& event : recorder.Events(CurlCall::EasyCleanup)) {
         handles.push_back(event.handle);
@@ -43,7 +43,7 @@ TEST_F(Sweeping, ClosesAConnectionThatHasBeenIdleForThirtySeconds) {
         m_clock.Advance(1);
         Sweep(m_pool);
         EXPECT_EQ(ConnectionsOf(m_pool, "host:80", ssl), Connections{});
-        EXPECT_EQ(Closed(recorder), std::vector<const void*>{easy});
+        EXPECT_EQ(ClosedHandles(recorder), std::vector<const void*>{easy});
         EXPECT_EQ(recorder.Events(CurlCall::MultiCleanup).size(), 1u);
     }
     EXPECT_EQ(TakeMessages(), Messages{}) << "a sweep says nothing";
@@ -112,7 +112,7 @@ TEST_F(Sweeping, VisitsPlainAndThenTlsAddressesInOrderOfTheirKeysOldestFirst) {
     const CurlRecorder recorder;
     m_clock.Advance(30);
     Sweep(m_pool);
-    EXPECT_EQ(Closed(recorder), expected);
+    EXPECT_EQ(ClosedHandles(recorder), expected);
 }
 
 TEST_F(Sweeping, WorksOnTheMapThatItIsGiven) {

@@ -19,7 +19,7 @@ namespace {
 
 constexpr const char* PASSWORD = "secret of the key";
 
-Reply Ok(const RecordedRequest& request) {
+Reply PeerNamed(const RecordedRequest& request) {
     return Respond(200, {}, request.peerSubject);
 }
 
@@ -70,7 +70,7 @@ int HowTheConnectionEnds(std::uint16_t port) {
 }
 
 TEST_F(TlsWorld, ServesAClientThatPresentsItsCertificate) {
-    const TlsLoopbackServer server(Ok, Options());
+    const TlsLoopbackServer server(PeerNamed, Options());
     const Fetched fetched = FetchPresenting(server.url());
     EXPECT_EQ(fetched.code, CURLE_OK);
     EXPECT_EQ(fetched.body, "CN=client");
@@ -80,7 +80,7 @@ TEST_F(TlsWorld, ServesAClientThatPresentsItsCertificate) {
 }
 
 TEST_F(TlsWorld, DemandsACertificate) {
-    const TlsLoopbackServer server(Ok, Options());
+    const TlsLoopbackServer server(PeerNamed, Options());
     EXPECT_NE(FetchTrusting(server.url()).code, CURLE_OK);
     ASSERT_TRUE(server.WaitForFailedHandshakes(1));
     EXPECT_EQ(server.failedHandshakes().front(), "peer did not return a certificate");
@@ -89,7 +89,7 @@ TEST_F(TlsWorld, DemandsACertificate) {
 }
 
 TEST_F(TlsWorld, ServesAgainAfterAFailedHandshake) {
-    const TlsLoopbackServer server(Ok, Options());
+    const TlsLoopbackServer server(PeerNamed, Options());
     EXPECT_NE(FetchTrusting(server.url()).code, CURLE_OK);
     EXPECT_EQ(FetchPresenting(server.url()).status, 200);
 }
@@ -98,7 +98,7 @@ TEST_F(TlsWorld, RefusesTheCertificateOfAnotherAuthority) {
     const Identity stranger = CertificateAuthority("Other CA").IssueClient();
     root.Replace("server.cer", stranger.certificatePem);
     root.Replace("server_key.pem", EncryptKey(stranger.keyPem, PASSWORD));
-    const TlsLoopbackServer server(Ok, Options());
+    const TlsLoopbackServer server(PeerNamed, Options());
     EXPECT_NE(FetchPresenting(server.url()).code, CURLE_OK);
     ASSERT_TRUE(server.WaitForFailedHandshakes(1));
     EXPECT_EQ(server.failedHandshakes().front(),
@@ -113,7 +113,7 @@ TEST_F(TlsWorld, RefusesAnExpiredClientCertificate) {
     const Identity late = ca.Issue(profile);
     root.Replace("server.cer", late.certificatePem);
     root.Replace("server_key.pem", EncryptKey(late.keyPem, PASSWORD));
-    const TlsLoopbackServer server(Ok, Options());
+    const TlsLoopbackServer server(PeerNamed, Options());
     EXPECT_NE(FetchPresenting(server.url()).code, CURLE_OK);
     ASSERT_TRUE(server.WaitForFailedHandshakes(1));
     EXPECT_NE(server.failedHandshakes().front().find("certificate has expired"), std::string::npos);
@@ -122,7 +122,7 @@ TEST_F(TlsWorld, RefusesAnExpiredClientCertificate) {
 TEST_F(TlsWorld, LetsClientsWithoutACertificateInWhenItOnlyAsks) {
     TlsOptions options = Options();
     options.clientCertificate = ClientCertificate::Request;
-    const TlsLoopbackServer server(Ok, options);
+    const TlsLoopbackServer server(PeerNamed, options);
     EXPECT_EQ(FetchTrusting(server.url()).body, "");
     EXPECT_EQ(FetchPresenting(server.url()).body, "CN=client");
     EXPECT_EQ(server.subjects(), (std::vector<std::string>{"", "CN=client"}));
@@ -131,7 +131,7 @@ TEST_F(TlsWorld, LetsClientsWithoutACertificateInWhenItOnlyAsks) {
 TEST_F(TlsWorld, NeverSeesACertificateThatItDoesNotAskFor) {
     TlsOptions options = Options();
     options.clientCertificate = ClientCertificate::Ignore;
-    const TlsLoopbackServer server(Ok, options);
+    const TlsLoopbackServer server(PeerNamed, options);
     EXPECT_EQ(FetchPresenting(server.url()).status, 200);
     EXPECT_EQ(server.subjects(), std::vector<std::string>{""});
 }
@@ -139,13 +139,13 @@ TEST_F(TlsWorld, NeverSeesACertificateThatItDoesNotAskFor) {
 TEST_F(TlsWorld, SpeaksNoNewerVersionThanItIsTold) {
     TlsOptions options = Options();
     options.newest = NewestTls::Tls12;
-    const TlsLoopbackServer old(Ok, options);
+    const TlsLoopbackServer old(PeerNamed, options);
     const auto wantTls13 = [](CURL* handle) {
         curl_easy_setopt(handle, CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_3));
     };
     EXPECT_EQ(FetchPresenting(old.url()).status, 200);
     EXPECT_EQ(FetchPresenting(old.url(), wantTls13).code, CURLE_SSL_CONNECT_ERROR);
-    const TlsLoopbackServer current(Ok, Options());
+    const TlsLoopbackServer current(PeerNamed, Options());
     EXPECT_EQ(FetchPresenting(current.url(), wantTls13).status, 200);
 }
 
@@ -153,7 +153,7 @@ TEST_F(TlsWorld, ClientsSeeWhatIsWrongWithTheServersCertificate) {
     const auto codeWith = [this](const Identity& presented) {
         TlsOptions options = Options();
         options.identity = presented;
-        const TlsLoopbackServer server(Ok, options);
+        const TlsLoopbackServer server(PeerNamed, options);
         return FetchPresenting(server.url()).code;
     };
     CertificateProfile profile;
@@ -175,7 +175,7 @@ TEST_F(TlsWorld, ClosesDuringTheHandshakeWhenTold) {
     options.onAccept = [](unsigned int connection) {
         return connection == 1 ? OnAccept::CloseAfterHello : OnAccept::Serve;
     };
-    const TlsLoopbackServer server(Ok, Options(), options);
+    const TlsLoopbackServer server(PeerNamed, Options(), options);
     EXPECT_EQ(FetchPresenting(server.url()).code, CURLE_SSL_CONNECT_ERROR);
     EXPECT_EQ(FetchPresenting(server.url()).status, 200);
     EXPECT_EQ(server.handshakes(), 1U);
@@ -193,7 +193,7 @@ TEST_F(TlsWorld, ClosesWithACloseNotificationAndCutsWithoutOne) {
 }
 
 TEST_F(TlsWorld, CountsWhatIsNoHandshake) {
-    const TlsLoopbackServer server(Ok, Options());
+    const TlsLoopbackServer server(PeerNamed, Options());
     RawClient client(server.port());
     client.Send("GET / HTTP/1.1\r\n\r\n");
     ASSERT_TRUE(server.WaitForFailedHandshakes(1));
@@ -201,7 +201,7 @@ TEST_F(TlsWorld, CountsWhatIsNoHandshake) {
 }
 
 TEST_F(TlsWorld, StopsDuringAHandshake) {
-    TlsLoopbackServer server(Ok, Options());
+    TlsLoopbackServer server(PeerNamed, Options());
     RawClient client(server.port());
     ASSERT_TRUE(server.WaitForConnections(1));
     server.Stop();
@@ -211,13 +211,13 @@ TEST_F(TlsWorld, StopsDuringAHandshake) {
 TEST_F(TlsWorld, RefusesToStartWithTheWrongKey) {
     TlsOptions options = Options();
     options.identity.keyPem = identity.keyPem;
-    EXPECT_THROW(TlsLoopbackServer(Ok, options), std::runtime_error);
+    EXPECT_THROW(TlsLoopbackServer(PeerNamed, options), std::runtime_error);
     options.identity.keyPem = EncryptKey(identity.keyPem, PASSWORD);
-    EXPECT_THROW(TlsLoopbackServer(Ok, options), std::runtime_error);
+    EXPECT_THROW(TlsLoopbackServer(PeerNamed, options), std::runtime_error);
 }
 
 TEST_F(TlsWorld, KeyFileNeedsItsPassword) {
-    const TlsLoopbackServer server(Ok, Options());
+    const TlsLoopbackServer server(PeerNamed, Options());
     const Fetched fetched = FetchPresenting(
         server.url(), [](CURL* handle) { curl_easy_setopt(handle, CURLOPT_KEYPASSWD, "another"); });
     EXPECT_EQ(fetched.code, CURLE_SSL_CERTPROBLEM);

@@ -10,16 +10,16 @@
 
 namespace {
 
-thread_local Connects* t_current = nullptr;
+thread_local Connects* t_connects = nullptr;
 
 } // namespace
 
 Connects::Connects() {
-    t_current = this;
+    t_connects = this;
 }
 
 Connects::~Connects() {
-    t_current = nullptr;
+    t_connects = nullptr;
 }
 
 void Connects::Set(const httpclient::net::Endpoint& endpoint, int error) {
@@ -43,21 +43,21 @@ std::string BytesOf(const httpclient::net::Endpoint& endpoint) {
 
 extern "C" int socket(int family, int type, int protocol) noexcept {
     static auto* const next = httpclient::testing::Next<int(int, int, int)>("socket");
-    if (t_current != nullptr && t_current->SocketError() != 0) {
-        errno = t_current->SocketError();
+    if (t_connects != nullptr && t_connects->SocketError() != 0) {
+        errno = t_connects->SocketError();
         return -1;
     }
-    const int lent = t_current != nullptr ? t_current->Lent() : -1;
+    const int lent = t_connects != nullptr ? t_connects->Lent() : -1;
     const int fd = lent >= 0 ? fcntl(lent, F_DUPFD_CLOEXEC, 0) : next(family, type, protocol);
-    if (t_current != nullptr) {
-        t_current->Forget(fd);
+    if (t_connects != nullptr) {
+        t_connects->Forget(fd);
     }
     return fd;
 }
 
 extern "C" int connect(int fd, const sockaddr* address, socklen_t size) {
     static auto* const next = httpclient::testing::Next<int(int, const sockaddr*, socklen_t)>("connect");
-    const int error = t_current != nullptr ? t_current->Begin(fd, address, size) : 0;
+    const int error = t_connects != nullptr ? t_connects->Begin(fd, address, size) : 0;
     if (error != 0) {
         errno = error;
         return -1;

@@ -7,7 +7,7 @@
 
 namespace {
 
-thread_local FrozenStamps* t_current = nullptr;
+thread_local FrozenStamps* t_stamps = nullptr;
 
 int Real(const char* path, struct stat* seen) {
     static auto* const next = httpclient::testing::Next<int(const char*, struct stat*)>("stat");
@@ -17,11 +17,11 @@ int Real(const char* path, struct stat* seen) {
 } // namespace
 
 FrozenStamps::FrozenStamps(std::chrono::seconds age) : m_age(age) {
-    t_current = this;
+    t_stamps = this;
 }
 
 FrozenStamps::~FrozenStamps() {
-    t_current = nullptr;
+    t_stamps = nullptr;
 }
 
 int FrozenStamps::Look(const char* path, struct stat* seen) {
@@ -39,5 +39,5 @@ int FrozenStamps::Look(const char* path, struct stat* seen) {
 }
 
 extern "C" int stat(const char* path, struct stat* seen) noexcept {
-    return t_current != nullptr ? t_current->Look(path, seen) : Real(path, seen);
+    return t_stamps != nullptr ? t_stamps->Look(path, seen) : Real(path, seen);
 }

@@ -9,20 +9,20 @@
 
 namespace {
 
-thread_local SystemCalls* t_current = nullptr;
+thread_local SystemCalls* t_calls = nullptr;
 
 } // namespace
 
 SystemCalls::SystemCalls() {
-    t_current = this;
+    t_calls = this;
 }
 
 SystemCalls::~SystemCalls() {
-    t_current = nullptr;
+    t_calls = nullptr;
 }
 
 bool SystemCalls::Interrupted(Kind kind, int flags) {
-    SystemCalls* const current = t_current;
+    SystemCalls* const current = t_calls;
     if (current == nullptr) {
         return false;
     }
