@@ -14,7 +14,7 @@
 
 namespace {
 
-constexpr size_t POST_BYTES = 16 * 1024;
+constexpr size_t POST_BYTES = 16UL * 1024;
 
 std::string Url(const char* path) {
     return "http://127.0.0.1:" + std::to_string(BenchServer().Server().Port()) + path;

@@ -12,7 +12,7 @@ __attribute__((format(printf, 1, 2))) inline std::string Text(const char* format
     char text[512];
     va_list arguments;
     va_start(arguments, format);
-    std::vsnprintf(text, sizeof text, format, arguments);
+    static_cast<void>(std::vsnprintf(text, sizeof text, format, arguments));
     va_end(arguments);
     return text;
 }

@@ -5,8 +5,8 @@
 
 namespace {
 
-constexpr size_t POST_BYTES = 16 * 1024;
-constexpr size_t LONG_BYTES = 1024 * 1024;
+constexpr size_t POST_BYTES = 16UL * 1024;
+constexpr size_t LONG_BYTES = 1024UL * 1024;
 constexpr int IN_FLIGHT = 100;
 
 Target At(std::uint16_t port, const char* path) {

@@ -57,7 +57,7 @@ bool Count(const SendOne& send, int requests) {
 } // namespace
 
 int main(int argc, char** argv) {
-    const int requests = argc == 4 ? std::atoi(argv[2]) : 0;
+    const int requests = argc == 4 ? static_cast<int>(std::strtol(argv[2], nullptr, 10)) : 0;
     if (requests < 1) {
         std::fprintf(stderr, "usage: %s <work> <N> <port>\n", argv[0]);
         return 2;
@@ -65,7 +65,8 @@ int main(int argc, char** argv) {
     // A host has threads, and the C library does more in a process that has; the floor must not do without.
     std::promise<void> end;
     const auto thread = std::async(std::launch::async, [&end] { end.get_future().wait(); });
-    const bool counted = Count(MakeWork(argv[1], static_cast<std::uint16_t>(std::atoi(argv[3]))), requests);
+    const bool counted =
+        Count(MakeWork(argv[1], static_cast<std::uint16_t>(std::strtol(argv[3], nullptr, 10))), requests);
     end.set_value();
     if (!counted) {
         std::fprintf(stderr, "%s: a request failed\n", argv[1]);

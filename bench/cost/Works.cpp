@@ -20,7 +20,7 @@
 
 namespace {
 
-constexpr size_t POST_BYTES = 16 * 1024;
+constexpr size_t POST_BYTES = 16UL * 1024;
 constexpr const char* PATH = "/128";
 
 std::string Url(std::uint16_t port) {

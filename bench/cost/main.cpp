@@ -24,7 +24,7 @@ constexpr const char* OWN = "libhttpclient.so";
 bool Parse(int argc, char** argv, Options& options) {
     for (int i = 1; i + 1 < argc; i += 2) {
         if (std::strcmp(argv[i], "--requests") == 0) {
-            options.requests = std::atoi(argv[i + 1]);
+            options.requests = static_cast<int>(std::strtol(argv[i + 1], nullptr, 10));
         } else if (std::strcmp(argv[i], "--check") == 0) {
             options.ceilings = argv[i + 1];
         } else {
@@ -168,7 +168,7 @@ int Run(const std::string& self, const Options& options) {
 int main(int argc, char** argv) {
     Options options;
     if (!Parse(argc, argv, options)) {
-        std::fputs(USAGE, stderr);
+        static_cast<void>(std::fputs(USAGE, stderr));
         return 2;
     }
     for (const char* proxy : {"http_proxy", "all_proxy", "ALL_PROXY"}) {

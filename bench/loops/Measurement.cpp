@@ -113,8 +113,8 @@ Figures MeasureApart(const CrowdKind& kind, const Work& work, double seconds) {
     const AnswerLoop server(work.answeredAfter);
     const httpclient::testing::Ended ended = httpclient::testing::RunForked([&] {
         const Figures figures = Measure(kind, work, seconds, {server.Port(), work.inFlight});
-        std::fputs(AsLines(figures).c_str(), stdout);
-        std::fflush(stdout);
+        static_cast<void>(std::fputs(AsLines(figures).c_str(), stdout));
+        static_cast<void>(std::fflush(stdout));
         std::_Exit(0); // how clients end is not what is measured
     });
     if (ended.exitCode == 0) {

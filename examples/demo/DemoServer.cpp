@@ -24,7 +24,7 @@ using httplib::Response;
 constexpr const char* TEXT = "text/plain; charset=UTF-8";
 constexpr size_t THREADS = 64; // each open connection holds one
 constexpr size_t REQUESTS_PER_CONNECTION = 1'000'000;
-constexpr size_t LARGEST_BODY = 64 * 1024 * 1024;
+constexpr size_t LARGEST_BODY = 64UL * 1024 * 1024;
 
 /// httplib puts the addresses of the connection among a request's headers; they did not arrive.
 bool Arrived(const std::string& name) {

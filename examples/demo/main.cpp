@@ -67,7 +67,7 @@ int main(int argc, char** argv) {
                        "/metrics         how those calls went, for Prometheus\n",
                        upstream);
         }
-        std::fflush(stdout);
+        static_cast<void>(std::fflush(stdout));
         end.Wait();
         return 0;
     } catch (const std::exception& problem) {

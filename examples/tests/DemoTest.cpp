@@ -22,7 +22,7 @@ class Demo {
 public:
     explicit Demo(const std::string& arguments)
         : m_output(popen(("echo $$; exec " DEMO_PROGRAM " --port 0 " + arguments).c_str(), "r")) {
-        m_pid = std::atoi(Line().c_str());
+        m_pid = std::stoi(Line());
         m_origin = Line();
         m_origin.pop_back();
     }

@@ -24,7 +24,7 @@ constexpr unsigned int LONGEST_SECONDS = 60;
 
 std::optional<Tally> InOwnProcess(const std::function<Tally()>& function) {
     int ends[2];
-    std::fflush(stdout); // or both processes would write what is buffered
+    static_cast<void>(std::fflush(stdout)); // or both processes would write what is buffered
     if (pipe(ends) != 0) {
         throw std::runtime_error("no pipe to be had");
     }

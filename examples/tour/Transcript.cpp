@@ -79,7 +79,7 @@ void Transcript::Result(const std::string& text) {
 void Transcript::Checked(const std::string& what, bool holds) {
     ++(holds ? m_checks.kept : m_checks.broken);
     Line(holds ? "kept" : "BROKEN", what);
-    std::fflush(stdout);
+    static_cast<void>(std::fflush(stdout));
 }
 
 void Transcript::Add(const Tally& checks) {

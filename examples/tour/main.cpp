@@ -56,7 +56,7 @@ void Visit(const tour::Stop& stop, int number, tour::Transcript& transcript) {
 
 } // namespace
 
-int main() {
+int main() try {
     ForgetProxies();
     fmt::print("What the library promises: asked of it (asked), sent (>), received (<), logged, given back "
                "(result).\n");
@@ -67,4 +67,7 @@ int main() {
         Visit(*stop, ++number, transcript);
     }
     return transcript.Close(stops.size()) ? 0 : 1;
+} catch (const std::exception& error) {
+    fmt::print(stderr, "{}\n", error.what());
+    return 1;
 }

@@ -174,7 +174,7 @@ TEST_F(Answers, ThatEndWithTheConnectionAreWholeWhenItCloses) {
 }
 
 TEST_F(Answers, OfAnySizeComeWhole) {
-    std::string content(3 * 1024 * 1024 + 17, '\0');
+    std::string content(3UL * 1024 * 1024 + 17, '\0');
     for (std::size_t i = 0; i < content.size(); ++i) {
         content[i] = static_cast<char>(i * 7 + i / 251);
     }

@@ -226,7 +226,7 @@ class Signals : public EngineTest {};
 } // namespace
 
 TEST_F(Signals, EveryMillisecondEndNoCallEarly) {
-    const std::string content(300 * 1000, 'x');
+    const std::string content(300UL * 1000, 'x');
     kit::LoopbackServer server([&](const kit::RecordedRequest& request) {
         return request.target == "/slow" ? kit::Trickle(kit::Respond(200, {}, "slow"), 1ms)
                                          : kit::Respond(200, {}, request.body);

@@ -200,7 +200,7 @@ public:
             close(fd);
         }
         rlimit few = m_before;
-        few.rlim_cur = static_cast<rlim_t>(last + 1);
+        few.rlim_cur = static_cast<rlim_t>(last) + 1;
         setrlimit(RLIMIT_NOFILE, &few);
     }
     ~FewDescriptors() { setrlimit(RLIMIT_NOFILE, &m_before); }

@@ -196,7 +196,6 @@ TEST_F(ObserverTest, ThatThrowsChangesNothingAndIsCounted) {
 
 TEST_F(ObserverTest, MaySendItself) {
     std::unique_ptr<Client> client;
-    std::atomic<int> depth{0};
     kit::LoopbackServer server(Always());
     m_engine = std::make_unique<Engine>();
     Engine inner;

@@ -39,8 +39,7 @@ std::function<BodySource()> Pieces(std::vector<std::string> pieces) {
                 return 0;
             }
             const std::string& piece = pieces[next++];
-            std::memcpy(to, piece.data(), piece.size());
-            return static_cast<std::ptrdiff_t>(piece.size());
+            return static_cast<std::ptrdiff_t>(piece.copy(to, piece.size()));
         };
     };
 }
@@ -122,7 +121,7 @@ TEST_F(RequestBytes, OfASourceAreFramedByItsLengthOrInChunks) {
               "POST / HTTP/1.1\r\n" + DEFAULTS + "Transfer-Encoding: chunked\r\n\r\n0\r\n\r\n");
     EXPECT_EQ(Bytes(Request(Method::Post, "/").bodySource(Pieces({}), 0)),
               "POST / HTTP/1.1\r\n" + DEFAULTS + "Content-Length: 0\r\n\r\n");
-    const std::string longest(16 * 1024, 'x');
+    const std::string longest(16UL * 1024, 'x');
     EXPECT_EQ(Bytes(Request(Method::Post, "/").bodySource(Pieces({longest}), std::nullopt)),
               "POST / HTTP/1.1\r\n" + DEFAULTS + "Transfer-Encoding: chunked\r\n\r\n4000\r\n" + longest +
                   "\r\n0\r\n\r\n");

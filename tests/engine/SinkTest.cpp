@@ -30,7 +30,7 @@ protected:
 } // namespace
 
 TEST_F(Sink, TakesTheWholeBodyOfA2xxInPieces) {
-    std::string content(1000 * 1000, '\0');
+    std::string content(1000UL * 1000, '\0');
     for (std::size_t i = 0; i < content.size(); ++i) {
         content[i] = static_cast<char>(i % 253);
     }
@@ -79,16 +79,16 @@ TEST_F(Sink, ThatThrowsCancelsTheCall) {
 }
 
 TEST_F(Sink, MaySendACallItself) {
-    const std::string content(200 * 1000, 'c');
+    const std::string content(200UL * 1000, 'c');
     kit::LoopbackServer server([&](const kit::RecordedRequest& request) {
-        return kit::Respond(200, {}, request.target == "/" ? content : std::string(100 * 1000, 'i'));
+        return kit::Respond(200, {}, request.target == "/" ? content : std::string(100UL * 1000, 'i'));
     });
     const Client client = ClientOf(server);
     std::string taken;
     const Request request = Get().bodySink([&](std::string_view piece) {
         const Result inner = client.Send(Get("/inner"));
         taken += piece;
-        return inner && inner->body().size() == 100 * 1000;
+        return inner && inner->body().size() == 100UL * 1000;
     });
     EXPECT_EQ(Told(client.Send(request)), "200 ");
     EXPECT_TRUE(taken == content);

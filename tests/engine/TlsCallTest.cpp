@@ -107,7 +107,7 @@ TEST_F(TlsCall, IsCountedByFullAndResumedHandshakesThatSucceed) {
 }
 
 TEST_F(TlsCall, CarriesLongBodiesBothWays) {
-    std::string content(3 * 1000 * 1000, '\0');
+    std::string content(3UL * 1000 * 1000, '\0');
     for (std::size_t i = 0; i < content.size(); ++i) {
         content[i] = static_cast<char>(i * 31 / 7);
     }

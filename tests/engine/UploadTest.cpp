@@ -54,7 +54,7 @@ protected:
                             if (step.thrown) {
                                 throw std::runtime_error("no more");
                             }
-                            std::memcpy(to, step.text.data(), step.text.size());
+                            step.text.copy(to, step.text.size());
                             return step.text.empty() ? step.result
                                                      : static_cast<std::ptrdiff_t>(step.text.size());
                         };

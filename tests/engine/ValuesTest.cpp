@@ -19,27 +19,27 @@
 namespace {
 
 template <class T>
-constexpr bool IsValue = std::is_copy_constructible_v<T>&& std::is_copy_assignable_v<T>&&
+constexpr bool IS_VALUE = std::is_copy_constructible_v<T>&& std::is_copy_assignable_v<T>&&
     std::is_nothrow_move_constructible_v<T>&& std::is_nothrow_move_assignable_v<T>;
 template <class T>
-constexpr bool IsMoveOnly = !std::is_copy_constructible_v<T> && !std::is_copy_assignable_v<T> &&
-                            std::is_nothrow_move_constructible_v<T> && std::is_nothrow_move_assignable_v<T>;
-template <class T> constexpr bool IsOnePointer = sizeof(T) == sizeof(void*);
+constexpr bool IS_MOVE_ONLY = !std::is_copy_constructible_v<T> && !std::is_copy_assignable_v<T> &&
+                              std::is_nothrow_move_constructible_v<T> && std::is_nothrow_move_assignable_v<T>;
+template <class T> constexpr bool IS_ONE_POINTER = sizeof(T) == sizeof(void*);
 /// A handle that is shared.
-template <class T> constexpr bool IsSharedPointer = sizeof(T) == sizeof(std::shared_ptr<void>);
+template <class T> constexpr bool IS_SHARED_POINTER = sizeof(T) == sizeof(std::shared_ptr<void>);
 
-static_assert(IsValue<Request> && IsOnePointer<Request>);
-static_assert(IsValue<ClientOptions> && IsOnePointer<ClientOptions>);
-static_assert(IsValue<TlsOptions> && IsOnePointer<TlsOptions>);
-static_assert(IsValue<RetryPolicy> && IsOnePointer<RetryPolicy>);
-static_assert(IsValue<EngineOptions> && IsOnePointer<EngineOptions>);
-static_assert(IsValue<Failure> && IsOnePointer<Failure>);
-static_assert(IsValue<Client> && IsSharedPointer<Client>);
-static_assert(IsMoveOnly<Response> && IsOnePointer<Response>);
-static_assert(IsMoveOnly<Result> && IsOnePointer<Result>);
-static_assert(std::is_copy_constructible_v<Timings> && IsOnePointer<Timings>);
+static_assert(IS_VALUE<Request> && IS_ONE_POINTER<Request>);
+static_assert(IS_VALUE<ClientOptions> && IS_ONE_POINTER<ClientOptions>);
+static_assert(IS_VALUE<TlsOptions> && IS_ONE_POINTER<TlsOptions>);
+static_assert(IS_VALUE<RetryPolicy> && IS_ONE_POINTER<RetryPolicy>);
+static_assert(IS_VALUE<EngineOptions> && IS_ONE_POINTER<EngineOptions>);
+static_assert(IS_VALUE<Failure> && IS_ONE_POINTER<Failure>);
+static_assert(IS_VALUE<Client> && IS_SHARED_POINTER<Client>);
+static_assert(IS_MOVE_ONLY<Response> && IS_ONE_POINTER<Response>);
+static_assert(IS_MOVE_ONLY<Result> && IS_ONE_POINTER<Result>);
+static_assert(std::is_copy_constructible_v<Timings> && IS_ONE_POINTER<Timings>);
 static_assert(!std::is_copy_constructible_v<Engine> && !std::is_move_constructible_v<Engine> &&
-              IsSharedPointer<Engine>);
+              IS_SHARED_POINTER<Engine>);
 
 static_assert(!std::is_convertible_v<std::string, ClientOptions>, "an origin is no client's options");
 static_assert(!std::is_convertible_v<ClientOptions, Client>);
@@ -64,15 +64,18 @@ template <class T, class = void> struct GivesFailure : std::false_type {};
 template <class T>
 struct GivesFailure<T, std::void_t<decltype(std::declval<T>().failure())>> : std::true_type {};
 
-static_assert(GivesViewOfField<const Response&>::value && GivesViewOfField<Response&>::value);
-static_assert(!GivesViewOfField<Response>::value && !GivesViewOfField<const Response>::value);
+static_assert(GivesViewOfField<const Response&>::value);
+static_assert(GivesViewOfField<Response&>::value);
+static_assert(!GivesViewOfField<Response>::value);
+static_assert(!GivesViewOfField<const Response>::value);
 static_assert(GivesFieldByIndex<const Response&>::value && !GivesFieldByIndex<Response>::value);
 static_assert(GivesViews<const Response&>::value && !GivesViews<Response>::value);
 static_assert(GivesBody<const Response&>::value && !GivesBody<const Response>::value);
 static_assert(std::is_same_v<decltype(std::declval<Response>().body()), std::string>, "the caller's own");
 static_assert(std::is_same_v<decltype(std::declval<const Response&>().body()), const std::string&>);
-static_assert(GivesFailure<const Result&>::value && !GivesFailure<Result>::value &&
-              !GivesFailure<const Result>::value);
+static_assert(GivesFailure<const Result&>::value);
+static_assert(!GivesFailure<Result>::value);
+static_assert(!GivesFailure<const Result>::value);
 static_assert(std::is_same_v<decltype(*std::declval<Result>()), Response>, "the caller's own");
 static_assert(std::is_same_v<decltype(*std::declval<Result&>()), Response&>);
 static_assert(std::is_same_v<decltype(*std::declval<const Result&>()), const Response&>);

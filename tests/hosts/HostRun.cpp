@@ -11,8 +11,6 @@
 
 #include <gtest/gtest.h>
 
-extern char** environ;
-
 namespace {
 
 /// Reads until every writer has closed its end, and closes this one.

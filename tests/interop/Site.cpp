@@ -9,8 +9,8 @@ namespace {
 
 constexpr std::size_t SMALL = 128;
 constexpr std::size_t LONG = 1 << 20;
-constexpr std::size_t TEXT = 64 * 1024;
-constexpr std::size_t CHUNKED = 96 * 1024;
+constexpr std::size_t TEXT = 64UL * 1024;
+constexpr std::size_t CHUNKED = 96UL * 1024;
 
 /// Every byte there is, in an order that shows what is missing or twice.
 std::string Bytes(std::size_t size) {

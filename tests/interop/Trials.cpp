@@ -21,8 +21,8 @@ using namespace httpclient;
 namespace {
 
 constexpr std::chrono::seconds PATIENCE{30};
-constexpr std::size_t POSTED = 16 * 1024;
-constexpr std::size_t UPLOADED = 256 * 1024 + 1;
+constexpr std::size_t POSTED = 16UL * 1024;
+constexpr std::size_t UPLOADED = 256UL * 1024 + 1;
 
 /// What is wrong with an answer.
 class Problem : public std::runtime_error {

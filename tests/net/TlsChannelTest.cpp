@@ -172,7 +172,7 @@ TEST_P(TlsChannel, RepeatsARefusedWriteOfSmallPieces) {
 TEST_P(TlsChannel, ReadsManyRecordsWithFewSystemCalls) {
     Connect();
     m_pair.Settle();
-    const std::string all = Pattern(5 * 16384);
+    const std::string all = Pattern(5UL * 16384);
     m_pair.peer.Write(all);
     int queued = 0;
     while (queued < static_cast<int>(all.size())) {

@@ -40,11 +40,11 @@ thread_local int t_connectsUntilCancelled = 0; ///< 0: never
 // Stands before the C library's. A thread that is cancelled as it connects ends right there, if it can.
 extern "C" __attribute__((visibility("default"))) int connect(int socket, const sockaddr* address,
                                                               socklen_t length) {
-    static const auto s_next = Next<int(int, const sockaddr*, socklen_t)>("connect");
+    static const auto next = Next<int(int, const sockaddr*, socklen_t)>("connect");
     if (t_connectsUntilCancelled > 0 && --t_connectsUntilCancelled == 0) {
         pthread_cancel(pthread_self());
     }
-    return s_next(socket, address, length);
+    return next(socket, address, length);
 }
 
 namespace {

@@ -36,14 +36,14 @@ std::function<void()> g_afterChange; ///< Called by each thread that changes it.
 // Stands before the C library's, and counts.
 extern "C" __attribute__((visibility("default"))) int sigaction(int signal, const struct sigaction* action,
                                                                 struct sigaction* former) noexcept {
-    static const auto s_next = Next<int(int, const struct sigaction*, struct sigaction*)>("sigaction");
+    static const auto next = Next<int(int, const struct sigaction*, struct sigaction*)>("sigaction");
     if (signal == SIGPIPE && action != nullptr) {
         ++g_changes;
         if (g_afterChange) {
             g_afterChange();
         }
     }
-    return s_next(signal, action, former);
+    return next(signal, action, former);
 }
 
 namespace {

@@ -12,6 +12,6 @@ public:
 };
 
 // GoogleTest owns it.
-const ::testing::Environment* const g_testedProfile = ::testing::AddGlobalTestEnvironment(new TestedProfile);
+const ::testing::Environment* const TESTED_PROFILE = ::testing::AddGlobalTestEnvironment(new TestedProfile);
 
 } // namespace

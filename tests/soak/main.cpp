@@ -46,7 +46,7 @@ void ShowProgress(const Options& options, const Sample& now, const Counts& count
                  "\r[%s] %4.0f s  %llu answered, %llu broken, %llu surprises; %.1f MiB, %.0f descriptors, "
                  "%.0f threads  ",
                  bar.c_str(), now.second, static_cast<unsigned long long>(counts.answered),
-                 static_cast<unsigned long long>(counts.provoked + counts.disturbed),
+                 static_cast<unsigned long long>(counts.provoked) + counts.disturbed,
                  static_cast<unsigned long long>(counts.unexpected), now.heap, now.descriptors, now.threads);
 }
 

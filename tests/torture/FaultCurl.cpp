@@ -50,7 +50,7 @@ extern "C" {
 
 CURLcode curl_easy_setopt(CURL* handle, CURLoption option, ...) {
     va_list arguments;
-    va_start(arguments, option);
+    va_start(arguments, option); // NOLINT(clang-diagnostic-varargs): libcurl declares it so
     const CURLcode result = IsNumber(option) ? SetNumber(handle, option, va_arg(arguments, long))
                                              : SetPointer(handle, option, va_arg(arguments, void*));
     va_end(arguments);

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Pem.h"
 
-#include <cstring>
-
 #include <openssl/err.h>
 #include <openssl/pem.h>
 
@@ -27,8 +25,7 @@ int GivePassword(char* buffer, int size, int /*writing*/, void* user) {
     if (password.size() >= static_cast<std::size_t>(size)) {
         return -1;
     }
-    std::memcpy(buffer, password.data(), password.size());
-    return static_cast<int>(password.size());
+    return static_cast<int>(password.copy(buffer, password.size()));
 }
 
 } // namespace

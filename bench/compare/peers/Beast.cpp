@@ -15,7 +15,7 @@ namespace http = boost::beast::http;
 namespace ssl = boost::asio::ssl;
 using Tcp = boost::asio::ip::tcp;
 
-constexpr std::uint64_t LONGEST_BODY = 64 * 1024 * 1024;
+constexpr std::uint64_t LONGEST_BODY = 64UL * 1024 * 1024;
 
 void Connect(Tcp::socket& socket, std::uint16_t port) {
     socket.connect(Tcp::endpoint(boost::asio::ip::make_address("127.0.0.1"), port));

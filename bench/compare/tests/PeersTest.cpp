@@ -99,7 +99,7 @@ TEST_P(Peers, ConnectAnewAfterTheServerHasClosed) {
 TEST_P(Peers, SendTheBodyAndTheToken) {
     const LoopbackServer server(&Answer);
     Target target = At(server);
-    target.body.assign(16 * 1024, 'b');
+    target.body.assign(16UL * 1024, 'b');
     target.token = MeasuredToken();
     const CertificateAuthority ca;
     const TlsRoot root(ca.certificatePem(), ca.IssueClient(), "", "");

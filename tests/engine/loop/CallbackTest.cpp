@@ -178,7 +178,9 @@ TEST_P(CallbackTest, MayDestroyTheEngineAndTheClient) {
             m_engine.reset();
             note(std::move(result));
         });
-        { const Client gone = std::move(first); }
+        {
+            const Client gone = std::move(first);
+        } // NOLINT(bugprone-use-after-move): Start() left it as it was
         ready.Come();
         EXPECT_TRUE(m_ends.Wait(before + 2));
     }

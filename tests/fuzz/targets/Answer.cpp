@@ -10,18 +10,18 @@ using namespace httpclient::http1;
 
 namespace {
 
-enum AnswerChoice : unsigned { TO_HEAD = 1, UNDECODED = 2, TORN = 4, UNLIMITED = 8, METHODS = 16 };
+enum AnswerChoice : unsigned { ToHead = 1, Undecoded = 2, Torn = 4, Unlimited = 8, Methods = 16 };
 
 /// Each method has its answers read: HEAD by a choice of its own, the others by number.
 Method MethodOf(unsigned choices) {
     constexpr Method OTHERS[] = {Method::Get,    Method::Post,    Method::Put, Method::Patch,
                                  Method::Delete, Method::Options, Method::Get, Method::Get};
-    return (choices & TO_HEAD) != 0 ? Method::Head : OTHERS[choices / METHODS % 8];
+    return (choices & ToHead) != 0 ? Method::Head : OTHERS[choices / Methods % 8];
 }
 
 /// Narrow ones, or those that a client has by default: no input reaches them but by what it decodes to.
 Limits LimitsOf(unsigned choices) {
-    return (choices & UNLIMITED) != 0 ? Limits() : Limits{2000, 5000};
+    return (choices & Unlimited) != 0 ? Limits() : Limits{2000, 5000};
 }
 
 /// The pieces that a socket would give: the sizes repeat.
@@ -54,8 +54,8 @@ void FuzzAnswer(std::string_view input) {
     Answer answer("", fields.Rest());
     answer.method = MethodOf(choices);
     const Limits limits = LimitsOf(choices);
-    answer.decode = (choices & UNDECODED) == 0;
-    answer.clean = (choices & TORN) == 0;
+    answer.decode = (choices & Undecoded) == 0;
+    answer.clean = (choices & Torn) == 0;
 
     const Reading whole = Deliver(answer, Whole(), Taking::Kept, limits);
     if (whole.error == GrammarError{}) {

@@ -65,7 +65,8 @@ std::string BodyOf(unsigned choices, const std::string& damage, const std::strin
         body += body;
     }
     for (std::size_t i = 0; i + 1 < damage.size(); i += 2) {
-        body[static_cast<unsigned char>(damage[i]) % body.size()] ^= damage[i + 1];
+        char& byte = body[static_cast<unsigned char>(damage[i]) % body.size()];
+        byte = static_cast<char>(byte ^ damage[i + 1]);
     }
     return body;
 }

@@ -68,6 +68,7 @@ void FuzzHeadEntries(std::string_view input) {
     const curl_slist* line = list.get();
     for (const auto& [name, value] : model) {
         Require(line != nullptr, "each entry has its line");
+        // NOLINTNEXTLINE(readability-redundant-string-cstr): up to its first NUL byte
         Require(line->data == std::string((name + ":" + value).c_str()), "a line is the entry's text");
         line = line->next;
     }

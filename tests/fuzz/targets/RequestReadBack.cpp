@@ -118,7 +118,7 @@ std::function<BodySource()> SourceOf(const std::string& text, const std::string&
             const std::size_t most =
                 sizes.empty() ? room : static_cast<unsigned char>(sizes[turn++ % sizes.size()]) + 1UL;
             const std::size_t size = std::min({most, room, text.size() - at});
-            std::memcpy(to, text.data() + at, size);
+            text.copy(to, size, at);
             at += size;
             return static_cast<std::ptrdiff_t>(size);
         };

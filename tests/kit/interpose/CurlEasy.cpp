@@ -64,7 +64,7 @@ extern "C" {
 
 CURLcode curl_easy_setopt(CURL* handle, CURLoption option, ...) {
     va_list arguments;
-    va_start(arguments, option);
+    va_start(arguments, option); // NOLINT(clang-diagnostic-varargs): libcurl declares it so
     CURLcode result = CURLE_OK;
     if (IsNumber(option)) {
         result = SetNumber(handle, option, va_arg(arguments, long));

@@ -44,7 +44,7 @@ public:
     RawClient& operator=(const RawClient&) = delete;
 
     void SetPatience(long milliseconds) const {
-        const timeval patience{milliseconds / 1000, milliseconds % 1000 * 1000};
+        const timeval patience{milliseconds / 1000, milliseconds % 1000 * 1000L};
         setsockopt(m_socket, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
     }
     void Send(std::string_view bytes) const { send(m_socket, bytes.data(), bytes.size(), MSG_NOSIGNAL); }

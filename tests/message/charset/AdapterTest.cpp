@@ -18,6 +18,7 @@ bool g_usesUpInvalidInput = false; ///< Whether the C library takes all input fo
 } // namespace
 
 // The linker puts this before the C library's iconv.
+// NOLINTBEGIN(bugprone-reserved-identifier): the linker gives the names
 extern "C" {
 std::size_t __real_iconv(void* cd, char** in, std::size_t* left, char** out, std::size_t* room);
 std::size_t __wrap_iconv(void* cd, char** in, std::size_t* left, char** out, std::size_t* room);
@@ -32,6 +33,7 @@ std::size_t __wrap_iconv(void* cd, char** in, std::size_t* left, char** out, std
     return FAILED;
 }
 }
+// NOLINTEND(bugprone-reserved-identifier)
 
 namespace {
 

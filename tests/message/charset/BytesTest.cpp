@@ -90,7 +90,7 @@ struct SingleByteSet {
 };
 
 const std::vector<SingleByteSet>& SingleByteSets() {
-    static const std::vector<SingleByteSet> s_sets{
+    static const std::vector<SingleByteSet> sets{
         {"ASCII", {{0x80, 0xFF}}},
         {"ISO-8859-1", {}},
         {"ISO-8859-2", {}},
@@ -140,7 +140,7 @@ const std::vector<SingleByteSet>& SingleByteSets() {
           {0xA5, 0xA5}}},
         {"KOI8-R", {}},
         {"KOI8-U", {}}};
-    return s_sets;
+    return sets;
 }
 
 /// Pairs without a character: each first byte with each second one.
@@ -158,7 +158,7 @@ struct TwoByteSet {
 
 /// What is without a character in all of them. Rows of GB 2312: the first byte; cells: the second one.
 const std::vector<Gap>& CommonGaps() {
-    static const std::vector<Gap> s_gaps{
+    static const std::vector<Gap> gaps{
         {{0x00, 0xFF}, {0xFF, 0xFF}}, // no second byte
         {{0xA2, 0xA2}, {0xE3, 0xE4}}, // row 2
         {{0xA2, 0xA2}, {0xEF, 0xF0}}, {{0xA2, 0xA2}, {0xFD, 0xFE}}, {{0xA4, 0xA4}, {0xF4, 0xFE}},
@@ -166,7 +166,7 @@ const std::vector<Gap>& CommonGaps() {
         {{0xA7, 0xA7}, {0xF2, 0xFE}}, {{0xA8, 0xA8}, {0xEA, 0xFE}}, {{0xA9, 0xA9}, {0xF0, 0xFE}},
         {{0xAA, 0xAF}, {0xA1, 0xFE}}, // rows 10 to 15
         {{0xD7, 0xD7}, {0xFA, 0xFE}}};
-    return s_gaps;
+    return gaps;
 }
 
 std::vector<Gap> CommonGapsAnd(const std::vector<Gap>& further) {
@@ -176,33 +176,33 @@ std::vector<Gap> CommonGapsAnd(const std::vector<Gap>& further) {
 }
 
 const std::vector<TwoByteSet>& TwoByteSets() {
-    static const std::vector<TwoByteSet> s_sets{{"GB2312",
-                                                 {0xA1, 0xFE},
-                                                 CommonGapsAnd({{{0xA1, 0xFE}, {0x80, 0xA0}},
-                                                                {{0xA2, 0xA2}, {0xA1, 0xB0}},
-                                                                {{0xA6, 0xA6}, {0xD9, 0xFE}},
-                                                                {{0xA8, 0xA8}, {0xBB, 0xC4}},
-                                                                {{0xA9, 0xA9}, {0xA1, 0xA3}},
-                                                                {{0xF8, 0xFE}, {0xA1, 0xFE}}})},
-                                                {"GBK",
-                                                 {0x81, 0xFE},
-                                                 CommonGapsAnd({{{0xA1, 0xA7}, {0x80, 0xA0}},
-                                                                {{0xA2, 0xA2}, {0xAB, 0xB0}},
-                                                                {{0xA6, 0xA6}, {0xD9, 0xDF}},
-                                                                {{0xA6, 0xA6}, {0xEC, 0xED}},
-                                                                {{0xA6, 0xA6}, {0xF3, 0xF3}},
-                                                                {{0xA6, 0xA6}, {0xF6, 0xFE}},
-                                                                {{0xA8, 0xA8}, {0x96, 0xA0}},
-                                                                {{0xA8, 0xA8}, {0xBC, 0xBC}},
-                                                                {{0xA8, 0xA8}, {0xBF, 0xBF}},
-                                                                {{0xA8, 0xA8}, {0xC1, 0xC4}},
-                                                                {{0xA9, 0xA9}, {0x89, 0x95}},
-                                                                {{0xA9, 0xA9}, {0x97, 0xA3}},
-                                                                {{0xF8, 0xFD}, {0xA1, 0xFE}},
-                                                                {{0xFE, 0xFE}, {0x80, 0xFE}}})},
-                                                // Every pair has a character, if of private use.
-                                                {"GB18030", {0x81, 0xFE}, {CommonGaps().front()}}};
-    return s_sets;
+    static const std::vector<TwoByteSet> sets{{"GB2312",
+                                               {0xA1, 0xFE},
+                                               CommonGapsAnd({{{0xA1, 0xFE}, {0x80, 0xA0}},
+                                                              {{0xA2, 0xA2}, {0xA1, 0xB0}},
+                                                              {{0xA6, 0xA6}, {0xD9, 0xFE}},
+                                                              {{0xA8, 0xA8}, {0xBB, 0xC4}},
+                                                              {{0xA9, 0xA9}, {0xA1, 0xA3}},
+                                                              {{0xF8, 0xFE}, {0xA1, 0xFE}}})},
+                                              {"GBK",
+                                               {0x81, 0xFE},
+                                               CommonGapsAnd({{{0xA1, 0xA7}, {0x80, 0xA0}},
+                                                              {{0xA2, 0xA2}, {0xAB, 0xB0}},
+                                                              {{0xA6, 0xA6}, {0xD9, 0xDF}},
+                                                              {{0xA6, 0xA6}, {0xEC, 0xED}},
+                                                              {{0xA6, 0xA6}, {0xF3, 0xF3}},
+                                                              {{0xA6, 0xA6}, {0xF6, 0xFE}},
+                                                              {{0xA8, 0xA8}, {0x96, 0xA0}},
+                                                              {{0xA8, 0xA8}, {0xBC, 0xBC}},
+                                                              {{0xA8, 0xA8}, {0xBF, 0xBF}},
+                                                              {{0xA8, 0xA8}, {0xC1, 0xC4}},
+                                                              {{0xA9, 0xA9}, {0x89, 0x95}},
+                                                              {{0xA9, 0xA9}, {0x97, 0xA3}},
+                                                              {{0xF8, 0xFD}, {0xA1, 0xFE}},
+                                                              {{0xFE, 0xFE}, {0x80, 0xFE}}})},
+                                              // Every pair has a character, if of private use.
+                                              {"GB18030", {0x81, 0xFE}, {CommonGaps().front()}}};
+    return sets;
 }
 
 bool IsLead(const TwoByteSet& set, int byte) {

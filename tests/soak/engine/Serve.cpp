@@ -145,7 +145,7 @@ private:
         if (m_timer == nullptr) {
             m_timer = event_new(g_base, -1, 0, &OnTimer, this);
         }
-        const timeval pause{milliseconds / 1000, milliseconds % 1000 * 1000};
+        const timeval pause{milliseconds / 1000, milliseconds % 1000 * 1000L};
         event_add(m_timer, &pause);
     }
 

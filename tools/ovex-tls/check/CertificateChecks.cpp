@@ -46,9 +46,10 @@ std::string SubjectOf(const X509* certificate) {
 
 std::string DateOf(const ASN1_TIME* time) {
     std::tm parts{};
-    char text[32] = "an unreadable date";
-    if (ASN1_TIME_to_tm(time, &parts) == 1) {
-        std::strftime(text, sizeof text, "%Y-%m-%d %H:%M UTC", &parts);
+    char text[32];
+    if (ASN1_TIME_to_tm(time, &parts) != 1 ||
+        std::strftime(text, sizeof text, "%Y-%m-%d %H:%M UTC", &parts) == 0) {
+        return "an unreadable date";
     }
     return text;
 }
@@ -58,7 +59,7 @@ bool IsPast(const ASN1_TIME* time) {
 }
 
 bool IsPastIn(const ASN1_TIME* time, int days) {
-    constexpr std::time_t DAY = 24 * 60 * 60;
+    constexpr std::time_t DAY = 24L * 60 * 60;
     std::time_t then = std::time(nullptr) + days * DAY;
     return X509_cmp_time(time, &then) <= 0;
 }

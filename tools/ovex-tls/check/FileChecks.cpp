@@ -36,7 +36,7 @@ constexpr TlsFile TLS_FILES[] = {
 
 std::string Octal(mode_t mode) {
     char text[16];
-    std::snprintf(text, sizeof text, "%04o", static_cast<unsigned int>(mode & MODE_BITS));
+    static_cast<void>(std::snprintf(text, sizeof text, "%04o", static_cast<unsigned int>(mode & MODE_BITS)));
     return text;
 }
 
