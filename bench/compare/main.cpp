@@ -5,7 +5,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
-#include <fstream>
 
 #include <CLI/CLI.hpp>
 
@@ -15,6 +14,7 @@
 #include "../Progress.h"
 #include "../TlsServer.h"
 #include "../TokenService.h"
+#include "../WriteFile.h"
 #include "../cost/CachedToken.h"
 #include "Contest.h"
 #include "SlowServer.h"
@@ -63,12 +63,6 @@ std::vector<WorkResults> CompareAll(const std::vector<Work>& works, const Option
     return results;
 }
 
-void WriteFile(const std::string& path, const std::string& text) {
-    if (!path.empty() && !(std::ofstream(path) << text << std::flush)) {
-        throw std::runtime_error("cannot write " + path);
-    }
-}
-
 bool AnyErrors(const std::vector<WorkResults>& works) {
     return std::any_of(works.begin(), works.end(), [](const WorkResults& work) {
         return std::any_of(work.results.begin(), work.results.end(),
@@ -85,7 +79,7 @@ int Run(const Options& options) {
     const std::vector<WorkResults> results = CompareAll(WorksOf(options, server, slow), options);
     CHttpConnectionMgr::Finalize();
     const std::string table = AsTable(results);
-    std::fputs(table.c_str(), stdout);
+    static_cast<void>(std::fputs(table.c_str(), stdout));
     WriteFile(options.table, table);
     WriteFile(options.json, AsJson(results));
     return AnyErrors(results) ? 1 : 0;

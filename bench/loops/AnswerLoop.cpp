@@ -5,37 +5,18 @@
 #include <cerrno>
 #include <deque>
 #include <string>
-#include <system_error>
 #include <utility>
 #include <vector>
 
-#include <netinet/in.h>
 #include <sys/epoll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "tests/support/Ports.h"
+
 using Clock = std::chrono::steady_clock;
 
 namespace {
-
-[[noreturn]] void Throw(const char* what) {
-    throw std::system_error(errno, std::generic_category(), what);
-}
-
-int Listen(std::uint16_t& port) {
-    const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    auto* const any = reinterpret_cast<sockaddr*>(&address);
-    if (fd < 0 || bind(fd, any, size) != 0 || listen(fd, SOMAXCONN) != 0 ||
-        getsockname(fd, any, &size) != 0) {
-        Throw("listen");
-    }
-    port = ntohs(address.sin_port);
-    return fd;
-}
 
 /// The server's own process.
 class Server {
@@ -110,7 +91,7 @@ private:
 } // namespace
 
 AnswerLoop::AnswerLoop(std::chrono::milliseconds after) {
-    const int listener = Listen(m_port);
+    const int listener = httpclient::testing::ListenOnLoopback(m_port, SOMAXCONN, SOCK_NONBLOCK);
     m_process = httpclient::testing::Fork([&] { Server(listener, after).Run(); });
     close(listener);
 }

@@ -27,7 +27,8 @@ struct Tally {
     std::size_t failed = 0;
 };
 
-/// A client with many calls under way, each a small GET on a connection that is kept.
+/// A client with many calls under way, each a small GET on a connection that is kept. Those with an epoll loop of their own
+/// resemble each other on purpose: each is a whole program of its kind, and nothing that they share stands between.
 class Crowd {
 public:
     Crowd() = default;

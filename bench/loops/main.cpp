@@ -5,12 +5,12 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
-#include <fstream>
 
 #include <CLI/CLI.hpp>
 
 #include "../Descriptors.h"
 #include "../Progress.h"
+#include "../WriteFile.h"
 #include "Measurement.h"
 
 namespace {
@@ -67,12 +67,6 @@ std::vector<WorkResults> CompareAll(const Options& options) {
     return results;
 }
 
-void WriteFile(const std::string& path, const std::string& text) {
-    if (!path.empty() && !(std::ofstream(path) << text << std::flush)) {
-        throw std::runtime_error("cannot write " + path);
-    }
-}
-
 bool AnyErrors(const std::vector<WorkResults>& works) {
     return std::any_of(works.begin(), works.end(), [](const WorkResults& results) {
         return std::any_of(results.peers.begin(), results.peers.end(),
@@ -83,7 +77,7 @@ bool AnyErrors(const std::vector<WorkResults>& works) {
 int Run(const Options& options) {
     const std::vector<WorkResults> results = CompareAll(options);
     const std::string table = AsTable(results);
-    std::fputs(table.c_str(), stdout);
+    static_cast<void>(std::fputs(table.c_str(), stdout));
     WriteFile(options.table, table);
     WriteFile(options.json, AsJson(results));
     return AnyErrors(results) ? 1 : 0;

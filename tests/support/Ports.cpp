@@ -37,6 +37,19 @@ std::uint16_t BindToAny(const Descriptor& probe, const std::string& address) {
 
 } // namespace
 
+int ListenOnLoopback(std::uint16_t& port, int backlog, int flags) {
+    const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | flags, 0);
+    sockaddr_in name = NameOf({"127.0.0.1", 0});
+    socklen_t size = sizeof name;
+    auto* const generic = reinterpret_cast<sockaddr*>(&name);
+    if (fd < 0 || bind(fd, generic, size) != 0 || listen(fd, backlog) != 0 ||
+        getsockname(fd, generic, &size) != 0) {
+        throw std::system_error(errno, std::generic_category(), "a listener on loopback");
+    }
+    port = ntohs(name.sin_port);
+    return fd;
+}
+
 std::vector<std::uint16_t> FreePorts(const std::string& address, std::size_t count) {
     std::vector<Descriptor> probes; // each is held until all have been found
     std::vector<std::uint16_t> ports;

@@ -23,6 +23,7 @@
 #include "identity/HttpSiaToken.h"
 #include "interpose/WatchedBlocks.h"
 #include "pool/HttpsConnection.h"
+#include "setting/IdentitySetting.h"
 #include "setting/Log.h"
 #include "setting/Secrets.h"
 #include "setting/TlsSetting.h"
@@ -45,9 +46,6 @@ protected:
     SecretsInUse() {
         StartLog();
         EndSia(); // of a client that another test has made without the switch
-        m_application.Write("etc/authconf/jwt/service_url_config.json",
-                            R"({"/orders/*": {"type": "sia", "service": "orders"}})");
-        m_application.Write("etc/authconf/jwt/jwt_billing.json", R"({"jwt": ")" + Secret(JWT) + "\"}");
         m_tls.root().Replace("manifest.json", Manifest(TlsSetting::Encrypted(Secret(PASSWORD))));
         m_tls.root().Replace("server_key.pem", EncryptKey(m_tls.client().keyPem, Secret(PASSWORD)));
         m_service.SetTokens("orders", {Secret(FIRST_TOKEN), Secret(SECOND_TOKEN)});
@@ -56,14 +54,9 @@ protected:
 
     static void EndSia() { delete std::exchange(CHttpSiaToken::m_pInstance, nullptr); }
 
-    const TemporaryDirectory m_application;
-    const std::string m_address = ProcessLoopbackAddress();
-    const ScopedEnvironment m_root{"APP_ROOT", m_application.path()};
-    const ScopedEnvironment m_name{"APP_NAME", "billing"};
-    const ScopedEnvironment m_switch{"enableServiceIdentity", "true"};
-    const ScopedEnvironment m_maintenance{"OVEX_MAINTENANCE_IP", m_address};
+    const IdentitySetting m_identity{Secret(JWT)};
     const TlsSetting m_tls;
-    FakeTokenService m_service{m_tls.Server(), m_address};
+    FakeTokenService m_service{m_tls.Server(), m_identity.address()};
 };
 
 /// Sends a request that holds BODY and a text that there is no memory for.
@@ -120,7 +113,7 @@ TEST(PostCleansing, TheCopyOfTheBodyIsNotInFreedMemoryWhetherSentOrNot) {
     StartLog();
     CHttpRequest request;
     request.setVerb(HTTPOPERATION_POST);
-    for (const std::size_t length : {100, 10'000, 64 * 1024, 200'000}) {
+    for (const std::size_t length : {100UL, 10'000UL, 64UL * 1024, 200'000UL}) {
         request.setContent(BODY + std::string(length, 'x'));
         LiveBlocks live;
         {

@@ -15,6 +15,7 @@
 #include "Requests.h"
 #include "TortureTest.h"
 #include "identity/HttpSiaToken.h"
+#include "setting/IdentitySetting.h"
 #include "setting/TlsSetting.h"
 
 using namespace httpclient::testing;
@@ -24,9 +25,6 @@ namespace {
 class TokenTorture : public TortureTest {
 protected:
     TokenTorture() {
-        m_application.Write("etc/authconf/jwt/service_url_config.json",
-                            R"({"/orders/*": {"type": "sia", "service": "orders"}})");
-        m_application.Write("etc/authconf/jwt/jwt_billing.json", R"({"jwt": ")" + JWT + "\"}");
         m_service.SetTokens("orders", {TOKEN});
         m_secrets = {TlsSetting::Password(), JWT, TOKEN};
     }
@@ -36,7 +34,7 @@ protected:
         EndSia();
         CHttpSiaToken::Instance(); // reads its files once for the life of the process
         CHttpConnectionMgr* const pool = CHttpConnectionMgr::Instance();
-        pool->ReleaseConn(pool->GetConn(m_address, FakeTokenService::PORT, true));
+        pool->ReleaseConn(pool->GetConn(m_identity.address(), FakeTokenService::PORT, true));
         m_response = std::make_unique<CHttpResponse>();
     }
     void Run() noexcept override { // the send lets no exception out; making a response may
@@ -60,14 +58,9 @@ private:
 
     static void EndSia() { delete std::exchange(CHttpSiaToken::m_pInstance, nullptr); }
 
-    const TemporaryDirectory m_application;
-    const std::string m_address = ProcessLoopbackAddress();
-    const ScopedEnvironment m_root{"APP_ROOT", m_application.path()};
-    const ScopedEnvironment m_name{"APP_NAME", "billing"};
-    const ScopedEnvironment m_switch{"enableServiceIdentity", "true"};
-    const ScopedEnvironment m_maintenance{"OVEX_MAINTENANCE_IP", m_address};
+    const IdentitySetting m_identity{JWT};
     const TlsSetting m_setting;
-    FakeTokenService m_service{WithoutResumption(m_setting.Server()), m_address};
+    FakeTokenService m_service{WithoutResumption(m_setting.Server()), m_identity.address()};
     LoopbackServer m_server{&AnswerAll};
     CHttpClient m_client;
     CHttpRequest m_request;

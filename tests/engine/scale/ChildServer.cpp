@@ -3,21 +3,20 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <csignal>
 #include <map>
 #include <stdexcept>
 #include <string_view>
 #include <vector>
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
 #include <sys/epoll.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include "tests/support/Ports.h"
 
 namespace {
 
@@ -112,26 +111,11 @@ private:
     std::size_t m_accepted = 0;
 };
 
-int Listen(unsigned short& port) {
-    const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    auto* const name = reinterpret_cast<sockaddr*>(&address);
-    constexpr int BACKLOG = 4096;
-    if (listener < 0 || bind(listener, name, size) != 0 || listen(listener, BACKLOG) != 0 ||
-        getsockname(listener, name, &size) != 0) {
-        throw std::runtime_error("no listener");
-    }
-    port = ntohs(address.sin_port);
-    return listener;
-}
-
 } // namespace
 
 ChildServer::ChildServer(std::size_t together) {
-    const int listener = Listen(m_port);
+    constexpr int BACKLOG = 4096;
+    const int listener = httpclient::testing::ListenOnLoopback(m_port, BACKLOG);
     m_process = fork();
     if (m_process == 0) {
         prctl(PR_SET_PDEATHSIG, SIGKILL);

@@ -4,10 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <system_error>
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -15,6 +12,7 @@
 #include <httpclient/testing/Patience.h>
 
 #include "support/SignalBlock.h"
+#include "tests/support/Ports.h"
 
 using httpclient::testing::PATIENCE;
 
@@ -97,20 +95,10 @@ void Peer::EndSending() const {
 }
 
 ScriptedServer::ScriptedServer(Script script, int receiveBuffer) : m_script(std::move(script)) {
-    m_listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    if (receiveBuffer > 0) {
+    m_listener = httpclient::testing::ListenOnLoopback(m_port);
+    if (receiveBuffer > 0) { // before any connection, which takes it over
         setsockopt(m_listener, SOL_SOCKET, SO_RCVBUF, &receiveBuffer, sizeof receiveBuffer);
     }
-    if (m_listener < 0 || bind(m_listener, reinterpret_cast<const sockaddr*>(&address), size) != 0 ||
-        listen(m_listener, SOMAXCONN) != 0 ||
-        getsockname(m_listener, reinterpret_cast<sockaddr*>(&address), &size) != 0) {
-        throw std::system_error(errno, std::generic_category(), "a scripted server");
-    }
-    m_port = ntohs(address.sin_port);
     const SignalBlock quiet; // which the threads of connections inherit
     m_listening = std::thread([this] { Listen(); });
 }

@@ -9,7 +9,6 @@
 #include <system_error>
 #include <vector>
 
-#include <arpa/inet.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
@@ -17,29 +16,11 @@
 #include <unistd.h>
 
 #include "support/SignalBlock.h"
+#include "tests/support/Ports.h"
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
-
-[[noreturn]] void Throw(const char* what) {
-    throw std::system_error(errno, std::generic_category(), what);
-}
-
-int Listen(unsigned short& port) {
-    const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    auto* const any = reinterpret_cast<sockaddr*>(&address);
-    if (fd < 0 || bind(fd, any, size) != 0 || listen(fd, SOMAXCONN) != 0 ||
-        getsockname(fd, any, &size) != 0) {
-        Throw("a relay");
-    }
-    port = ntohs(address.sin_port);
-    return fd;
-}
 
 int ConnectTo(unsigned short port) {
     const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
@@ -184,9 +165,10 @@ private:
 };
 
 Relay::Relay(unsigned short port, std::function<Faults(unsigned)> faults)
-    : m_serverPort(port), m_faults(std::move(faults)), m_listener(Listen(m_port)) {
+    : m_serverPort(port), m_faults(std::move(faults)),
+      m_listener(httpclient::testing::ListenOnLoopback(m_port)) {
     if (pipe(m_stop) != 0) {
-        Throw("a relay");
+        throw std::system_error(errno, std::generic_category(), "a relay");
     }
     const SignalBlock block;
     m_thread = std::thread([this] { Run(); });

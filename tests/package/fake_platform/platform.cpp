@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// A platform that is not the reference one: as little as the library can be bound to.
+// A platform that is not the reference one: as little as the library can be bound to. It is a host's own code, so that it
+// takes nothing of this tree, and repeats what others here do.
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>

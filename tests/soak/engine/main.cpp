@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Keeps thousands of asynchronous calls under way for a while, and says whether each had its outcome and whether the
 // process stayed as it was: httpclient-soak-calls SECONDS IN-FLIGHT [TABLE]
+// What both soaks do is in Watch and Samples. What is left alike in their mains is the list of what each watches.
 #include <algorithm>
 #include <chrono>
 #include <cstdio>

@@ -6,11 +6,37 @@
 #include <system_error>
 #include <vector>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <gtest/gtest.h>
 
 #include <httpclient/testing/LoopbackServer.h>
 
 namespace httpclient::testing {
+
+TEST(ListenOnLoopback, TakesConnectionsUntilItIsClosed) {
+    std::uint16_t port = 0;
+    const int listener = ListenOnLoopback(port);
+    EXPECT_TRUE(Answers({"127.0.0.1", port}));
+    close(listener);
+    EXPECT_FALSE(Answers({"127.0.0.1", port}));
+}
+
+TEST(ListenOnLoopback, IsNotInheritedByOtherPrograms) {
+    std::uint16_t port = 0;
+    const int listener = ListenOnLoopback(port);
+    EXPECT_EQ(fcntl(listener, F_GETFD), FD_CLOEXEC);
+    EXPECT_EQ(fcntl(listener, F_GETFL) & O_NONBLOCK, 0);
+    close(listener);
+}
+
+TEST(ListenOnLoopback, HasTheFlagsThatAreAskedFor) {
+    std::uint16_t port = 0;
+    const int listener = ListenOnLoopback(port, 1, SOCK_NONBLOCK);
+    EXPECT_EQ(fcntl(listener, F_GETFL) & O_NONBLOCK, O_NONBLOCK);
+    close(listener);
+}
 
 TEST(FreePorts, AreAllDifferent) {
     const std::vector<std::uint16_t> ports = FreePorts("127.0.0.1", 20);
