@@ -101,6 +101,8 @@ private:
     void AsynSendOnConnection(const CHttpRequest& request, void (*callback)(const CHttpResponse&), bool bSSL,
                               ConnectionReturn& conn);
 
+    // A new setting: a member here and its setter in HttpClientImp.cpp; where libcurl is told, in SetCurlParam() (synchronous)
+    // and in AsynSend.cpp; what the STRICT profile makes of it, in StrictClient.cpp.
     bool m_bSSL = false; ///< Set by setSSLSupport; the sends take their choice from their argument.
     std::string m_strDomain = "127.0.0.1";
     int m_nPort = 80;

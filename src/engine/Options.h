@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 /// @file
-/// What the options of clients and engines hold, with their defaults.
+/// What the options of clients and engines hold, with their defaults. A new one: its member here, its setter in the public
+/// header and in ClientOptions.cpp or EngineOptions.cpp, its limits in Options.cpp.
 #pragma once
 
 #include <chrono>
