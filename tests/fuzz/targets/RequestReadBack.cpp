@@ -152,7 +152,7 @@ private:
 std::string Sent(const Request::Body& request, const std::string& head) {
     Wire wire;
     net::Channel channel(wire.TakeOurs());
-    engine::Sending sending(request, head);
+    engine::Sending sending(request, {head});
     for (;;) {
         switch (sending.Step(channel)) {
         case engine::Sending::Status::Source:
