@@ -40,7 +40,8 @@ std::string TextOf(const Result& result) {
 Told Fetch(Client client, int times) {
     std::string all;
     for (int number = 0; number < times; ++number) {
-        Result result = co_await Await(client, Request(Method::Get, "/" + std::to_string(number)));
+        Result result =
+            co_await Await(client, Request(Method::Get, std::string("/").append(std::to_string(number))));
         all += TextOf(result) + ";";
     }
     co_return all;
