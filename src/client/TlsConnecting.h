@@ -19,8 +19,6 @@ public:
     ~TlsConnecting();
     TlsConnecting(const TlsConnecting&) = delete;
     TlsConnecting& operator=(const TlsConnecting&) = delete;
-    /// @return whether the transfer is by TLS.
-    bool isTls() const { return m_tls; }
 
     /// What libcurl tells of the transfer that this thread performs, if it performs one.
     static void Hear(curl_infotype type, std::string_view text) {

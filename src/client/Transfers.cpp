@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The ten transfers, and what surrounds them on the borrowed handle.
 #include <array>
-#include <optional>
 
 #include "client/CurlCallbacks.h"
 #include "client/HttpClientImp.h"
@@ -126,11 +125,8 @@ int Perform(const TransferKind& kind, CHttpClientImp& client, CURL* curl, const 
     }
     const CURLcode performed = [&] {
         const TlsConnecting connecting(transfer.url);
-        std::optional<ExitGate::Pass>
-            pass; // for a callback that sends: nobody joins its thread before exit()
-        if (connecting.isTls() && ExitGate::IsMarkedThread()) {
-            pass.emplace();
-        }
+        // By TLS or not: an "http:" URL may have a proxy that is reached by TLS.
+        const ExitGate::CallbackPass pass;
         return curl_easy_perform(curl);
     }();
     if (performed == CURLE_OK) {

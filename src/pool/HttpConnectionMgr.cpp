@@ -10,6 +10,7 @@
 #include "pool/HttpsConnection.h"
 #include "pool/PoolGuard.h"
 #include "support/Cancellation.h"
+#include "support/ExitGate.h"
 #include "support/Trace.h"
 
 namespace {
@@ -82,6 +83,7 @@ CHttpConnection* CHttpConnectionMgr::GetConn(const std::string& domain, unsigned
     const CancellationBlock
         block; // a connection is made whole: files are read, the platform's cipher is called
     const std::string addr = AddressKey(domain, port);
+    const ExitGate::CallbackPass pass; // the cipher may use OpenSSL
     const PoolGuard guard(m_PoolLock);
 
     ConnList* list = GetConnList(addr, bSSL);

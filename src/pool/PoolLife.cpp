@@ -109,6 +109,9 @@ CHttpConnectionMgr* CHttpConnectionMgr::MakeInstance() {
     static thread_local std::optional<PoolSettings> settings;
     [[maybe_unused]] static const int forks = pthread_atfork(
         [] {
+            if (!AmidPool::Is()) {
+                ReactorStay::AwaitEntry();
+            }
             held = m_HttpConnectionMgr_Mutex.tryacquire() == 0;
             const ReadablePoolGuard guard;
             if (g_readablePool != nullptr) {
@@ -189,6 +192,9 @@ int CHttpConnectionMgr::Initialize() {
     // The process may end right away, and a thread that begins only then would find ACE taken down.
     while (ret == 0 && sem_wait(&g_begun) != 0) {
         // interrupted
+    }
+    if (ret != 0) {
+        ReactorStay::LetGo();
     }
     return ret;
 }

@@ -16,12 +16,16 @@ namespace {
 /// The thread leaves when it is told to, so this is not waited for: it bounds what nobody has thought of.
 constexpr std::chrono::seconds LONGEST_WAIT{2};
 
+/// The way in is one message of the log.
+constexpr std::chrono::seconds LONGEST_WAY_IN{1};
+
 struct State {
     std::mutex mutex;
     std::condition_variable changed;
     ACE_Reactor* occupied = nullptr; ///< The reactor that the pool's thread is in.
     bool exiting = false;
     bool letGo = false;
+    bool entering = false; ///< A thread is to come.
 
     /// Keeps the thread here for as long as the process exits.
     void Keep(std::unique_lock<std::mutex>& lock) {
@@ -59,11 +63,18 @@ void ReactorStay::Prepare() {
     });
     const std::lock_guard<std::mutex> lock(g_state.mutex);
     g_state.letGo = false;
+    g_state.entering = true;
+}
+
+void ReactorStay::AwaitEntry() {
+    std::unique_lock<std::mutex> lock(g_state.mutex);
+    g_state.changed.wait_for(lock, LONGEST_WAY_IN, [] { return !g_state.entering; });
 }
 
 void ReactorStay::LetGo() {
     const std::lock_guard<std::mutex> lock(g_state.mutex);
     g_state.letGo = true;
+    g_state.entering = false;
     g_state.changed.notify_all();
 }
 
@@ -83,6 +94,8 @@ void ReactorStay::Enter() {
     std::unique_lock<std::mutex> lock(g_state.mutex);
     g_state.Keep(lock);
     g_state.occupied = &m_reactor;
+    g_state.entering = false;
+    g_state.changed.notify_all();
 }
 
 void ReactorStay::Leave() {

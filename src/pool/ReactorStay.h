@@ -17,8 +17,12 @@ class ReactorStay {
 public:
     /// Before the thread of a new pool is started.
     static void Prepare();
-    /// Lets a thread go that exit() keeps out of its reactor: the pool ends.
+    /// Lets a thread go that exit() keeps out of its reactor: the pool ends, or has no thread.
     static void LetGo();
+
+    /// Waits, for a second at most, while a new pool's thread is on its way into its reactor. A child that is forked
+    /// then would find the log held by that thread.
+    static void AwaitEntry();
 
     /// On the pool's own thread.
     explicit ReactorStay(ACE_Reactor& reactor);

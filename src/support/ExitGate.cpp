@@ -9,6 +9,8 @@
 
 #include <pthread.h>
 
+#include "support/Cancellation.h"
+
 namespace {
 
 /// A step takes milliseconds, but may wait for libcurl's resolver, which may wait for a name service.
@@ -30,6 +32,12 @@ thread_local bool t_isMarked = false;
 void Begin() {
     ++g_gate.steps;
     ++t_steps;
+}
+
+void WaitAndBegin() {
+    std::unique_lock<std::mutex> lock(g_gate.mutex);
+    g_gate.changed.wait(lock, [] { return !g_gate.closed; }); // it is never opened again
+    Begin();
 }
 
 void End() {
@@ -72,18 +80,25 @@ void ExitGate::MarkThread() noexcept {
     t_isMarked = true;
 }
 
-bool ExitGate::IsMarkedThread() noexcept {
-    return t_isMarked;
-}
-
 ExitGate::Pass::Pass() {
-    std::unique_lock<std::mutex> lock(g_gate.mutex);
-    g_gate.changed.wait(lock, [] { return !g_gate.closed; }); // it is never opened again
-    Begin();
+    WaitAndBegin();
 }
 
 ExitGate::Pass::~Pass() {
     End();
+}
+
+ExitGate::CallbackPass::CallbackPass() : m_passed(t_isMarked) {
+    if (m_passed) {
+        const CancellationBlock block; // the thread stays where it is until the process is gone
+        WaitAndBegin();
+    }
+}
+
+ExitGate::CallbackPass::~CallbackPass() {
+    if (m_passed) {
+        End();
+    }
 }
 
 ExitGate::Try::Try() {

@@ -20,8 +20,6 @@ public:
 
     /// Marks this thread as one of the library's that runs code of the host's: nobody joins it before exit().
     static void MarkThread() noexcept;
-    /// @return whether this thread is marked so. What the host's code does in libcurl by TLS needs a pass then.
-    static bool IsMarkedThread() noexcept;
 
     /// A worker's pass: once the gate is closed, its thread stays here until the process has ended.
     class Pass {
@@ -30,6 +28,18 @@ public:
         ~Pass();
         Pass(const Pass&) = delete;
         Pass& operator=(const Pass&) = delete;
+    };
+
+    /// The pass of the host's code on a marked thread, as a worker's; on any other thread it does nothing.
+    class CallbackPass {
+    public:
+        CallbackPass();
+        ~CallbackPass();
+        CallbackPass(const CallbackPass&) = delete;
+        CallbackPass& operator=(const CallbackPass&) = delete;
+
+    private:
+        const bool m_passed;
     };
 
     /// The pool thread's pass, which is refused once the gate is closed: that thread may still be waited for.

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // A host that ends while workers are amid TLS transfers, or amid callbacks that use the library:
 // AsynExitHost PORT return|exit MILLISECONDS [busy]
-// or whose callback sends by TLS when OpenSSL is gone: AsynExitHost PORT late 0
+// or whose callback sends by TLS, or makes a TLS connection, when OpenSSL is gone: AsynExitHost PORT send|lend 0
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
@@ -13,6 +13,7 @@
 #include <unistd.h>
 
 #include <httpclient/HttpClient.h>
+#include <httpclient/HttpConnectionMgr.h>
 #include <httpclient/HttpRequest.h>
 #include <httpclient/HttpResponse.h>
 
@@ -34,7 +35,8 @@ void UseTheLibraryForEver(const CHttpResponse& /*response*/) {
 
 std::atomic<pid_t> g_callback{0}; ///< its thread
 std::atomic<bool> g_late{false};
-std::atomic<bool> g_sent{false};
+std::atomic<bool> g_done{false};
+std::atomic<CHttpClient*> g_sender{nullptr}; ///< null: the callback takes a connection instead
 
 void Pause() {
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
@@ -61,16 +63,26 @@ bool Stays(pid_t thread) {
     return true;
 }
 
-/// The process ends while a callback waits to send by TLS, which it then does without OpenSSL.
-void EndBeforeACallbackSends(CHttpClient& client) {
+void SendByTls(CHttpClient& client) {
+    CHttpRequest request;
+    MakeGet(request);
+    CHttpResponse response;
+    client.synSendRequest(request, response, true);
+}
+
+/// The process ends while a callback waits to use TLS, which it then does without OpenSSL.
+void EndBeforeACallbackUsesTls(CHttpClient& client, bool sends) {
     // Handlers run in reverse order: this one after the library's, and after OpenSSL's.
     std::atexit([] {
         g_late = true;
-        while (!g_sent && !Stays(g_callback)) {
+        while (!Stays(g_callback)) {
+            if (g_done) {
+                _exit(1); // what may not begin any more
+            }
             Pause();
         }
     });
-    static CHttpClient& s_client = client;
+    g_sender = sends ? &client : nullptr;
     CHttpRequest request;
     MakeGet(request);
     client.asynSendRequest(
@@ -80,11 +92,12 @@ void EndBeforeACallbackSends(CHttpClient& client) {
             while (!g_late) {
                 Pause();
             }
-            CHttpResponse response;
-            CHttpRequest another;
-            MakeGet(another);
-            s_client.synSendRequest(another, response, true);
-            g_sent = true;
+            if (CHttpClient* sender = g_sender) {
+                SendByTls(*sender);
+            } else {
+                CHttpConnectionMgr::Instance()->GetConn("127.0.0.1", 1, true);
+            }
+            g_done = true;
         },
         true);
     while (g_callback == 0) {
@@ -105,8 +118,9 @@ int main(int argc, char** argv) {
     CHttpClient client;
     client.setPort(std::atoi(argv[1]));
     client.setScheme("https");
-    if (std::string(argv[2]) == "late") {
-        EndBeforeACallbackSends(client);
+    const std::string way = argv[2];
+    if (way == "send" || way == "lend") {
+        EndBeforeACallbackUsesTls(client, way == "send");
     }
     for (int i = 0; i < (busy ? 4 : 60); ++i) {
         CHttpRequest request;
@@ -115,7 +129,7 @@ int main(int argc, char** argv) {
             request, busy ? &UseTheLibraryForEver : [](const CHttpResponse&) {}, true);
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(std::atoi(argv[3])));
-    if (std::string(argv[2]) == "exit") {
+    if (way == "exit") {
         std::thread([] { std::exit(0); }).join();
     }
     return 0;

@@ -19,6 +19,10 @@ TEST(Exit, CalledByTheLogOrTheCipherMayBringAHandlerThatEndsThePool) {
     }
 }
 
+TEST(Forking, WaitsUntilThePoolsThreadHasLogged) {
+    ExpectToEndWell(LOG_EXIT_HOST, {"forking"});
+}
+
 TEST(Exit, OfAChildForkedAmidASweepWaitsForNoSweep) {
 #ifdef __SANITIZE_THREAD__
     GTEST_SKIP() << "a forked child may start no thread under the thread sanitizer";

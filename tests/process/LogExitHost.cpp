@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // A host whose log or cipher ends the process, and whose handler of exit() ends the pool:
 // LogExitHost making|"pool thread"|limit|cipher
+// or which forks while the pool's thread logs: LogExitHost forking
+#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -11,6 +13,7 @@
 
 #include <sys/resource.h>
 #include <sys/syscall.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <ovexcommon/TraceClient.h>
@@ -25,6 +28,8 @@ namespace {
 constexpr unsigned int LONGEST_LIFE = 30; // seconds
 
 std::string g_place; ///< where the process ends
+
+std::atomic<bool> g_logged{false}; ///< by the pool's thread, which takes its time
 
 /// Comes back when the pool's thread waits for a lock: for that which this thread holds.
 void LetThePoolsThreadWait() {
@@ -52,6 +57,18 @@ void UseThePoolUp() {
     }
 }
 
+/// @return whether a child forked right after the pool was made finds that the pool's thread has logged.
+bool ForksAfterTheLog() {
+    CHttpConnectionMgr::Instance();
+    const pid_t child = fork();
+    if (child == 0) {
+        _exit(g_logged ? 0 : 1);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    return status == 0;
+}
+
 bool Holds(const std::string& text, const char* part) {
     return text.find(part) != std::string::npos;
 }
@@ -65,6 +82,10 @@ bool Ovexcommon::TraceClient::checkValid(int /*level*/, int /*module*/) {
 }
 
 void Ovexcommon::TraceClient::trace(int level, int /*module*/, const std::string& body) {
+    if (g_place == "forking" && Holds(body, "svc in")) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        g_logged = true;
+    }
     const bool limit = g_place == "limit" && Holds(body, "upper limit");
     if (limit) {
         LetThePoolsThreadWait();
@@ -87,6 +108,9 @@ int main(int argc, char** argv) {
     g_place = argc == 2 ? argv[1] : "";
     EndOnFaults();
     alarm(LONGEST_LIFE);
+    if (g_place == "forking") {
+        return ForksAfterTheLog() ? 0 : 1;
+    }
     std::atexit([] { CHttpConnectionMgr::Finalize(); });
     if (g_place == "making") {
         static_cast<void>(!std::freopen("/dev/null", "w", stderr)); // where ACE prints that there are none
@@ -96,7 +120,11 @@ int main(int argc, char** argv) {
     if (g_place == "limit") {
         UseThePoolUp();
     }
+    if (g_place == "pool thread") {
+        CHttpConnectionMgr::Instance();
+        pause(); // and nothing else: this thread is the host's, which uses nothing while the process exits
+    }
     UseThePool(g_place == "cipher");
-    pause(); // for the pool's thread
+    pause();
     return 2;
 }
