@@ -48,7 +48,7 @@ Call::~Call() {
     if (m_state != State::Begin && !m_counted) {
         CountEnd(Ending::Of(FailureKind::Cancelled), Waited()); // its thread has ended
     }
-    if (m_request.door.secret) {
+    if (m_service != nullptr || m_request.door.secret) { // who identifies itself says secrets in its head
         memset_s(m_head.data(), m_head.size(), 0, m_head.size()); // beyond it nothing was ever written
     }
 }

@@ -12,15 +12,15 @@
 /// then wait for its own thread.
 class AmidPool {
 public:
-    AmidPool() { ++s_depth; }
-    ~AmidPool() { --s_depth; }
+    AmidPool() { ++m_depth; }
+    ~AmidPool() { --m_depth; }
     AmidPool(const AmidPool&) = delete;
     AmidPool& operator=(const AmidPool&) = delete;
     /// @return whether this thread is.
-    static bool Is() { return s_depth > 0; }
+    static bool Is() { return m_depth > 0; }
 
 private:
-    inline static thread_local unsigned int s_depth = 0;
+    inline static thread_local unsigned int m_depth = 0;
 };
 
 /// Holds the pool's lock, which is only ever taken for writing. Should taking it fail, the operation runs all the same.
