@@ -83,16 +83,16 @@ protected:
     void ExpectOneRefusalForAll(const kit::Reply& reply) {
         m_engine = std::make_unique<Engine>();
         const std::size_t before = m_service.exchanges().size();
-        Moment answer;
-        m_service.AnswerWith([&answer, reply](const kit::RecordedRequest&) {
-            answer.Wait();
+        const auto answer = std::make_shared<Moment>(); // the server may leave its wait late
+        m_service.AnswerWith([answer, reply](const kit::RecordedRequest&) {
+            answer->Wait();
             return reply;
         });
         const Client client = PlatformClient();
         const Request request = Get("/orders");
         Calls calls(client, request);
         EXPECT_TRUE(Becomes([&] { return InLine() == CROWD; }));
-        answer.Come();
+        answer->Come();
         calls.ExpectAll("Identity in Token");
         m_service.AnswerNormally();
         EXPECT_EQ(m_service.exchanges().size(), before + 1);
