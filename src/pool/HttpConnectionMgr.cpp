@@ -2,6 +2,8 @@
 // Lending, taking back, and the limits.
 #include <ctime>
 #include <memory>
+#include <optional>
+#include <utility>
 
 #include <httpclient/HttpConnectionMgr.h>
 
@@ -83,8 +85,13 @@ CHttpConnection* CHttpConnectionMgr::GetConn(const std::string& domain, unsigned
     const CancellationBlock
         block; // a connection is made whole: files are read, the platform's cipher is called
     const std::string addr = AddressKey(domain, port);
-    const ExitGate::CallbackPass pass; // the cipher may use OpenSSL
-    const PoolGuard guard(m_PoolLock);
+    std::optional<PoolGuard> guard(std::in_place, m_PoolLock);
+    // The cipher may use OpenSSL. After the lock, as for a sweep: whoever holds that may call exit().
+    const ExitGate::CallbackTry gate;
+    if (!gate.Passed()) {
+        guard.reset(); // a late Finalize() may want it
+        const ExitGate::Pass stay;
+    }
 
     ConnList* list = GetConnList(addr, bSSL);
     if (list == nullptr) {

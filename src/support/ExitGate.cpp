@@ -34,12 +34,6 @@ void Begin() {
     ++t_steps;
 }
 
-void WaitAndBegin() {
-    std::unique_lock<std::mutex> lock(g_gate.mutex);
-    g_gate.changed.wait(lock, [] { return !g_gate.closed; }); // it is never opened again
-    Begin();
-}
-
 void End() {
     const std::lock_guard<std::mutex> lock(g_gate.mutex);
     --g_gate.steps;
@@ -81,23 +75,19 @@ void ExitGate::MarkThread() noexcept {
 }
 
 ExitGate::Pass::Pass() {
-    WaitAndBegin();
+    std::unique_lock<std::mutex> lock(g_gate.mutex);
+    g_gate.changed.wait(lock, [] { return !g_gate.closed; }); // it is never opened again
+    Begin();
 }
 
 ExitGate::Pass::~Pass() {
     End();
 }
 
-ExitGate::CallbackPass::CallbackPass() : m_passed(t_isMarked) {
-    if (m_passed) {
+ExitGate::CallbackPass::CallbackPass() {
+    if (t_isMarked) {
         const CancellationBlock block; // the thread stays where it is until the process is gone
-        WaitAndBegin();
-    }
-}
-
-ExitGate::CallbackPass::~CallbackPass() {
-    if (m_passed) {
-        End();
+        m_pass.emplace();
     }
 }
 
@@ -112,5 +102,11 @@ ExitGate::Try::Try() {
 ExitGate::Try::~Try() {
     if (m_bPassed) {
         End();
+    }
+}
+
+ExitGate::CallbackTry::CallbackTry() {
+    if (t_isMarked) {
+        m_try.emplace();
     }
 }

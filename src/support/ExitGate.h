@@ -3,6 +3,8 @@
 /// Keeps the library's own threads out of libcurl once the process exits.
 #pragma once
 
+#include <optional>
+
 /// The gate between the library's threads and the end of the process.
 ///
 /// exit() runs OpenSSL's clean-up while detached workers may be amid a TLS transfer, which would crash
@@ -34,12 +36,9 @@ public:
     class CallbackPass {
     public:
         CallbackPass();
-        ~CallbackPass();
-        CallbackPass(const CallbackPass&) = delete;
-        CallbackPass& operator=(const CallbackPass&) = delete;
 
     private:
-        const bool m_passed;
+        std::optional<Pass> m_pass;
     };
 
     /// The pool thread's pass, which is refused once the gate is closed: that thread may still be waited for.
@@ -53,5 +52,15 @@ public:
 
     private:
         bool m_bPassed = false;
+    };
+
+    /// The same for host's code on a marked thread, for those who hold a lock; on any other thread it is not refused.
+    class CallbackTry {
+    public:
+        CallbackTry();
+        bool Passed() const { return !m_try || m_try->Passed(); }
+
+    private:
+        std::optional<Try> m_try;
     };
 };

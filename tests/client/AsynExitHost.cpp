@@ -5,11 +5,9 @@
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
-#include <fstream>
 #include <string>
 #include <thread>
 
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <httpclient/HttpClient.h>
@@ -18,6 +16,7 @@
 #include <httpclient/HttpResponse.h>
 
 #include "hosts/Faults.h"
+#include "hosts/Waits.h"
 #include "roads/TestedProfile.h"
 
 namespace {
@@ -38,29 +37,10 @@ std::atomic<bool> g_late{false};
 std::atomic<bool> g_done{false};
 std::atomic<CHttpClient*> g_sender{nullptr}; ///< null: the callback takes a connection instead
 
-void Pause() {
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-}
-
 void MakeGet(CHttpRequest& request) {
     request.setVerb(HTTPOPERATION_GET);
     request.setUrlPath("/");
     request.addRequestHeadEntry("A", "1"); // without any there is a message
-}
-
-/// @return whether a thread has been in one wait for a lock or a condition for a while.
-bool Stays(pid_t thread) {
-    const std::string place = "/proc/self/task/" + std::to_string(thread) + "/syscall";
-    std::string first;
-    for (int looks = 0; looks < 100; ++looks, Pause()) {
-        std::string call;
-        std::getline(std::ifstream(place) >> std::ws, call);
-        if (call.rfind(std::to_string(SYS_futex) + ' ', 0) != 0 || (looks > 0 && call != first)) {
-            return false;
-        }
-        first = call;
-    }
-    return true;
 }
 
 void SendByTls(CHttpClient& client) {
@@ -75,11 +55,11 @@ void EndBeforeACallbackUsesTls(CHttpClient& client, bool sends) {
     // Handlers run in reverse order: this one after the library's, and after OpenSSL's.
     std::atexit([] {
         g_late = true;
-        while (!Stays(g_callback)) {
+        while (!StaysInAWait(g_callback)) {
             if (g_done) {
                 _exit(1); // what may not begin any more
             }
-            Pause();
+            PauseShortly();
         }
     });
     g_sender = sends ? &client : nullptr;
@@ -90,7 +70,7 @@ void EndBeforeACallbackUsesTls(CHttpClient& client, bool sends) {
         [](const CHttpResponse& /*response*/) {
             g_callback = gettid();
             while (!g_late) {
-                Pause();
+                PauseShortly();
             }
             if (CHttpClient* sender = g_sender) {
                 SendByTls(*sender);
@@ -101,7 +81,7 @@ void EndBeforeACallbackUsesTls(CHttpClient& client, bool sends) {
         },
         true);
     while (g_callback == 0) {
-        Pause();
+        PauseShortly();
     }
     std::exit(0); // not by returning, which would destroy the client
 }

@@ -19,6 +19,10 @@ TEST(Exit, CalledByTheLogOrTheCipherMayBringAHandlerThatEndsThePool) {
     }
 }
 
+TEST(Exit, CalledByTheLogWaitsForNoCallbackThatWantsAConnection) {
+    ExpectToEndWell(LOG_EXIT_HOST, {"callback"});
+}
+
 TEST(Forking, WaitsUntilThePoolsThreadHasLogged) {
     ExpectToEndWell(LOG_EXIT_HOST, {"forking"});
 }
