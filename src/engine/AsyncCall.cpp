@@ -175,12 +175,12 @@ void AsyncCall::Go(Scratch scratch) {
     }
 }
 
-/// A piece of host code that has not begun by the time that the call has to end is not begun any more.
+/// @return whether the call has to end: a piece of host code that has not begun by then is not begun any more.
 bool AsyncCall::TooLateToBegin() const noexcept {
     return m_cancelled.load() || m_core.ended() || net::Clock::now() >= m_handedOverDue;
 }
 
-/// @return whether the call is the loop's again.
+/// Takes back what has not begun and is too late. @return whether the call is the loop's again.
 bool AsyncCall::TakeBack() noexcept {
     Doing doing = m_doing.load();
     if (doing == Doing::Running || !TooLateToBegin()) {
