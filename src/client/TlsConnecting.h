@@ -29,8 +29,9 @@ public:
 
 private:
     static void HearOfRequest(curl_infotype type, std::string_view text);
+    void Begin();
 
     TlsConnecting* const m_outer; ///< That of a transfer whose log sends.
-    const bool m_tls;
-    int m_former = 0; ///< The thread's state before, and while there is a connection.
+    bool m_tls = false;           ///< To the server, or to a proxy.
+    int m_former = 0;             ///< The thread's state before, and while there is a connection.
 };

@@ -18,6 +18,7 @@
 #include <httpclient/HttpConnectionMgr.h>
 #include <httpclient/HttpRequest.h>
 #include <httpclient/HttpResponse.h>
+#include <httpclient/testing/Environment.h>
 #include <httpclient/testing/Patience.h>
 #include <httpclient/testing/RecordingTrace.h>
 #include <httpclient/testing/TlsLoopbackServer.h>
@@ -209,6 +210,29 @@ TEST_F(Cancellation, OfASendThatMakesItsTlsConnectionAnewKeepsProcessAndConnecti
                     EXPECT_TRUE(AllAreBack());
                     EXPECT_TRUE(server.WaitForConnections(2));
                     ExpectNextToWork(Way::TlsKept);
+                }),
+                ::testing::ExitedWithCode(0), "");
+}
+
+// The proxy's certificate is not accepted: libcurl has read the system's authorities by then.
+TEST_F(Cancellation, OfASendThatMakesATlsConnectionToAProxyWaitsForIt) {
+    if (IsStrict()) {
+        GTEST_SKIP() << "uses no proxy of the environment";
+    }
+    EXPECT_EXIT(RunAndExit([&] {
+                    TlsLoopbackServer proxy([](const RecordedRequest&) { return Sound(); }, m_tls.Server());
+                    const ScopedEnvironment variable("http_proxy", "https://" + proxy.address() + ":" +
+                                                                       std::to_string(proxy.port()));
+                    const ScopedEnvironment exceptions("no_proxy");
+                    bool refused = false;
+                    Thread sender([&] {
+                        t_connectsUntilCancelled = 1;
+                        refused = Send(Way::Fresh).error == CURLE_PEER_FAILED_VERIFICATION;
+                        pthread_testcancel();
+                        ADD_FAILURE() << "the thread goes on";
+                    });
+                    sender.Join();
+                    EXPECT_TRUE(refused);
                 }),
                 ::testing::ExitedWithCode(0), "");
 }
