@@ -77,6 +77,8 @@ constexpr int WITHOUT_HANDLE_CLOSE = 1;
 
 /// Posted by the thread of each pool as it begins. One does: pools are made one after the other.
 sem_t g_begun;
+/// That thread; none where it could not be started.
+std::optional<ACE_thread_t> g_thread;
 
 /// Where the TLS connections of destroyed pools stay reachable. They are deliberately never closed: a worker
 /// may still hold one, and leak checkers need not mind them.
@@ -188,6 +190,7 @@ int CHttpConnectionMgr::Initialize() {
     // A signal that interrupts the reactor would make ACE print on standard error.
     const SignalBlock block;
     sem_init(&g_begun, 0, 0);
+    g_thread.reset(); // a forked child's parent may have one
     const int ret = activate();
     // The process may end right away, and a thread that begins only then would find ACE taken down.
     while (ret == 0 && sem_wait(&g_begun) != 0) {
@@ -219,6 +222,7 @@ bool CHttpConnectionMgr::ScheduleSweeps() {
 
 int CHttpConnectionMgr::svc() {
     const AmidPool amid;
+    g_thread = ACE_OS::thr_self();
     sem_post(&g_begun);                   // before all that may ask for the pool, which is still being made
     Trace<LogMessage::PoolThreadBegin>(); // the trailing blank belongs to the text
     {
@@ -239,7 +243,11 @@ void CHttpConnectionMgr::StopThread() {
         m_pReactor->cancel_timer(this, WITHOUT_HANDLE_CLOSE);
     }
     if (ACE_Thread_Manager* manager = thr_mgr()) {
-        manager->wait();
+        // The manager's own wait, which it does as it is deleted, too, crashes where there is no memory. Joining takes none.
+        manager->wait_on_exit(0);
+        if (g_thread) {
+            manager->join(*std::exchange(g_thread, std::nullopt));
+        }
         delete manager;
         thr_mgr(nullptr);
     }
