@@ -30,15 +30,15 @@ std::string LengthHead(std::size_t size) {
 class DirectRoom : public ::testing::Test {
 protected:
     void Begin(const std::string& bytes, const Limits& limits = {}, bool keep = true) {
-        m_reader.emplace(Method::Get, limits, true, head);
+        m_reader.emplace(Method::Get, limits, true, m_head);
         const ResponseReader::Progress progress = m_reader->Feed(bytes.data(), bytes.size());
         ASSERT_EQ(progress.event, Event::Head);
         if (keep) {
-            m_reader->KeepBody(body);
+            m_reader->KeepBody(m_body);
         } else {
             m_reader->HandOverBody();
         }
-        event = m_reader->Feed(bytes.data() + progress.consumed, bytes.size() - progress.consumed).event;
+        m_event = m_reader->Feed(bytes.data() + progress.consumed, bytes.size() - progress.consumed).event;
     }
     ResponseReader& reader() { return *m_reader; }
 
@@ -48,14 +48,14 @@ protected:
         const std::size_t size = std::min(room.size, bytes.size());
         if (size > 0) {
             std::memcpy(room.data, bytes.data(), size);
-            event = reader().DirectFilled(size);
+            m_event = reader().DirectFilled(size);
         }
         return size;
     }
 
-    ResponseHead head;
-    std::string body;
-    Event event = Event::More;
+    ResponseHead m_head;
+    std::string m_body;
+    Event m_event = Event::More;
 
 private:
     std::optional<ResponseReader> m_reader;
@@ -67,16 +67,16 @@ TEST_F(DirectRoom, TakesALongBodyWithoutAByteBeingFed) {
     const std::string text = TextOf(LONG);
     Begin(LengthHead(LONG));
     std::string_view left = text;
-    while (event == Event::More) {
+    while (m_event == Event::More) {
         const std::size_t taken = Fill(left, MUCH);
         ASSERT_GT(taken, 0U);
         left.remove_prefix(taken);
         if (left.size() < 4096 && !left.empty()) { // what is left then is not worth it
-            event = reader().Feed(left.data(), left.size()).event;
+            m_event = reader().Feed(left.data(), left.size()).event;
         }
     }
-    EXPECT_EQ(event, Event::End);
-    EXPECT_EQ(body, text);
+    EXPECT_EQ(m_event, Event::End);
+    EXPECT_EQ(m_body, text);
 }
 
 TEST_F(DirectRoom, IsNeverMoreThanTheBodyTakesNorThanIsAskedFor) {
@@ -91,23 +91,23 @@ TEST_F(DirectRoom, IsFewAndLarge) {
     Begin(LengthHead(MUCH));
     std::string_view left = text;
     int count = 0;
-    for (; event == Event::More; ++count) {
+    for (; m_event == Event::More; ++count) {
         left.remove_prefix(Fill(left, MUCH));
     }
     EXPECT_LE(count, 4);
-    EXPECT_EQ(body, text);
+    EXPECT_EQ(m_body, text);
 }
 
 TEST_F(DirectRoom, MayBeFilledInPart) {
     const std::string text = TextOf(300'000);
     Begin(LengthHead(300'000));
     std::string_view left = text;
-    while (event == Event::More && left.size() > 10'000) {
+    while (m_event == Event::More && left.size() > 10'000) {
         left.remove_prefix(Fill(left.substr(0, 1234), MUCH));
     }
-    event = reader().Feed(left.data(), left.size()).event;
-    EXPECT_EQ(event, Event::End);
-    EXPECT_EQ(body, text);
+    m_event = reader().Feed(left.data(), left.size()).event;
+    EXPECT_EQ(m_event, Event::End);
+    EXPECT_EQ(m_body, text);
 }
 
 TEST_F(DirectRoom, MayBeLeftUnused) {
@@ -117,7 +117,7 @@ TEST_F(DirectRoom, MayBeLeftUnused) {
     EXPECT_EQ(reader().Feed(text.data(), 100'000).event, Event::More);
     EXPECT_NE(reader().DirectRoom(MUCH).data, nullptr);
     EXPECT_EQ(reader().Feed(text.data() + 100'000, 200'000).event, Event::End);
-    EXPECT_EQ(body, text);
+    EXPECT_EQ(m_body, text);
 }
 
 TEST_F(DirectRoom, TakesABodyThatEndsWithTheConnection) {
@@ -125,11 +125,11 @@ TEST_F(DirectRoom, TakesABodyThatEndsWithTheConnection) {
     Begin(OK + "\r\n");
     for (std::string_view left = text; !left.empty();) {
         left.remove_prefix(Fill(left, MUCH));
-        ASSERT_EQ(event, Event::More);
+        ASSERT_EQ(m_event, Event::More);
     }
     EXPECT_NE(reader().DirectRoom(MUCH).data, nullptr);
     EXPECT_EQ(reader().FeedEnd(true).event, Event::End);
-    EXPECT_EQ(body, text);
+    EXPECT_EQ(m_body, text);
 }
 
 TEST_F(DirectRoom, TakesALongChunk) {
@@ -139,10 +139,10 @@ TEST_F(DirectRoom, TakesALongChunk) {
     while (left.size() >= 64UL * 1024) {
         left.remove_prefix(Fill(left, 100'000));
     }
-    EXPECT_EQ(event, Event::More);
+    EXPECT_EQ(m_event, Event::More);
     const std::string rest = std::string(left) + "\r\n0\r\n\r\n";
     EXPECT_EQ(reader().Feed(rest.data(), rest.size()).event, Event::End);
-    EXPECT_EQ(body, text);
+    EXPECT_EQ(m_body, text);
 }
 
 TEST_F(DirectRoom, OfAChunkEndsWithIt) {
@@ -150,11 +150,11 @@ TEST_F(DirectRoom, OfAChunkEndsWithIt) {
     EXPECT_EQ(reader().DirectRoom(MUCH).size, 0x20000U);
     const std::string text = TextOf(0x20000);
     EXPECT_EQ(Fill(text, MUCH), text.size());
-    EXPECT_EQ(event, Event::More);
+    EXPECT_EQ(m_event, Event::More);
     EXPECT_EQ(reader().DirectRoom(MUCH).data, nullptr); // what follows is no data
     const std::string rest = "\r\n0\r\n\r\n";
     EXPECT_EQ(reader().Feed(rest.data(), rest.size()).event, Event::End);
-    EXPECT_EQ(body, text);
+    EXPECT_EQ(m_body, text);
 }
 
 TEST_F(DirectRoom, IsNoneWhereBytesHaveToBeFed) {
@@ -170,30 +170,30 @@ TEST_F(DirectRoom, IsNoneWhereBytesHaveToBeFed) {
     EXPECT_EQ(reader().DirectRoom(MUCH).data, nullptr) << "handed over";
     Begin("HTTP/1.1 204 No\r\n\r\n");
     EXPECT_EQ(reader().DirectRoom(MUCH).data, nullptr) << "no body";
-    ResponseReader fresh(Method::Get, {}, true, head);
+    ResponseReader fresh(Method::Get, {}, true, m_head);
     EXPECT_EQ(fresh.DirectRoom(MUCH).data, nullptr) << "no head";
 }
 
 TEST_F(DirectRoom, EndsWithTheLimit) {
     Begin(OK + "\r\n", {64UL * 1024, 10'000});
     EXPECT_EQ(Fill(TextOf(10'000), MUCH), 10'000U);
-    EXPECT_EQ(event, Event::More);
+    EXPECT_EQ(m_event, Event::More);
     EXPECT_EQ(reader().DirectRoom(MUCH).data, nullptr);
     EXPECT_EQ(reader().Feed("x", 1).event, Event::Error);
     EXPECT_EQ(reader().error(), GrammarError::BodyTooLarge);
-    EXPECT_LE(body.capacity(), 10'000U);
+    EXPECT_LE(m_body.capacity(), 10'000U);
 }
 
 TEST_F(DirectRoom, OfALengthBeyondTheLimitIsNone) {
     Begin(LengthHead(10'001), {64UL * 1024, 10'000});
-    EXPECT_EQ(event, Event::Error);
+    EXPECT_EQ(m_event, Event::Error);
     EXPECT_EQ(reader().DirectRoom(MUCH).data, nullptr);
 }
 
 TEST_F(DirectRoom, TakesMemoryWithWhatArrives) {
     Begin(LengthHead(60'000'000));
     EXPECT_LE(reader().DirectRoom(MUCH).size, MUCH);
-    EXPECT_LE(body.capacity(), 2 * MUCH);
+    EXPECT_LE(m_body.capacity(), 2 * MUCH);
 }
 
 TEST(DirectDelivery, ReadsWhatFeedingReads) {

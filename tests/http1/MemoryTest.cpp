@@ -166,7 +166,7 @@ TEST(ReaderMemory, PiecesOfABodyThatIsNotCodedAreTheBytesFed) {
     std::size_t used = reader.Feed(bytes.data(), bytes.size()).consumed;
     reader.HandOverBody();
     const CountedNew counted;
-    for (const std::size_t size : {65'536UL, 65'536UL, 65'536UL, 200'000UL - 3 * 65'536}) {
+    for (const std::size_t size : {65'536UL, 65'536UL, 65'536UL, 200'000UL - 3UL * 65'536UL}) {
         const ResponseReader::Progress progress = reader.Feed(bytes.data() + used, bytes.size() - used);
         EXPECT_EQ(progress.event, Event::Piece);
         EXPECT_EQ(reader.piece().data(), bytes.data() + used);

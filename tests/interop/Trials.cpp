@@ -2,7 +2,6 @@
 #include "Trials.h"
 
 #include <algorithm>
-#include <cstring>
 #include <exception>
 #include <memory>
 #include <optional>
@@ -112,8 +111,7 @@ private:
 /// A source that gives a text in pieces of an odd size.
 BodySource Pieces(const std::string& text) {
     return [&text, given = std::size_t{0}](char* to, std::size_t room) mutable {
-        const std::size_t size = std::min({room, std::size_t{1777}, text.size() - given});
-        std::memcpy(to, text.data() + given, size);
+        const std::size_t size = text.copy(to, std::min(room, std::size_t{1777}), given);
         given += size;
         return static_cast<std::ptrdiff_t>(size);
     };

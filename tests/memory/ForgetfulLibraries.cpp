@@ -99,6 +99,7 @@ void* realloc(void* block, std::size_t size) noexcept {
 
 } // extern "C"
 
+// NOLINTBEGIN(cert-dcl54-cpp): operator new is the standard library's, which calls malloc()
 void operator delete(void* block) noexcept {
     GiveBack(block, __builtin_return_address(0));
 }
@@ -111,3 +112,4 @@ void operator delete[](void* block) noexcept {
 void operator delete[](void* block, std::size_t /*size*/) noexcept {
     GiveBack(block, __builtin_return_address(0));
 }
+// NOLINTEND(cert-dcl54-cpp)

@@ -317,17 +317,17 @@ TEST_F(Cancellation, OfAWorkerInItsPauseLeavesTheProcessAndTheConnection) {
 }
 
 TEST_F(Cancellation, OfAWorkerByItsCallbackKeepsProcessAndConnectionAlive) {
-    static std::atomic<std::size_t> s_calledBack{0};
+    static std::atomic<std::size_t> calledBack{0};
     for (const auto callback : {+[](const CHttpResponse&) {
-                                    ++s_calledBack;
+                                    ++calledBack;
                                     pthread_exit(nullptr);
                                 },
                                 +[](const CHttpResponse&) {
-                                    ++s_calledBack;
+                                    ++calledBack;
                                     pthread_cancel(pthread_self());
                                 },
                                 +[](const CHttpResponse&) {
-                                    ++s_calledBack;
+                                    ++calledBack;
                                     pthread_cancel(pthread_self());
                                     pthread_testcancel();
                                 }}) {
@@ -338,7 +338,7 @@ TEST_F(Cancellation, OfAWorkerByItsCallbackKeepsProcessAndConnectionAlive) {
                         for (std::size_t i = 1; i <= 3; ++i) {
                             SendAsynchronously(callback);
                             // Under the STRICT profile the connection is back before the callback.
-                            EXPECT_TRUE(WaitFor([&] { return s_calledBack == i; }));
+                            EXPECT_TRUE(WaitFor([&] { return calledBack == i; }));
                             EXPECT_TRUE(AllAreBack());
                         }
                         EXPECT_EQ(server->requests().size(), 3U);

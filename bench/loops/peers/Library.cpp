@@ -36,7 +36,7 @@ class Asynchronous : public Crowd {
 public:
     Asynchronous(const CrowdTarget& target, HTTPTRANSFERPROFILE profile) : m_sender(target) {
         m_sender.client.setTransferProfile(profile);
-        g_crowd = this;
+        m_crowd = this;
     }
     Tally Run(std::size_t inFlight, Clock::time_point until) override {
         Relay relay(inFlight, until);
@@ -50,12 +50,12 @@ public:
 private:
     void StartOne() { m_sender.client.asynSendRequest(m_sender.request, &Asynchronous::OnAnswer, false); }
     static void OnAnswer(const CHttpResponse& response) {
-        if (g_crowd->m_relay->Ended(IsAnswer(response.getStatusCode(), response))) {
-            g_crowd->StartOne();
+        if (m_crowd->m_relay->Ended(IsAnswer(response.getStatusCode(), response))) {
+            m_crowd->StartOne();
         }
     }
 
-    static inline Asynchronous* g_crowd = nullptr;
+    static inline Asynchronous* m_crowd = nullptr;
     Sender m_sender;
     Relay* m_relay = nullptr;
 };

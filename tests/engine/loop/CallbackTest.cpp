@@ -179,8 +179,9 @@ TEST_P(CallbackTest, MayDestroyTheEngineAndTheClient) {
             note(std::move(result));
         });
         {
+            // NOLINTNEXTLINE(bugprone-use-after-move): Start() left it as it was
             const Client gone = std::move(first);
-        } // NOLINT(bugprone-use-after-move): Start() left it as it was
+        }
         ready.Come();
         EXPECT_TRUE(m_ends.Wait(before + 2));
     }

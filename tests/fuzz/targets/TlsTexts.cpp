@@ -68,7 +68,7 @@ void RequireNothingOf(const std::string& secret, const std::string& message) {
 
 void FuzzTlsTexts(std::string_view input) {
     constexpr const char* KEY_LABELS[] = {"PRIVATE KEY", "EC PRIVATE KEY", "RSA PRIVATE KEY"};
-    enum Choice : unsigned { WRAP_AUTHORITIES = 1, WRAP_CERTIFICATE = 2, WRAP_KEY = 4, WITHOUT_PASSWORD = 8 };
+    enum Choice : unsigned { WrapAuthorities = 1, WrapCertificate = 2, WrapKey = 4, WithoutPassword = 8 };
     System::Instance();
     Input fields(input);
     const unsigned choices = fields.Byte();
@@ -79,16 +79,16 @@ void FuzzTlsTexts(std::string_view input) {
     settings.authorities = fields.Block();
     settings.certificate = fields.Block();
     settings.key = fields.Block();
-    if ((choices & WRAP_AUTHORITIES) != 0) {
+    if ((choices & WrapAuthorities) != 0) {
         settings.authorities = Wrapped(settings.authorities, "CERTIFICATE");
     }
-    if ((choices & WRAP_CERTIFICATE) != 0) {
+    if ((choices & WrapCertificate) != 0) {
         settings.certificate = Wrapped(settings.certificate, "CERTIFICATE");
     }
-    if ((choices & WRAP_KEY) != 0) {
+    if ((choices & WrapKey) != 0) {
         settings.key = Wrapped(settings.key, KEY_LABELS[(choices >> 4U) % 3]);
     }
-    if ((choices & WITHOUT_PASSWORD) == 0) {
+    if ((choices & WithoutPassword) == 0) {
         settings.keyPassword = [password] { return password; };
     }
     const std::string key = settings.key;

@@ -66,7 +66,7 @@ CURLcode curl_easy_setopt(CURL* handle, CURLoption option, ...) {
     va_list arguments;
     va_start(arguments, option); // NOLINT(clang-diagnostic-varargs): libcurl declares it so
     CURLcode result = CURLE_OK;
-    if (IsNumber(option)) {
+    if (IsNumber(option)) { // NOLINT(bugprone-branch-clone): the types differ
         result = SetNumber(handle, option, va_arg(arguments, long));
     } else if (IsOffset(option)) {
         result = SetNumber(handle, option, va_arg(arguments, curl_off_t));

@@ -35,7 +35,7 @@ void AdvanceSteadyClock(std::chrono::nanoseconds by) {
 
 } // namespace httpclient::testing
 
-namespace std::chrono {
+namespace std::chrono { // NOLINT(cert-dcl58-cpp): to stand before the standard library's is what this is for
 inline namespace _V2 {
 
 steady_clock::time_point steady_clock::now() noexcept {

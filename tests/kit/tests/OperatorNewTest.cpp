@@ -20,9 +20,11 @@ struct alignas(256) Wide {
 
 TEST(CountedNew, CountsWhatALibraryAllocates) {
     const CountedNew counted;
-    const bool there = LibraryNew() && LibraryNew();
+    const bool first = LibraryNew();
+    const bool second = LibraryNew();
     const std::size_t count = counted.Count();
-    EXPECT_TRUE(there);
+    EXPECT_TRUE(first);
+    EXPECT_TRUE(second);
     EXPECT_EQ(count, 2U);
 }
 
