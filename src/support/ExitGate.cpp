@@ -46,6 +46,8 @@ void End() {
 void Close() {
     std::unique_lock<std::mutex> lock(g_gate.mutex);
     g_gate.closed = true;
+    // A callback's thread that exits runs the host's other handlers: what they use must not wait for this.
+    t_isMarked = false;
     g_gate.changed.wait_for(lock, LONGEST_WAIT, [] { return g_gate.steps == t_steps; });
 }
 

@@ -23,6 +23,10 @@ TEST(Exit, CalledByTheLogWaitsForNoCallbackThatWantsAConnection) {
     ExpectToEndWell(LOG_EXIT_HOST, {"callback"});
 }
 
+TEST(Exit, CalledByACallbackLetsALateHandlerSend) {
+    ExpectToEndWell(LOG_EXIT_HOST, {"exit"});
+}
+
 TEST(Forking, WaitsUntilThePoolsThreadHasLogged) {
     ExpectToEndWell(LOG_EXIT_HOST, {"forking"});
 }

@@ -2,6 +2,7 @@
 // A host whose log or cipher ends the process, and whose handler of exit() ends the pool:
 // LogExitHost making|"pool thread"|limit|cipher
 // or whose log ends the process while a callback wants a connection: LogExitHost callback
+// or whose callback ends the process, and whose handler of exit() sends: LogExitHost exit
 // or which forks while the pool's thread logs: LogExitHost forking
 #include <atomic>
 #include <cerrno>
@@ -24,6 +25,7 @@
 #include <httpclient/HttpClient.h>
 #include <httpclient/HttpConnectionMgr.h>
 #include <httpclient/HttpRequest.h>
+#include <httpclient/HttpResponse.h>
 
 #include "hosts/Faults.h"
 #include "hosts/Waits.h"
@@ -69,25 +71,49 @@ void UseThePoolUp() {
     }
 }
 
-/// Has a callback want a connection as soon as this thread holds the pool's lock.
-void CallBackForAConnection(CHttpClient& client) {
-    client.setPort(1); // where nobody listens
-    CHttpRequest request;
+/// A host's client, for a port where nobody listens. It is kept: callbacks and handlers use it while the process ends.
+CHttpClient& Client() {
+    static CHttpClient& client = *new CHttpClient;
+    client.setPort(1);
+    return client;
+}
+
+void MakeGet(CHttpRequest& request) {
     request.setVerb(HTTPOPERATION_GET);
     request.addRequestHeadEntry("A", "1"); // without any there is a message
-    client.asynSendRequest(
-        request,
-        [](const CHttpResponse& /*response*/) {
-            g_callback = gettid();
-            while (!g_poolIsHeld) {
-                PauseShortly();
-            }
-            UseThePool(false);
-        },
-        false);
+}
+
+void CallBack(void (*callback)(const CHttpResponse&)) {
+    CHttpRequest request;
+    MakeGet(request);
+    Client().asynSendRequest(request, callback, false);
+}
+
+/// Has a callback want a connection as soon as this thread holds the pool's lock.
+void CallBackForAConnection() {
+    CallBack([](const CHttpResponse& /*response*/) {
+        g_callback = gettid();
+        while (!g_poolIsHeld) {
+            PauseShortly();
+        }
+        UseThePool(false);
+    });
     while (g_callback == 0) {
         PauseShortly();
     }
+}
+
+/// Has a callback end the process. A handler that runs after the library's uses all that a send uses.
+void CallBackToExit() {
+    std::atexit([] {
+        UseThePool(false);
+        CHttpRequest request;
+        MakeGet(request);
+        CHttpResponse response;
+        Client().synSendRequest(request, response, false);
+    });
+    UseThePool(true); // the first one that does TLS has exit() keep the library's threads where they are
+    CallBack([](const CHttpResponse& /*response*/) { std::exit(0); });
 }
 
 void LetTheCallbackWait() {
@@ -163,10 +189,13 @@ int main(int argc, char** argv) {
         return ForksAfterTheLog() ? 0 : 1;
     }
     std::atexit([] { CHttpConnectionMgr::Finalize(); });
-    CHttpClient client;
     if (g_place == "callback") {
         UseThePool(true); // the first one that does TLS has exit() wait for the library's threads
-        CallBackForAConnection(client);
+        CallBackForAConnection();
+    }
+    if (g_place == "exit") {
+        CallBackToExit();
+        pause();
     }
     if (g_place == "making") {
         static_cast<void>(!std::freopen("/dev/null", "w", stderr)); // where ACE prints that there are none
