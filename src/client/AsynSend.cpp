@@ -60,6 +60,7 @@ bool StartWorker(WorkerArgs& record) {
 
 void CHttpClientImp::asynSendRequest(const CHttpRequest& request, void (*callback)(const CHttpResponse&),
                                      bool bSSL) {
+    const BlockWithinHandler block;
     if (m_strDomain.empty()) {
         AnswerFailure(callback);
         Trace<LogMessage::AsynSendDomainEmpty>();

@@ -68,6 +68,7 @@ int CHttpClientImp::SendRequest(const CHttpRequest& request, HTTPOPERATIONTYPE v
 }
 
 int CHttpClientImp::synSendRequest(const CHttpRequest& request, CHttpResponse& response, bool bSSL) {
+    const BlockWithinHandler block;
     int result = -1;
     const auto send = [&] {
         if (m_strDomain.empty()) {

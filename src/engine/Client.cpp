@@ -9,6 +9,7 @@
 #include "engine/BlockingDriver.h"
 #include "engine/ClientBody.h"
 #include "engine/Outcome.h"
+#include "support/Cancellation.h"
 #include "support/Trace.h"
 
 namespace httpclient {
@@ -61,6 +62,7 @@ Result NotBegun() noexcept {
 
 // What cancels a thread is caught by reference, and has no object. The sanitizer takes that for a mistake.
 __attribute__((no_sanitize("null"))) Result Client::Send(const Request& request) const {
+    const BlockWithinHandler block;
     try {
         // Code of the host that the call runs may destroy this object.
         const std::shared_ptr<Body> body = m_body;

@@ -8,6 +8,8 @@
 /// cancellation point in a destructor stands under a CancellationBlock.
 #pragma once
 
+#include <exception>
+#include <optional>
 #include <utility>
 
 #include <cxxabi.h>
@@ -61,6 +63,20 @@ public:
 
 private:
     int m_previous = PTHREAD_CANCEL_ENABLE;
+};
+
+/// A CancellationBlock where the thread is within a handler of the host's: the C++ runtime ends the process when the end of
+/// a thread is caught there. For the entrances of what catches it.
+class BlockWithinHandler {
+public:
+    BlockWithinHandler() {
+        if (std::current_exception() != nullptr) {
+            m_block.emplace();
+        }
+    }
+
+private:
+    std::optional<CancellationBlock> m_block;
 };
 
 /// While it lives, a thread may be cancelled as it could before a CancellationBlock.

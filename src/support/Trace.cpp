@@ -59,6 +59,7 @@ void TraceText(TraceLevel level, const char* format, ...) {
     if (!TraceEnabled(level)) {
         return;
     }
+    const BlockWithinHandler block;
     va_list arguments;
     va_start(arguments, format);
     static_cast<void>(Contained([&] { Produce(level, format, arguments); }));

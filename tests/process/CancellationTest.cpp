@@ -5,7 +5,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <functional>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
@@ -93,8 +95,10 @@ public:
         });
     }
     /// Cancels the thread and waits for its end.
-    void Cancel() {
+    /// @param then what is done in between.
+    void Cancel(const std::function<void()>& then = [] {}) {
         EXPECT_EQ(pthread_cancel(m_thread.native_handle()), 0);
+        then();
         m_thread.join();
     }
     void Join() { m_thread.join(); }
@@ -233,6 +237,34 @@ TEST_F(Cancellation, OfASendThatMakesATlsConnectionToAProxyWaitsForIt) {
                     });
                     sender.Join();
                     EXPECT_TRUE(refused);
+                }),
+                ::testing::ExitedWithCode(0), "");
+}
+
+// Caught within a handler, the end of a thread would end the process.
+TEST_F(Cancellation, OfASendWithinAHandlerOfTheHostsWaitsForItsEnd) {
+    EXPECT_EXIT(RunAndExit([&] {
+                    std::atomic<bool> cancelled{false};
+                    LoopbackServer server([&](const RecordedRequest&) {
+                        EXPECT_TRUE(WaitFor([&] { return cancelled.load(); }));
+                        return Sound();
+                    });
+                    PointAt(server, Way::Fresh);
+                    int result = 0;
+                    Thread sender([&] {
+                        try {
+                            throw std::runtime_error("what the host reports");
+                        } catch (const std::runtime_error&) {
+                            result = Send(Way::Fresh).result;
+                        }
+                        pthread_testcancel();
+                        ADD_FAILURE() << "the thread goes on";
+                    });
+                    EXPECT_TRUE(WaitFor([&] { return server.requests().size() == 1; }));
+                    EXPECT_TRUE(sender.WaitUntilItPolls());
+                    sender.Cancel([&] { cancelled = true; });
+                    EXPECT_EQ(result, 200);
+                    EXPECT_TRUE(AllAreBack());
                 }),
                 ::testing::ExitedWithCode(0), "");
 }
