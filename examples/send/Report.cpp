@@ -7,13 +7,11 @@
 
 #include "send/Errors.h"
 #include "send/Histogram.h"
+#include "send/Timing.h"
 
 namespace sender {
 namespace {
 
-double Milliseconds(Duration time) {
-    return std::chrono::duration<double, std::milli>(time).count();
-}
 double Seconds(Duration time) {
     return std::chrono::duration<double>(time).count();
 }

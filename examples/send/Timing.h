@@ -19,6 +19,11 @@ constexpr std::array PHASES{
     httpclient::Phase::Resolve, httpclient::Phase::Connect, httpclient::Phase::Handshake,
     httpclient::Phase::Send,    httpclient::Phase::Head,    httpclient::Phase::Body};
 
+/// @return a time in milliseconds, to be printed.
+inline double Milliseconds(std::chrono::nanoseconds time) {
+    return std::chrono::duration<double, std::milli>(time).count();
+}
+
 /// How long each of PHASES took; 0 where it did not happen.
 using PhaseTimes = std::array<std::chrono::nanoseconds, PHASES.size()>;
 

@@ -7,15 +7,13 @@
 
 #include <fmt/format.h>
 
+#include "send/Timing.h"
+
 namespace sender {
 namespace {
 
 using httpclient::CallView;
 using httpclient::Event;
-
-double Milliseconds(std::chrono::nanoseconds time) {
-    return std::chrono::duration<double, std::milli>(time).count();
-}
 
 std::string OutcomeOf(const CallView& call) {
     return call.failure() != nullptr ? call.failure()->message() : fmt::format("status {}", call.status());

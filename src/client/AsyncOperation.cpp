@@ -74,7 +74,7 @@ bool Pause(CURLM* multi) {
     return select(0, &readSet, &writeSet, &errorSet, &tv) != -1;
 }
 
-CURLMcode Step(CURLM* multi, int& running) {
+CURLMcode Advance(CURLM* multi, int& running) {
     const CancellationBlock block; // a step is short: the thread is cancelled in the pause
     const ExitGate::Pass pass;
     return curl_multi_perform(multi, &running);
@@ -83,14 +83,14 @@ CURLMcode Step(CURLM* multi, int& running) {
 /// Drives the transfer to its end; pauses at least once, even when the first perform has ended it.
 void Drive(CURLM* multi) {
     int running = 1;
-    if (Step(multi, running) != CURLM_OK) {
+    if (Advance(multi, running) != CURLM_OK) {
         return;
     }
     do {
         if (!Pause(multi)) {
             return;
         }
-        Step(multi, running);
+        Advance(multi, running);
     } while (running != 0);
 }
 
@@ -103,7 +103,7 @@ void Abandon(const AsyncOperationArgs& args) {
 }
 
 /// Runs the transfer and fills the response.
-void Transfer(const AsyncOperationArgs& args, CHttpResponse& response) {
+void RunTransfer(const AsyncOperationArgs& args, CHttpResponse& response) {
     std::string head;
     std::string body;
     SetWorkerOptions(args, head, body);
@@ -129,7 +129,7 @@ void Transfer(const AsyncOperationArgs& args, CHttpResponse& response) {
 /// @param callersSignals what is blocked around the call; null leaves it as it is.
 void TransferAndCallBack(const AsyncOperationArgs& args, const sigset_t* callersSignals) {
     const auto response = args.response ? args.response : std::make_shared<CHttpResponse>();
-    if (!Contained([&] { Transfer(args, *response); })) {
+    if (!Contained([&] { RunTransfer(args, *response); })) {
         Trace<LogMessage::WorkerException>();
         response->setStatusCode(-1); // memory is exhausted
     }

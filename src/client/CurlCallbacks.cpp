@@ -52,6 +52,6 @@ int OnCurlDebug(CURL* /*curl*/, curl_infotype type, char* data, size_t size, voi
             LogText(data);
         }
     }
-    TlsConnecting::Hear(type, {data, size});
+    TlsConnecting::Hear(type, data, size);
     return 0;
 }

@@ -2,7 +2,8 @@
 #include "client/LibcurlLine.h"
 
 #include <algorithm>
-#include <string_view>
+
+#include <strings.h>
 
 namespace {
 
@@ -11,10 +12,6 @@ constexpr std::string_view AFTER_SCHEME = "://";
 
 // libcurl cuts lines off at its buffers' ends, the shorter of which holds 256 bytes.
 constexpr std::size_t LONGEST_WHOLE = 253;
-
-bool BeginsWith(std::string_view text, std::string_view begin) {
-    return text.substr(0, begin.size()) == begin;
-}
 
 bool Holds(std::string_view text, std::string_view part) {
     return text.find(part) != NONE;
@@ -103,4 +100,18 @@ std::optional<std::string> WithoutSecrets(const char* line) {
     }
     const std::string shown = CutOffAt(text, query + 1);
     return WithoutUser(shown, url).value_or(shown);
+}
+
+bool IsOfTls(const char* url) {
+    constexpr char SCHEME[] = "https:";
+    return strncasecmp(url, SCHEME, sizeof SCHEME - 1) == 0;
+}
+
+bool NamesTlsProxy(std::string_view line) {
+    constexpr std::string_view VALUE = " == '";
+    if (!BeginsWith(line, "Uses proxy env variable ")) {
+        return false;
+    }
+    const std::size_t value = line.find(VALUE);
+    return value != NONE && IsOfTls(line.data() + value + VALUE.size()); // libcurl ends its lines with NUL
 }

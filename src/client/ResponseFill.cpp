@@ -9,12 +9,6 @@
 
 #include "message/ExplainedResponse.h"
 
-namespace {
-
-constexpr double UNKNOWN_LENGTH = -1.0;
-
-} // namespace
-
 const CHttpResponse& NoAnswer() {
     // Never destroyed: threads may outlive main().
     static const CHttpResponse& response = *[] {

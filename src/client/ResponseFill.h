@@ -22,7 +22,10 @@ const CHttpResponse& NoAnswer();
 /// @return the content type of the last response on a handle; "" when there was none.
 std::string ResponseContentType(CURL* curl);
 
-/// @return its content length in bytes, -1.0 when unknown.
+/// A content length that the server has not told; libcurl's own number for it.
+constexpr double UNKNOWN_LENGTH = -1.0;
+
+/// @return its content length in bytes, or that number.
 /// @param unanswered what to answer when libcurl cannot tell at all.
 double ResponseContentLength(CURL* curl, double unanswered);
 

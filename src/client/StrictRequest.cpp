@@ -26,8 +26,6 @@ constexpr auto NO_METHOD = static_cast<httpclient::Method>(-1);
 // Never destroyed, so that threads that outlive main() may still use them.
 const std::string& COOKIE = *new std::string("Cookie");
 const std::string& FORM = *new std::string("application/x-www-form-urlencoded");
-const std::string& DEFAULT_CHARSET = *new std::string("GBK");
-const std::string& URL_CHARSET = *new std::string("UTF-8");
 
 template <class Value>
 bool Mentions(const std::map<std::string, Value>& entries, std::string_view lowerName) {

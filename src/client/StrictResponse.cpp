@@ -16,8 +16,6 @@
 
 namespace {
 
-constexpr double UNKNOWN_LENGTH = -1.0;
-
 /// @return the content length as the server told it.
 double ToldLength(const httpclient::http1::ResponseHead& head) {
     const std::string_view text = head.find("Content-Length").value_or(std::string_view());

@@ -3,10 +3,13 @@
 /// Keeps a transfer whole while libcurl makes a TLS connection for it.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
 #include <curl/curl.h>
+
+#include "client/LibcurlLine.h"
 
 /// While it lives, its thread is not cancelled as long as the transfer makes a TLS connection.
 ///
@@ -21,9 +24,10 @@ public:
     TlsConnecting& operator=(const TlsConnecting&) = delete;
 
     /// What libcurl tells of the transfer that this thread performs, if it performs one.
-    static void Hear(curl_infotype type, std::string_view text) {
-        if (type == CURLINFO_TEXT || type == CURLINFO_HEADER_OUT) { // not each line and piece of an answer
-            HearOfRequest(type, text);
+    /// Most lines are left alone at once: for each line of each transfer this is asked.
+    static void Hear(curl_infotype type, const char* text, std::size_t size) {
+        if (type == CURLINFO_TEXT ? MayTellOfConnection(*text) : type == CURLINFO_HEADER_OUT) {
+            HearOfRequest(type, {text, size});
         }
     }
 

@@ -2,8 +2,6 @@
 #include "engine/Core.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <system_error>
 #include <utility>
 
 #include <sys/eventfd.h>
@@ -28,14 +26,6 @@ constexpr auto MATERIAL_INTERVAL = std::chrono::seconds(1);
 /// The innermost piece of host code that a call runs on this thread.
 thread_local const Core::HostCode* t_hostCode = nullptr;
 
-net::Descriptor MakeEvent() {
-    net::Descriptor event(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
-    if (!event) {
-        throw std::system_error(errno, std::generic_category(), "eventfd");
-    }
-    return event;
-}
-
 PoolLimits LimitsOf(const EngineOptions::Body& options) {
     return {options.maxConnections.first, options.maxConnections.second, options.maxWaiting,
             options.idleTimeout, options.maxAge};
@@ -44,8 +34,8 @@ PoolLimits LimitsOf(const EngineOptions::Body& options) {
 } // namespace
 
 Core::Core(const EngineOptions::Body& options, std::shared_ptr<Statistics> counts)
-    : m_statistics(std::move(counts)), m_observer(options.observer), m_epoch(ForkEpoch()), m_end(MakeEvent()),
-      m_pool(LimitsOf(options)), m_resolver(options.nameLifetime),
+    : m_statistics(std::move(counts)), m_observer(options.observer), m_epoch(ForkEpoch()),
+      m_end(net::MakeEvent()), m_pool(LimitsOf(options)), m_resolver(options.nameLifetime),
       m_keeper([this](net::Time now) { return Look(now); }), m_tokens(*this),
       m_loops(std::make_unique<Loops>(options)) {
     MakeBetweenForks(&http1::MakeFieldTable);

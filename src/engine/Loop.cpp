@@ -15,14 +15,6 @@ namespace httpclient::engine {
 
 namespace {
 
-net::Descriptor MakeEvent() {
-    net::Descriptor event(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
-    if (!event) {
-        throw std::system_error(errno, std::generic_category(), "eventfd");
-    }
-    return event;
-}
-
 /// An event base that takes no environment variables and no locks: only its own thread touches it.
 event_base* MakeBase() {
     const std::unique_ptr<event_config, void (*)(event_config*)> config(event_config_new(),
@@ -62,7 +54,7 @@ void OnWake(int /*fd*/, short /*what*/, void* /*loop*/) {
 
 } // namespace
 
-Loop::Loop() : m_base(MakeBase()), m_wake(MakeEvent()), m_scratch(new char[SCRATCH]) {
+Loop::Loop() : m_base(MakeBase()), m_wake(net::MakeEvent()), m_scratch(new char[SCRATCH]) {
     // By edges: each writing wakes, and the counter need not be read.
     event_assign(&m_wakeEvent, m_base.get(), m_wake.get(), EV_READ | EV_PERSIST | EV_ET, &OnWake, this);
     event_assign(&m_timer, m_base.get(), -1, 0, &OnTimer, this);

@@ -10,6 +10,12 @@
 #include "message/HttpRequestInter.h"
 #include "support/CurlOwners.h"
 
+/// What a parameter's text is taken to be when the request names no character set. Never destroyed, as below: threads may
+/// outlive main().
+extern const std::string& DEFAULT_CHARSET;
+/// What it is converted to.
+extern const std::string& URL_CHARSET;
+
 /// A request: header entries and parameters by name, verb, path, body and cookie text.
 class HTTPCLIENT_EXPORT CHttpRequestImp : public CHttpRequestInter {
 public:

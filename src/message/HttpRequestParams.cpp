@@ -4,13 +4,8 @@
 #include "message/NamedEntries.h"
 #include "message/charset/CodeSetConverter.h"
 
-namespace {
-
-// What a value's text is taken to be when the request names no character set.
 const std::string& DEFAULT_CHARSET = *new std::string("GBK");
 const std::string& URL_CHARSET = *new std::string("UTF-8");
-
-} // namespace
 
 bool CHttpRequestImp::addParam(const std::string& name, const std::string& value) {
     return addParam(name, std::vector<std::string>{value});

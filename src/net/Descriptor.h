@@ -30,4 +30,8 @@ private:
     int m_fd = -1;
 };
 
+/// @return an event that threads can wait for, not set. Writing to it does not block.
+/// @throw std::system_error where there is no descriptor for it.
+Descriptor MakeEvent();
+
 } // namespace httpclient::net
