@@ -15,8 +15,6 @@
 namespace {
 
 const std::string END_OF_HEAD = "\r\n\r\n";
-constexpr std::size_t BIG = 16UL * 1024 * 1024; // more than the buffers of any connection hold
-constexpr int SMALL_BUFFER = 16 * 1024;
 
 /// What a source does in turn: a text to give, or a number to return.
 struct Step {

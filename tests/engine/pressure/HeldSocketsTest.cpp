@@ -22,7 +22,7 @@ std::chrono::nanoseconds ProcessorTime() {
     return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
 }
 
-std::string Answer(const std::string& body, const std::string& fields = "") {
+std::string AnswerWith(const std::string& body, const std::string& fields = "") {
     return "HTTP/1.1 200 OK\r\n" + fields + "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" +
            body;
 }
@@ -43,15 +43,15 @@ TEST_P(HeldSockets, OfAChildChangeNothingForTheParent) {
         peer.Expect("\r\n\r\n");
         if (peer.number() > 1) {
             do {
-                peer.Send(Answer("new"));
+                peer.Send(AnswerWith("new"));
             } while (peer.Expect("\r\n\r\n"));
             return;
         }
-        peer.Send(Answer("old"));
+        peer.Send(AnswerWith("old"));
         closed.Wait();
         // The child's copy still takes it: the kernel knows the old connection.
         for (int i = 0; i < 100; ++i) {
-            peer.Send(Answer("forged"));
+            peer.Send(AnswerWith("forged"));
         }
         sent.Come();
         peer.ExpectEnd();
@@ -76,7 +76,7 @@ TEST_P(HeldSockets, OfAChildChangeNothingForTheParent) {
 TEST_P(HeldSockets, OfAChildAreAllThatKeepsAConnectionOpen) {
     ScriptedServer server([](Peer& peer) {
         peer.Expect("\r\n\r\n");
-        peer.Send(Answer("old"));
+        peer.Send(AnswerWith("old"));
         peer.ExpectEnd();
     });
     const Client client = ClientOf(OptionsFor(server.origin()));

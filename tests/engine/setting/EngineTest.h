@@ -4,6 +4,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <string>
 #include <thread>
 #include <utility>
@@ -28,6 +29,10 @@ constexpr std::chrono::milliseconds LONG{20'000};
 
 /// What a call may take beyond its deadline on a busy machine. The promise is 50 ms on one that is not.
 constexpr std::chrono::milliseconds TOLERANCE{2'000};
+
+/// More than the buffers of any connection hold, but for those of a server that has few.
+constexpr std::size_t BIG = 16UL * 1024 * 1024;
+constexpr int SMALL_BUFFER = 16 * 1024;
 
 /// @return a request without a body.
 Request Get(const std::string& target = "/");

@@ -15,7 +15,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr int THREADS = 3;
+constexpr int SENDERS = 3;
 
 /// How often the certificates change: once, or as often as the long form says.
 int Rounds() {
@@ -64,7 +64,7 @@ TEST_F(Rotation, UnderLoadFailsNoCall) {
     std::mutex lock;
     std::string lastSubject;
     std::vector<std::thread> callers;
-    for (int i = 0; i < THREADS; ++i) {
+    for (int i = 0; i < SENDERS; ++i) {
         callers.emplace_back([&, onLoop = i % 2 == 1] {
             while (!over) {
                 const Result result = onLoop ? client.SendAsync(Get()).get() : client.Send(Get());

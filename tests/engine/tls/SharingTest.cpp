@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr int CALLS = 150; ///< of each version
+constexpr int CALLS_EACH = 150; ///< of each version
 
 /// What a server knows of its connections: which handshake their session goes back to, and on whose behalf they ask.
 class Witness {
@@ -138,7 +138,7 @@ TEST(TlsSharing, NeverCrossesKeysAsTheServerSeesIt) {
             clients.emplace_back(options, engine);
         }
         std::mt19937 random(seed);
-        for (int call = 0; call < CALLS; ++call) {
+        for (int call = 0; call < CALLS_EACH; ++call) {
             const std::size_t who = random() % clients.size();
             const Request request = Get("/" + std::to_string(who));
             const bool onLoop = random() % 2 == 0;
@@ -149,7 +149,7 @@ TEST(TlsSharing, NeverCrossesKeysAsTheServerSeesIt) {
             }
         }
         EXPECT_EQ(witness.complaints(), std::vector<std::string>{});
-        EXPECT_EQ(witness.requests(), CALLS);
+        EXPECT_EQ(witness.requests(), CALLS_EACH);
         EXPECT_GT(server.resumed(), 10U) << "sessions are resumed at all";
     }
 }

@@ -11,9 +11,6 @@
 
 namespace {
 
-constexpr std::size_t BIG = 16UL * 1024 * 1024; // more than the buffers of any connection hold
-constexpr int SMALL_BUFFER = 16 * 1024;
-
 std::string Answer(const std::string& body) {
     return "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
 }
