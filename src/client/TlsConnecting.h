@@ -26,7 +26,8 @@ public:
     /// What libcurl tells of the transfer that this thread performs, if it performs one.
     /// Most lines are left alone at once: for each line of each transfer this is asked.
     static void Hear(curl_infotype type, const char* text, std::size_t size) {
-        if (type == CURLINFO_TEXT ? MayTellOfConnection(*text) : type == CURLINFO_HEADER_OUT) {
+        if (type == CURLINFO_TEXT ? text != nullptr && MayTellOfConnection(*text)
+                                  : type == CURLINFO_HEADER_OUT) {
             HearOfRequest(type, {text, size});
         }
     }
