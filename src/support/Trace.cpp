@@ -56,10 +56,10 @@ bool TraceEnabled(TraceLevel level) {
 }
 
 void TraceText(TraceLevel level, const char* format, ...) {
+    const BlockWithinHandler block; // first: checkValid() may be a cancellation point, too
     if (!TraceEnabled(level)) {
         return;
     }
-    const BlockWithinHandler block;
     va_list arguments;
     va_start(arguments, format);
     static_cast<void>(Contained([&] { Produce(level, format, arguments); }));

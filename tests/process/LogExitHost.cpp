@@ -3,6 +3,7 @@
 // LogExitHost making|"pool thread"|limit|cipher
 // or whose log ends the process while a callback wants a connection: LogExitHost callback
 // or whose callback ends the process, and whose handler of exit() sends: LogExitHost exit
+// or whose thread is cancelled in the log while it is within a handler: LogExitHost handler
 // or which forks while the pool's thread logs: LogExitHost forking
 #include <atomic>
 #include <cerrno>
@@ -11,9 +12,11 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <stdexcept>
 #include <string>
 #include <thread>
 
+#include <pthread.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -123,6 +126,18 @@ void LetTheCallbackWait() {
     }
 }
 
+/// Has something logged by a thread that is to end, and is within a handler.
+void LogWithinAHandler() {
+    std::thread([] {
+        try {
+            throw std::runtime_error("what the host handles");
+        } catch (const std::runtime_error&) {
+            pthread_cancel(pthread_self());
+            CHttpConnectionMgr::Instance()->SetMaxConnPerAddr(1000);
+        }
+    }).join();
+}
+
 /// @return whether a child forked right after the pool was made finds that the pool's thread has logged.
 bool ForksAfterTheLog() {
     CHttpConnectionMgr::Instance();
@@ -144,6 +159,9 @@ bool Holds(const std::string& text, const char* part) {
 // These stand before the platform's.
 
 bool Ovexcommon::TraceClient::checkValid(int /*level*/, int /*module*/) {
+    if (g_place == "handler") {
+        pthread_testcancel(); // as a log does that reads its level from a file
+    }
     return true;
 }
 
@@ -192,6 +210,10 @@ int main(int argc, char** argv) {
     if (g_place == "callback") {
         UseThePool(true); // the first one that does TLS has exit() wait for the library's threads
         CallBackForAConnection();
+    }
+    if (g_place == "handler") {
+        LogWithinAHandler();
+        return 0;
     }
     if (g_place == "exit") {
         CallBackToExit();
