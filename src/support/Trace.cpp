@@ -35,6 +35,7 @@ __attribute__((format(printf, 2, 0))) void Produce(TraceLevel level, const char*
     va_list again;
     va_copy(again, arguments);
     char text[USUAL_TEXT];
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): TraceText() has begun it, which clang loses in the lambda
     const int size = std::vsnprintf(text, sizeof text, format, arguments);
     if (size >= 0 && static_cast<std::size_t>(size) < sizeof text) {
         Produce(level, text);
