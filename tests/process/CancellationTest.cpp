@@ -28,6 +28,7 @@
 #include "../faults/Gate.h"
 #include "client/CurlCallbacks.h"
 #include "client/HttpClientImp.h"
+#include "hosts/HostRun.h"
 #include "interpose/LentConnections.h"
 #include "interpose/Next.h"
 #include "interpose/Select.h"
@@ -416,6 +417,10 @@ TEST_F(Cancellation, WaitsForTheEndOfACallbackOfLibcurl) {
 }
 
 // It sets libcurl up. Another process than the fixture's, in which that is done.
+TEST(CancellationInTheLog, WithinAHandlerOfTheHostsLeavesTheProcess) {
+    ExpectToEndWell(LOG_EXIT_HOST, {"handler"});
+}
+
 TEST(CancellationBeforeAll, ThatIsPendingWhenTheFirstRequestIsMadeLeavesLibcurlInOrder) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_EXIT(RunAndExit([] {

@@ -37,10 +37,6 @@ TEST(Exit, CalledByACallbackLetsALateHandlerSend) {
     ExpectToEndWell(LOG_EXIT_HOST, {"exit"});
 }
 
-TEST(CancellationInTheLog, WithinAHandlerOfTheHostsLeavesTheProcess) {
-    ExpectToEndWell(LOG_EXIT_HOST, {"handler"});
-}
-
 TEST(Forking, WaitsUntilThePoolsThreadHasLogged) {
     ExpectToEndWell(LOG_EXIT_HOST, {"forking"});
 }
