@@ -10,7 +10,7 @@
 #include "message/HttpRequestInter.h"
 #include "support/CurlOwners.h"
 
-/// What a parameter's text is taken to be when the request names no character set. Never destroyed, as below: threads may
+/// What a parameter's text is taken to be when the request names no character set. Neither is ever destroyed: threads may
 /// outlive main().
 extern const std::string& DEFAULT_CHARSET;
 /// What it is converted to.

@@ -32,7 +32,7 @@ private:
 
 class NewPoolTorture : public PoolTorture {
 protected:
-    NewPoolTorture() { m_memory = MemoryOf::AllButAce; } // it crashes then
+    NewPoolTorture() { m_memory = MemoryOf::AllButAce; } // which crashes as a pool begins
 };
 
 class OldPoolTorture : public PoolTorture {
