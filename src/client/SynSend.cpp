@@ -16,6 +16,7 @@
 #include "pool/HttpConnection.h"
 #include "support/Cancellation.h"
 #include "support/CurlOwners.h"
+#include "support/ExitGate.h"
 #include "support/Trace.h"
 
 namespace {
@@ -36,6 +37,12 @@ public:
 private:
     CURL*& m_handle;
 };
+
+/// Closes the handles of a thread that was ended in its send, maybe amid the transfer.
+void Abandon(CHttpConnection& conn) {
+    const ExitGate::CallbackPass pass;
+    conn.DropHandles();
+}
 
 } // namespace
 
@@ -82,7 +89,7 @@ int CHttpClientImp::synSendRequest(const CHttpRequest& request, CHttpResponse& r
             return;
         }
         result = TidyIfThreadEnds([&] { return SynSendOnConnection(request, response, bSSL); },
-                                  [&] { conn.get()->DropHandles(); }); // it may have been amid the transfer
+                                  [&] { Abandon(*conn.get()); });
     };
     // A text beyond the maximum size of strings is the one exception that is let out.
     if (!Contained<std::length_error>(send)) {

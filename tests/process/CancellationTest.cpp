@@ -418,7 +418,7 @@ TEST_F(Cancellation, WaitsForTheEndOfACallbackOfLibcurl) {
 
 // It sets libcurl up. Another process than the fixture's, in which that is done.
 TEST(CancellationInTheLog, WithinAHandlerOfTheHostsLeavesTheProcess) {
-    ExpectToEndWell(LOG_EXIT_HOST, {"handler"});
+    ExpectToEndWell(LOG_HOST, {"handler"});
 }
 
 TEST(CancellationBeforeAll, ThatIsPendingWhenTheFirstRequestIsMadeLeavesLibcurlInOrder) {

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // A host that ends in an awkward moment: ExitHost plain|tls|finalize|forked|resolver|lock
 #include <atomic>
-#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
@@ -25,6 +24,7 @@
 #include <httpclient/HttpRequest.h>
 
 #include "hosts/Faults.h"
+#include "hosts/TimeOuts.h"
 #include "interpose/Next.h"
 #include "roads/TestedProfile.h"
 
@@ -39,11 +39,8 @@ std::atomic<bool> g_asked{false};   ///< the name service, for the name that it 
 std::atomic<bool> g_joining{false}; ///< a worker its thread that asks
 std::atomic<bool> g_locking{false}; ///< the last thing of the process takes the pool's mutex
 
-constexpr int WAITED = 3; ///< the status of a child whose end has waited in vain
-
 std::atomic<bool> g_holdSweep{false}; ///< at the first handle that it closes
 std::atomic<bool> g_sweepHeld{false};
-bool g_isChild = false;
 
 void Pause(std::chrono::milliseconds time) {
     std::this_thread::sleep_for(time);
@@ -98,10 +95,10 @@ int ForkAmidASweep() {
         Pause(std::chrono::milliseconds(1));
     }
     const pid_t child = fork();
-    g_isChild = child == 0;
     g_holdSweep = false;
-    if (g_isChild) {
-        sweep.detach(); // it does not exist here
+    if (child == 0) {
+        EndOnTimeOuts(); // its end has nothing to wait for
+        sweep.detach();  // it does not exist here
         UseThePool(true);
         return 0;
     }
@@ -148,17 +145,6 @@ extern "C" void curl_easy_cleanup(CURL* handle) {
         Pause(std::chrono::milliseconds(1));
     }
     next(handle);
-}
-
-extern "C" int pthread_cond_clockwait(pthread_cond_t* condition, pthread_mutex_t* mutex, clockid_t clock,
-                                      const timespec* until) {
-    static auto* const next =
-        Next<int(pthread_cond_t*, pthread_mutex_t*, clockid_t, const timespec*)>("pthread_cond_clockwait");
-    const int result = next(condition, mutex, clock, until);
-    if (g_isChild && result == ETIMEDOUT) {
-        _exit(WAITED);
-    }
-    return result;
 }
 
 int main(int argc, char** argv) {

@@ -25,20 +25,24 @@ TEST(Exit, CalledByTheLogOrTheCipherMayBringAHandlerThatEndsThePool) {
     places.push_back("making");
 #endif
     for (const char* place : places) {
-        ExpectToEndWell(LOG_EXIT_HOST, {place});
+        ExpectToEndWell(LOG_HOST, {place});
     }
 }
 
 TEST(Exit, CalledByTheLogWaitsForNoCallbackThatWantsAConnection) {
-    ExpectToEndWell(LOG_EXIT_HOST, {"callback"});
+    ExpectToEndWell(CALLBACK_EXIT_HOST, {"connection"});
 }
 
 TEST(Exit, CalledByACallbackLetsALateHandlerSend) {
-    ExpectToEndWell(LOG_EXIT_HOST, {"exit"});
+    ExpectToEndWell(CALLBACK_EXIT_HOST, {"handler"});
+}
+
+TEST(Exit, ClosesNothingOfACallbackThatIsCancelledAmidASend) {
+    ExpectToEndWell(CALLBACK_EXIT_HOST, {"cancelled"});
 }
 
 TEST(Forking, WaitsUntilThePoolsThreadHasLogged) {
-    ExpectToEndWell(LOG_EXIT_HOST, {"forking"});
+    ExpectToEndWell(LOG_HOST, {"forking"});
 }
 
 TEST(Exit, OfAChildForkedAmidASweepWaitsForNoSweep) {

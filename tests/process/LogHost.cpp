@@ -1,12 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-// A host whose log or cipher ends the process, and whose handler of exit() ends the pool:
-// LogExitHost making|"pool thread"|limit|cipher
-// or whose log ends the process while a callback wants a connection: LogExitHost callback
-// or whose callback ends the process, and whose handler of exit() sends: LogExitHost exit
-// or whose thread is cancelled in the log while it is within a handler: LogExitHost handler
-// or which forks while the pool's thread logs: LogExitHost forking
+// A host whose log or cipher does what surprises. It ends the process, and a handler of exit() ends the pool:
+// LogHost making|"pool thread"|limit|cipher
+// Its thread is cancelled in the log while it is within a handler: LogHost handler
+// It forks while the pool's thread logs: LogHost forking
 #include <atomic>
-#include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -25,28 +22,18 @@
 #include <ovexcommon/TraceClient.h>
 #include <vorncipher/VornCipher.h>
 
-#include <httpclient/HttpClient.h>
 #include <httpclient/HttpConnectionMgr.h>
-#include <httpclient/HttpRequest.h>
-#include <httpclient/HttpResponse.h>
 
 #include "hosts/Faults.h"
 #include "hosts/Waits.h"
-#include "interpose/Next.h"
-
-using httpclient::testing::Next;
 
 namespace {
 
 constexpr unsigned int LONGEST_LIFE = 30; // seconds
-constexpr int WAITED = 3;                 ///< the status of a host whose end has waited in vain
 
 std::string g_place; ///< where the process ends
 
 std::atomic<bool> g_logged{false}; ///< by the pool's thread, which takes its time
-
-std::atomic<pid_t> g_callback{0};      ///< its thread
-std::atomic<bool> g_poolIsHeld{false}; ///< by the thread that exits, which the callback has to wait for
 
 /// Comes back when the pool's thread waits for a lock: for that which this thread holds.
 void LetThePoolsThreadWait() {
@@ -71,58 +58,6 @@ void UseThePool(bool tls) {
 void UseThePoolUp() {
     CHttpConnectionMgr* const pool = CHttpConnectionMgr::Instance();
     while (pool->GetConn("127.0.0.1", 80, false) != nullptr) {
-    }
-}
-
-/// A host's client, for a port where nobody listens. It is kept: callbacks and handlers use it while the process ends.
-CHttpClient& Client() {
-    static CHttpClient& client = *new CHttpClient;
-    client.setPort(1);
-    return client;
-}
-
-void MakeGet(CHttpRequest& request) {
-    request.setVerb(HTTPOPERATION_GET);
-    request.addRequestHeadEntry("A", "1"); // without any there is a message
-}
-
-void CallBack(void (*callback)(const CHttpResponse&)) {
-    CHttpRequest request;
-    MakeGet(request);
-    Client().asynSendRequest(request, callback, false);
-}
-
-/// Has a callback want a connection as soon as this thread holds the pool's lock.
-void CallBackForAConnection() {
-    CallBack([](const CHttpResponse& /*response*/) {
-        g_callback = gettid();
-        while (!g_poolIsHeld) {
-            PauseShortly();
-        }
-        UseThePool(false);
-    });
-    while (g_callback == 0) {
-        PauseShortly();
-    }
-}
-
-/// Has a callback end the process. A handler that runs after the library's uses all that a send uses.
-void CallBackToExit() {
-    std::atexit([] {
-        UseThePool(false);
-        CHttpRequest request;
-        MakeGet(request);
-        CHttpResponse response;
-        Client().synSendRequest(request, response, false);
-    });
-    UseThePool(true); // the first one that does TLS has exit() keep the library's threads where they are
-    CallBack([](const CHttpResponse& /*response*/) { std::exit(0); });
-}
-
-void LetTheCallbackWait() {
-    g_poolIsHeld = true;
-    while (!StaysInAWait(g_callback)) {
-        PauseShortly();
     }
 }
 
@@ -170,9 +105,9 @@ void Ovexcommon::TraceClient::trace(int level, int /*module*/, const std::string
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
         g_logged = true;
     }
-    const bool limit = (g_place == "limit" || g_place == "callback") && Holds(body, "upper limit");
+    const bool limit = g_place == "limit" && Holds(body, "upper limit");
     if (limit) {
-        g_place == "limit" ? LetThePoolsThreadWait() : LetTheCallbackWait();
+        LetThePoolsThreadWait();
     }
     if (limit || (g_place == "making" && level == 5) || (g_place == "pool thread" && Holds(body, "svc in"))) {
         std::exit(0);
@@ -188,17 +123,6 @@ int VornCipher::Decrypt(const std::string& /*cipher*/, std::string& /*plain*/, V
     return 1;
 }
 
-extern "C" int pthread_cond_clockwait(pthread_cond_t* condition, pthread_mutex_t* mutex, clockid_t clock,
-                                      const timespec* until) {
-    static auto* const next =
-        Next<int(pthread_cond_t*, pthread_mutex_t*, clockid_t, const timespec*)>("pthread_cond_clockwait");
-    const int result = next(condition, mutex, clock, until);
-    if (g_poolIsHeld && result == ETIMEDOUT) {
-        _exit(WAITED);
-    }
-    return result;
-}
-
 int main(int argc, char** argv) {
     g_place = argc == 2 ? argv[1] : "";
     EndOnFaults();
@@ -207,24 +131,16 @@ int main(int argc, char** argv) {
         return ForksAfterTheLog() ? 0 : 1;
     }
     std::atexit([] { CHttpConnectionMgr::Finalize(); });
-    if (g_place == "callback") {
-        UseThePool(true); // the first one that does TLS has exit() wait for the library's threads
-        CallBackForAConnection();
-    }
     if (g_place == "handler") {
         LogWithinAHandler();
         return 0;
-    }
-    if (g_place == "exit") {
-        CallBackToExit();
-        pause();
     }
     if (g_place == "making") {
         static_cast<void>(!std::freopen("/dev/null", "w", stderr)); // where ACE prints that there are none
         const rlimit none{3, 3};
         setrlimit(RLIMIT_NOFILE, &none); // no reactor, so no timer
     }
-    if (g_place == "limit" || g_place == "callback") {
+    if (g_place == "limit") {
         UseThePoolUp();
     }
     if (g_place == "pool thread") {

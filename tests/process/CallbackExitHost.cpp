@@ -1,0 +1,195 @@
+// SPDX-License-Identifier: Apache-2.0
+// A host that ends while one of its callbacks uses the library:
+// CallbackExitHost connection: its log ends it, called under the pool's lock, which the callback waits for
+// CallbackExitHost handler: the callback ends it, and a handler of exit() sends
+// CallbackExitHost cancelled: the callback's thread is cancelled amid a send when exit() has begun
+#include <atomic>
+#include <cstdlib>
+#include <string>
+#include <thread>
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <pthread.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <curl/curl.h>
+
+#include <ovexcommon/TraceClient.h>
+
+#include <httpclient/HttpClient.h>
+#include <httpclient/HttpConnectionMgr.h>
+#include <httpclient/HttpRequest.h>
+#include <httpclient/HttpResponse.h>
+
+#include "hosts/Faults.h"
+#include "hosts/TimeOuts.h"
+#include "hosts/Waits.h"
+#include "interpose/Next.h"
+
+using httpclient::testing::Next;
+
+namespace {
+
+constexpr unsigned int LONGEST_LIFE = 30; // seconds
+constexpr int CLOSED_LATE = 4;            ///< the status of a host that closed a handle after the gate did
+
+std::atomic<pid_t> g_callback{0};      ///< its thread
+std::atomic<bool> g_poolIsHeld{false}; ///< by the thread that exits, which the callback has to wait for
+std::atomic<bool> g_isLate{false};     ///< what the library does at exit() is over
+
+void UseThePool(bool tls) {
+    CHttpConnectionMgr* const pool = CHttpConnectionMgr::Instance();
+    pool->ReleaseConn(pool->GetConn("127.0.0.1", 80, tls));
+}
+
+/// The first TLS connection has exit() keep the library's threads where they are, before handlers that are there by now.
+void HaveExitKeepThreads() {
+    UseThePool(true);
+}
+
+void MakeGet(CHttpRequest& request) {
+    request.setVerb(HTTPOPERATION_GET);
+    request.addRequestHeadEntry("A", "1"); // without any there is a message
+}
+
+/// A host's client. It is kept: callbacks and handlers use it while the process ends.
+CHttpClient& Client() {
+    static CHttpClient& client = *new CHttpClient;
+    return client;
+}
+
+void Send() {
+    CHttpRequest request;
+    MakeGet(request);
+    CHttpResponse response;
+    Client().synSendRequest(request, response, false);
+}
+
+/// Has a callback come: nobody listens there.
+void CallBack(void (*callback)(const CHttpResponse&)) {
+    Client().setPort(1);
+    CHttpRequest request;
+    MakeGet(request);
+    Client().asynSendRequest(request, callback, false);
+}
+
+/// Has a callback want a connection as soon as this thread holds the pool's lock, and exits.
+void ExitWhileACallbackWantsAConnection() {
+    HaveExitKeepThreads();
+    CallBack([](const CHttpResponse& /*response*/) {
+        g_callback = gettid();
+        while (!g_poolIsHeld) {
+            PauseShortly();
+        }
+        UseThePool(false);
+    });
+    while (g_callback == 0) {
+        PauseShortly();
+    }
+    CHttpConnectionMgr* const pool = CHttpConnectionMgr::Instance();
+    while (pool->GetConn("127.0.0.1", 80, false) != nullptr) {
+        // until all are used up, which is logged
+    }
+}
+
+/// Has a callback end the process. A handler that runs after the library's uses all that a send uses.
+void ExitInACallback() {
+    std::atexit(&Send);
+    HaveExitKeepThreads();
+    CallBack([](const CHttpResponse& /*response*/) { std::exit(0); });
+    pause();
+}
+
+/// Listens where connections are made, and nobody answers. @return the listener; its port in @p port.
+int ListenInSilence(int& port) {
+    const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in place{};
+    place.sin_family = AF_INET;
+    place.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof place;
+    auto* const address = reinterpret_cast<sockaddr*>(&place);
+    if (bind(listener, address, size) != 0 || listen(listener, 1) != 0 ||
+        getsockname(listener, address, &size) != 0) {
+        _exit(2);
+    }
+    port = ntohs(place.sin_port);
+    return listener;
+}
+
+/// Cancels a callback's thread amid its send as soon as exit() waits for it. What the send leaves is not closed then.
+void ExitWhileACallbackIsCancelled() {
+    // It runs after the library's, when OpenSSL and ACE may be gone.
+    std::atexit([] {
+        g_isLate = true;
+        while (!StaysInAWait(g_callback)) {
+            PauseShortly(); // the cancelled thread is still on its way
+        }
+    });
+    HaveExitKeepThreads();
+    static int port = 0;
+    const int listener = ListenInSilence(port);
+    static pthread_t callback{};
+    CallBack([](const CHttpResponse& /*response*/) {
+        callback = pthread_self();
+        g_callback = gettid();
+        Client().setPort(port);
+        Send();
+    });
+    char request = 0;
+    const int connection = accept(listener, nullptr, nullptr);
+    static_cast<void>(recv(connection, &request, 1, 0)); // it waits for the answer from here on
+    std::thread([exiting = gettid()] {
+        while (!StaysInAWait(exiting)) {
+            PauseShortly();
+        }
+        pthread_cancel(callback);
+    }).detach();
+}
+
+} // namespace
+
+// These stand before the platform's and libcurl's.
+
+bool Ovexcommon::TraceClient::checkValid(int /*level*/, int /*module*/) {
+    return true;
+}
+
+void Ovexcommon::TraceClient::trace(int /*level*/, int /*module*/, const std::string& body) {
+    if (g_callback != 0 && body.find("upper limit") != std::string::npos) {
+        g_poolIsHeld = true;
+        while (!StaysInAWait(g_callback)) {
+            PauseShortly();
+        }
+        std::exit(0);
+    }
+}
+
+extern "C" void curl_easy_cleanup(CURL* handle) {
+    static auto* const next = Next<void(CURL*)>("curl_easy_cleanup");
+    while (gettid() == g_callback && !g_isLate) {
+        PauseShortly();
+    }
+    if (gettid() == g_callback) {
+        _exit(CLOSED_LATE);
+    }
+    next(handle);
+}
+
+int main(int argc, char** argv) {
+    const std::string moment = argc == 2 ? argv[1] : "";
+    EndOnFaults();
+    EndOnTimeOuts(); // exit() has nothing to wait for, but for what ends at once
+    alarm(LONGEST_LIFE);
+    std::atexit([] { CHttpConnectionMgr::Finalize(); });
+    if (moment == "connection") {
+        ExitWhileACallbackWantsAConnection();
+    } else if (moment == "handler") {
+        ExitInACallback();
+    } else if (moment == "cancelled") {
+        ExitWhileACallbackIsCancelled();
+        return 0;
+    }
+    return 2;
+}
