@@ -40,12 +40,18 @@ std::size_t BehindScheme(std::string_view line, std::size_t url) {
     return at > url && BeginsWith(line.substr(at), AFTER_SCHEME) ? at + AFTER_SCHEME.size() : url;
 }
 
+/// @return "NAME == 'VALUE'" of a line about a variable that names a proxy; empty for any other line.
+std::string_view ProxyVariable(std::string_view line) {
+    constexpr std::string_view USES = "Uses proxy env variable ";
+    return BeginsWith(line, USES) ? line.substr(USES.size()) : std::string_view();
+}
+
 /// What is quoted in a line about a proxy is a URL, whatever it looks like, and holds what the environment has: any
 /// bytes.
 /// @return where it begins, its scheme left out.
 std::size_t UrlOfProxy(std::string_view line) {
-    const bool namesNone = BeginsWith(line, "Uses proxy env variable no_proxy ==") ||
-                           BeginsWith(line, "Uses proxy env variable NO_PROXY ==");
+    const std::string_view variable = ProxyVariable(line);
+    const bool namesNone = BeginsWith(variable, "no_proxy ==") || BeginsWith(variable, "NO_PROXY ==");
     const bool aboutProxy = Holds(line, "roxy") && !namesNone;
     const std::size_t quote = aboutProxy ? line.find('\'') : NONE;
     return quote == NONE ? NONE : BehindScheme(line, quote + 1);
@@ -102,16 +108,15 @@ std::optional<std::string> WithoutSecrets(const char* line) {
     return WithoutUser(shown, url).value_or(shown);
 }
 
-bool IsOfTls(const char* url) {
+bool IsOverTls(const char* url) {
     constexpr char SCHEME[] = "https:";
     return strncasecmp(url, SCHEME, sizeof SCHEME - 1) == 0;
 }
 
 bool NamesTlsProxy(std::string_view line) {
     constexpr std::string_view VALUE = " == '";
-    if (!BeginsWith(line, "Uses proxy env variable ")) {
-        return false;
-    }
-    const std::size_t value = line.find(VALUE);
-    return value != NONE && IsOfTls(line.data() + value + VALUE.size()); // libcurl ends its lines with NUL
+    const std::string_view variable = ProxyVariable(line);
+    const std::size_t value = variable.find(VALUE);
+    return value != NONE &&
+           IsOverTls(variable.data() + value + VALUE.size()); // libcurl ends its lines with NUL
 }

@@ -17,7 +17,7 @@ inline bool BeginsWith(std::string_view text, std::string_view begin) {
 }
 
 /// @return whether a URL begins with the scheme of TLS, in any case.
-bool IsOfTls(const char* url);
+bool IsOverTls(const char* url);
 
 /// @return whether a line can be one of the two below, by its first character.
 inline bool MayTellOfConnection(char first) {

@@ -14,7 +14,7 @@ thread_local TlsConnecting* t_current = nullptr;
 } // namespace
 
 TlsConnecting::TlsConnecting(const std::string& url) : m_outer(std::exchange(t_current, this)) {
-    if (IsOfTls(url.c_str())) {
+    if (IsOverTls(url.c_str())) {
         Begin();
     }
 }
