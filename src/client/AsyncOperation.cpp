@@ -3,6 +3,7 @@
 #include "client/AsyncOperation.h"
 
 #include <memory>
+#include <new>
 #include <optional>
 #include <utility>
 
@@ -108,12 +109,16 @@ void RunTransfer(const AsyncOperationArgs& args, CHttpResponse& response) {
     std::string body;
     SetWorkerOptions(args, head, body);
     curl_multi_add_handle(args.mcurl, args.curl);
+    TakeWriteWithoutMemory(); // an earlier send's on this thread
     TidyIfThreadEnds([&] { Drive(args.mcurl); }, [&] { Abandon(args); });
     const CancellationBlock block;
     const ExitGate::Pass pass;
     curl_multi_remove_handle(args.mcurl, args.curl);
+    if (TakeWriteWithoutMemory()) {
+        throw std::bad_alloc(); // nothing of an answer instead of a part
+    }
 
-    // How the transfer ended is not looked at: libcurl's status tells, 0 when there was no response.
+    // How the transfer ended is not looked at otherwise: libcurl's status tells, 0 when there was no response.
     long status = -1;
     curl_easy_getinfo(args.curl, CURLINFO_RESPONSE_CODE, &status);
     ResponseFill fill(response, ResponseContentType(args.curl)); // first, as all that can fail

@@ -5,6 +5,7 @@
 #include <new>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "client/LibcurlLine.h"
 #include "client/TlsConnecting.h"
@@ -14,6 +15,8 @@
 namespace {
 
 constexpr size_t WRITE_ERROR = static_cast<size_t>(-1);
+
+thread_local bool t_writeWithoutMemory = false;
 
 /// The product, or the largest number there is, which no string can take.
 size_t SaturatingProduct(size_t size, size_t count) {
@@ -40,9 +43,14 @@ size_t OnCurlWrite(char* data, size_t size, size_t count, void* user) {
         auto& text = *static_cast<std::string*>(user);
         text.append(data, SaturatingProduct(size, count));
     } catch (const std::bad_alloc&) {
+        t_writeWithoutMemory = true;
         return WRITE_ERROR; // an exception that crossed libcurl would leave the handle unusable
     }
     return count;
+}
+
+bool TakeWriteWithoutMemory() noexcept {
+    return std::exchange(t_writeWithoutMemory, false);
 }
 
 int OnCurlDebug(CURL* /*curl*/, curl_infotype type, char* data, size_t size, void* /*user*/) {

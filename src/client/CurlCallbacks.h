@@ -17,6 +17,10 @@
 /// @throw std::length_error beyond the string's maximum size.
 HTTPCLIENT_EXPORT size_t OnCurlWrite(char* data, size_t size, size_t count, void* user);
 
+/// For who does not look at how a transfer ends. @return whether OnCurlWrite() has found no memory on this thread since
+/// the last call.
+bool TakeWriteWithoutMemory() noexcept;
+
 /// Logs libcurl's informational lines (CURLOPT_DEBUGFUNCTION); header and data blocks are left out, and so
 /// are what may be secret in such lines: the values of headers that libcurl repeats over HTTP/2, what
 /// stands before the "@" of a URL, and the query of one.

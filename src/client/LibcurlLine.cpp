@@ -63,6 +63,17 @@ std::size_t UrlOfRequest(std::string_view line) {
     return scheme == NONE ? NONE : scheme + AFTER_SCHEME.size();
 }
 
+/// A user to log in as comes from a URL, and may be a key that stands for its owner.
+/// @return where it begins in a line that quotes it.
+std::size_t QuotedUser(std::string_view line) {
+    constexpr std::string_view USER = " with user '";
+    if (!BeginsWith(line, "Proxy auth using ") && !BeginsWith(line, "Server auth using ")) {
+        return NONE;
+    }
+    const std::size_t quoted = line.find(USER);
+    return quoted == NONE ? NONE : quoted + USER.size();
+}
+
 std::string CutOffAt(std::string_view line, std::size_t end) {
     return std::string(line.substr(0, end)) + "...\n";
 }
@@ -87,6 +98,9 @@ std::optional<std::string> WithoutSecrets(const char* line) {
     // A header's value may be a token, and no header is logged over HTTP/1.1 either.
     if (const std::size_t value = RepeatedHeaderValue(text); value != NONE) {
         return std::string(text.substr(0, value)) + "...]\n";
+    }
+    if (const std::size_t user = QuotedUser(text); user != NONE) {
+        return CutOffAt(text, user);
     }
     const std::size_t proxy = UrlOfProxy(text);
     const std::size_t url = proxy != NONE ? proxy : UrlOfRequest(text);

@@ -9,7 +9,7 @@
 
 /// @param line an informational line of libcurl; may be null.
 /// @return the line without what may be a secret in it: the value of a header, what stands before the "@" of a
-///         URL, its query. Nothing when it holds no such thing and may be logged as it is.
+///         URL, the user of it, its query. Nothing when it holds no such thing and may be logged as it is.
 std::optional<std::string> WithoutSecrets(const char* line);
 
 inline bool BeginsWith(std::string_view text, std::string_view begin) {

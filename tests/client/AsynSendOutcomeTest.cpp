@@ -500,6 +500,8 @@ TEST_F(AsynSendOutcome, ComesExactlyOnceWhicheverAllocationOfTheWorkerFails) {
             EXPECT_EQ(response->getResponseHead(), "") << i;
             EXPECT_EQ(response->getResponseHeadNums(), 0U) << i;
             EXPECT_EQ(response->getContentLen(), 0.0) << i;
+        } else if (status == 200) {
+            EXPECT_EQ(response->getResponseBody(), body) << i << ": all or nothing";
         }
     }
     EXPECT_EQ(status, 200);

@@ -162,6 +162,17 @@ TEST_F(DebugCallback, LeavesOutWhatIsBeforeTheAtSignOfAUrl) {
     ExpectLoggedLines(rows);
 }
 
+TEST_F(DebugCallback, LeavesOutTheUserOfAUrl) {
+    const LoggedLines rows = {
+        {"Proxy auth using Basic with user 'secret'\n", "Proxy auth using Basic with user '...\n"},
+        {"Proxy auth using Basic with user 'se' with user 'cret@'\n",
+         "Proxy auth using Basic with user '...\n"},
+        {"Server auth using Basic with user 'secret'\n", "Server auth using Basic with user '...\n"},
+        {"Proxy auth using Bearer\n", "Proxy auth using Bearer\n"},
+        {"Found bundle for host 'with user 'host''\n", "Found bundle for host 'with user 'host''\n"}};
+    ExpectLoggedLines(rows);
+}
+
 TEST_F(DebugCallback, LeavesOutTheQueryOfAUrl) {
     const std::string again = "Issue another request to this URL: '";
     const LoggedLines rows = {

@@ -55,6 +55,15 @@ TEST_F(Proxy, GetsThePasswordAndTheLogDoesNot) {
     EXPECT_EQ(log.CountContaining("Uses proxy env variable http_proxy == '...@" + Address() + "'"), 1U);
 }
 
+// A key may be all that a proxy asks for.
+TEST_F(Proxy, GetsTheUserAndTheLogDoesNot) {
+    const std::string secret = Secret("user");
+    EXPECT_EQ(SendThrough("http://" + secret + ":@" + Address()), 200);
+    const TraceRecorder& log = TraceRecorder::Instance();
+    EXPECT_EQ(log.CountContaining(secret), 0U);
+    EXPECT_EQ(log.CountContaining("Proxy auth using Basic with user '..."), 1U);
+}
+
 TEST_F(Proxy, OfAMalformedVariableHasItsPasswordInNoLog) {
     const std::string secret = Secret("password");
     const std::string longOne(3000, 'x');
