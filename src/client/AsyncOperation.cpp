@@ -171,8 +171,8 @@ void* DoAsyncOperation(void* args) {
 }
 
 void* RunWorker(void* args) {
+    const ExitGate::DetachedThread thread;
     const std::unique_ptr<WorkerArgs> record(static_cast<WorkerArgs*>(args));
-    ExitGate::MarkThread();
     Work(*record, &record->callersSignals);
     return nullptr;
 }

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "engine/HostMask.h"
+#include "support/ExitGate.h"
 #include "support/SignalBlock.h"
 
 namespace httpclient::engine {
@@ -16,8 +17,10 @@ namespace httpclient::engine {
 template <class Run> void RunApart(Run run) {
     const SignalBlock block;
     std::thread([run = std::move(run), mask = block.Former()]() mutable {
+        const ExitGate::DetachedThread thread;
         const HostMask hosts(mask);
-        run();
+        Run own(std::move(run)); // which goes before the thread
+        own();
     }).detach();
 }
 

@@ -15,6 +15,7 @@
 #include "engine/Loops.h"
 #include "engine/Outcome.h"
 #include "support/Cancellation.h"
+#include "support/ExitGate.h"
 #include "support/SignalBlock.h"
 
 namespace httpclient::engine {
@@ -69,7 +70,10 @@ void AsyncCall::Refuse(Request request, std::unique_ptr<Completion> done) {
         mask = m_core.loops().hostMask();
     }
     const SignalBlock block;
-    std::thread([self = shared_from_this(), mask] { self->DeliverHere(mask); }).detach();
+    std::thread([self = shared_from_this(), mask]() mutable {
+        const ExitGate::DetachedThread thread;
+        std::exchange(self, nullptr)->DeliverHere(mask);
+    }).detach();
 }
 
 /// Hands the outcome over on this thread, or to the executor from here.

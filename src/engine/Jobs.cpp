@@ -124,8 +124,8 @@ bool Jobs::Withdraw(Job& job) noexcept {
 }
 
 void Jobs::Run(const std::shared_ptr<State>& state) {
+    const ExitGate::DetachedThread thread;
     t_queue = state.get();
-    ExitGate::MarkThread(); // a callback may send on the first road
     /// A job may end its thread; the count stays right, and another thread takes its place.
     struct Leaving {
         const std::shared_ptr<State>& state;

@@ -8,6 +8,8 @@
 
 #include <pthread.h>
 
+#include "support/ExitGate.h"
+
 namespace {
 
 std::mutex g_closing; // its destruction does nothing: threads may outlive main()
@@ -30,6 +32,9 @@ template <class Owner> void Close(Owner& handle) {
 CHttpConnection::CHttpConnection(std::string address, int port)
     : m_strAddress(std::move(address)), m_nPort(port), m_pCurl(MakeCurlEasy()), m_pCurlM(curl_multi_init()) {
     RenewInChildren();
+    if (m_pCurl) {
+        ExitGate::Arm(); // OpenSSL is initialised by now, and a plain connection may do TLS, too
+    }
 }
 
 CHttpConnection::~CHttpConnection() {

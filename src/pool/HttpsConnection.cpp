@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "support/Cleansing.h"
-#include "support/ExitGate.h"
 #include "support/JsonFile.h"
 #include "support/PlatformTls.h"
 #include "support/Trace.h"
@@ -38,7 +37,6 @@ CHttpsConnection::CHttpsConnection(std::string address, int port)
         password.clear(); // what a failed decryption may have left is no password
     }
 
-    ExitGate::Arm(); // OpenSSL is initialised by now
     const CURLcode results[] = {
         curl_easy_setopt(curl, CURLOPT_SSL_VERIFYPEER, 1L),
         curl_easy_setopt(curl, CURLOPT_CAPATH, caPath.c_str()),

@@ -9,6 +9,8 @@
 
 #include <pthread.h>
 
+#include <openssl/crypto.h>
+
 #include "support/Cancellation.h"
 
 namespace {
@@ -72,8 +74,14 @@ void ExitGate::Arm() {
     });
 }
 
-void ExitGate::MarkThread() noexcept {
+ExitGate::DetachedThread::DetachedThread() noexcept {
     t_isMarked = true;
+}
+
+ExitGate::DetachedThread::~DetachedThread() {
+    const CancellationBlock block; // the thread may stay here until the process is gone
+    const Pass pass;
+    OPENSSL_thread_stop();
 }
 
 ExitGate::Pass::Pass() {

@@ -16,12 +16,20 @@ class ExitGate {
 public:
     /// Has a forked child begin with a gate of its own. Before any thread passes it; calls after the first do nothing.
     static void Prepare();
-    /// Has exit() close the gate. To be called when OpenSSL has been initialised, that is when a TLS
-    /// connection has been made: handlers of exit() run in reverse order. Calls after the first do nothing.
+    /// Has exit() close the gate. To be called when OpenSSL has been initialised, as libcurl does with its first
+    /// handle: handlers of exit() run in reverse order. Calls after the first do nothing.
     static void Arm();
 
-    /// Marks this thread as one of the library's that runs code of the host's: nobody joins it before exit().
-    static void MarkThread() noexcept;
+    /// The first local object of a thread of the library's that nobody joins, and so the last to go. It marks the thread as
+    /// one that may run code of the host's while the process exits. It ends what OpenSSL keeps for the thread: left to
+    /// the end of the thread, which no gate can keep, that would be freed while exit() cleans OpenSSL up.
+    class DetachedThread {
+    public:
+        DetachedThread() noexcept;
+        ~DetachedThread();
+        DetachedThread(const DetachedThread&) = delete;
+        DetachedThread& operator=(const DetachedThread&) = delete;
+    };
 
     /// A worker's pass: once the gate is closed, its thread stays here until the process has ended.
     class Pass {

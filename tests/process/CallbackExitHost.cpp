@@ -3,6 +3,8 @@
 // CallbackExitHost connection: its log ends it, called under the pool's lock, which the callback waits for
 // CallbackExitHost handler: the callback ends it, and a handler of exit() sends
 // CallbackExitHost cancelled: the callback's thread is cancelled amid a send when exit() has begun
+// CallbackExitHost ending: the callback's thread is about to end, and frees what OpenSSL keeps for it
+// CallbackExitHost late: the callback returns when exit() has closed the gate
 #include <atomic>
 #include <cstdlib>
 #include <string>
@@ -11,10 +13,12 @@
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <pthread.h>
+#include <signal.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <curl/curl.h>
+#include <openssl/crypto.h>
 
 #include <ovexcommon/TraceClient.h>
 
@@ -33,11 +37,13 @@ using httpclient::testing::Next;
 namespace {
 
 constexpr unsigned int LONGEST_LIFE = 30; // seconds
-constexpr int CLOSED_LATE = 4;            ///< the status of a host that closed a handle after the gate did
+constexpr int TOO_LATE = 4;               ///< the status of a host that used OpenSSL when that may be gone
 
 std::atomic<pid_t> g_callback{0};      ///< its thread
 std::atomic<bool> g_poolIsHeld{false}; ///< by the thread that exits, which the callback has to wait for
 std::atomic<bool> g_isLate{false};     ///< what the library does at exit() is over
+std::atomic<bool> g_isFreeing{false};  ///< what OpenSSL keeps for the callback's thread
+std::atomic<bool> g_isFreed{false};
 
 void UseThePool(bool tls) {
     CHttpConnectionMgr* const pool = CHttpConnectionMgr::Instance();
@@ -92,6 +98,7 @@ void ExitWhileACallbackWantsAConnection() {
     while (pool->GetConn("127.0.0.1", 80, false) != nullptr) {
         // until all are used up, which is logged
     }
+    _exit(2); // the log has not ended the process
 }
 
 /// Has a callback end the process. A handler that runs after the library's uses all that a send uses.
@@ -148,6 +155,40 @@ void ExitWhileACallbackIsCancelled() {
     }).detach();
 }
 
+/// Has the process exit while a worker frees what OpenSSL keeps for it, for which exit() has to wait.
+void ExitWhileAWorkerEnds() {
+    std::atexit([] {
+        if (!g_isFreed) {
+            _exit(TOO_LATE);
+        }
+    });
+    CallBack([](const CHttpResponse& /*response*/) { g_callback = gettid(); });
+    while (!g_isFreeing) {
+        PauseShortly();
+    }
+}
+
+/// Has a callback return when the process exits: its thread has to stay.
+void ExitBeforeAWorkerEnds() {
+    std::atexit([] {
+        g_isLate = true;
+        while (!StaysInAWait(g_callback)) {
+            if (tgkill(getpid(), g_callback, 0) != 0) {
+                _exit(TOO_LATE); // the thread has ended
+            }
+        }
+    });
+    CallBack([](const CHttpResponse& /*response*/) {
+        g_callback = gettid();
+        while (!g_isLate) {
+            PauseShortly();
+        }
+    });
+    while (g_callback == 0) {
+        PauseShortly();
+    }
+}
+
 } // namespace
 
 // These stand before the platform's and libcurl's.
@@ -172,9 +213,22 @@ extern "C" void curl_easy_cleanup(CURL* handle) {
         PauseShortly();
     }
     if (gettid() == g_callback) {
-        _exit(CLOSED_LATE);
+        _exit(TOO_LATE);
     }
     next(handle);
+}
+
+extern "C" void OPENSSL_thread_stop() {
+    static auto* const next = Next<void()>("OPENSSL_thread_stop");
+    if (gettid() != g_callback) {
+        return next();
+    }
+    g_isFreeing = true;
+    while (!StaysInAWait(getpid())) { // the thread that exits
+        PauseShortly();
+    }
+    next();
+    g_isFreed = true;
 }
 
 int main(int argc, char** argv) {
@@ -189,7 +243,12 @@ int main(int argc, char** argv) {
         ExitInACallback();
     } else if (moment == "cancelled") {
         ExitWhileACallbackIsCancelled();
-        return 0;
+    } else if (moment == "ending") {
+        ExitWhileAWorkerEnds();
+    } else if (moment == "late") {
+        ExitBeforeAWorkerEnds();
+    } else {
+        return 2;
     }
-    return 2;
+    return 0;
 }

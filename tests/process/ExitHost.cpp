@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// A host that ends in an awkward moment: ExitHost plain|tls|finalize|forked|resolver|lock
+// A host that ends in an awkward moment: ExitHost plain|tls|finalize|sweep|forked|resolver|lock
 #include <atomic>
 #include <chrono>
 #include <csignal>
@@ -33,6 +33,7 @@ using httpclient::testing::Next;
 namespace {
 
 constexpr unsigned int LONGEST_LIFE = 30; // seconds
+constexpr int TOO_LATE = 4;               ///< the status of a host that closed a handle after the gate did
 constexpr char SLOW_NAME[] = "slow.test";
 
 std::atomic<bool> g_asked{false};   ///< the name service, for the name that it never answers
@@ -41,6 +42,7 @@ std::atomic<bool> g_locking{false}; ///< the last thing of the process takes the
 
 std::atomic<bool> g_holdSweep{false}; ///< at the first handle that it closes
 std::atomic<bool> g_sweepHeld{false};
+std::atomic<bool> g_isLate{false}; ///< what the library does at exit() is over
 
 void Pause(std::chrono::milliseconds time) {
     std::this_thread::sleep_for(time);
@@ -144,6 +146,9 @@ extern "C" void curl_easy_cleanup(CURL* handle) {
         g_sweepHeld = true;
         Pause(std::chrono::milliseconds(1));
     }
+    if (g_isLate) {
+        _exit(TOO_LATE);
+    }
     next(handle);
 }
 
@@ -162,6 +167,14 @@ int main(int argc, char** argv) {
             CHttpConnectionMgr::Finalize();
         });
         UseThePool(true);
+    } else if (moment == "sweep") {
+        std::atexit([] {
+            g_isLate = true;
+            CHttpConnectionMgr* const pool = CHttpConnectionMgr::Instance();
+            pool->SetRlsTime(0);
+            pool->handle_timeout(ACE_Time_Value::zero, nullptr);
+        });
+        UseThePool(false);
     } else if (moment == "forked") {
         return ForkAmidASweep() == 0 ? 0 : 1;
     } else if (moment == "resolver") {

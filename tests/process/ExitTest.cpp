@@ -41,6 +41,19 @@ TEST(Exit, ClosesNothingOfACallbackThatIsCancelledAmidASend) {
     ExpectToEndWell(CALLBACK_EXIT_HOST, {"cancelled"});
 }
 
+TEST(Exit, WaitsForAWorkerThatFreesWhatOpenSslKeepsForIt) {
+    ExpectToEndWell(CALLBACK_EXIT_HOST, {"ending"});
+}
+
+TEST(Exit, HasAWorkerStayThatComesToItsEndLater) {
+    ExpectToEndWell(CALLBACK_EXIT_HOST, {"late"});
+}
+
+// A plain connection of the pool does TLS where the URL says so, or a proxy.
+TEST(Exit, HasNoSweepCloseAPlainConnectionLater) {
+    ExpectToEndWell(EXIT_HOST, {"sweep"});
+}
+
 TEST(Forking, WaitsUntilThePoolsThreadHasLogged) {
     ExpectToEndWell(LOG_HOST, {"forking"});
 }

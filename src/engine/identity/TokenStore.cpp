@@ -10,6 +10,7 @@
 #include "engine/Core.h"
 #include "identity/TokenTexts.h"
 #include "support/Cancellation.h"
+#include "support/ExitGate.h"
 #include "support/SignalBlock.h"
 
 namespace httpclient::engine {
@@ -121,7 +122,10 @@ void TokenStore::Begin(Service& service, Lock& lock) noexcept {
     bool begun = false;
     try {
         const SignalBlock block;
-        std::thread([this, &service] { Exchange(service); }).detach();
+        std::thread([this, &service] {
+            const ExitGate::DetachedThread thread;
+            Exchange(service);
+        }).detach();
         begun = true;
     } catch (const std::system_error& error) {
         failed.refusal.code = error.code();
