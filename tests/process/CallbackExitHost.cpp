@@ -8,13 +8,9 @@
 #include <atomic>
 #include <cstdlib>
 #include <string>
-#include <thread>
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
 #include <pthread.h>
 #include <signal.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <curl/curl.h>
@@ -39,10 +35,11 @@ namespace {
 constexpr unsigned int LONGEST_LIFE = 30; // seconds
 constexpr int TOO_LATE = 4;               ///< the status of a host that used OpenSSL when that may be gone
 
-std::atomic<pid_t> g_callback{0};      ///< its thread
-std::atomic<bool> g_poolIsHeld{false}; ///< by the thread that exits, which the callback has to wait for
-std::atomic<bool> g_isLate{false};     ///< what the library does at exit() is over
-std::atomic<bool> g_isFreeing{false};  ///< what OpenSSL keeps for the callback's thread
+std::atomic<pid_t> g_callback{0};          ///< its thread
+std::atomic<bool> g_poolIsHeld{false};     ///< by the thread that exits, which the callback has to wait for
+std::atomic<bool> g_isLate{false};         ///< what the library does at exit() is over
+std::atomic<bool> g_isTransferring{false}; ///< the callback
+std::atomic<bool> g_isFreeing{false};      ///< what OpenSSL keeps for the callback's thread
 std::atomic<bool> g_isFreed{false};
 
 void UseThePool(bool tls) {
@@ -50,9 +47,11 @@ void UseThePool(bool tls) {
     pool->ReleaseConn(pool->GetConn("127.0.0.1", 80, tls));
 }
 
-/// The first TLS connection has exit() keep the library's threads where they are, before handlers that are there by now.
-void HaveExitKeepThreads() {
-    UseThePool(true);
+/// Comes back when the main thread waits, for the one that calls this.
+void WaitForExitToWait() {
+    while (!StaysInAWait(getpid())) {
+        PauseShortly();
+    }
 }
 
 void MakeGet(CHttpRequest& request) {
@@ -83,7 +82,6 @@ void CallBack(void (*callback)(const CHttpResponse&)) {
 
 /// Has a callback want a connection as soon as this thread holds the pool's lock, and exits.
 void ExitWhileACallbackWantsAConnection() {
-    HaveExitKeepThreads();
     CallBack([](const CHttpResponse& /*response*/) {
         g_callback = gettid();
         while (!g_poolIsHeld) {
@@ -104,55 +102,26 @@ void ExitWhileACallbackWantsAConnection() {
 /// Has a callback end the process. A handler that runs after the library's uses all that a send uses.
 void ExitInACallback() {
     std::atexit(&Send);
-    HaveExitKeepThreads();
     CallBack([](const CHttpResponse& /*response*/) { std::exit(0); });
     pause();
 }
 
-/// Listens where connections are made, and nobody answers. @return the listener; its port in @p port.
-int ListenInSilence(int& port) {
-    const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in place{};
-    place.sin_family = AF_INET;
-    place.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof place;
-    auto* const address = reinterpret_cast<sockaddr*>(&place);
-    if (bind(listener, address, size) != 0 || listen(listener, 1) != 0 ||
-        getsockname(listener, address, &size) != 0) {
-        _exit(2);
-    }
-    port = ntohs(place.sin_port);
-    return listener;
-}
-
-/// Cancels a callback's thread amid its send as soon as exit() waits for it. What the send leaves is not closed then.
+/// Ends a callback's thread amid its send as soon as exit() waits for it. What the send leaves is not closed then.
 void ExitWhileACallbackIsCancelled() {
     // It runs after the library's, when OpenSSL and ACE may be gone.
     std::atexit([] {
         g_isLate = true;
         while (!StaysInAWait(g_callback)) {
-            PauseShortly(); // the cancelled thread is still on its way
+            PauseShortly(); // the thread is still on its way
         }
     });
-    HaveExitKeepThreads();
-    static int port = 0;
-    const int listener = ListenInSilence(port);
-    static pthread_t callback{};
     CallBack([](const CHttpResponse& /*response*/) {
-        callback = pthread_self();
         g_callback = gettid();
-        Client().setPort(port);
         Send();
     });
-    char request = 0;
-    const int connection = accept(listener, nullptr, nullptr);
-    static_cast<void>(recv(connection, &request, 1, 0)); // it waits for the answer from here on
-    std::thread([exiting = gettid()] {
-        while (!StaysInAWait(exiting)) {
-            PauseShortly();
-        }
-        pthread_cancel(callback);
-    }).detach();
+    while (!g_isTransferring) {
+        PauseShortly();
+    }
 }
 
 /// Has the process exit while a worker frees what OpenSSL keeps for it, for which exit() has to wait.
@@ -207,6 +176,16 @@ void Ovexcommon::TraceClient::trace(int /*level*/, int /*module*/, const std::st
     }
 }
 
+extern "C" CURLcode curl_easy_perform(CURL* handle) {
+    static auto* const next = Next<CURLcode(CURL*)>("curl_easy_perform");
+    if (gettid() == g_callback) {
+        g_isTransferring = true;
+        WaitForExitToWait();
+        pthread_exit(nullptr); // as a cancellation does
+    }
+    return next(handle);
+}
+
 extern "C" void curl_easy_cleanup(CURL* handle) {
     static auto* const next = Next<void(CURL*)>("curl_easy_cleanup");
     while (gettid() == g_callback && !g_isLate) {
@@ -224,9 +203,7 @@ extern "C" void OPENSSL_thread_stop() {
         return next();
     }
     g_isFreeing = true;
-    while (!StaysInAWait(getpid())) { // the thread that exits
-        PauseShortly();
-    }
+    WaitForExitToWait();
     next();
     g_isFreed = true;
 }
