@@ -9,8 +9,6 @@
 
 #include <pthread.h>
 
-#include <openssl/crypto.h>
-
 #include "support/Cancellation.h"
 
 namespace {
@@ -43,6 +41,30 @@ void End() {
     if (g_gate.closed) {
         g_gate.changed.notify_all();
     }
+}
+
+/// Once the gate is closed, the thread stays here until the process has ended: it is never opened again.
+void Enter() {
+    std::unique_lock<std::mutex> lock(g_gate.mutex);
+    g_gate.changed.wait(lock, [] { return !g_gate.closed; });
+    Begin();
+}
+
+// The C library destroys what is kept for a thread in rounds. In the second one all others have had their turn.
+constexpr char FIRST_ROUND = 1;
+constexpr char SECOND_ROUND = 2;
+
+pthread_key_t g_lastStep;
+
+void EndInSecondRound(void* round) {
+    if (round == &SECOND_ROUND || pthread_setspecific(g_lastStep, &SECOND_ROUND) != 0) {
+        End();
+    }
+}
+
+bool MakeLastStep() {
+    static const bool made = pthread_key_create(&g_lastStep, &EndInSecondRound) == 0;
+    return made;
 }
 
 void Close() {
@@ -79,15 +101,15 @@ ExitGate::DetachedThread::DetachedThread() noexcept {
 }
 
 ExitGate::DetachedThread::~DetachedThread() {
-    const CancellationBlock block; // the thread may stay here until the process is gone
-    const Pass pass;
-    OPENSSL_thread_stop();
+    const CancellationBlock block;
+    Enter();
+    if (!MakeLastStep() || pthread_setspecific(g_lastStep, &FIRST_ROUND) != 0) {
+        End();
+    }
 }
 
 ExitGate::Pass::Pass() {
-    std::unique_lock<std::mutex> lock(g_gate.mutex);
-    g_gate.changed.wait(lock, [] { return !g_gate.closed; }); // it is never opened again
-    Begin();
+    Enter();
 }
 
 ExitGate::Pass::~Pass() {

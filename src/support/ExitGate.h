@@ -21,8 +21,8 @@ public:
     static void Arm();
 
     /// The first local object of a thread of the library's that nobody joins, and so the last to go. It marks the thread as
-    /// one that may run code of the host's while the process exits. It ends what OpenSSL keeps for the thread: left to
-    /// the end of the thread, which no gate can keep, that would be freed while exit() cleans OpenSSL up.
+    /// one that may run code of the host's while the process exits. As it goes, the thread takes its last step: until
+    /// what others keep for the thread is destroyed, as OpenSSL and ACE do, which exit() cleans up.
     class DetachedThread {
     public:
         DetachedThread() noexcept;

@@ -3,7 +3,7 @@
 // CallbackExitHost connection: its log ends it, called under the pool's lock, which the callback waits for
 // CallbackExitHost handler: the callback ends it, and a handler of exit() sends
 // CallbackExitHost cancelled: the callback's thread is cancelled amid a send when exit() has begun
-// CallbackExitHost ending: the callback's thread is about to end, and frees what OpenSSL keeps for it
+// CallbackExitHost ending: the thread of the callback ends, and what is kept for it is destroyed
 // CallbackExitHost late: the callback returns when exit() has closed the gate
 #include <atomic>
 #include <cstdlib>
@@ -14,7 +14,6 @@
 #include <unistd.h>
 
 #include <curl/curl.h>
-#include <openssl/crypto.h>
 
 #include <ovexcommon/TraceClient.h>
 
@@ -39,8 +38,8 @@ std::atomic<pid_t> g_callback{0};          ///< its thread
 std::atomic<bool> g_poolIsHeld{false};     ///< by the thread that exits, which the callback has to wait for
 std::atomic<bool> g_isLate{false};         ///< what the library does at exit() is over
 std::atomic<bool> g_isTransferring{false}; ///< the callback
-std::atomic<bool> g_isFreeing{false};      ///< what OpenSSL keeps for the callback's thread
-std::atomic<bool> g_isFreed{false};
+std::atomic<bool> g_isDestroying{false};   ///< what is kept for the callback's thread
+std::atomic<bool> g_isDestroyed{false};
 
 void UseThePool(bool tls) {
     CHttpConnectionMgr* const pool = CHttpConnectionMgr::Instance();
@@ -124,15 +123,30 @@ void ExitWhileACallbackIsCancelled() {
     }
 }
 
-/// Has the process exit while a worker frees what OpenSSL keeps for it, for which exit() has to wait.
+/// Comes back when a callback has come and its thread has ended.
+void LetAWorkerEnd() {
+    CallBack([](const CHttpResponse& /*response*/) { g_callback = gettid(); });
+    while (g_callback == 0 || tgkill(getpid(), g_callback, 0) == 0) {
+        PauseShortly();
+    }
+}
+
+/// Has the process exit while what is kept for a worker is destroyed, as OpenSSL's is, for which exit() has to wait.
 void ExitWhileAWorkerEnds() {
     std::atexit([] {
-        if (!g_isFreed) {
+        if (!g_isDestroyed) {
             _exit(TOO_LATE);
         }
     });
-    CallBack([](const CHttpResponse& /*response*/) { g_callback = gettid(); });
-    while (!g_isFreeing) {
+    LetAWorkerEnd(); // what is made after all that the library makes is destroyed after it
+    static pthread_key_t kept;
+    pthread_key_create(&kept, [](void* /*data*/) {
+        g_isDestroying = true;
+        WaitForExitToWait();
+        g_isDestroyed = true;
+    });
+    CallBack([](const CHttpResponse& /*response*/) { pthread_setspecific(kept, &kept); });
+    while (!g_isDestroying) {
         PauseShortly();
     }
 }
@@ -195,17 +209,6 @@ extern "C" void curl_easy_cleanup(CURL* handle) {
         _exit(TOO_LATE);
     }
     next(handle);
-}
-
-extern "C" void OPENSSL_thread_stop() {
-    static auto* const next = Next<void()>("OPENSSL_thread_stop");
-    if (gettid() != g_callback) {
-        return next();
-    }
-    g_isFreeing = true;
-    WaitForExitToWait();
-    next();
-    g_isFreed = true;
 }
 
 int main(int argc, char** argv) {

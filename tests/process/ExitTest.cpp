@@ -41,7 +41,7 @@ TEST(Exit, ClosesNothingOfACallbackThatIsCancelledAmidASend) {
     ExpectToEndWell(CALLBACK_EXIT_HOST, {"cancelled"});
 }
 
-TEST(Exit, WaitsForAWorkerThatFreesWhatOpenSslKeepsForIt) {
+TEST(Exit, WaitsUntilWhatIsKeptForAnEndingWorkerIsDestroyed) {
     ExpectToEndWell(CALLBACK_EXIT_HOST, {"ending"});
 }
 
