@@ -57,10 +57,34 @@ std::size_t UrlOfProxy(std::string_view line) {
     return quote == NONE ? NONE : BehindScheme(line, quote + 1);
 }
 
+/// A proxy's URL without an "@" holds a password where its host was forgotten.
+/// @param url the rest of a line that quotes it, its scheme left out.
+/// @return whether it is a host, maybe with a port, and nothing else.
+bool IsHostAndPort(std::string_view url) {
+    constexpr std::string_view DIGITS = "0123456789";
+    constexpr std::string_view OF_HOST =
+        "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789.-_[]:%";
+    url = url.substr(0, url.find_last_not_of("/'\n") + 1);
+    const std::size_t colon = url.find(':', BeginsWith(url, "[") ? std::min(url.find(']'), url.size()) : 0);
+    const std::string_view port = colon == NONE ? "" : url.substr(colon + 1);
+    return url.substr(0, colon).find_first_not_of(OF_HOST) == NONE && port.find_first_not_of(DIGITS) == NONE;
+}
+
+/// @return whether a line quotes a setting of a proxy, in which the "@" may have been forgotten.
+bool IsSettingOfProxy(std::string_view line) {
+    return !ProxyVariable(line).empty() || BeginsWith(line, "Unsupported proxy ");
+}
+
 /// @return where any other URL begins, its scheme left out.
 std::size_t UrlOfRequest(std::string_view line) {
     const std::size_t scheme = line.find(AFTER_SCHEME);
     return scheme == NONE ? NONE : scheme + AFTER_SCHEME.size();
+}
+
+/// @return where a line has what libcurl takes for a proxy's host: what stands before a "/" of a password, maybe.
+std::size_t UnknownProxy(std::string_view line) {
+    constexpr std::string_view UNKNOWN = "Could not resolve proxy: ";
+    return BeginsWith(line, UNKNOWN) ? UNKNOWN.size() : NONE;
 }
 
 /// A user to log in as comes from a URL, and may be a key that stands for its owner.
@@ -99,8 +123,8 @@ std::optional<std::string> WithoutSecrets(const char* line) {
     if (const std::size_t value = RepeatedHeaderValue(text); value != NONE) {
         return std::string(text.substr(0, value)) + "...]\n";
     }
-    if (const std::size_t user = QuotedUser(text); user != NONE) {
-        return CutOffAt(text, user);
+    if (const std::size_t secret = std::min(QuotedUser(text), UnknownProxy(text)); secret != NONE) {
+        return CutOffAt(text, secret);
     }
     const std::size_t proxy = UrlOfProxy(text);
     const std::size_t url = proxy != NONE ? proxy : UrlOfRequest(text);
@@ -108,6 +132,10 @@ std::optional<std::string> WithoutSecrets(const char* line) {
         return std::nullopt;
     }
     if (text.size() > LONGEST_WHOLE) { // the "@" may be cut off
+        return CutOffAt(text, url);
+    }
+    if (proxy != NONE && IsSettingOfProxy(text) && text.find('@', url) == NONE &&
+        !IsHostAndPort(text.substr(url))) {
         return CutOffAt(text, url);
     }
     // Parameters are not logged. A query that the host wrote cannot be told from them.

@@ -2,6 +2,7 @@
 #include "client/ResponseFill.h"
 
 #include <memory>
+#include <mutex>
 #include <typeinfo>
 #include <utility>
 
@@ -10,13 +11,14 @@
 #include "message/ExplainedResponse.h"
 
 const CHttpResponse& NoAnswer() {
-    // Never destroyed: threads may outlive main().
-    static const CHttpResponse& response = *[] {
+    static std::once_flag once;
+    static const CHttpResponse* response = nullptr; // never destroyed: threads may outlive main()
+    std::call_once(once, [] {
         auto made = std::make_unique<CHttpResponse>();
         made->setStatusCode(-1);
-        return made.release();
-    }();
-    return response;
+        response = made.release();
+    });
+    return *response;
 }
 
 std::string ResponseContentType(CURL* curl) {

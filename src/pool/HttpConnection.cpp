@@ -16,8 +16,8 @@ std::mutex g_closing; // its destruction does nothing: threads may outlive main(
 
 /// Who holds it does not exist in a forked child.
 void RenewInChildren() {
-    [[maybe_unused]] static const int forks =
-        pthread_atfork(nullptr, nullptr, [] { new (&g_closing) std::mutex; });
+    static std::once_flag once; // which a child that is forked amid it does anew
+    std::call_once(once, [] { pthread_atfork(nullptr, nullptr, [] { new (&g_closing) std::mutex; }); });
 }
 
 /// Closes a handle. libcurl may change the process's disposition of SIGPIPE meanwhile, where no transfer went over

@@ -103,45 +103,49 @@ CHttpConnectionMgr* CHttpConnectionMgr::Instance() {
 
 CHttpConnectionMgr* CHttpConnectionMgr::MakeInstance() {
     const CancellationBlock block;
-    [[maybe_unused]] static const bool kept = (KeepForEver(m_HttpConnectionMgr_Mutex), true);
     // A forked child leaves the pool to its parent. The lock is not waited for: who holds it, amid the making
     // or ending of a pool, may be waiting for the thread that forks. Settings are read before the fork: a child
     // may find the pool half ended.
     static thread_local bool held = false;
     static thread_local std::optional<PoolSettings> settings;
-    [[maybe_unused]] static const int forks = pthread_atfork(
-        [] {
-            if (!AmidPool::Is()) {
-                ReactorStay::AwaitEntry();
-            }
-            held = m_HttpConnectionMgr_Mutex.tryacquire() == 0;
-            const ReadablePoolGuard guard;
-            if (g_readablePool != nullptr) {
-                settings = {g_readablePool->m_MaxConnNum, g_readablePool->m_MaxConnCategory,
-                            g_readablePool->m_releasedtime};
-            }
-        },
-        [] {
-            settings.reset();
-            if (held) {
-                m_HttpConnectionMgr_Mutex.release();
-            }
-        },
-        [] {
-            if (settings) {
-                g_inheritedSettings = std::exchange(settings, std::nullopt);
-            }
-            g_readablePool = nullptr;
-            new (&g_readablePoolMutex) std::mutex; // as below
-            Publish<CHttpConnectionMgr>(m_pInstance, nullptr);
-            PoolWait::ForgetAll();
-            if (held) {
-                m_HttpConnectionMgr_Mutex.release();
-            } else {
-                new (&m_HttpConnectionMgr_Mutex) ACE_Thread_Mutex; // its holder does not exist here
-                KeepForEver(m_HttpConnectionMgr_Mutex);
-            }
-        });
+    static std::once_flag
+        once; // a child that is forked amid it does it anew, and these maybe twice from then on
+    std::call_once(once, [] {
+        KeepForEver(m_HttpConnectionMgr_Mutex);
+        pthread_atfork(
+            [] {
+                if (!AmidPool::Is()) {
+                    ReactorStay::AwaitEntry();
+                }
+                held = held || m_HttpConnectionMgr_Mutex.tryacquire() == 0;
+                const ReadablePoolGuard guard;
+                if (g_readablePool != nullptr) {
+                    settings = {g_readablePool->m_MaxConnNum, g_readablePool->m_MaxConnCategory,
+                                g_readablePool->m_releasedtime};
+                }
+            },
+            [] {
+                settings.reset();
+                if (std::exchange(held, false)) {
+                    m_HttpConnectionMgr_Mutex.release();
+                }
+            },
+            [] {
+                if (settings) {
+                    g_inheritedSettings = std::exchange(settings, std::nullopt);
+                }
+                g_readablePool = nullptr;
+                new (&g_readablePoolMutex) std::mutex; // as below
+                Publish<CHttpConnectionMgr>(m_pInstance, nullptr);
+                PoolWait::ForgetAll();
+                if (std::exchange(held, false)) {
+                    m_HttpConnectionMgr_Mutex.release();
+                } else {
+                    new (&m_HttpConnectionMgr_Mutex) ACE_Thread_Mutex; // its holder does not exist here
+                    KeepForEver(m_HttpConnectionMgr_Mutex);
+                }
+            });
+    });
     const AmidPool amid;
     const ACE_Guard<ACE_Thread_Mutex> guard(m_HttpConnectionMgr_Mutex);
     CHttpConnectionMgr* instance = LoadPublished(m_pInstance);

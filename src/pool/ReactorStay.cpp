@@ -11,6 +11,8 @@
 
 #include <ace/Reactor.h>
 
+#include "support/Cancellation.h"
+
 namespace {
 
 /// The thread leaves when it is told to, so this is not waited for: it bounds what nobody has thought of.
@@ -38,6 +40,7 @@ State& g_state = *new State; // never destroyed: the thread may be kept until th
 thread_local ReactorStay* t_stay = nullptr;
 
 void HaveItLeave() {
+    const CancellationBlock block; // nobody may be thrown out of exit()
     std::unique_lock<std::mutex> lock(g_state.mutex);
     g_state.exiting = true;
     if (g_state.occupied == nullptr || t_stay != nullptr) { // nor does a thread that exits itself come back
@@ -67,6 +70,7 @@ void ReactorStay::Prepare() {
 }
 
 void ReactorStay::AwaitEntry() {
+    const CancellationBlock block; // nor out of fork()
     std::unique_lock<std::mutex> lock(g_state.mutex);
     g_state.changed.wait_for(lock, LONGEST_WAY_IN, [] { return !g_state.entering; });
 }

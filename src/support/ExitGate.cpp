@@ -63,11 +63,14 @@ void EndInSecondRound(void* round) {
 }
 
 bool MakeLastStep() {
-    static const bool made = pthread_key_create(&g_lastStep, &EndInSecondRound) == 0;
+    static std::once_flag once;
+    static bool made = false;
+    std::call_once(once, [] { made = pthread_key_create(&g_lastStep, &EndInSecondRound) == 0; });
     return made;
 }
 
 void Close() {
+    const CancellationBlock block; // nobody may be thrown out of exit()
     std::unique_lock<std::mutex> lock(g_gate.mutex);
     g_gate.closed = true;
     // A callback's thread that exits runs the host's other handlers: what they use must not wait for this.

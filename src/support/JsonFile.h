@@ -49,6 +49,7 @@ template <LogMessage MESSAGE> void TraceOfFile([[maybe_unused]] const std::strin
 /// @return whether nothing failed.
 template <LogMessage NotOpened, LogMessage NotParsed, LogMessage NotRead, class Path, class Take>
 bool LoadJsonFile(const std::string& name, Path&& path, bool strict, Take&& take) {
+    const BlockWithinHandler block; // the platform's environment may be a cancellation point
     JsonFileResult result = JsonFileResult::NotOpened;
     const auto load = [&] {
         Json::Value value;

@@ -23,6 +23,7 @@
 #include <httpclient/HttpResponse.h>
 
 #include "hosts/Faults.h"
+#include "hosts/NoCancellationPoint.h"
 #include "hosts/TimeOuts.h"
 #include "hosts/Waits.h"
 #include "interpose/Next.h"
@@ -149,6 +150,7 @@ void ExitWhileAWorkerEnds() {
     while (!g_isDestroying) {
         PauseShortly();
     }
+    RunWhenCancelled([] { std::exit(0); });
 }
 
 /// Has a callback return when the process exits: its thread has to stay.

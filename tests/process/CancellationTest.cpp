@@ -421,6 +421,10 @@ TEST(CancellationInTheLog, WithinAHandlerOfTheHostsLeavesTheProcess) {
     ExpectToEndWell(LOG_HOST, {"handler"});
 }
 
+TEST(CancellationInTheEnvironment, WithinAHandlerOfTheHostsLeavesTheProcess) {
+    ExpectToEndWell(LOG_HOST, {"environment"});
+}
+
 TEST(CancellationBeforeAll, ThatIsPendingWhenTheFirstRequestIsMadeLeavesLibcurlInOrder) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_EXIT(RunAndExit([] {

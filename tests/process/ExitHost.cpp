@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// A host that ends in an awkward moment: ExitHost plain|tls|finalize|sweep|forked|resolver|lock
+// A host that ends in an awkward moment: ExitHost plain|tls|cancelled|finalize|sweep|forked|first|resolver|lock
 #include <atomic>
 #include <chrono>
 #include <csignal>
@@ -24,6 +24,7 @@
 #include <httpclient/HttpRequest.h>
 
 #include "hosts/Faults.h"
+#include "hosts/NoCancellationPoint.h"
 #include "hosts/TimeOuts.h"
 #include "interpose/Next.h"
 #include "roads/TestedProfile.h"
@@ -39,6 +40,10 @@ constexpr char SLOW_NAME[] = "slow.test";
 std::atomic<bool> g_asked{false};   ///< the name service, for the name that it never answers
 std::atomic<bool> g_joining{false}; ///< a worker its thread that asks
 std::atomic<bool> g_locking{false}; ///< the last thing of the process takes the pool's mutex
+
+std::atomic<bool> g_forksWhenRegistered{false}; ///< what forks is to call
+int g_children = 0;
+int g_failed = 0;
 
 std::atomic<bool> g_holdSweep{false}; ///< at the first handle that it closes
 std::atomic<bool> g_sweepHeld{false};
@@ -110,6 +115,21 @@ int ForkAmidASweep() {
     return status;
 }
 
+/// Forks a child that uses the pool.
+void ForkWhileAnotherRegisters() {
+    const pid_t child = fork();
+    if (child == 0) {
+        g_forksWhenRegistered = false;
+        alarm(LONGEST_LIFE / 2);
+        UseThePool(false);
+        _exit(0);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    ++g_children;
+    g_failed += status == 0 ? 0 : 1;
+}
+
 } // namespace
 
 // These stand before ACE's and the C library's own.
@@ -121,6 +141,7 @@ int ACE_Object_Manager::fini() {
         std::fputs(guard.locked() != 0 ? "" : "the mutex is gone\n", stderr);
     }
     const int result = next(this);
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr); // what follows is this host's alone
     InterruptTheOthers();
     return result;
 }
@@ -138,6 +159,14 @@ extern "C" int pthread_join(pthread_t thread, void** result) {
     static auto* const next = Next<int(pthread_t, void**)>("pthread_join");
     g_joining = true;
     return next(thread, result);
+}
+
+extern "C" int __register_atfork(void (*prepare)(), void (*parent)(), void (*child)(), void* library) {
+    static auto* const next = Next<int(void (*)(), void (*)(), void (*)(), void*)>("__register_atfork");
+    if (g_forksWhenRegistered) {
+        std::thread(&ForkWhileAnotherRegisters).join();
+    }
+    return next(prepare, parent, child, library);
 }
 
 extern "C" void curl_easy_cleanup(CURL* handle) {
@@ -159,6 +188,9 @@ int main(int argc, char** argv) {
     alarm(LONGEST_LIFE);
     if (moment == "plain" || moment == "tls") {
         UseThePool(moment == "tls");
+    } else if (moment == "cancelled") {
+        UseThePool(false);
+        RunWhenCancelled([] { std::exit(0); });
     } else if (moment == "finalize") {
         // Handlers run in reverse order: this one after the library's own.
         std::atexit([] {
@@ -177,6 +209,10 @@ int main(int argc, char** argv) {
         UseThePool(false);
     } else if (moment == "forked") {
         return ForkAmidASweep() == 0 ? 0 : 1;
+    } else if (moment == "first") {
+        g_forksWhenRegistered = true;
+        UseThePool(false);
+        return g_children > 0 && g_failed == 0 ? 0 : 1;
     } else if (moment == "resolver") {
         WaitForASlowName();
     } else if (moment == "lock") {

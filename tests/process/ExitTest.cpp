@@ -15,6 +15,10 @@ TEST(Exit, FindsThePoolsThreadOutsideOfAceAfterAcesCleanUp) {
     ExpectToEndWell(EXIT_HOST, {"tls"});
 }
 
+TEST(Exit, IsNoCancellationPoint) {
+    ExpectToEndWell(EXIT_HOST, {"cancelled"});
+}
+
 TEST(Exit, LetsALateHandlerEndThePoolAndMakeAnother) {
     ExpectToEndWell(EXIT_HOST, {"finalize"});
 }
@@ -52,6 +56,13 @@ TEST(Exit, HasAWorkerStayThatComesToItsEndLater) {
 // A plain connection of the pool does TLS where the URL says so, or a proxy.
 TEST(Exit, HasNoSweepCloseAPlainConnectionLater) {
     ExpectToEndWell(EXIT_HOST, {"sweep"});
+}
+
+TEST(Forking, AmidTheFirstUseOfThePoolLetsTheChildUseIt) {
+#ifdef __SANITIZE_THREAD__
+    GTEST_SKIP() << "a forked child may start no thread under the thread sanitizer";
+#endif
+    ExpectToEndWell(EXIT_HOST, {"first"});
 }
 
 TEST(Forking, WaitsUntilThePoolsThreadHasLogged) {

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // A host whose log or cipher does what surprises. It ends the process, and a handler of exit() ends the pool:
 // LogHost making|"pool thread"|limit|cipher
-// Its thread is cancelled in the log while it is within a handler: LogHost handler
-// It forks while the pool's thread logs: LogHost forking
+// Its thread is cancelled in the log, or where the environment is read, while it is within a handler:
+// LogHost handler|environment
+// It forks while the pool's thread logs, on a thread that is to end: LogHost forking
 #include <atomic>
 #include <chrono>
 #include <cstdio>
@@ -19,12 +20,15 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <ovexcommon/OvexCommonUtils.h>
 #include <ovexcommon/TraceClient.h>
 #include <vorncipher/VornCipher.h>
 
+#include <httpclient/HttpClient.h>
 #include <httpclient/HttpConnectionMgr.h>
 
 #include "hosts/Faults.h"
+#include "hosts/NoCancellationPoint.h"
 #include "hosts/Waits.h"
 
 namespace {
@@ -33,7 +37,8 @@ constexpr unsigned int LONGEST_LIFE = 30; // seconds
 
 std::string g_place; ///< where the process ends
 
-std::atomic<bool> g_logged{false}; ///< by the pool's thread, which takes its time
+std::atomic<bool> g_isAsked{false}; ///< where the files of the identity are
+std::atomic<bool> g_logged{false};  ///< by the pool's thread, which takes its time
 
 /// Comes back when the pool's thread waits for a lock: for that which this thread holds.
 void LetThePoolsThreadWait() {
@@ -61,14 +66,14 @@ void UseThePoolUp() {
     }
 }
 
-/// Has something logged by a thread that is to end, and is within a handler.
-void LogWithinAHandler() {
-    std::thread([] {
+/// Has something done by a thread that is to end, and is within a handler.
+void DoWithinAHandler(void (*work)()) {
+    std::thread([work] {
         try {
             throw std::runtime_error("what the host handles");
         } catch (const std::runtime_error&) {
             pthread_cancel(pthread_self());
-            CHttpConnectionMgr::Instance()->SetMaxConnPerAddr(1000);
+            work();
         }
     }).join();
 }
@@ -76,7 +81,8 @@ void LogWithinAHandler() {
 /// @return whether a child forked right after the pool was made finds that the pool's thread has logged.
 bool ForksAfterTheLog() {
     CHttpConnectionMgr::Instance();
-    const pid_t child = fork();
+    pid_t child = 0;
+    RunWhenCancelled([&child] { child = fork(); });
     if (child == 0) {
         _exit(g_logged ? 0 : 1);
     }
@@ -114,6 +120,14 @@ void Ovexcommon::TraceClient::trace(int level, int /*module*/, const std::string
     }
 }
 
+std::string OvexCommonUtils::Ovexgetenv(const std::string& name) {
+    if (name == "APP_ROOT") {
+        g_isAsked = true;
+        pthread_testcancel();
+    }
+    return name == "enableServiceIdentity" ? "true" : "";
+}
+
 int VornCipher::Decrypt(const std::string& /*cipher*/, std::string& /*plain*/, VornCipherKey /*key*/,
                         unsigned /*flags*/) {
     if (g_place == "cipher") {
@@ -132,8 +146,12 @@ int main(int argc, char** argv) {
     }
     std::atexit([] { CHttpConnectionMgr::Finalize(); });
     if (g_place == "handler") {
-        LogWithinAHandler();
+        DoWithinAHandler([] { CHttpConnectionMgr::Instance()->SetMaxConnPerAddr(1000); });
         return 0;
+    }
+    if (g_place == "environment") {
+        DoWithinAHandler([] { const CHttpClient first; });
+        return g_isAsked ? 0 : 2;
     }
     if (g_place == "making") {
         static_cast<void>(!std::freopen("/dev/null", "w", stderr)); // where ACE prints that there are none

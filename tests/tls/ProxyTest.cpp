@@ -72,7 +72,9 @@ TEST_F(Proxy, OfAMalformedVariableHasItsPasswordInNoLog) {
           "http://user:" + secret + " " + secret + "@" + Address(),
           "http://user:'" + secret + "'@" + Address(), "http://user:/" + secret + "?@" + Address(),
           "http://user:" + secret + longOne + "@" + Address(),
-          "user:" + secret + "://" + secret + "@" + Address() + "/@"}) {
+          "user:" + secret + "://" + secret + "@" + Address() + "/@", "http://" + secret + "/@" + Address(),
+          "http://" + secret + "?@" + Address(), "http://" + secret + "#@" + Address(), "user:" + secret,
+          "http://user:" + secret}) {
         SendThrough(wrong);
         EXPECT_EQ(TraceRecorder::Instance().CountContaining(secret), 0U) << wrong;
         EXPECT_GT(TraceRecorder::Instance().CountContaining("Uses proxy env variable"), 0U);
