@@ -62,12 +62,12 @@ std::size_t UrlOfProxy(std::string_view line) {
 /// @return whether it is a host, maybe with a port, and nothing else.
 bool IsHostAndPort(std::string_view url) {
     constexpr std::string_view DIGITS = "0123456789";
-    constexpr std::string_view OF_HOST =
-        "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789.-_[]:%";
+    constexpr std::string_view OF_NAME = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789.-_";
     url = url.substr(0, url.find_last_not_of("/'\n") + 1);
-    const std::size_t colon = url.find(':', BeginsWith(url, "[") ? std::min(url.find(']'), url.size()) : 0);
-    const std::string_view port = colon == NONE ? "" : url.substr(colon + 1);
-    return url.substr(0, colon).find_first_not_of(OF_HOST) == NONE && port.find_first_not_of(DIGITS) == NONE;
+    const std::size_t bracket = BeginsWith(url, "[") ? url.find(']') : NONE; // of an IPv6 address
+    const std::size_t host = bracket == NONE ? url.find_first_not_of(OF_NAME) : bracket + 1;
+    const std::string_view port = url.substr(std::min(host, url.size()));
+    return port.empty() || (BeginsWith(port, ":") && port.find_first_not_of(DIGITS, 1) == NONE);
 }
 
 /// @return whether a line quotes a setting of a proxy, in which the "@" may have been forgotten.
