@@ -54,10 +54,13 @@ bool AllOthersSleep() {
 /// The sanitizer's allocator is not made for forks: a lock that another thread holds is never given back in the child.
 /// So a fork waits until all others sleep, for a while; no longer, as some never do.
 void WaitForOthers() {
+    int former = 0;
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &former); // a fork is no cancellation point
     const timespec millisecond{0, 1000000};
     for (int waited = 0; waited < LONGEST_WAIT && !AllOthersSleep(); ++waited) {
         syscall(SYS_nanosleep, &millisecond, nullptr); // tests hold what is not called like that
     }
+    pthread_setcancelstate(former, nullptr);
 }
 
 [[maybe_unused]] const int REGISTERED = pthread_atfork(&WaitForOthers, nullptr, nullptr);

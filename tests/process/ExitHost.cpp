@@ -161,6 +161,7 @@ extern "C" int pthread_join(pthread_t thread, void** result) {
     return next(thread, result);
 }
 
+#ifndef __SANITIZE_THREAD__ // which registers before anything of the host's may run
 extern "C" int __register_atfork(void (*prepare)(), void (*parent)(), void (*child)(), void* library) {
     static auto* const next = Next<int(void (*)(), void (*)(), void (*)(), void*)>("__register_atfork");
     if (g_forksWhenRegistered) {
@@ -168,6 +169,7 @@ extern "C" int __register_atfork(void (*prepare)(), void (*parent)(), void (*chi
     }
     return next(prepare, parent, child, library);
 }
+#endif
 
 extern "C" void curl_easy_cleanup(CURL* handle) {
     static auto* const next = Next<void(CURL*)>("curl_easy_cleanup");
