@@ -35,19 +35,11 @@ bool ThePoolsThreadWaits() {
     return false;
 }
 
-bool IsStopped(pid_t process) {
-    std::ifstream stat("/proc/" + std::to_string(process) + "/stat");
-    std::string number;
-    std::string name;
-    std::string state;
-    return stat >> number >> name >> state && state == "T";
-}
-
 /// Has another process stop this one and let it go on, as a shell does.
 void StopAndContinue() {
     Fork([process = getpid()] {
         kill(process, SIGSTOP);
-        while (!IsStopped(process)) {
+        while (StateOfProcess(process) != 'T') {
             std::this_thread::yield();
         }
         kill(process, SIGCONT);

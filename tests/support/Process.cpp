@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <sstream>
 #include <string_view>
 #include <system_error>
@@ -238,6 +239,15 @@ Ended RunForked(const std::function<void()>& body) {
         body();
         std::exit(EXIT_SUCCESS);
     });
+}
+
+char StateOfProcess(pid_t process) {
+    std::ifstream stat("/proc/" + std::to_string(process) + "/stat");
+    std::string number;
+    std::string name;
+    char state = 0;
+    stat >> number >> name >> state;
+    return state;
 }
 
 std::vector<std::string> LinesOf(const std::string& text) {

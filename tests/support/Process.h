@@ -68,6 +68,9 @@ ChildProcess StartCommand(const Command& command);
 /// @throw std::system_error when there is no process or pipe for it. A program that cannot be run exits with 127.
 Ended RunCommand(const Command& command);
 
+/// @return the state of a process as /proc tells it: 'S' when it sleeps, 'T' when it is stopped; NUL when there is none.
+char StateOfProcess(pid_t process);
+
 /// In a new child: becomes a program, with the streams as they are. Never comes back.
 [[noreturn]] void BecomeCommand(const Command& command);
 

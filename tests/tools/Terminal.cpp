@@ -39,11 +39,14 @@ bool Watch(int terminal, std::string& screen, int milliseconds) {
     return got > 0; // a terminal that everybody has left answers with an error
 }
 
-/// Waits until the prompt is shown behind `from` and echo is off: the prompt comes a moment earlier.
-bool AwaitHiddenPrompt(int terminal, const std::string& prompt, std::size_t from, std::string& screen) {
+/// Waits until the prompt is shown behind `from`, echo is off and the tool waits: the prompt comes a moment earlier, and a
+/// tool that is interrupted on its way to its wait would go on and wait for ever.
+bool AwaitHiddenPrompt(int terminal, pid_t tool, const std::string& prompt, std::size_t from,
+                       std::string& screen) {
     const auto deadline = Clock::now() + PATIENCE;
     while (Clock::now() < deadline) {
-        if (screen.find(prompt, from) != std::string::npos && !Echoes(terminal)) {
+        if (screen.find(prompt, from) != std::string::npos && !Echoes(terminal) &&
+            StateOfProcess(tool) == 'S') {
             return true;
         }
         if (!Watch(terminal, screen, 1)) {
@@ -76,10 +79,10 @@ private:
     int m_line = -1;
 };
 
-void TypeAll(int terminal, const std::vector<Typed>& typed, TerminalResult& result) {
+void TypeAll(int terminal, pid_t tool, const std::vector<Typed>& typed, TerminalResult& result) {
     std::size_t from = 0;
     for (const Typed& step : typed) {
-        if (!AwaitHiddenPrompt(terminal, step.prompt, from, result.screen)) {
+        if (!AwaitHiddenPrompt(terminal, tool, step.prompt, from, result.screen)) {
             return;
         }
         ++result.hiddenPrompts;
@@ -103,7 +106,7 @@ TerminalResult RunOnTerminal(const std::vector<std::string>& arguments, const Va
         _exit(126);
     });
     TerminalResult result;
-    TypeAll(held.Terminal(), typed, result);
+    TypeAll(held.Terminal(), child.id(), typed, result);
     if (result.hiddenPrompts != static_cast<int>(typed.size())) {
         child.End(SIGKILL); // it waits for what will not be typed
     }
