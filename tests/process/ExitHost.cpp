@@ -115,21 +115,6 @@ int ForkAmidASweep() {
     return status;
 }
 
-/// Forks a child that uses the pool.
-void ForkWhileAnotherRegisters() {
-    const pid_t child = fork();
-    if (child == 0) {
-        g_forksWhenRegistered = false;
-        alarm(LONGEST_LIFE / 2);
-        UseThePool(false);
-        _exit(0);
-    }
-    int status = -1;
-    waitpid(child, &status, 0);
-    ++g_children;
-    g_failed += status == 0 ? 0 : 1;
-}
-
 } // namespace
 
 // These stand before ACE's and the C library's own.
@@ -162,6 +147,25 @@ extern "C" int pthread_join(pthread_t thread, void** result) {
 }
 
 #ifndef __SANITIZE_THREAD__ // which registers before anything of the host's may run
+namespace {
+
+/// Forks a child that uses the pool.
+void ForkWhileAnotherRegisters() {
+    const pid_t child = fork();
+    if (child == 0) {
+        g_forksWhenRegistered = false;
+        alarm(LONGEST_LIFE / 2);
+        UseThePool(false);
+        _exit(0);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    ++g_children;
+    g_failed += status == 0 ? 0 : 1;
+}
+
+} // namespace
+
 extern "C" int __register_atfork(void (*prepare)(), void (*parent)(), void (*child)(), void* library) {
     static auto* const next = Next<int(void (*)(), void (*)(), void (*)(), void*)>("__register_atfork");
     if (g_forksWhenRegistered) {
