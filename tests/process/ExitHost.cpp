@@ -166,6 +166,7 @@ void ForkWhileAnotherRegisters() {
 
 } // namespace
 
+// NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp,readability-identifier-naming): the C library's
 extern "C" int __register_atfork(void (*prepare)(), void (*parent)(), void (*child)(), void* library) {
     static auto* const next = Next<int(void (*)(), void (*)(), void (*)(), void*)>("__register_atfork");
     if (g_forksWhenRegistered) {
