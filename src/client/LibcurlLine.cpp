@@ -66,8 +66,8 @@ bool IsHostAndPort(std::string_view url) {
     url = url.substr(0, url.find_last_not_of("/'\n") + 1);
     const std::size_t bracket = BeginsWith(url, "[") ? url.find(']') : NONE; // of an IPv6 address
     const std::size_t host = bracket == NONE ? url.find_first_not_of(OF_NAME) : bracket + 1;
-    const std::string_view port = url.substr(std::min(host, url.size()));
-    return port.empty() || (BeginsWith(port, ":") && port.find_first_not_of(DIGITS, 1) == NONE);
+    const std::string_view rest = url.substr(std::min(host, url.size()));
+    return rest.empty() || (BeginsWith(rest, ":") && rest.find_first_not_of(DIGITS, 1) == NONE);
 }
 
 /// @return whether a line quotes a setting of a proxy, in which the "@" may have been forgotten.

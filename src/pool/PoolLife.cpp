@@ -108,8 +108,8 @@ CHttpConnectionMgr* CHttpConnectionMgr::MakeInstance() {
     // may find the pool half ended.
     static thread_local bool held = false;
     static thread_local std::optional<PoolSettings> settings;
-    static std::once_flag
-        once; // a child that is forked amid it does it anew, and these maybe twice from then on
+    // A child that is forked amid this does it anew. Its handlers may then run twice at each fork.
+    static std::once_flag once;
     std::call_once(once, [] {
         KeepForEver(m_HttpConnectionMgr_Mutex);
         pthread_atfork(

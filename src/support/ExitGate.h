@@ -21,8 +21,8 @@ public:
     static void Arm();
 
     /// The first local object of a thread of the library's that nobody joins, and so the last to go. It marks the thread as
-    /// one that may run code of the host's while the process exits. As it goes, the thread takes its last step: until
-    /// what others keep for the thread is destroyed, as OpenSSL and ACE do, which exit() cleans up.
+    /// one that may run code of the host's while the process exits. Its destruction begins the thread's last step, which
+    /// lasts until the C library has destroyed what OpenSSL, ACE and others keep for the thread: exit() cleans them up.
     class DetachedThread {
     public:
         DetachedThread() noexcept;
