@@ -58,17 +58,6 @@ TEST(Exit, HasNoSweepCloseAPlainConnectionLater) {
     ExpectToEndWell(EXIT_HOST, {"sweep"});
 }
 
-TEST(Forking, AmidTheFirstUseOfThePoolLetsTheChildUseIt) {
-#ifdef __SANITIZE_THREAD__
-    GTEST_SKIP() << "a forked child may start no thread under the thread sanitizer";
-#endif
-    ExpectToEndWell(EXIT_HOST, {"first"});
-}
-
-TEST(Forking, WaitsUntilThePoolsThreadHasLogged) {
-    ExpectToEndWell(LOG_HOST, {"forking"});
-}
-
 TEST(Exit, OfAChildForkedAmidASweepWaitsForNoSweep) {
 #ifdef __SANITIZE_THREAD__
     GTEST_SKIP() << "a forked child may start no thread under the thread sanitizer";
@@ -85,4 +74,15 @@ TEST(Exit, LeavesTheMutexOfThePoolToWorkers) {
 
 TEST(Exit, WaitsForNoNameService) {
     ExpectToEndWell(EXIT_HOST, {"resolver"});
+}
+
+TEST(Forking, AmidTheFirstUseOfThePoolLetsTheChildUseIt) {
+#ifdef __SANITIZE_THREAD__
+    GTEST_SKIP() << "a forked child may start no thread under the thread sanitizer";
+#endif
+    ExpectToEndWell(EXIT_HOST, {"first"});
+}
+
+TEST(Forking, WaitsUntilThePoolsThreadHasLogged) {
+    ExpectToEndWell(LOG_HOST, {"forking"});
 }
