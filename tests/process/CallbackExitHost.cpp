@@ -24,6 +24,7 @@
 
 #include "hosts/Faults.h"
 #include "hosts/NoCancellationPoint.h"
+#include "hosts/PoolUse.h"
 #include "hosts/TimeOuts.h"
 #include "hosts/Waits.h"
 #include "interpose/Next.h"
@@ -41,11 +42,6 @@ std::atomic<bool> g_isLate{false};         ///< what the library does at exit() 
 std::atomic<bool> g_isTransferring{false}; ///< the callback
 std::atomic<bool> g_isDestroying{false};   ///< what is kept for the callback's thread
 std::atomic<bool> g_isDestroyed{false};
-
-void UseThePool(bool tls) {
-    CHttpConnectionMgr* const pool = CHttpConnectionMgr::Instance();
-    pool->ReleaseConn(pool->GetConn("127.0.0.1", 80, tls));
-}
 
 /// Comes back when the main thread waits, for the one that calls this.
 void WaitForExitToWait() {
@@ -92,10 +88,7 @@ void ExitWhileACallbackWantsAConnection() {
     while (g_callback == 0) {
         PauseShortly();
     }
-    CHttpConnectionMgr* const pool = CHttpConnectionMgr::Instance();
-    while (pool->GetConn("127.0.0.1", 80, false) != nullptr) {
-        // until all are used up, which is logged
-    }
+    UseThePoolUp();
     _exit(2); // the log has not ended the process
 }
 

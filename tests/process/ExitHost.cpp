@@ -25,6 +25,7 @@
 
 #include "hosts/Faults.h"
 #include "hosts/NoCancellationPoint.h"
+#include "hosts/PoolUse.h"
 #include "hosts/TimeOuts.h"
 #include "interpose/Next.h"
 #include "roads/TestedProfile.h"
@@ -67,11 +68,6 @@ void InterruptTheOthers() {
         }
         Pause(std::chrono::milliseconds(5)); // in which a thread may fault
     }
-}
-
-void UseThePool(bool tls) {
-    CHttpConnectionMgr* const pool = CHttpConnectionMgr::Instance();
-    pool->ReleaseConn(pool->GetConn("127.0.0.1", 80, tls));
 }
 
 /// Comes back when a worker waits for a name service that never answers; under the STRICT profile nobody waits for it.

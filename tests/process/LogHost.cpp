@@ -29,6 +29,7 @@
 
 #include "hosts/Faults.h"
 #include "hosts/NoCancellationPoint.h"
+#include "hosts/PoolUse.h"
 #include "hosts/Waits.h"
 
 namespace {
@@ -51,18 +52,6 @@ void LetThePoolsThreadWait() {
                 return;
             }
         }
-    }
-}
-
-void UseThePool(bool tls) {
-    CHttpConnectionMgr* const pool = CHttpConnectionMgr::Instance();
-    pool->ReleaseConn(pool->GetConn("127.0.0.1", 80, tls));
-}
-
-/// Uses all connections of an address up, which is logged.
-void UseThePoolUp() {
-    CHttpConnectionMgr* const pool = CHttpConnectionMgr::Instance();
-    while (pool->GetConn("127.0.0.1", 80, false) != nullptr) {
     }
 }
 
