@@ -22,8 +22,8 @@
 #include <httpclient/HttpRequest.h>
 #include <httpclient/HttpResponse.h>
 
+#include "hosts/CancellationPending.h"
 #include "hosts/Faults.h"
-#include "hosts/NoCancellationPoint.h"
 #include "hosts/PoolUse.h"
 #include "hosts/TimeOuts.h"
 #include "hosts/Waits.h"
@@ -143,7 +143,7 @@ void ExitWhileAWorkerEnds() {
     while (!g_isDestroying) {
         PauseShortly();
     }
-    RunWhenCancelled([] { std::exit(0); });
+    RunWithCancellationPending([] { std::exit(0); });
 }
 
 /// Has a callback return when the process exits: its thread has to stay.

@@ -23,8 +23,8 @@
 #include <httpclient/HttpConnectionMgr.h>
 #include <httpclient/HttpRequest.h>
 
+#include "hosts/CancellationPending.h"
 #include "hosts/Faults.h"
-#include "hosts/NoCancellationPoint.h"
 #include "hosts/PoolUse.h"
 #include "hosts/TimeOuts.h"
 #include "interpose/Next.h"
@@ -193,7 +193,7 @@ int main(int argc, char** argv) {
         UseThePool(moment == "tls");
     } else if (moment == "cancelled") {
         UseThePool(false);
-        RunWhenCancelled([] { std::exit(0); });
+        RunWithCancellationPending([] { std::exit(0); });
     } else if (moment == "finalize") {
         // Handlers run in reverse order: this one after the library's own.
         std::atexit([] {

@@ -27,8 +27,8 @@
 #include <httpclient/HttpClient.h>
 #include <httpclient/HttpConnectionMgr.h>
 
+#include "hosts/CancellationPending.h"
 #include "hosts/Faults.h"
-#include "hosts/NoCancellationPoint.h"
 #include "hosts/PoolUse.h"
 #include "hosts/Waits.h"
 
@@ -71,7 +71,7 @@ void DoWithinAHandler(void (*work)()) {
 bool ForksAfterTheLog() {
     CHttpConnectionMgr::Instance();
     pid_t child = 0;
-    RunWhenCancelled([&child] { child = fork(); });
+    RunWithCancellationPending([&child] { child = fork(); });
     if (child == 0) {
         _exit(g_logged ? 0 : 1);
     }

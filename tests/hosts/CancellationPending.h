@@ -10,7 +10,7 @@
 constexpr int CANCELLED_STATUS = 5;
 
 /// Runs something with a cancellation pending, which is held off afterwards.
-template <class Work> void RunWhenCancelled(const Work& work) {
+template <class Work> void RunWithCancellationPending(const Work& work) {
     struct End {
         bool passed = false;
         ~End() {
