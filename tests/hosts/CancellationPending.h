@@ -3,8 +3,17 @@
 /// For hosts that tests run: what a thread that is to end may not be thrown out of.
 #pragma once
 
+#include <cstdlib>
+
 #include <pthread.h>
 #include <unistd.h>
+
+/// To be called before any other handler of exit() is registered, and so before the library is used: a cancellation is held
+/// off when the handlers are done. Then a library that counts what the tests reach writes its counts, with calls that a
+/// cancellation ends.
+inline void HoldCancellationOffAfterHandlers() {
+    std::atexit([] { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr); });
+}
 
 /// How a host ends whose thread has been cancelled in the wrong place.
 constexpr int CANCELLED_STATUS = 5;

@@ -211,6 +211,7 @@ int main(int argc, char** argv) {
     EndOnFaults();
     EndOnTimeOuts(); // exit() has nothing to wait for, but for what ends at once
     alarm(LONGEST_LIFE);
+    HoldCancellationOffAfterHandlers();
     std::atexit([] { CHttpConnectionMgr::Finalize(); });
     if (moment == "connection") {
         ExitWhileACallbackWantsAConnection();

@@ -122,7 +122,6 @@ int ACE_Object_Manager::fini() {
         std::fputs(guard.locked() != 0 ? "" : "the mutex is gone\n", stderr);
     }
     const int result = next(this);
-    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr); // what follows is this host's alone
     InterruptTheOthers();
     return result;
 }
@@ -192,6 +191,7 @@ int main(int argc, char** argv) {
     if (moment == "plain" || moment == "tls") {
         UseThePool(moment == "tls");
     } else if (moment == "cancelled") {
+        HoldCancellationOffAfterHandlers();
         UseThePool(false);
         RunWithCancellationPending([] { std::exit(0); });
     } else if (moment == "finalize") {
