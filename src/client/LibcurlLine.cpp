@@ -51,8 +51,10 @@ std::string_view ProxyVariable(std::string_view line) {
 /// @return where it begins, its scheme left out.
 std::size_t UrlOfProxy(std::string_view line) {
     const std::string_view variable = ProxyVariable(line);
-    const bool namesNone = BeginsWith(variable, "no_proxy ==") || BeginsWith(variable, "NO_PROXY ==");
-    const bool aboutProxy = Holds(line, "roxy") && !namesNone;
+    // It holds hosts, unless somebody took it for another one.
+    const bool namesHosts =
+        (BeginsWith(variable, "no_proxy ==") || BeginsWith(variable, "NO_PROXY ==")) && !Holds(variable, "@");
+    const bool aboutProxy = Holds(line, "roxy") && !namesHosts;
     const std::size_t quote = aboutProxy ? line.find('\'') : NONE;
     return quote == NONE ? NONE : BehindScheme(line, quote + 1);
 }
