@@ -49,11 +49,25 @@ bool SetVerb(CURL* curl, HTTPOPERATIONTYPE verb, const std::string& content) {
     }
 }
 
-/// @return whether a detached worker was started, whose record and all in it then are.
-bool StartWorker(WorkerArgs& record) {
+enum class WorkerStart {
+    Done,   ///< The record is the worker's now, and all in it.
+    Failed, ///< There is no thread to have.
+    Refused ///< The process exits, so that a worker would never come to its callback.
+};
+
+/// Starts a detached worker.
+WorkerStart StartWorker(WorkerArgs& record) {
+    record.firstStep.emplace();
+    if (!record.firstStep->Passed()) {
+        return WorkerStart::Refused;
+    }
     const SignalBlock block; // a signal delivered to the worker would end its wait, and with it the transfer
     record.callersSignals = block.Former();
-    return ACE_OS::thr_create(RunWorker, &record, THR_NEW_LWP | THR_DETACHED, nullptr) == 0;
+    if (ACE_OS::thr_create(RunWorker, &record, THR_NEW_LWP | THR_DETACHED, nullptr) == 0) {
+        return WorkerStart::Done;
+    }
+    record.firstStep.reset(); // the log, which is called next, may call exit()
+    return WorkerStart::Failed;
 }
 
 } // namespace
@@ -128,8 +142,11 @@ void CHttpClientImp::AsynSendOnConnection(const CHttpRequest& request, void (*ca
         record->curl = easy;
     }
 
-    if (!StartWorker(*record)) {
-        Trace<LogMessage::WorkerNotStarted>();
+    const WorkerStart start = StartWorker(*record);
+    if (start != WorkerStart::Done) {
+        if (start == WorkerStart::Failed) {
+            Trace<LogMessage::WorkerNotStarted>();
+        }
         record.reset();
         conn.GiveBack(); // the list, which its handle refers to, goes last
         return;

@@ -173,6 +173,7 @@ void* DoAsyncOperation(void* args) {
 void* RunWorker(void* args) {
     const ExitGate::DetachedThread thread;
     const std::unique_ptr<WorkerArgs> record(static_cast<WorkerArgs*>(args));
+    record->firstStep.reset();
     Work(*record, &record->callersSignals);
     return nullptr;
 }

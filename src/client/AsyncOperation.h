@@ -4,6 +4,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 
 #include <signal.h>
@@ -12,6 +13,8 @@
 #include <curl/curl.h>
 
 #include <httpclient/Export.h>
+
+#include "support/ExitGate.h"
 
 class CHttpConnection;
 class CHttpResponse;
@@ -41,6 +44,7 @@ struct WorkerArgs : AsyncOperationArgs {
     WorkerArgs& operator=(const WorkerArgs&) = delete;
 
     sigset_t callersSignals{}; ///< What the caller has blocked: the caller's function is called so, too.
+    std::optional<ExitGate::FirstStep> firstStep; ///< The worker's, which it ends.
 };
 
 /// As DoAsyncOperation(), for the record of a send.

@@ -34,13 +34,18 @@ void Begin() {
     ++t_steps;
 }
 
-void End() {
-    const std::lock_guard<std::mutex> lock(g_gate.mutex);
+/// Ends one that may be another thread's. To be called with the gate's lock.
+void EndAny() {
     --g_gate.steps;
-    --t_steps;
     if (g_gate.closed) {
         g_gate.changed.notify_all();
     }
+}
+
+void End() {
+    const std::lock_guard<std::mutex> lock(g_gate.mutex);
+    EndAny();
+    --t_steps;
 }
 
 /// Once the gate is closed, the thread stays here until the process has ended: it is never opened again.
@@ -108,6 +113,21 @@ ExitGate::DetachedThread::~DetachedThread() {
     Enter();
     if (!MakeLastStep() || pthread_setspecific(g_lastStep, &FIRST_ROUND) != 0) {
         End();
+    }
+}
+
+ExitGate::FirstStep::FirstStep() {
+    const std::lock_guard<std::mutex> lock(g_gate.mutex);
+    m_bPassed = !g_gate.closed;
+    if (m_bPassed) {
+        ++g_gate.steps; // none of this thread's own: should it exit, it waits for the other
+    }
+}
+
+ExitGate::FirstStep::~FirstStep() {
+    if (m_bPassed) {
+        const std::lock_guard<std::mutex> lock(g_gate.mutex);
+        EndAny();
     }
 }
 

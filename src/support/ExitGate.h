@@ -31,6 +31,20 @@ public:
         DetachedThread& operator=(const DetachedThread&) = delete;
     };
 
+    /// The first step of a thread, which whoever starts the thread begins and the thread ends: ACE's entry of a thread uses
+    /// what ACE's clean-up destroys. It is refused once the gate is closed, when the thread must not be started.
+    class FirstStep {
+    public:
+        FirstStep();
+        ~FirstStep();
+        FirstStep(const FirstStep&) = delete;
+        FirstStep& operator=(const FirstStep&) = delete;
+        bool Passed() const { return m_bPassed; }
+
+    private:
+        bool m_bPassed = false;
+    };
+
     /// A worker's pass: once the gate is closed, its thread stays here until the process has ended.
     class Pass {
     public:

@@ -45,6 +45,10 @@ TEST(Exit, ClosesNothingOfACallbackThatIsCancelledAmidASend) {
     ExpectToEndWell(CALLBACK_EXIT_HOST, {"cancelled"});
 }
 
+TEST(Exit, WaitsForAWorkerThatStartsAndHasNoOtherStart) {
+    ExpectToEndWell(CALLBACK_EXIT_HOST, {"starting"});
+}
+
 TEST(Exit, WaitsUntilWhatIsKeptForAnEndingWorkerIsDestroyed) {
     ExpectToEndWell(CALLBACK_EXIT_HOST, {"ending"});
 }
