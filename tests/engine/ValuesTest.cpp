@@ -16,6 +16,8 @@
 #include "engine/RequestBody.h"
 #include "setting/EngineTest.h"
 
+// What was moved from is used on purpose. NOLINTBEGIN(bugprone-use-after-move,clang-analyzer-cplusplus.Move)
+
 namespace {
 
 template <class T>
@@ -173,7 +175,7 @@ TEST(ClientOptionsValue, HasNoOriginOnceItWasMovedFrom) {
     one.timeout(1s);
     const ClientOptions two = std::move(one);
     EXPECT_EQ(two.timeout(), 1s);
-    // What was moved from is as good as new, but for its origin. NOLINTBEGIN(bugprone-use-after-move)
+    // What was moved from is as good as new, but for its origin.
     EXPECT_EQ(one.origin(), "");
     EXPECT_EQ(one.timeout(), 30s);
     EXPECT_THROW(Client{one}, std::invalid_argument);
@@ -181,7 +183,6 @@ TEST(ClientOptionsValue, HasNoOriginOnceItWasMovedFrom) {
     EXPECT_EQ(one.timeout(), 3s);
     one = two;
     EXPECT_EQ(one.origin(), "http://host");
-    // NOLINTEND(bugprone-use-after-move)
 }
 
 TEST(TlsOptionsValue, HasItsDefaults) {
@@ -217,14 +218,12 @@ TEST(TlsOptionsValue, IsAsNewOnceItWasMovedFrom) {
     one.verifyHost(false);
     TlsOptions two = std::move(one);
     EXPECT_FALSE(two.verifyHost());
-    // NOLINTBEGIN(bugprone-use-after-move)
     EXPECT_TRUE(one.verifyHost());
     const TlsOptions three = one;
     EXPECT_TRUE(three.verifyHost());
     one.serverName("name");
     EXPECT_EQ(one.serverName(), "name");
     EXPECT_EQ(three.serverName(), "");
-    // NOLINTEND(bugprone-use-after-move)
 }
 
 TEST(RetryPolicyValue, HasItsDefaults) {
@@ -259,13 +258,11 @@ TEST(RetryPolicyValue, IsAsNewOnceItWasMovedFrom) {
     one.attempts(5);
     const RetryPolicy two = std::move(one);
     EXPECT_EQ(two.attempts(), 5);
-    // NOLINTBEGIN(bugprone-use-after-move)
     EXPECT_EQ(one.attempts(), 1);
     const ClientOptions options = ClientOptions("http://host").retry(one);
     EXPECT_EQ(options.retry().attempts(), 1);
     one.attempts(2);
     EXPECT_EQ(one.attempts(), 2);
-    // NOLINTEND(bugprone-use-after-move)
 }
 
 TEST(EngineOptionsValue, HasItsDefaults) {
@@ -311,12 +308,10 @@ TEST(EngineOptionsValue, IsAsNewOnceItWasMovedFrom) {
     one.maxWaiting(5);
     const EngineOptions two = std::move(one);
     EXPECT_EQ(two.maxWaiting(), 5U);
-    // NOLINTBEGIN(bugprone-use-after-move)
     EXPECT_EQ(one.maxWaiting(), 10'000U);
     const Engine engine(one);
     one.maxWaiting(6);
     EXPECT_EQ(one.maxWaiting(), 6U);
-    // NOLINTEND(bugprone-use-after-move)
 }
 
 TEST(BadOptions, AreRefusedWhereTheClientIsMade) {
@@ -417,7 +412,6 @@ TEST(ResponseValue, IsEmptyOnceItWasMovedFrom) {
     const Response two = std::move(one);
     EXPECT_EQ(two.status(), 200);
     EXPECT_EQ(two.body(), "body");
-    // NOLINTBEGIN(bugprone-use-after-move)
     EXPECT_EQ(one.status(), 0);
     EXPECT_EQ(one.headerCount(), 0U);
     EXPECT_EQ(one.header("A"), std::nullopt);
@@ -431,7 +425,6 @@ TEST(ResponseValue, IsEmptyOnceItWasMovedFrom) {
     one = ResponseOf(404, "another");
     EXPECT_EQ(one.status(), 404);
     EXPECT_EQ(one.body(), "another");
-    // NOLINTEND(bugprone-use-after-move)
 }
 
 TEST(ResponseValue, ThrowsBeyondItsFields) {
@@ -469,14 +462,12 @@ TEST(ResultValue, HoldsNothingOnceItWasMovedFrom) {
     Result one = ResultOf(ResponseOf(200, ""));
     Result two = std::move(one);
     EXPECT_TRUE(static_cast<bool>(two));
-    // NOLINTBEGIN(bugprone-use-after-move)
     EXPECT_FALSE(static_cast<bool>(one));
     EXPECT_THROW(static_cast<void>(*one), std::logic_error);
     EXPECT_THROW(static_cast<void>(one.failure()), std::logic_error);
     one = std::move(two);
     EXPECT_EQ(one->status(), 200);
     EXPECT_FALSE(static_cast<bool>(two));
-    // NOLINTEND(bugprone-use-after-move)
     one = ResultOf(FailureOf(FailureKind::Connect, ""));
     EXPECT_EQ(one.failure().kind(), FailureKind::Connect);
 }
@@ -511,13 +502,11 @@ TEST(FailureValue, IsCopiedWhole) {
         EXPECT_EQ(each->timings().of(Phase::Body), 5ms);
         EXPECT_EQ(each->timings().total(), 7ms);
     }
-    // NOLINTBEGIN(bugprone-use-after-move)
     EXPECT_EQ(two.kind(), FailureKind::Internal);
     const Failure four = two;
     EXPECT_EQ(four.timings().total(), 0ns);
     two = one;
     EXPECT_EQ(two.message(), "late");
-    // NOLINTEND(bugprone-use-after-move)
 }
 
 TEST(TimingsValue, OutlivesItsResponseAsACopy) {
@@ -571,8 +560,7 @@ TEST(MovedFromRequest, IsRefused) {
     const Client client(ClientOptions("http://127.0.0.1:1"), engine);
     Request one = Get();
     const Request two = std::move(one);
-    EXPECT_EQ(ToldFully(client.Send(one)), // NOLINT(bugprone-use-after-move)
-              "InvalidRequest in Prepare, not sent, attempts 0");
+    EXPECT_EQ(ToldFully(client.Send(one)), "InvalidRequest in Prepare, not sent, attempts 0");
     const Request copy = one;
     EXPECT_EQ(Told(client.Send(copy)), "InvalidRequest in Prepare");
     one.header("A", "b");
@@ -585,11 +573,12 @@ TEST(MovedFromClient, IsRefused) {
     Engine engine;
     Client one(ClientOptions("http://127.0.0.1:1"), engine);
     const Client two = std::move(one);
-    EXPECT_EQ(ToldFully(one.Send(Get())), // NOLINT(bugprone-use-after-move)
-              "InvalidRequest in Prepare, not sent, attempts 0");
+    EXPECT_EQ(ToldFully(one.Send(Get())), "InvalidRequest in Prepare, not sent, attempts 0");
     one = two;
     EXPECT_EQ(Told(one.Send(Get())), "Connect in Connect");
     one = Client(ClientOptions("http://host").connectTo("unix:/nowhere/at/all"), engine);
     const Result refused = one.Send(Get());
     EXPECT_EQ(refused.failure().code(), std::errc::no_such_file_or_directory) << "it is the other client";
 }
+
+// NOLINTEND(bugprone-use-after-move,clang-analyzer-cplusplus.Move)
