@@ -250,7 +250,12 @@ extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attribute
         return next(thread, attributes, function, argument);
     }
     ++g_starts;
-    return next(thread, attributes, &StartWhenExitWaits, new Start{function, argument});
+    auto start = std::make_unique<Start>(Start{function, argument});
+    const int result = next(thread, attributes, &StartWhenExitWaits, start.get());
+    if (result == 0) {
+        static_cast<void>(start.release()); // it is the thread's
+    }
+    return result;
 }
 
 int main(int argc, char** argv) {
