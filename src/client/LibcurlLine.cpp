@@ -2,6 +2,7 @@
 #include "client/LibcurlLine.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include <strings.h>
 
@@ -23,10 +24,12 @@ bool IsOfScheme(char c) {
 }
 
 /// Over HTTP/2 libcurl repeats the header lines that it sends as informational text: "h2h3 [name: value]", in
-/// later versions "[HTTP/2] [1] [name: value]".
+/// later versions "h2 [name: value]" and "[HTTP/2] [1] [name: value]".
 /// @return where the value begins.
 std::size_t RepeatedHeaderValue(std::string_view line) {
-    if (!BeginsWith(line, "h2h3 [") && !BeginsWith(line, "[HTTP/")) {
+    constexpr std::string_view BEGINNINGS[] = {"h2h3 [", "h2 [", "h3 [", "[HTTP/"};
+    if (std::none_of(std::begin(BEGINNINGS), std::end(BEGINNINGS),
+                     [line](std::string_view beginning) { return BeginsWith(line, beginning); })) {
         return NONE;
     }
     const std::size_t separator = line.find(": ");

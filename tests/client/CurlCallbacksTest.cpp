@@ -127,6 +127,8 @@ TEST_F(DebugCallback, LeavesOutTheValuesOfHeadersThatLibcurlRepeats) {
     const LoggedLines rows = {
         {"h2h3 [x-access-token: secret]\n", "h2h3 [x-access-token: ...]\n"},
         {"h2h3 [:path: /a: b]\n", "h2h3 [:path: ...]\n"},
+        {"h2 [x-access-token: secret]\n", "h2 [x-access-token: ...]\n"},
+        {"h3 [x-access-token: secret]\n", "h3 [x-access-token: ...]\n"},
         {"[HTTP/2] [1] [cookie: secret: 1]\n", "[HTTP/2] [1] [cookie: ...]\n"},
         {"[HTTP/2] [1] OPENED stream for https://host/\n", "[HTTP/2] [1] OPENED stream for https://host/\n"},
         {"h2h3 [", "h2h3 ["},
