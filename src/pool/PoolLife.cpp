@@ -9,7 +9,6 @@
 #include <vector>
 
 #include <pthread.h>
-#include <semaphore.h>
 
 #include <ace/Dev_Poll_Reactor.h>
 #include <ace/Guard_T.h>
@@ -75,9 +74,7 @@ constexpr time_t FIRST_SWEEP_SECONDS = 1;
 constexpr time_t SWEEP_INTERVAL_SECONDS = 20;
 constexpr int WITHOUT_HANDLE_CLOSE = 1;
 
-/// Posted by the thread of each pool as it begins. One does: pools are made one after the other.
-sem_t g_begun;
-/// That thread; none where it could not be started.
+/// The thread of the pool; none where it could not be started. One does: pools are made one after the other.
 std::optional<ACE_thread_t> g_thread;
 
 /// Where the TLS connections of destroyed pools stay reachable. They are deliberately never closed: a worker
@@ -189,18 +186,17 @@ int CHttpConnectionMgr::Initialize() {
         Trace<LogMessage::PoolWithoutTimer>();
         return -1;
     }
-    ReactorStay::Prepare();
+    if (!ReactorStay::Prepare()) {
+        return -1; // a host thread's first use, amid the end of the process
+    }
     ExitGate::Prepare();
     // A signal that interrupts the reactor would make ACE print on standard error.
     const SignalBlock block;
-    sem_init(&g_begun, 0, 0);
     g_thread.reset(); // a forked child's parent may have one
     const int ret = activate();
-    // The process may end right away, and a thread that begins only then would find ACE taken down.
-    while (ret == 0 && sem_wait(&g_begun) != 0) {
-        // interrupted
-    }
-    if (ret != 0) {
+    if (ret == 0) {
+        ReactorStay::AwaitBeginning();
+    } else {
         ReactorStay::LetGo();
     }
     return ret;
@@ -227,7 +223,7 @@ bool CHttpConnectionMgr::ScheduleSweeps() {
 int CHttpConnectionMgr::svc() {
     const AmidPool amid;
     g_thread = ACE_OS::thr_self();
-    sem_post(&g_begun);                   // before all that may ask for the pool, which is still being made
+    ReactorStay::Begin();                 // before all that may ask for the pool, which is still being made
     Trace<LogMessage::PoolThreadBegin>(); // the trailing blank belongs to the text
     {
         const ReactorStay stay(*m_pReactor);

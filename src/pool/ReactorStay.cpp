@@ -26,16 +26,33 @@ struct State {
     std::condition_variable changed;
     ACE_Reactor* occupied = nullptr; ///< The reactor that the pool's thread is in.
     bool exiting = false;
+    bool ended = false; ///< ACE's clean-up comes next.
     bool letGo = false;
-    bool entering = false; ///< A thread is to come.
+    bool beginning = false; ///< A thread is to come.
+    bool entering = false;  ///< It is to come to its reactor.
 
     /// Keeps the thread here for as long as the process exits.
     void Keep(std::unique_lock<std::mutex>& lock) {
         changed.wait(lock, [this] { return !exiting || letGo; });
     }
+
+    void AwaitTheOneThatBegins(std::unique_lock<std::mutex>& lock) {
+        changed.wait_for(lock, LONGEST_WAIT, [this] { return !beginning; });
+    }
 };
 
 State& g_state = *new State; // never destroyed: the thread may be kept until the process is gone
+
+/// Made as the library is loaded, which is after ACE: of what exit() runs, its destruction comes last before ACE's clean-up.
+/// A handler that is registered while the process exits may come after it.
+struct LastOfExit {
+    ~LastOfExit() {
+        const CancellationBlock block;
+        std::unique_lock<std::mutex> lock(g_state.mutex);
+        g_state.ended = true;
+        g_state.AwaitTheOneThatBegins(lock);
+    }
+} g_lastOfExit;
 
 thread_local ReactorStay* t_stay = nullptr;
 
@@ -43,6 +60,7 @@ void HaveItLeave() {
     const CancellationBlock block; // nobody may be thrown out of exit()
     std::unique_lock<std::mutex> lock(g_state.mutex);
     g_state.exiting = true;
+    g_state.AwaitTheOneThatBegins(lock);
     if (g_state.occupied == nullptr || t_stay != nullptr) { // nor does a thread that exits itself come back
         return;
     }
@@ -58,15 +76,31 @@ void Renew() {
 
 } // namespace
 
-void ReactorStay::Prepare() {
+bool ReactorStay::Prepare() {
     static std::once_flag once;
     std::call_once(once, [] {
         pthread_atfork(nullptr, nullptr, &Renew);
         static_cast<void>(std::atexit(&HaveItLeave)); // ACE's clean-up was registered when ACE was loaded
     });
     const std::lock_guard<std::mutex> lock(g_state.mutex);
+    if (g_state.ended) {
+        return false;
+    }
     g_state.letGo = false;
+    g_state.beginning = true;
     g_state.entering = true;
+    return true;
+}
+
+void ReactorStay::Begin() {
+    const std::lock_guard<std::mutex> lock(g_state.mutex);
+    g_state.beginning = false;
+    g_state.changed.notify_all();
+}
+
+void ReactorStay::AwaitBeginning() {
+    std::unique_lock<std::mutex> lock(g_state.mutex);
+    g_state.changed.wait(lock, [] { return !g_state.beginning; });
 }
 
 void ReactorStay::AwaitEntry() {
@@ -78,6 +112,7 @@ void ReactorStay::AwaitEntry() {
 void ReactorStay::LetGo() {
     const std::lock_guard<std::mutex> lock(g_state.mutex);
     g_state.letGo = true;
+    g_state.beginning = false;
     g_state.entering = false;
     g_state.changed.notify_all();
 }

@@ -15,8 +15,12 @@ class ACE_Reactor;
 /// There is one at a time: pools are made one after the other.
 class ReactorStay {
 public:
-    /// Before the thread of a new pool is started.
-    static void Prepare();
+    /// Before the thread of a new pool is started. @return whether it may be: ACE's clean-up may have begun.
+    static bool Prepare();
+    /// On that thread, as it begins: ACE's entry of a thread, which uses what ACE's clean-up destroys, is behind it.
+    static void Begin();
+    /// Waits until the thread has begun. exit() does so, too: it may be called by another thread.
+    static void AwaitBeginning();
     /// Lets a thread go that exit() keeps out of its reactor: the pool ends, or has no thread.
     static void LetGo();
 

@@ -83,10 +83,19 @@ void Close() {
     g_gate.changed.wait_for(lock, LONGEST_WAIT, [] { return g_gate.steps == t_steps; });
 }
 
-/// A forked child has none of the threads that may have been amid a step.
+/// Made as the library is loaded: its destruction comes before ACE's clean-up even where the gate was armed while the
+/// process exited, and Close() comes after it.
+struct LastOfExit {
+    ~LastOfExit() {
+        const std::lock_guard<std::mutex> lock(g_gate.mutex);
+        g_gate.closed = true;
+    }
+} g_lastOfExit;
+
+/// A forked child has none of the other threads that may have been amid a step.
 void Renew() {
     new (&g_gate) Gate;
-    t_steps = 0;
+    g_gate.steps = t_steps;
 }
 
 } // namespace

@@ -3,16 +3,17 @@
 // CallbackExitHost connection: its log ends it, called under the pool's lock, which the callback waits for
 // CallbackExitHost handler: the callback ends it, and a handler of exit() sends
 // CallbackExitHost cancelled: the callback's thread is cancelled amid a send when exit() has begun
-// CallbackExitHost starting: the thread of a callback starts, and a handler of exit() sends when the gate is closed
+// CallbackExitHost forked: the callback forks amid a send, and another thread of the child ends that
 // CallbackExitHost ending: the thread of the callback ends, and what is kept for it is destroyed
 // CallbackExitHost late: the callback returns when exit() has closed the gate
 #include <atomic>
 #include <cstdlib>
-#include <memory>
 #include <string>
+#include <thread>
 
 #include <pthread.h>
 #include <signal.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <curl/curl.h>
@@ -42,9 +43,8 @@ std::atomic<pid_t> g_callback{0};          ///< its thread
 std::atomic<bool> g_poolIsHeld{false};     ///< by the thread that exits, which the callback has to wait for
 std::atomic<bool> g_isLate{false};         ///< what the library does at exit() is over
 std::atomic<bool> g_isTransferring{false}; ///< the callback
-std::atomic<bool> g_holdsStarts{false};    ///< of threads
-std::atomic<int> g_starts{0};              ///< that were held
-std::atomic<bool> g_isStarted{false};      ///< one of them
+std::atomic<bool> g_forks{false};          ///< the callback is to
+std::atomic<pid_t> g_child{-1};            ///< none yet; 0 in the child
 std::atomic<bool> g_isDestroying{false};   ///< what is kept for the callback's thread
 std::atomic<bool> g_isDestroyed{false};
 
@@ -122,19 +122,21 @@ void ExitWhileACallbackIsCancelled() {
     }
 }
 
-/// Has the process exit before a worker's thread has come to the library's code. ACE's code, which comes first, uses what
-/// ACE's clean-up destroys. Once exit() has closed the gate, no thread is started.
-void ExitWhileAWorkerStarts() {
-    std::atexit([] {
-        const bool waited = g_isStarted;
-        CallBack([](const CHttpResponse& /*response*/) {});
-        if (!waited || g_starts != 1) {
-            _exit(TOO_LATE);
+/// Forks amid a callback's send. No thread of the child is amid a step when it ends. @return its status.
+int ForkAmidACallbacksSend() {
+    g_forks = true;
+    CallBack([](const CHttpResponse& /*response*/) {
+        Send();
+        if (g_child == 0) {
+            std::thread([] { std::exit(0); }).join();
         }
     });
-    UseThePool(true); // whose thread starts first
-    g_holdsStarts = true;
-    CallBack([](const CHttpResponse& /*response*/) {});
+    while (g_child == -1) {
+        PauseShortly();
+    }
+    int status = -1;
+    waitpid(g_child, &status, 0);
+    return status;
 }
 
 /// Comes back when a callback has come and its thread has ended.
@@ -189,7 +191,7 @@ void ExitBeforeAWorkerEnds() {
 
 } // namespace
 
-// These stand before the platform's, libcurl's and the C library's.
+// These stand before the platform's and libcurl's.
 
 bool Ovexcommon::TraceClient::checkValid(int /*level*/, int /*module*/) {
     return true;
@@ -207,6 +209,10 @@ void Ovexcommon::TraceClient::trace(int /*level*/, int /*module*/, const std::st
 
 extern "C" CURLcode curl_easy_perform(CURL* handle) {
     static auto* const next = Next<CURLcode(CURL*)>("curl_easy_perform");
+    if (g_forks.exchange(false)) {
+        g_child = fork();
+        alarm(LONGEST_LIFE);
+    }
     if (gettid() == g_callback) {
         g_isTransferring = true;
         WaitForExitToWait();
@@ -226,38 +232,6 @@ extern "C" void curl_easy_cleanup(CURL* handle) {
     next(handle);
 }
 
-namespace {
-
-struct Start {
-    void* (*function)(void*);
-    void* argument;
-};
-
-void* StartWhenExitWaits(void* argument) {
-    const std::unique_ptr<Start> start(static_cast<Start*>(argument));
-    WaitForExitToWait();
-    g_isStarted = true;
-    return start->function(start->argument);
-}
-
-} // namespace
-
-extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*function)(void*),
-                              void* argument) {
-    static auto* const next =
-        Next<int(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*)>("pthread_create");
-    if (!g_holdsStarts) {
-        return next(thread, attributes, function, argument);
-    }
-    ++g_starts;
-    auto start = std::make_unique<Start>(Start{function, argument});
-    const int result = next(thread, attributes, &StartWhenExitWaits, start.get());
-    if (result == 0) {
-        static_cast<void>(start.release()); // it is the thread's
-    }
-    return result;
-}
-
 int main(int argc, char** argv) {
     const std::string moment = argc == 2 ? argv[1] : "";
     EndOnFaults();
@@ -271,8 +245,8 @@ int main(int argc, char** argv) {
         ExitInACallback();
     } else if (moment == "cancelled") {
         ExitWhileACallbackIsCancelled();
-    } else if (moment == "starting") {
-        ExitWhileAWorkerStarts();
+    } else if (moment == "forked") {
+        return ForkAmidACallbacksSend() == 0 ? 0 : 1;
     } else if (moment == "ending") {
         ExitWhileAWorkerEnds();
     } else if (moment == "late") {
