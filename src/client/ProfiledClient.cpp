@@ -14,6 +14,7 @@ bool IsProfile(HTTPTRANSFERPROFILE profile) {
 ProfiledClient::ProfiledClient() : m_profile(g_defaultProfile.load(std::memory_order_relaxed)) {}
 
 ProfiledClient::~ProfiledClient() {
+    m_curl = nullptr; // the pool's: exit() amid a send, called by the log, destroys a static client
     ForgetEngineClients();
 }
 

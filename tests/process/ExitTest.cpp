@@ -33,6 +33,13 @@ TEST(Exit, CalledByTheLogOrTheCipherMayBringAHandlerThatEndsThePool) {
     }
 }
 
+// It destroys a client that no block of code owns, while the pool has the connection of its send.
+TEST(Exit, CalledByTheLogAmidASendLeavesTheConnectionToThePool) {
+    for (const char* place : {"static client", "own client"}) {
+        ExpectToEndWell(LOG_HOST, {place});
+    }
+}
+
 TEST(Exit, CalledByTheLogWaitsForNoCallbackThatWantsAConnection) {
     ExpectToEndWell(CALLBACK_EXIT_HOST, {"connection"});
 }

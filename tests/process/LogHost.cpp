@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // A host whose log or cipher does what surprises. It ends the process, and a handler of exit() ends the pool:
 // LogHost making|"pool thread"|limit|cipher
+// It does so amid a send of a client that exit() destroys: LogHost "static client"|"own client"
 // Its thread is cancelled in the log, or where the environment is read, while it is within a handler:
 // LogHost handler|environment
 // It forks while the pool's thread logs, on a thread that is to end: LogHost forking
@@ -26,6 +27,8 @@
 
 #include <httpclient/HttpClient.h>
 #include <httpclient/HttpConnectionMgr.h>
+#include <httpclient/HttpRequest.h>
+#include <httpclient/HttpResponse.h>
 
 #include "hosts/CancellationPending.h"
 #include "hosts/Faults.h"
@@ -84,6 +87,25 @@ bool Holds(const std::string& text, const char* part) {
     return text.find(part) != std::string::npos;
 }
 
+CHttpClient& StaticClient() {
+    static CHttpClient client;
+    return client;
+}
+
+CHttpClient& OwnClientOfTheThread() {
+    thread_local CHttpClient client;
+    return client;
+}
+
+/// Sends to a port where nobody listens, which is logged.
+void SendInVain(CHttpClient& client) {
+    client.setPort(1);
+    CHttpRequest request;
+    request.setVerb(HTTPOPERATION_GET);
+    CHttpResponse response;
+    client.synSendRequest(request, response, false);
+}
+
 } // namespace
 
 // These stand before the platform's.
@@ -104,7 +126,9 @@ void Ovexcommon::TraceClient::trace(int level, int /*module*/, const std::string
     if (limit) {
         LetThePoolsThreadWait();
     }
-    if (limit || (g_place == "making" && level == 5) || (g_place == "pool thread" && Holds(body, "svc in"))) {
+    const bool failure = Holds(g_place, "client") && Holds(body, "curl_easy_perform call failed");
+    if (limit || failure || (g_place == "making" && level == 5) ||
+        (g_place == "pool thread" && Holds(body, "svc in"))) {
         std::exit(0);
     }
 }
@@ -149,6 +173,12 @@ int main(int argc, char** argv) {
     }
     if (g_place == "limit") {
         UseThePoolUp();
+    }
+    if (g_place == "static client") {
+        SendInVain(StaticClient());
+    }
+    if (g_place == "own client") {
+        SendInVain(OwnClientOfTheThread());
     }
     if (g_place == "pool thread") {
         CHttpConnectionMgr::Instance();
