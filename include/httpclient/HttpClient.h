@@ -24,7 +24,7 @@ class CHttpResponse;
 ///
 /// @par Thread Safety
 /// No lock: one client runs one synchronous send at a time, so use one client per thread. Asynchronous sends
-/// may overlap each other, and the client may be destroyed while they are under way.
+/// may overlap each other and that one, and the client may be destroyed while they are under way.
 ///
 /// @par Performance
 /// A client is cheap to make and to keep. A send costs what libcurl's transfer costs; see the send operations

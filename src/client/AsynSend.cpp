@@ -132,10 +132,8 @@ void CHttpClientImp::AsynSendOnConnection(const CHttpRequest& request, void (*ca
     record->response = std::make_shared<CHttpResponse>();
     record->strContent = std::move(parts.content);
 
-    if (!parts.acceptEncoding.empty()) {
-        SetDecodingHttpResponse(
-            parts.acceptEncoding); // deliberately without effect: there is no current handle here
-    }
+    // Deliberate: libcurl is not told of parts.acceptEncoding, and decodes nothing. A current handle would be that of
+    // another thread's synchronous send.
     curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT, static_cast<long>(m_nConnectTimeout));
     curl_easy_setopt(easy, CURLOPT_TIMEOUT, static_cast<long>(m_nRequestTimeout));
     if (SetVerb(easy, parts.verb, record->strContent)) {

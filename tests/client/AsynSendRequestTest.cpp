@@ -126,6 +126,23 @@ TEST_F(AsynSendRequest, CarriesNoCookieAndAsksForNoDecoding) {
               "GET / HTTP/1.1\r\nHost: <server>\r\nAccept: */*\r\nAccept-Encoding:gzip\r\n\r\n");
 }
 
+TEST_F(AsynSendRequest, LeavesASynchronousOneOfTheSameClientAlone) {
+    const auto request = MakeRequest(HTTPOPERATION_GET, "/asynchronous");
+    request->setAcceptEncoding("gzip");
+    LoopbackServer server([&](const RecordedRequest& received) {
+        if (received.target == "/synchronous") {
+            m_client.asynSendRequest(*request, &Outcomes::Callback, false);
+            EXPECT_TRUE(Outcomes::WaitFor(1));
+        }
+        return Respond(200, {{"Content-Encoding", "gzip"}}, "not compressed");
+    });
+    PointAt(m_client, server);
+    CHttpResponse response;
+    EXPECT_EQ(m_client.synSendRequest(*MakeRequest(HTTPOPERATION_GET, "/synchronous"), response, false), 200);
+    EXPECT_EQ(response.getResponseBody(), "not compressed") << "it asked for no decoding";
+    EXPECT_EQ(Outcomes::All().at(0).body, "not compressed");
+}
+
 TEST_F(AsynSendRequest, DoesNotSendTheRequestsOwnBody) {
     const auto request = MakeRequest(HTTPOPERATION_POST, "/");
     request->setContent("own body");
