@@ -66,7 +66,9 @@ curl_slist* CHttpClientImp::AppendSlist(const CHttpRequest& request) const {
         Trace<LogMessage::TokenMissing>();
     }
     if (!token.empty()) {
-        head[g_strTokenHeader] = std::move(token); // replaces one of the caller's
+        std::string& value = head[g_strTokenHeader];
+        Cleanse(value); // one of the caller's, a short text's characters would stay where it was
+        value = std::move(token);
     }
     HeaderLines lines;
     for (const auto& [name, value] : head) {

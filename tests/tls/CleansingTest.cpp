@@ -20,6 +20,7 @@
 #include <httpclient/testing/FakeTokenService.h>
 
 #include "client/AsyncOperation.h"
+#include "client/HttpClientImp.h"
 #include "identity/HttpSiaToken.h"
 #include "interpose/WatchedBlocks.h"
 #include "pool/HttpsConnection.h"
@@ -27,6 +28,7 @@
 #include "setting/Log.h"
 #include "setting/Secrets.h"
 #include "setting/TlsSetting.h"
+#include "support/CurlOwners.h"
 
 using namespace httpclient::testing;
 
@@ -160,6 +162,21 @@ TEST(HeaderCleansing, NorDoesAHeadThatMemoryRunsOutFor) {
     request.addRequestHeadEntry("A", BODY);
     request.addRequestHeadEntry("B", std::string(LARGE, 'x'));
     ExpectNothingLeftByASendWithoutMemoryForMore(request);
+}
+
+TEST_F(SecretsInUse, AHostsOwnShortTokenLeavesNothingBehindWhenAnotherReplacesIt) {
+    constexpr const char* OWN = "a-token-of-mine";
+    const CHttpClientImp client;
+    CHttpRequest request;
+    request.setUrlPath("/orders/1");
+    request.addRequestHeadEntry("x-access-token", OWN);
+    // What comes first is overwritten with the capacity of the longer text, which is kept in the same place.
+    const FreedBlocks freed{OWN + 8};
+    const CurlSlistPtr list(client.AppendSlist(request));
+    ASSERT_NE(list, nullptr);
+    EXPECT_EQ(std::string(list->data), "x-access-token:" + Secret(FIRST_TOKEN));
+    EXPECT_GT(freed.Count(), 1);
+    EXPECT_EQ(freed.Holding(), 0);
 }
 
 TEST(CookieCleansing, ACookieLeavesNothingBehindWhenMemoryRunsOutForTheBody) {
