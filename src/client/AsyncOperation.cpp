@@ -75,6 +75,13 @@ bool Pause(CURLM* multi) {
     return select(0, &readSet, &writeSet, &errorSet, &tv) != -1;
 }
 
+/// Attaches the handle. libcurl closes what a synchronous transfer on it has left then.
+void Attach(const AsyncOperationArgs& args) {
+    const CancellationBlock block;
+    const ExitGate::Pass pass;
+    curl_multi_add_handle(args.mcurl, args.curl);
+}
+
 CURLMcode Advance(CURLM* multi, int& running) {
     const CancellationBlock block; // a step is short: the thread is cancelled in the pause
     const ExitGate::Pass pass;
@@ -108,7 +115,7 @@ void RunTransfer(const AsyncOperationArgs& args, CHttpResponse& response) {
     std::string head;
     std::string body;
     SetWorkerOptions(args, head, body);
-    curl_multi_add_handle(args.mcurl, args.curl);
+    Attach(args);
     TakeWriteWithoutMemory(); // an earlier send's on this thread
     TidyIfThreadEnds([&] { Drive(args.mcurl); }, [&] { Abandon(args); });
     const CancellationBlock block;
