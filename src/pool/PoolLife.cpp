@@ -223,8 +223,10 @@ bool CHttpConnectionMgr::ScheduleSweeps() {
 int CHttpConnectionMgr::svc() {
     const AmidPool amid;
     g_thread = ACE_OS::thr_self();
-    ReactorStay::Begin();                 // before all that may ask for the pool, which is still being made
-    Trace<LogMessage::PoolThreadBegin>(); // the trailing blank belongs to the text
+    {
+        const ReactorStay::WayIn wayIn; // before all that may ask for the pool, which is still being made
+        Trace<LogMessage::PoolThreadBegin>(); // the trailing blank belongs to the text
+    }
     {
         const ReactorStay stay(*m_pReactor);
         m_pReactor->owner(ACE_OS::thr_self());

@@ -29,7 +29,7 @@ struct State {
     bool ended = false; ///< ACE's clean-up comes next.
     bool letGo = false;
     bool beginning = false; ///< A thread is to come.
-    bool entering = false;  ///< It is to come to its reactor.
+    bool entering = false;  ///< It has not logged yet.
 
     /// Keeps the thread here for as long as the process exits.
     void Keep(std::unique_lock<std::mutex>& lock) {
@@ -92,9 +92,15 @@ bool ReactorStay::Prepare() {
     return true;
 }
 
-void ReactorStay::Begin() {
+ReactorStay::WayIn::WayIn() {
     const std::lock_guard<std::mutex> lock(g_state.mutex);
     g_state.beginning = false;
+    g_state.changed.notify_all();
+}
+
+ReactorStay::WayIn::~WayIn() {
+    const std::lock_guard<std::mutex> lock(g_state.mutex);
+    g_state.entering = false;
     g_state.changed.notify_all();
 }
 
@@ -133,8 +139,6 @@ void ReactorStay::Enter() {
     std::unique_lock<std::mutex> lock(g_state.mutex);
     g_state.Keep(lock);
     g_state.occupied = &m_reactor;
-    g_state.entering = false;
-    g_state.changed.notify_all();
 }
 
 void ReactorStay::Leave() {

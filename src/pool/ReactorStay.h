@@ -17,15 +17,22 @@ class ReactorStay {
 public:
     /// Before the thread of a new pool is started. @return whether it may be: ACE's clean-up may have begun.
     static bool Prepare();
-    /// On that thread, as it begins: ACE's entry of a thread, which uses what ACE's clean-up destroys, is behind it.
-    static void Begin();
+    /// On that thread, as it begins: ACE's entry of a thread, which uses what ACE's clean-up destroys, is behind it. Lives
+    /// until the thread has logged, or has ended in the log.
+    class WayIn {
+    public:
+        WayIn();
+        ~WayIn();
+        WayIn(const WayIn&) = delete;
+        WayIn& operator=(const WayIn&) = delete;
+    };
     /// Waits until the thread has begun. exit() does so, too: it may be called by another thread.
     static void AwaitBeginning();
     /// Lets a thread go that exit() keeps out of its reactor: the pool ends, or has no thread.
     static void LetGo();
 
-    /// Waits, for a second at most, while a new pool's thread is on its way into its reactor. A child that is forked
-    /// then would find the log held by that thread.
+    /// Waits, for a second at most, while a new pool's thread is on its way in. A child that is forked then would find
+    /// the log held by that thread.
     static void AwaitEntry();
 
     /// On the pool's own thread.

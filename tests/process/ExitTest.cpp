@@ -116,3 +116,7 @@ TEST(Forking, AmidTheFirstUseOfThePoolLetsTheChildUseIt) {
 TEST(Forking, WaitsUntilThePoolsThreadHasLogged) {
     ExpectToEndWell(LOG_HOST, {"forking"});
 }
+
+TEST(Forking, WaitsForNoThreadOfThePoolThatHasEndedInTheLog) {
+    ExpectToEndWell(LOG_HOST, {"ending"});
+}

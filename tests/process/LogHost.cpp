@@ -4,7 +4,8 @@
 // It does so amid a send of a client that exit() destroys: LogHost "static client"|"own client"
 // Its thread is cancelled in the log, or where the environment is read, while it is within a handler:
 // LogHost handler|environment
-// It forks while the pool's thread logs, on a thread that is to end: LogHost forking
+// It forks while the pool's thread logs, on a thread that is to end, or after that thread has ended in the log:
+// LogHost forking|ending
 #include <atomic>
 #include <chrono>
 #include <cstdio>
@@ -33,6 +34,7 @@
 #include "hosts/CancellationPending.h"
 #include "hosts/Faults.h"
 #include "hosts/PoolUse.h"
+#include "hosts/TimeOuts.h"
 #include "hosts/Waits.h"
 
 namespace {
@@ -83,6 +85,16 @@ bool ForksAfterTheLog() {
     return status == 0;
 }
 
+/// @return whether a child could be forked.
+bool Forks() {
+    CHttpConnectionMgr::Instance();
+    const pid_t child = fork();
+    if (child == 0) {
+        _exit(0);
+    }
+    return child != -1 && waitpid(child, nullptr, 0) == child;
+}
+
 bool Holds(const std::string& text, const char* part) {
     return text.find(part) != std::string::npos;
 }
@@ -122,6 +134,9 @@ void Ovexcommon::TraceClient::trace(int level, int /*module*/, const std::string
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
         g_logged = true;
     }
+    if (g_place == "ending" && Holds(body, "svc in")) {
+        pthread_exit(nullptr);
+    }
     const bool limit = g_place == "limit" && Holds(body, "upper limit");
     if (limit) {
         LetThePoolsThreadWait();
@@ -156,6 +171,10 @@ int main(int argc, char** argv) {
     alarm(LONGEST_LIFE);
     if (g_place == "forking") {
         return ForksAfterTheLog() ? 0 : 1;
+    }
+    if (g_place == "ending") {
+        EndOnTimeOuts();
+        return Forks() ? 0 : 1;
     }
     std::atexit([] { CHttpConnectionMgr::Finalize(); });
     if (g_place == "handler") {
