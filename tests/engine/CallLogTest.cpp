@@ -84,7 +84,7 @@ TEST_F(CallLog, IsNotForgedByATarget) {
 TEST_F(CallLog, HasALineForACallThatCannotBegin) {
     Client one = ClientOf(OptionsFor("http://127.0.0.1:1"));
     const Client two = std::move(one);
-    static_cast<void>(one.Send(Get())); // NOLINT(bugprone-use-after-move)
+    static_cast<void>(one.Send(Get())); // NOLINT(bugprone-use-after-move,clang-analyzer-cplusplus.Move)
     EXPECT_EQ(OnlyLine(), "5: HTTP call failed: InvalidRequest in Prepare: the client was moved from");
 }
 

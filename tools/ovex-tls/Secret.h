@@ -30,7 +30,7 @@ public:
 
     /// Overwrites all that the string has room for: what it held earlier, and the short form inside it, too.
     static void Wipe(std::string& text) {
-        text.resize(text.capacity());
+        text.resize(text.capacity()); // NOLINT(clang-analyzer-cplusplus.Move): what was moved from, too
         OPENSSL_cleanse(text.data(), text.size());
         text.clear();
     }
