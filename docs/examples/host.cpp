@@ -25,6 +25,7 @@ void startHttp() { // in main(), before the threads
     CHttpConnectionMgr* pool = CHttpConnectionMgr::Instance(); // makes the pool and its thread
     pool->ResizeConnPool(200, 60);                             // per address, addresses; never lowered
     pool->SetRlsTime(60);                                      // seconds that a connection may stay idle
+    const CHttpRequest first;                                  // has OpenSSL initialised
 }
 // [end]
 
