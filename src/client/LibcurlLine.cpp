@@ -23,8 +23,8 @@ bool IsOfScheme(char c) {
            c == '-' || c == '.';
 }
 
-/// Over HTTP/2 libcurl repeats the header lines that it sends as informational text: "h2h3 [name: value]", in
-/// later versions "h2 [name: value]" and "[HTTP/2] [1] [name: value]".
+/// Over HTTP/2 and 3 libcurl repeats the header lines that it sends as informational text: "h2h3 [name: value]", in
+/// other versions "h2 [name: value]", "h3 [name: value]" and "[HTTP/2] [1] [name: value]".
 /// @return where the value begins.
 std::size_t RepeatedHeaderValue(std::string_view line) {
     constexpr std::string_view BEGINNINGS[] = {"h2h3 [", "h2 [", "h3 [", "[HTTP/"};

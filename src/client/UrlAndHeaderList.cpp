@@ -67,7 +67,7 @@ curl_slist* CHttpClientImp::AppendSlist(const CHttpRequest& request) const {
     }
     if (!token.empty()) {
         std::string& value = head[g_strTokenHeader];
-        Cleanse(value); // one of the caller's, a short text's characters would stay where it was
+        Cleanse(value); // the caller's own: a short one would stay in the entry, beside the longer one
         value = std::move(token);
     }
     HeaderLines lines;
