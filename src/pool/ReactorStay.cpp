@@ -29,7 +29,7 @@ struct State {
     bool ended = false; ///< ACE's clean-up comes next.
     bool letGo = false;
     bool beginning = false; ///< A thread is to come.
-    bool entering = false;  ///< It has not logged yet.
+    bool onWayIn = false;   ///< It has not logged yet.
 
     /// Keeps the thread here for as long as the process exits.
     void Keep(std::unique_lock<std::mutex>& lock) {
@@ -88,7 +88,7 @@ bool ReactorStay::Prepare() {
     }
     g_state.letGo = false;
     g_state.beginning = true;
-    g_state.entering = true;
+    g_state.onWayIn = true;
     return true;
 }
 
@@ -100,7 +100,7 @@ ReactorStay::WayIn::WayIn() {
 
 ReactorStay::WayIn::~WayIn() {
     const std::lock_guard<std::mutex> lock(g_state.mutex);
-    g_state.entering = false;
+    g_state.onWayIn = false;
     g_state.changed.notify_all();
 }
 
@@ -112,14 +112,14 @@ void ReactorStay::AwaitBeginning() {
 void ReactorStay::AwaitEntry() {
     const CancellationBlock block; // nor out of fork()
     std::unique_lock<std::mutex> lock(g_state.mutex);
-    g_state.changed.wait_for(lock, LONGEST_WAY_IN, [] { return !g_state.entering; });
+    g_state.changed.wait_for(lock, LONGEST_WAY_IN, [] { return !g_state.onWayIn; });
 }
 
 void ReactorStay::LetGo() {
     const std::lock_guard<std::mutex> lock(g_state.mutex);
     g_state.letGo = true;
     g_state.beginning = false;
-    g_state.entering = false;
+    g_state.onWayIn = false;
     g_state.changed.notify_all();
 }
 
