@@ -72,6 +72,12 @@ void DoWithinAHandler(void (*work)()) {
     }).join();
 }
 
+/// @return whether a child has ended, and well.
+bool EndsWell(pid_t child) {
+    int status = -1;
+    return waitpid(child, &status, 0) == child && status == 0;
+}
+
 /// @return whether a child forked right after the pool was made finds that the pool's thread has logged.
 bool ForksAfterTheLog() {
     CHttpConnectionMgr::Instance();
@@ -80,9 +86,7 @@ bool ForksAfterTheLog() {
     if (child == 0) {
         _exit(g_logged ? 0 : 1);
     }
-    int status = -1;
-    waitpid(child, &status, 0);
-    return status == 0;
+    return EndsWell(child);
 }
 
 /// @return whether a child could be forked.
@@ -92,7 +96,7 @@ bool Forks() {
     if (child == 0) {
         _exit(0);
     }
-    return child != -1 && waitpid(child, nullptr, 0) == child;
+    return EndsWell(child);
 }
 
 bool Holds(const std::string& text, const char* part) {
