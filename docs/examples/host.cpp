@@ -15,6 +15,9 @@
 #include <httpclient/HttpRequest.h>
 #include <httpclient/HttpResponse.h>
 
+// The page shows what matters there, and no more.
+// NOLINTBEGIN(cert-err33-c,performance-inefficient-vector-operation,performance-no-automatic-move)
+
 namespace {
 
 int port = 8080;
@@ -125,3 +128,5 @@ int main(int argc, char** argv) {
     stopHttp(none);
     return 0;
 }
+
+// NOLINTEND(cert-err33-c,performance-inefficient-vector-operation,performance-no-automatic-move)
